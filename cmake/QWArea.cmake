@@ -1,0 +1,24 @@
+# qw_add_area(<name> SOURCES <file>... [LINK <target>...])
+# One static library, qw_<name>, for an area of src/. LINK names the areas and libraries that it may use.
+function(qw_add_area name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
+    add_library(qw_${name} STATIC ${ARG_SOURCES})
+    target_include_directories(qw_${name} PUBLIC "${PROJECT_SOURCE_DIR}/src")
+    target_link_libraries(qw_${name} PUBLIC Qt6::Core ${ARG_LINK})
+    target_precompile_headers(qw_${name} PRIVATE "${PROJECT_SOURCE_DIR}/cmake/qw_pch.h")
+endfunction()
+
+# qw_add_test_suite(<name> SOURCES <file>... [LINK <target>...])
+# One test program, test_<name>; ctest lists each of its tests by its own name. Every file is registered here by
+# hand, and a test file that is in no list stops the configure step (tests/CMakeLists.txt).
+function(qw_add_test_suite name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
+    add_executable(test_${name} ${ARG_SOURCES} "${PROJECT_SOURCE_DIR}/tests/support/main.cpp")
+    target_include_directories(test_${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
+    target_link_libraries(test_${name} PRIVATE ${ARG_LINK} GTest::gtest GTest::gmock rapidcheck)
+    target_precompile_headers(test_${name} PRIVATE "${PROJECT_SOURCE_DIR}/cmake/qw_test_pch.h")
+    gtest_discover_tests(test_${name} TEST_PREFIX "${name}: " DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
+    foreach(source ${ARG_SOURCES})
+        set_property(GLOBAL APPEND PROPERTY QW_REGISTERED_TESTS "${CMAKE_CURRENT_SOURCE_DIR}/${source}")
+    endforeach()
+endfunction()

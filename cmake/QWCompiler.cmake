@@ -1,0 +1,31 @@
+# Compiler settings that hold for every target of the project.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
+
+set(QW_SANITIZE "" CACHE STRING "Sanitizers to build with, separated by commas (address,undefined or thread)")
+
+find_program(QW_CCACHE ccache)
+if(QW_CCACHE)
+    # Precompiled headers carry time stamps that ccache must be told to look past.
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env
+        CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime ${QW_CCACHE})
+endif()
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Werror)
+add_compile_definitions(QT_NO_FOREACH QT_NO_CAST_FROM_BYTEARRAY QT_NO_KEYWORDS)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    add_compile_options(-fpch-preprocess)
+    if(QW_CCACHE)
+        # With it the compiler stores the header's hash and not its date, so that the cache hits in a new clone.
+        add_compile_options(-Winvalid-pch)
+    endif()
+endif()
+if(QW_SANITIZE)
+    add_compile_options(-fsanitize=${QW_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    add_link_options(-fsanitize=${QW_SANITIZE})
+    # GCC's flow analysis reports false positives inside sanitizer instrumentation.
+    add_compile_options(-Wno-maybe-uninitialized -Wno-tsan)
+endif()

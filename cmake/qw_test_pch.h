@@ -1,0 +1,3 @@
+#include "qw_pch.h"
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>

@@ -1,0 +1,120 @@
+#pragma once
+
+#include "platform/QWError.h"
+#include "platform/QWObservation.h"
+#include "store/QWManagedObjectID.h"
+#include "store/QWManagedObjectModel.h"
+
+#include <QSharedData>
+#include <QStringList>
+#include <QVariant>
+#include <QVariantMap>
+
+class QWManagedObjectContext;
+
+// One record of a store, live in one context: while anybody holds it, the context hands out this object for this
+// identity. A context holds clean records weakly and changed ones strongly until they are saved or discarded.
+//
+// A record starts as a fault when nothing was read yet; its values are read from the store on first access. After
+// its deletion was saved, or its context has gone, the last values stay readable and setters do nothing.
+//
+// Belongs to the thread of its context.
+class QWManagedObject : public QSharedData {
+public:
+    QWManagedObject();
+    virtual ~QWManagedObject();
+    QWManagedObject(const QWManagedObject&) = delete;
+    QWManagedObject& operator=(const QWManagedObject&) = delete;
+
+    QWManagedObjectID objectID() const { return {entity_, key_}; }
+    const QWEntityDescription& entity() const { return *entity_; }
+    // Null after a saved deletion and after the context has gone.
+    QWManagedObjectContext* managedObjectContext() const { return context_; }
+
+    bool isInserted() const { return state_ & Inserted; } // until a save succeeds
+    bool isUpdated() const { return state_ & Updated; }   // changed since fetch or save, equal values included
+    bool isDeleted() const { return state_ & Deleted; }   // from the deletion to its save
+    bool hasChanges() const { return state_ & (Inserted | Updated | Deleted); }
+    bool isFault() const { return !values_; }
+
+    // The value of an attribute (see QWAttributeType), of a to-one relationship (QWRef<QWManagedObject>, or no
+    // value) or of a to-many one (QList<QWRef<QWManagedObject>>). Any other key: `valueForUndefinedKey`.
+    QVariant valueForKey(const QString& key) const;
+    // Sets a value as a person's edit would: observers are told, the record becomes updated, inverses follow.
+    // False with an error naming entity, key, expected and given when the value does not fit; it then stays.
+    // Subclasses with a setter of their own for a key override this to run it.
+    virtual bool setValueForKey(const QString& key, const QVariant& value, QWError* error = nullptr);
+
+    // The same without any effect: no observers, no change, no inverse. Attributes only.
+    QVariant primitiveValueForKey(const QString& key) const;
+    void setPrimitiveValueForKey(const QString& key, const QVariant& value);
+    // Announce a change made through primitives, or of a property outside the model (which observers see, but
+    // which neither marks the record nor enters its changed keys). Calls nest and must pair.
+    void willChangeValueForKey(const QString& key);
+    void didChangeValueForKey(const QString& key);
+
+    // Relationships. To-many results are in relationship order when ordered, else in a stable order.
+    QWRef<QWManagedObject> relatedObject(const QString& key) const;
+    QList<QWRef<QWManagedObject>> relatedObjects(const QString& key) const;
+    void setRelatedObject(const QString& key, QWManagedObject* destination);
+    // For an ordered relationship the list is the order. `setUnorderedRelatedObjects` treats it as a set: members
+    // that stay keep their places, new ones follow in the list's order.
+    void setRelatedObjects(const QString& key, const QList<QWRef<QWManagedObject>>& destinations);
+    void setUnorderedRelatedObjects(const QString& key, const QList<QWRef<QWManagedObject>>& destinations);
+    void addRelatedObject(const QString& key, QWManagedObject& destination);
+    void removeRelatedObject(const QString& key, QWManagedObject& destination);
+
+    // Keys changed in the event that is being reported: during a change notice what that notice reports,
+    // otherwise what the next one will. Attributes and relationships only; keys set back drop out; in the
+    // entity's order.
+    QStringList changedKeysForCurrentEvent() const;
+    QVariantMap changedValuesForCurrentEvent() const; // the same keys with the present values
+    // Changed since the last fetch or save, with present values.
+    QVariantMap changedValues() const;
+    // The values of `keys` as last fetched or saved.
+    QVariant committedValueForKey(const QString& key) const;
+
+    // Observers of single keys, of the model or not, told before (`willChange`) and after each set, equal values
+    // included.
+    enum class Phase { WillChange, DidChange };
+    using KeyObserver = std::function<void(QWManagedObject&, const QString& key, Phase)>;
+    QWObservation observeKey(const QString& key, KeyObserver observer);
+
+    // Once, when the record is inserted into a context; never on fetch, merge or refresh. Ordinary setters called
+    // here count as changes of the insertion, primitive ones are its baseline.
+    virtual void awakeFromInsert();
+    // Before the record is written, and after. `willSave` may still change records.
+    virtual void willSave();
+    virtual void didSave();
+    // The value of a key that the model lacks: derived properties of the host's class. Default: no value.
+    virtual QVariant valueForUndefinedKey(const QString& key) const;
+
+private:
+    friend class QWManagedObjectContext;
+
+    enum State : quint8 {
+        Inserted = 1,
+        Updated = 2,
+        Deleted = 4,
+        ChangedInEvent = 8,   // listed for the next notice
+        InsertedInEvent = 16, // … as inserted
+        Awakening = 32,       // inside awakeFromInsert
+        BeingReported = 64,   // in the sets of the notice that is being delivered
+    };
+
+    struct Changes;      // what a changed record remembers; see QWManagedObject.cpp
+    struct ToManyValues; // members of its to-many relationships, loaded when first asked for
+
+    const QVariant& slot(int index) const; // realises a fault
+
+    const QWEntityDescription* entity_ = nullptr;
+    QWManagedObjectContext* context_ = nullptr;
+    qint64 key_ = 0;
+    qint64 version_ = 0; // of the stored row that the values are based on; 0: not stored
+    quint8 state_ = 0;
+    mutable std::unique_ptr<QVariant[]> values_; // by property index; a to-one holds the destination's key
+    mutable std::unique_ptr<ToManyValues> toMany_;
+    std::unique_ptr<Changes> changes_;
+};
+
+Q_DECLARE_METATYPE(QWRef<QWManagedObject>)

@@ -1,0 +1,149 @@
+#pragma once
+
+#include "platform/QWObservation.h"
+#include "store/QWFetchRequest.h"
+#include "store/QWManagedObject.h"
+#include "store/QWPersistentStoreCoordinator.h"
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+class QWManagedObjectContext;
+
+// Records in the order of their first change, each once.
+using QWManagedObjectSet = std::vector<QWRef<QWManagedObject>>;
+
+// What changed in one event. A record is in at most one set: inserted wins over updated, deleted over both, and
+// what was inserted and deleted within the event is in none. The sets are frozen: what an observer changes is
+// reported by a notice of its own, later. Deleted records are still readable.
+struct QWObjectsDidChangeNotice {
+    QWManagedObjectContext* context = nullptr;
+    QWManagedObjectSet inserted;
+    QWManagedObjectSet updated;   // changed by setters, equal values included
+    QWManagedObjectSet refreshed; // values reloaded without a change of this context's own
+    QWManagedObjectSet deleted;
+};
+
+// What a save has written: the saving context's records.
+struct QWDidSaveNotice {
+    QWManagedObjectContext* context = nullptr;
+    QWManagedObjectSet inserted;
+    QWManagedObjectSet updated;
+    QWManagedObjectSet deleted;
+};
+
+// A record whose stored row is not the one that its changes were based on: somebody else saved it meanwhile.
+struct QWSaveConflict {
+    QWRef<QWManagedObject> record; // with this context's values
+    bool deletedHere = false;      // this save deletes the record
+    bool deletedInStore = false;   // the row is gone
+    QVariantMap storedValues;      // attributes of the stored row; empty when it is gone
+};
+
+enum class QWMergeDecision {
+    Fail,       // the whole save fails with the list of conflicts
+    KeepLocal,  // this context's version replaces the stored one, every key of it
+    TakeStored, // the record takes the stored version (or its deletion) and its changes here are dropped
+};
+
+enum class QWConcurrencyType {
+    PrivateQueue = 1, // changes are processed at a save or on demand only
+    MainQueue = 2,    // and at the end of each turn of the run loop
+};
+
+// A working copy of the store's records: one live object for each identity, changes kept in memory until a save.
+// Nobody else sees a change before it is saved. Made with std::make_shared; used from one thread.
+//
+// Change notices are synchronous. Edits are gathered and reported once for each turn of the run loop, before a
+// save, and by `processPendingChanges`; a merge reports within the call. Fetching and counting never report.
+class QWManagedObjectContext final : public std::enable_shared_from_this<QWManagedObjectContext> {
+public:
+    explicit QWManagedObjectContext(std::shared_ptr<QWPersistentStoreCoordinator> coordinator,
+                                    QWConcurrencyType concurrency = QWConcurrencyType::MainQueue);
+    ~QWManagedObjectContext();
+    QWManagedObjectContext(const QWManagedObjectContext&) = delete;
+    QWManagedObjectContext& operator=(const QWManagedObjectContext&) = delete;
+
+    const std::shared_ptr<QWPersistentStoreCoordinator>& coordinator() const { return coordinator_; }
+    QWEnvironment& environment() const { return *coordinator_->environment(); }
+    const QWManagedObjectModel& model() const { return coordinator_->model(); }
+    QWConcurrencyType concurrencyType() const { return concurrency_; }
+
+    // Records -------------------------------------------------------------------------------------------------
+
+    // A new record with the entity's default values, after its `awakeFromInsert`. An unknown entity is a
+    // programming error: assertion "entity".
+    QWRef<QWManagedObject> insertObject(const QString& entityName);
+    // Deletes a record; delete rules run when changes are processed. An unsaved insertion is forgotten.
+    void deleteObject(QWManagedObject& record);
+
+    // Nothing, with an error, for an unknown entity or key, a value of the wrong type, no store, a failed read.
+    std::optional<QWManagedObjectSet> fetch(const QWFetchRequest& request, QWError* error = nullptr) const;
+    // How many records `fetch` would give. Constant for an entity without predicate.
+    std::optional<qint64> count(const QWFetchRequest& request, QWError* error = nullptr) const;
+    // The distinct saved values of an attribute among the records that match, in natural order, no value left
+    // out; pending changes are not seen. Strings are distinct by code points.
+    std::optional<QVariantList> distinctValues(const QWFetchRequest& request, const QString& key,
+                                               QWError* error = nullptr) const;
+
+    // The live object of an identity; a fault when it was not registered. Never null for a non-null id.
+    QWRef<QWManagedObject> objectWithID(const QWManagedObjectID& id);
+    // The live object if there is one.
+    QWRef<QWManagedObject> registeredObject(const QWManagedObjectID& id) const;
+
+    // Changes -------------------------------------------------------------------------------------------------
+
+    bool hasChanges() const;
+    // Pending changes since the last save, in the order of their first change.
+    const QWManagedObjectSet& insertedObjects() const { return inserted_; }
+    QWManagedObjectSet updatedObjects() const; // without those that are deleted
+    const QWManagedObjectSet& deletedObjects() const { return deleted_; }
+
+    // Runs delete rules and reports what changed, in as many notices as it takes until nothing is left.
+    void processPendingChanges();
+    // Writes all changes in one transaction. On failure nothing is written, everything stays pending and the
+    // error says why (QWStoreErrorCode). Without changes: true, no I/O.
+    bool save(QWError* error = nullptr);
+    // Drops all changes: insertions are forgotten, the others become faults of what is saved and are reported as
+    // refreshed.
+    void rollback();
+    // Without `mergeChanges` the record's changes are dropped and it becomes a fault; with it the saved values
+    // are reloaded and its own changes laid over them. Reported as refreshed unless it stays changed.
+    void refreshObject(QWManagedObject& record, bool mergeChanges);
+
+    // Takes over what another context has saved: insertions become faults here and are reported as inserted;
+    // live clean records are reloaded and reported as refreshed; records with changes here keep the keys changed
+    // here, take the others and no longer conflict; deletions delete here, changes or not, and need no further
+    // save. Reported within the call. `hasChanges` afterwards is what it was before, but for deletions of changed
+    // records.
+    void mergeChangesFromContextDidSave(const QWDidSaveNotice& notice);
+    // Decides, record by record, what a save does about conflicts. Without one every conflict fails the save.
+    using MergeFunction = std::function<QWMergeDecision(const QWSaveConflict&)>;
+    void setMergeFunction(MergeFunction merge) { merge_ = std::move(merge); }
+
+    // Editors -------------------------------------------------------------------------------------------------
+
+    // An editor holds text that is not yet in its record. `commit` writes it; false: it refuses.
+    QWObservation registerEditor(std::function<bool()> commit);
+    // Asks every registered editor; true when there is none, false as soon as one refuses.
+    bool commitEditing();
+
+    // Observers -----------------------------------------------------------------------------------------------
+
+    using ObjectsDidChange = QWObserverList<const QWObjectsDidChangeNotice&>;
+    using DidSave = QWObserverList<const QWDidSaveNotice&>;
+    QWObservation observeObjectsDidChange(ObjectsDidChange::Callback callback);
+    // After the commit: observers read committed data from the store.
+    QWObservation observeDidSave(DidSave::Callback callback);
+    QWObservation observeWillSave(std::function<void()> callback);
+    // Unsaved changes of these records were dropped (rollback, refresh without merging, a lost save conflict).
+    using DidDiscard = QWObserverList<const QWManagedObjectSet&>;
+    QWObservation observeDidDiscard(DidDiscard::Callback callback);
+
+private:
+    std::shared_ptr<QWPersistentStoreCoordinator> coordinator_;
+    QWConcurrencyType concurrency_;
+    MergeFunction merge_;
+    QWManagedObjectSet inserted_, deleted_;
+};

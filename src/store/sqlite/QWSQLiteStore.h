@@ -1,0 +1,77 @@
+#pragma once
+
+#include "store/QWFetchRequest.h"
+#include "store/QWManagedObjectID.h"
+#include "store/QWManagedObjectModel.h"
+#include "store/QWPersistentStoreCoordinator.h"
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+// The rows of one SQLite file, without knowledge of contexts. Values travel as arrays of QVariant indexed by
+// QWPropertyDescription::index(): attributes in their own QVariant type, a to-one relationship as the
+// destination's key [qlonglong] or no value; to-many slots are left alone.
+//
+// Threads: every operation locks; a save locks from `begin` to `commit` or `rollback`.
+class QWSQLiteStore {
+public:
+    static std::unique_ptr<QWSQLiteStore> open(const QString& path, const QWManagedObjectModel& model,
+                                               const QWStoreOptions& options, QWError* error);
+    ~QWSQLiteStore();
+
+    // The first of `count` consecutive keys under `root` that nobody uses: keys are leased from the file in
+    // blocks, so that several connections never hand out the same. When the lease cannot be written, keys are
+    // given all the same and the save reports the trouble.
+    qint64 reserveKeys(const QWEntityDescription& root, qint64 count = 1);
+
+    // Reading -------------------------------------------------------------------------------------------------
+
+    struct Row {
+        const QWEntityDescription* entity;
+        qint64 key;
+        qint64 version;
+    };
+    class RowSink {
+    public:
+        virtual ~RowSink() = default;
+        // Where the row's values are to be written: an array for the properties of `row.entity`, or null when
+        // they are not wanted. Not told when the values are complete; that is before the next call.
+        virtual QVariant* row(const Row& row) = 0;
+    };
+
+    // Saved rows that match the request (its pending-changes flag is ignored), in its order. A LIMIT of 0 is none.
+    bool select(const QWFetchRequest& request, RowSink& sink, QWError* error);
+    // One row by key. False without error when there is no such row; `values` may be null to test for existence.
+    bool readRow(const QWEntityDescription& root, qint64 key, RowSink& sink, QWError* error);
+    std::optional<qint64> count(const QWFetchRequest& request, QWError* error);
+    std::optional<QVariantList> distinctValues(const QWFetchRequest& request, const QString& key, QWError* error);
+    // Saved members of a to-many relationship, in its order when it has one, else by key.
+    std::vector<QWManagedObjectID> members(const QWPropertyDescription& relationship, qint64 owner);
+    // The entity of a saved row; null when there is none.
+    const QWEntityDescription* entityOf(const QWEntityDescription& root, qint64 key);
+
+    // Writing -------------------------------------------------------------------------------------------------
+
+    enum class Write { Done, Conflict, Failed };
+
+    bool begin(QWError* error);
+    // A new row with version 1.
+    bool insert(const QWManagedObjectID& id, const QVariant* values, QWError* error);
+    // Writes the slots listed and raises the version by one, provided that the row still has `version`;
+    // otherwise Conflict, and nothing is written.
+    Write update(const QWManagedObjectID& id, qint64 version, const QVariant* values,
+                 const std::vector<int>& slots, QWError* error);
+    Write remove(const QWManagedObjectID& id, qint64 version, QWError* error);
+    // Replaces the members of a to-many relationship. Where the far end is a to-one, its rows carry the link and
+    // only the order (of an ordered relationship) is written here.
+    bool writeMembers(const QWPropertyDescription& relationship, const QWManagedObjectID& owner,
+                      const std::vector<QWManagedObjectID>& members, QWError* error);
+    // A to-one whose destination another connection has deleted meanwhile is committed as no value.
+    bool commit(QWError* error);
+    void rollback();
+
+private:
+    QWSQLiteStore();
+};

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "platform/QWAssert.h"
+
+#include <gtest/gtest.h>
+#include <stdexcept>
+
+// Thrown instead of stopping the process while tests run.
+struct AssertionFailed : std::logic_error {
+    explicit AssertionFailed(QWAssertionFailure what)
+        : std::logic_error(what.expression.toStdString()), failure(std::move(what)) {}
+    QWAssertionFailure failure;
+};
+
+// The expression text of the assertion that `action` fails; null when it fails none.
+template <class Action>
+QString failedAssertion(Action action) {
+    try {
+        action();
+    } catch (const AssertionFailed& failed) {
+        return failed.failure.expression;
+    }
+    return {};
+}
