@@ -3,8 +3,8 @@
 #include <QString>
 #include <functional>
 
-// Programming errors: conditions that no input can cause, only wrong code. The text of the checked expression is
-// part of the interface ("NO", "context", "[objects count] == 1"), as is the operation's selector text
+// Programming errors: conditions that no input can cause, only wrong code. The text of the checked expression
+// is part of the interface ("NO", "context", "[objects count] == 1"), as is the operation's selector text
 // ("-[QWManagedObjectContextAutosaver init]").
 struct QWAssertionFailure {
     QString expression;
@@ -15,8 +15,8 @@ struct QWAssertionFailure {
 // Called on a failed assertion. A handler may throw (tests do); when it returns, the process is aborted.
 using QWAssertionHandler = std::function<void(const QWAssertionFailure&)>;
 
-// Replaces the process-wide handler and returns the previous one. An empty handler restores the default, which
-// writes one line to stderr. Not to be called while other threads may fail an assertion.
+// Replaces the process-wide handler and returns the previous one. An empty handler restores the default,
+// which writes one line to stderr. Not to be called while other threads may fail an assertion.
 QWAssertionHandler QWSetAssertionHandler(QWAssertionHandler handler);
 
 namespace qw {

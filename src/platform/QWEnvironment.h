@@ -10,9 +10,10 @@
 
 #include <memory>
 
-// Everything of the outside world that the library uses. It belongs to a persistent store coordinator; contexts,
-// records and the engine reach it through their context. Nothing else in the library reads the clock, makes a
-// uuid, schedules or touches files, so a test that supplies its own parts decides everything that happens.
+// Everything of the outside world that the library uses. It belongs to a persistent store coordinator;
+// contexts, records and the engine reach it through their context. Nothing else in the library reads the
+// clock, makes a uuid, schedules or touches files, so a test that supplies its own parts decides everything
+// that happens.
 class QWEnvironment {
 public:
     // A part left empty is the real one.
@@ -28,8 +29,8 @@ public:
 
     explicit QWEnvironment(Parts parts);
 
-    // The real world, shared by the process: made on first use, which must be on the main thread and after the
-    // QCoreApplication. Posts NSApplicationWillTerminateNotification from `aboutToQuit`.
+    // The real world, shared by the process: made on first use, which must be on the main thread and after
+    // the QCoreApplication. Posts NSApplicationWillTerminateNotification from `aboutToQuit`.
     static std::shared_ptr<QWEnvironment> standard();
 
     QWRunLoop& runLoop() const { return *parts_.runLoop; }

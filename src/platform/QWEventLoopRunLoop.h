@@ -6,8 +6,8 @@
 #include <QObject>
 #include <QTimer>
 
-// The run loop of a real program, on the Qt event loop of the thread that creates it. One precise timer is armed
-// for the earliest deadline; a late wake-up runs everything that is due, in order.
+// The run loop of a real program, on the Qt event loop of the thread that creates it. One precise timer is
+// armed for the earliest deadline; a late wake-up runs everything that is due, in order.
 class QWEventLoopRunLoop final : public QObject, public QWRunLoop {
     Q_OBJECT
 

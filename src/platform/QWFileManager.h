@@ -7,8 +7,8 @@
 #include <QString>
 #include <optional>
 
-// The file operations that the library needs, by path. Virtual, so that tests can make a disk fail or be full.
-// Errors have the domain "files" and userInfo "path"; operations answer whether they succeeded.
+// The file operations that the library needs, by path. Virtual, so that tests can make a disk fail or be
+// full. Errors have the domain "files" and userInfo "path"; operations answer whether they succeeded.
 class QWFileManager {
 public:
     virtual ~QWFileManager();
@@ -25,7 +25,8 @@ public:
     virtual bool makeFolder(const QString& path, QWError* error = nullptr) = 0;
     // UTC, to the millisecond; nothing when the file cannot be read.
     virtual std::optional<QDateTime> modificationDate(const QString& path) const = 0;
-    virtual bool setModificationDate(const QString& path, const QDateTime& date, QWError* error = nullptr) = 0;
+    virtual bool setModificationDate(const QString& path, const QDateTime& date,
+                                     QWError* error = nullptr) = 0;
 };
 
 class QWSystemFileManager final : public QWFileManager {

@@ -6,11 +6,12 @@
 #include <QString>
 #include <QVariantMap>
 
-// What a notification says: its name, whom it is about (compared by address only, may be null) and further facts.
+// What a notification says: its name, whom it is about (compared by address only, may be null) and further
+// facts.
 struct QWNotification {
     QString name;
     const void* object = nullptr;
-    QVariantMap userInfo;
+    QVariantMap userInfo = {};
 };
 
 // Broadcasts by name, delivered synchronously in the order of registration. One thread.

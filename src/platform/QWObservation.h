@@ -31,9 +31,9 @@ private:
     std::function<void()> remove_;
 };
 
-// The observers of one event, called synchronously in the order of registration. An observer may add and remove
-// observers (itself included) while it is called: one removed is not called any more, one added is called from
-// the next notice on. One thread.
+// The observers of one event, called synchronously in the order of registration. An observer may add and
+// remove observers (itself included) while it is called: one removed is not called any more, one added is
+// called from the next notice on. One thread.
 template <class... Arguments>
 class QWObserverList {
 public:

@@ -6,13 +6,13 @@
 
 class QWTimerQueue;
 
-// The one source of "later" in the library: nothing else schedules work or sleeps. The real run loop stands on
-// Qt's event loop; hosts' tests use QWVirtualRunLoop (testing/), which steps from deadline to deadline at once.
-// Both keep their work in one QWTimerQueue, so that order cannot differ: work runs by deadline, and equal
-// deadlines run in the order in which they were made.
+// The one source of "later" in the library: nothing else schedules work or sleeps. The real run loop stands
+// on Qt's event loop; hosts' tests use QWVirtualRunLoop (testing/), which steps from deadline to deadline at
+// once. Both keep their work in one QWTimerQueue, so that order cannot differ: work runs by deadline, and
+// equal deadlines run in the order in which they were made.
 //
-// Threads: callbacks run on the thread that owns the run loop. `post` may be called from any thread; everything
-// else belongs to the owning thread.
+// Threads: callbacks run on the thread that owns the run loop. `post` may be called from any thread;
+// everything else belongs to the owning thread.
 class QWRunLoop {
 public:
     using Callback = std::function<void()>;
@@ -47,7 +47,8 @@ protected:
     QWRunLoop();
     QWTimerQueue& queue() { return *queue_; }
     const QWTimerQueue& queue() const { return *queue_; }
-    // Called after something was scheduled, possibly from another thread: the next deadline may be earlier now.
+    // Called after something was scheduled, possibly from another thread: the next deadline may be earlier
+    // now.
     virtual void deadlineChanged() = 0;
 
 private:

@@ -2,6 +2,6 @@
 
 #include <QString>
 
-// The text for `key` in the installed translations (QTranslator, context "QWLibrary"); without one, the default
-// given, else the key itself.
+// The text for `key` in the installed translations (QTranslator, context "QWLibrary"); without one, the
+// default given, else the key itself.
 QString QWLocalizedString(const QString& key, const QString& defaultText = {});

@@ -7,8 +7,8 @@
 #include <queue>
 #include <vector>
 
-// Scheduled callbacks by deadline, then by the order in which they were made. Shared by the real and the virtual
-// run loop. Thread-safe; callbacks run outside the lock.
+// Scheduled callbacks by deadline, then by the order in which they were made. Shared by the real and the
+// virtual run loop. Thread-safe; callbacks run outside the lock.
 class QWTimerQueue {
 public:
     QWRunLoop::Handle add(QWRunLoop::Duration deadline, QWRunLoop::Callback callback);
@@ -16,7 +16,8 @@ public:
     // The earliest deadline of a callback that was not cancelled.
     std::optional<QWRunLoop::Duration> nextDeadline() const;
 
-    // Takes the first callback whose deadline is not later than `now` out of the queue; empty if there is none.
+    // Takes the first callback whose deadline is not later than `now` out of the queue; empty if there is
+    // none.
     QWRunLoop::Callback takeDue(QWRunLoop::Duration now);
 
 private:

@@ -5,8 +5,8 @@
 #include <QSettings>
 #include <QString>
 
-// The host's small settings by key. Values keep their JSON type in every store: 5, "5", true and [] come back as
-// what they were, in another process too.
+// The host's small settings by key. Values keep their JSON type in every store: 5, "5", true and [] come back
+// as what they were, in another process too.
 class QWUserDefaults {
 public:
     virtual ~QWUserDefaults();

@@ -4,20 +4,20 @@
 #include <QStringList>
 #include <QStringView>
 
-// Every string rule of the library in one place. All work on whole Unicode text and follow no user locale unless
-// a line says so; the rules are those of the platform whose vocabulary the library speaks.
+// Every string rule of the library in one place. All work on whole Unicode text and follow no user locale
+// unless a line says so; the rules are those of the platform whose vocabulary the library speaks.
 namespace qw::text {
 
-// Title case for each letter that does not follow a letter, lower case for the others. Accents, apostrophes and
-// full stops do not end a word; digits, "-", "_" and blanks do: "o'brien" → "O'brien", "book_author" →
+// Title case for each letter that does not follow a letter, lower case for the others. Accents, apostrophes
+// and full stops do not end a word; digits, "-", "_" and blanks do: "o'brien" → "O'brien", "book_author" →
 // "Book_Author", "map2d" → "Map2D".
 QString capitalized(const QString& text);
 // Full Unicode case mapping ("ß" ↔ "SS" upwards only; a final sigma is "ς").
 QString lowercase(const QString& text);
 QString uppercase(const QString& text);
 
-// Case folding with canonical equivalence: equal exactly for texts that differ in letter case only. The form in
-// which case-insensitive keys are compared, indexed and sorted.
+// Case folding with canonical equivalence: equal exactly for texts that differ in letter case only. The form
+// in which case-insensitive keys are compared, indexed and sorted.
 QString foldCase(const QString& text);
 // foldCase, and marks dropped after decomposition: "É" and "e" are equal.
 QString foldCaseAndMarks(const QString& text);
@@ -34,10 +34,10 @@ int compareCodePoints(QStringView left, QStringView right);
 QStringList components(const QString& text, const QString& separator);
 
 // Paths with "/" between components, remote or local, on every platform.
-QString lastPathComponent(const QString& path);            // "/a/b.c" → "b.c", "/" → "/", "/a/" → "a"
-QString pathExtension(const QString& path);                // "b.c" → "c", ".data" → ""
-QString deletingPathExtension(const QString& path);        // "/a/b.c" → "/a/b", ".data" → ".data"
-QStringList pathComponents(const QString& path);           // "/a/b" → "/", "a", "b"; "/a/" → "/", "a", "/"
+QString lastPathComponent(const QString& path);     // "/a/b.c" → "b.c", "/" → "/", "/a/" → "a"
+QString pathExtension(const QString& path);         // "b.c" → "c", ".data" → ""
+QString deletingPathExtension(const QString& path); // "/a/b.c" → "/a/b", ".data" → ".data"
+QStringList pathComponents(const QString& path);    // "/a/b" → "/", "a", "b"; "/a/" → "/", "a", "/"
 QString appendingPathComponent(const QString& folder, const QString& component);
 
 } // namespace qw::text

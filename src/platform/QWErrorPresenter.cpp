@@ -1,0 +1,12 @@
+#include "platform/QWErrorPresenter.h"
+
+#include "platform/QWPlatformLog_p.h"
+
+Q_LOGGING_CATEGORY(qwPlatformLog, "qwlibrary.platform")
+
+QWErrorPresenter::~QWErrorPresenter() = default;
+
+void QWLogErrorPresenter::presentError(const QWError& error) {
+    qCCritical(qwPlatformLog, "%s %d: %s", qUtf8Printable(error.domain), error.code,
+               qUtf8Printable(error.message));
+}

@@ -1,0 +1,69 @@
+#include "platform/QWUserDefaults.h"
+
+#include "platform/QWPlatformLog_p.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+
+namespace {
+
+// A JSON text must be an array or an object, so a value is kept as an array of one.
+QString textFromValue(const QJsonValue& value) {
+    return QString::fromUtf8(QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact));
+}
+
+QJsonValue valueFromText(const QString& text) {
+    const QJsonArray array = QJsonDocument::fromJson(text.toUtf8()).array();
+    return array.size() == 1 ? array.first() : QJsonValue(QJsonValue::Undefined);
+}
+
+} // namespace
+
+QWUserDefaults::~QWUserDefaults() = default;
+
+bool QWUserDefaults::boolean(const QString& key) const {
+    const QJsonValue value = object(key);
+    if (value.isBool())
+        return value.toBool();
+    if (value.isDouble())
+        return value.toDouble() != 0;
+    const QString text = value.toString();
+    return text == u"YES" || text == u"true" || text == u"1";
+}
+
+QJsonValue QWMemoryUserDefaults::object(const QString& key) const {
+    return values_.value(key, QJsonValue(QJsonValue::Undefined));
+}
+
+void QWMemoryUserDefaults::setObject(const QString& key, const QJsonValue& value) {
+    values_.insert(key, value);
+}
+
+void QWMemoryUserDefaults::remove(const QString& key) {
+    values_.remove(key);
+}
+
+void QWMemoryUserDefaults::synchronize() {}
+
+QWSettingsUserDefaults::QWSettingsUserDefaults() = default;
+
+QWSettingsUserDefaults::QWSettingsUserDefaults(const QString& path) : settings_(path, QSettings::IniFormat) {}
+
+QJsonValue QWSettingsUserDefaults::object(const QString& key) const {
+    return valueFromText(settings_.value(key).toString());
+}
+
+void QWSettingsUserDefaults::setObject(const QString& key, const QJsonValue& value) {
+    settings_.setValue(key, textFromValue(value));
+}
+
+void QWSettingsUserDefaults::remove(const QString& key) {
+    settings_.remove(key);
+}
+
+void QWSettingsUserDefaults::synchronize() {
+    settings_.sync();
+    if (settings_.status() != QSettings::NoError)
+        qCWarning(qwPlatformLog, "%s: the settings cannot be read or written",
+                  qUtf8Printable(settings_.fileName()));
+}
