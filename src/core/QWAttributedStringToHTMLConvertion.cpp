@@ -1,0 +1,11 @@
+#include "core/QWAttributedStringToHTMLConvertion.h"
+
+#include <QTextDocument>
+
+QString QWAttributedStringToHTMLConvertion::convertedStringFromRichText(const QTextDocument& richText) {
+    // Text is escaped in the document's HTML, so that the first "<body" and the last "</body>" are the tags.
+    const QString html = richText.toHtml();
+    const auto begin = html.indexOf(QLatin1Char('>'), html.indexOf(QLatin1String("<body"))) + 1;
+    const auto end = html.lastIndexOf(QLatin1String("</body>"));
+    return html.mid(begin, end - begin).trimmed();
+}

@@ -1,0 +1,16 @@
+#include "core/QWManagedObjectFieldDescription.h"
+#include "core/QWManagedObjectVisitor.h"
+#include "platform/QWAssert.h"
+
+QWManagedObjectFieldDescriptionDate::QWManagedObjectFieldDescriptionDate(const QString& key,
+                                                                         const QString& name,
+                                                                         QWDateFormatterRef formatter)
+    : QWManagedObjectFieldDescription(key, name), dateFormatter_(std::move(formatter)) {
+    QWAssert(dateFormatter_, "formatter",
+             "-[QWManagedObjectFieldDescriptionDate initWithKey:name:formatter:]");
+}
+
+void QWManagedObjectFieldDescriptionDate::performAcceptVisitor(QWManagedObjectVisitor& visitor,
+                                                               QWManagedObject& object) const {
+    visitor.visitObjectDateForKey(object, key(), nameWithObjectToManage(&object), dateFormatter_);
+}

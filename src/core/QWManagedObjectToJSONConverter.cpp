@@ -1,0 +1,179 @@
+#include "core/QWManagedObjectToJSONConverter.h"
+
+#include "core/QWJSON.h"
+#include "core/QWManagedObjectWithSyncSupport.h"
+#include "core/QWRichText.h"
+#include "platform/QWAssert.h"
+#include "store/QWManagedObjectContext.h"
+
+#include <QLoggingCategory>
+#include <QTextDocument>
+#include <QUrl>
+
+Q_LOGGING_CATEGORY(coreLog, "qwlibrary.core")
+
+QWManagedObjectToJSONConverter::QWManagedObjectToJSONConverter()
+    // Points to the converter without owning it: it would never be released otherwise.
+    : richTexts_(std::shared_ptr<void>(), this) {}
+
+QWManagedObjectToJSONConverter::~QWManagedObjectToJSONConverter() = default;
+
+void QWManagedObjectToJSONConverter::setImageConvertionManager(
+    std::shared_ptr<QWImageConvertionManager> manager) {
+    images_ = std::move(manager);
+}
+
+void QWManagedObjectToJSONConverter::setRichTextConvertionManager(
+    std::shared_ptr<QWRichTextConvertionManager> manager) {
+    richTexts_ = std::move(manager);
+}
+
+const QWDateFormatterRef& QWManagedObjectToJSONConverter::dateFormatterToConvertDateInJSON() {
+    return QWManagedObjectWithSyncSupport::dateModifiedFormatter();
+}
+
+std::optional<QByteArray> QWManagedObjectToJSONConverter::jsonData() const {
+    auto data = qw::json::write(rootDictionary_, qw::json::Format::Indented);
+    if (!data)
+        qCWarning(coreLog, "jsonData: the record holds a value that is not JSON");
+    return data;
+}
+
+QString QWManagedObjectToJSONConverter::convertedStringFromRichText(const QTextDocument& richText) {
+    return qw::plainText(richText);
+}
+
+// Nesting
+// -----------------------------------------------------------------------------------------------------
+
+bool QWManagedObjectToJSONConverter::respondsToSelector(const QString& selector) const {
+    return selector == QWVisitShouldExploreRelationshipSelector
+           || selector == QWVisitCloseRelationshipSelector
+           || QWManagedObjectVisitor::respondsToSelector(selector);
+}
+
+void QWManagedObjectToJSONConverter::beginVisitOfObject(QWManagedObject& object) {
+    if (!root_)
+        root_.reset(&object), current_ = &rootDictionary_;
+    else
+        current_ = &destinationDictionary_;
+    current_->clear();
+}
+
+void QWManagedObjectToJSONConverter::endVisitOfObject(QWManagedObject& object) {
+    if (root_.data() == &object)
+        root_.reset();
+    else
+        closeCurrentDictionaryAndInsertInSubElements();
+}
+
+void QWManagedObjectToJSONConverter::closeCurrentDictionaryAndInsertInSubElements() {
+    if (current_ == &rootDictionary_)
+        return;
+    if (current_ && subElements_)
+        subElements_->append(*current_);
+    current_ = nullptr;
+}
+
+void QWManagedObjectToJSONConverter::updateEditingDictionaryForObject(const QWManagedObject& object) {
+    if (root_.data() == &object) {
+        current_ = &rootDictionary_;
+    } else {
+        destinationDictionary_.clear();
+        current_ = &destinationDictionary_;
+    }
+}
+
+bool QWManagedObjectToJSONConverter::visitObjectShouldExploreRelationshipForKey(QWManagedObject& object,
+                                                                                const QString& key,
+                                                                                const QString&,
+                                                                                const QString&, bool) {
+    if (root_.data() != &object)
+        return false;
+    QWAssert(!subElements_, "!subElements",
+             "-[QWManagedObjectToJSONConverter "
+             "visitObject:shouldExploreRelationshipForKey:name:destinationEntityName:isToMany:]");
+    subElements_.emplace();
+    subElementsKey_ = key;
+    return true;
+}
+
+void QWManagedObjectToJSONConverter::visitObjectCloseRelationshipForKey(QWManagedObject& object,
+                                                                        const QString&, const QString&) {
+    // Each destination closed its own dictionary at the end of its visit, so nothing is left to add here.
+    closeCurrentDictionaryAndInsertInSubElements();
+    updateEditingDictionaryForObject(object);
+    saveValue(subElements_.value_or(QVariantList()), object, subElementsKey_);
+    subElements_.reset();
+    subElementsKey_.clear();
+}
+
+// Fields
+// ------------------------------------------------------------------------------------------------------
+
+void QWManagedObjectToJSONConverter::saveValue(const QVariant& value, const QWManagedObject&,
+                                               const QString& key) {
+    if (current_)
+        current_->insert(key, value.isValid() ? value : qw::json::null());
+}
+
+void QWManagedObjectToJSONConverter::visitObjectStringForKey(QWManagedObject& object, const QString& key,
+                                                             const QString& sortKey, const QString&) {
+    saveValue(object.valueForKey(key), object, key);
+    if (!sortKey.isNull())
+        saveValue(object.valueForKey(sortKey), object, sortKey);
+}
+
+void QWManagedObjectToJSONConverter::visitObjectStringArrayForKey(QWManagedObject& object, const QString& key,
+                                                                  const QString& sortKey,
+                                                                  const QString& name) {
+    QWManagedObjectToJSONConverter::visitObjectStringForKey(object, key, sortKey, name);
+}
+
+void QWManagedObjectToJSONConverter::visitObjectLongStringForKey(QWManagedObject& object, const QString& key,
+                                                                 bool richText, const QString&) {
+    const QVariant stored = object.valueForKey(key);
+    if (!richText) {
+        saveValue(stored, object, key);
+        return;
+    }
+    const auto document = qw::richTextFromStoredValue(stored);
+    saveValue(document && richTexts_ ? richTexts_->convertedStringFromRichText(*document) : QVariant(),
+              object, key);
+}
+
+void QWManagedObjectToJSONConverter::visitObjectBoolForKey(QWManagedObject& object, const QString& key,
+                                                           const QString&) {
+    saveValue(object.valueForKey(key), object, key);
+}
+
+void QWManagedObjectToJSONConverter::visitObjectNumberForKey(QWManagedObject& object, const QString& key,
+                                                             bool, const QString&) {
+    saveValue(object.valueForKey(key), object, key);
+}
+
+void QWManagedObjectToJSONConverter::visitObjectDateForKey(QWManagedObject& object, const QString& key,
+                                                           const QString&, const QWDateFormatterRef&) {
+    const QDateTime date = object.valueForKey(key).toDateTime();
+    saveValue(date.isValid() ? dateFormatterToConvertDateInJSON()->stringFromDate(date) : QVariant(), object,
+              key);
+}
+
+void QWManagedObjectToJSONConverter::visitObjectImageURLForKey(QWManagedObject& object, const QString& key,
+                                                               const QString&) {
+    const QUrl url = object.valueForKey(key).toUrl();
+    const auto* context = object.managedObjectContext();
+    if (images_ && context && context->environment().files().exists(url.path()))
+        saveValue(QString::fromLatin1(images_->convertedImageDataFromURL(url).toHex()), object, key);
+}
+
+void QWManagedObjectToJSONConverter::visitObjectLevelForKey(QWManagedObject& object, const QString& key, bool,
+                                                            qint64, const QString&) {
+    saveValue(object.valueForKey(key), object, key);
+}
+
+void QWManagedObjectToJSONConverter::visitObjectEnumForKey(QWManagedObject& object, const QString& key,
+                                                           const QString&, const QString&,
+                                                           const QVariantList&, const QStringList&) {
+    saveValue(object.valueForKey(key), object, key);
+}

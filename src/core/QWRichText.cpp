@@ -1,0 +1,41 @@
+#include "core/QWRichText.h"
+
+#include <QStringDecoder>
+#include <QTextDocument>
+
+namespace {
+
+bool beginsWithTag(const QString& text) {
+    const auto trimmed = QStringView(text).trimmed();
+    return trimmed.startsWith(QLatin1Char('<')) && Qt::mightBeRichText(trimmed.toString());
+}
+
+} // namespace
+
+std::unique_ptr<QTextDocument> qw::richTextFromStoredValue(const QVariant& value) {
+    auto document = std::make_unique<QTextDocument>();
+    if (value.typeId() == QMetaType::QString) {
+        document->setPlainText(value.toString());
+        return document;
+    }
+    if (value.typeId() != QMetaType::QByteArray)
+        return nullptr;
+
+    QStringDecoder decoder(QStringDecoder::Utf8);
+    const QString text = decoder(value.toByteArray());
+    if (decoder.hasError())
+        return nullptr;
+    if (beginsWithTag(text))
+        document->setHtml(text);
+    else
+        document->setPlainText(text);
+    return document;
+}
+
+QString qw::plainText(const QTextDocument& richText) {
+    // Not QTextDocument::toPlainText, which would turn no-break spaces into spaces.
+    QString text = richText.toRawText();
+    for (const QChar separator : {QChar(QChar::ParagraphSeparator), QChar(QChar::LineSeparator)})
+        text.replace(separator, QLatin1Char('\n'));
+    return text;
+}

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <QString>
+
+class QTextDocument;
+
+// Decides how rich text becomes text when records are exported.
+class QWRichTextConvertionManager {
+public:
+    virtual ~QWRichTextConvertionManager() = default;
+    virtual QString convertedStringFromRichText(const QTextDocument& richText) = 0;
+};
