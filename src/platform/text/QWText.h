@@ -30,6 +30,10 @@ QString stripCombiningMarks(const QString& text);
 // Code-point order: <0, 0 or >0. (UTF-16 unit order differs above U+D7FF.)
 int compareCodePoints(QStringView left, QStringView right);
 
+// The user's own order, letter case ignored (collation of the default locale at its second level; digits and
+// punctuation count as they are): <0, 0 or >0.
+int compareLocalizedCaseInsensitive(const QString& left, const QString& right);
+
 // Pieces between separators; keeps empty pieces. An empty separator yields the whole text.
 QStringList components(const QString& text, const QString& separator);
 
