@@ -10,7 +10,7 @@ endfunction()
 
 # qw_add_test_suite(<name> SOURCES <file>... [LINK <target>...])
 # One test program, test_<name>; ctest lists each of its tests by its own name. Every file is registered here by
-# hand, and a test file that is in no list stops the configure step (tests/CMakeLists.txt).
+# hand, and a test file that is in no list stops the configure step.
 function(qw_add_test_suite name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
     add_executable(test_${name} ${ARG_SOURCES} "${PROJECT_SOURCE_DIR}/tests/support/main.cpp")
@@ -20,5 +20,17 @@ function(qw_add_test_suite name)
     gtest_discover_tests(test_${name} TEST_PREFIX "${name}: " DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
     foreach(source ${ARG_SOURCES})
         set_property(GLOBAL APPEND PROPERTY QW_REGISTERED_TESTS "${CMAKE_CURRENT_SOURCE_DIR}/${source}")
+    endforeach()
+endfunction()
+
+# A test file that no suite lists would never run: stops the configure step and says which. To be called from the
+# folder that holds the tests, after the suites.
+function(qw_require_every_test_registered)
+    file(GLOB_RECURSE found CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/*Test.cpp")
+    get_property(registered GLOBAL PROPERTY QW_REGISTERED_TESTS)
+    foreach(file ${found})
+        if(NOT file IN_LIST registered)
+            message(FATAL_ERROR "${file} is in no test suite: list it in its folder's CMakeLists.txt")
+        endif()
     endforeach()
 endfunction()

@@ -10,19 +10,20 @@ set(QW_SANITIZE "" CACHE STRING "Sanitizers to build with, separated by commas (
 
 find_program(QW_CCACHE ccache)
 if(QW_CCACHE)
-    # Precompiled headers carry time stamps that ccache must be told to look past.
+    # Paths below the clone are hashed as relative ones, so that a second clone hits too; precompiled headers carry
+    # time stamps that ccache must be told to look past.
     set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env
+        "CCACHE_BASEDIR=${PROJECT_SOURCE_DIR}" CCACHE_NOHASHDIR=true
         CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime ${QW_CCACHE})
 endif()
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Werror)
 add_compile_definitions(QT_NO_FOREACH QT_NO_CAST_FROM_BYTEARRAY QT_NO_KEYWORDS)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # What is built holds no path of the machine that built it, whichever clone the cache took it from.
+    add_compile_options("-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.")
+    # ccache's preprocessor then names the precompiled header instead of leaving it out.
     add_compile_options(-fpch-preprocess)
-    if(QW_CCACHE)
-        # With it the compiler stores the header's hash and not its date, so that the cache hits in a new clone.
-        add_compile_options(-Winvalid-pch)
-    endif()
 endif()
 if(QW_SANITIZE)
     add_compile_options(-fsanitize=${QW_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)

@@ -26,6 +26,7 @@ struct DBDeltaEntry {
 
 using DBDeltaEntryRef = std::shared_ptr<DBDeltaEntry>;
 
-inline DBDeltaEntryRef DBMakeDeltaEntry(const QString& lowercasePath, std::optional<DBMetadata> metadata = {}) {
+inline DBDeltaEntryRef DBMakeDeltaEntry(const QString& lowercasePath,
+                                        std::optional<DBMetadata> metadata = {}) {
     return std::make_shared<DBDeltaEntry>(DBDeltaEntry{lowercasePath, std::move(metadata)});
 }

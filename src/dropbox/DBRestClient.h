@@ -33,8 +33,8 @@ public:
     virtual void restClientDeletedPath(DBRestClient& client, const QString& path) = 0;
     virtual void restClientDeletePathFailedWithError(DBRestClient& client, const QWError& error) = 0;
 
-    virtual void restClientLoadedFile(DBRestClient& client, const QString& localPath, const QString& contentType,
-                                      const DBMetadata& metadata) = 0;
+    virtual void restClientLoadedFile(DBRestClient& client, const QString& localPath,
+                                      const QString& contentType, const DBMetadata& metadata) = 0;
     virtual void restClientLoadFileFailedWithError(DBRestClient& client, const QWError& error) = 0;
 
     virtual void restClientLoadedMetadata(DBRestClient& client, const DBMetadata& metadata) = 0;

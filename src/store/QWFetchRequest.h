@@ -20,12 +20,12 @@ struct QWSortDescriptor {
 // Which records to fetch. A plain value: set the fields, hand it to a context.
 struct QWFetchRequest {
     QString entityName;
-    QWPredicate predicate;            // holds for every record by default
+    QWPredicate predicate;                   // holds for every record by default
     QList<QWSortDescriptor> sortDescriptors; // records without value first when ascending; ties and no
                                              // descriptors: by key, which is the order of insertion
-    qint64 limit = 0;                 // 0: no limit; applied after pending changes
+    qint64 limit = 0;                        // 0: no limit; applied after pending changes
     qint64 offset = 0;
-    bool includesPendingChanges = true; // judge changed records by what the context holds, not by what is saved
+    bool includesPendingChanges = true; // judge records by what the context holds, not what is saved
     bool includesSubentities = true;
 
     QWFetchRequest() = default;

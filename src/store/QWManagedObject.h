@@ -32,8 +32,8 @@ public:
     QWManagedObjectContext* managedObjectContext() const { return context_; }
 
     bool isInserted() const { return state_ & Inserted; } // until a save succeeds
-    bool isUpdated() const { return state_ & Updated; }   // changed since fetch or save, equal values included
-    bool isDeleted() const { return state_ & Deleted; }   // from the deletion to its save
+    bool isUpdated() const { return state_ & Updated; } // changed since fetch or save, equal values included
+    bool isDeleted() const { return state_ & Deleted; } // from the deletion to its save
     bool hasChanges() const { return state_ & (Inserted | Updated | Deleted); }
     bool isFault() const { return !values_; }
 

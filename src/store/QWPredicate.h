@@ -35,10 +35,10 @@ public:
         LessOrEqual,
         Greater,
         GreaterOrEqual,
-        BeginsWith, // strings; every value begins with ""
-        Contains,   // strings: the attribute's value contains the given text
+        BeginsWith,  // strings; every value begins with ""
+        Contains,    // strings: the attribute's value contains the given text
         ContainedIn, // strings: the given text contains the attribute's value ("x" IN key is Contains)
-        In,         // the value is one of a list
+        In,          // the value is one of a list
     };
     enum Option { None = 0, CaseInsensitive = 1, DiacriticInsensitive = 2 };
 

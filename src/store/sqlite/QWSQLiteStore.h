@@ -46,7 +46,8 @@ public:
     // One row by key. False without error when there is no such row; `values` may be null to test for existence.
     bool readRow(const QWEntityDescription& root, qint64 key, RowSink& sink, QWError* error);
     std::optional<qint64> count(const QWFetchRequest& request, QWError* error);
-    std::optional<QVariantList> distinctValues(const QWFetchRequest& request, const QString& key, QWError* error);
+    std::optional<QVariantList> distinctValues(const QWFetchRequest& request, const QString& key,
+                                               QWError* error);
     // Saved members of a to-many relationship, in its order when it has one, else by key.
     std::vector<QWManagedObjectID> members(const QWPropertyDescription& relationship, qint64 owner);
     // The entity of a saved row; null when there is none.
