@@ -1,0 +1,3 @@
+#include "sync/QWSyncLog_p.h"
+
+Q_LOGGING_CATEGORY(qwSyncLog, "qwlibrary.sync")
