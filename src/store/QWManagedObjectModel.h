@@ -175,6 +175,12 @@ public:
     const QWEntityDescription* entity(const QString& name) const { return byName_.value(name, nullptr); }
 
 private:
+    void nameEntities(QStringList& reasons);
+    bool resolveParents(QStringList& reasons);
+    void layOut(QWEntityDescription& entity, QStringList& reasons);
+    void resolveRelationships(QStringList& reasons);
+    bool resolveInverse(const QWEntityDescription& entity, QWPropertyDescription& property);
+
     std::vector<std::unique_ptr<QWEntityDescription>> entities_;
     QHash<QString, const QWEntityDescription*> byName_;
     bool complete_ = false;

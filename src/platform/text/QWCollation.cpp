@@ -5,16 +5,34 @@
 
 namespace qw::text {
 
-int compareLocalizedCaseInsensitive(const QString& left, const QString& right) {
-    // One for each thread: a collator keeps state while it compares.
+// One for each thread: a collator keeps state while it compares.
+static const icu::Collator& userCollator() {
     thread_local const std::unique_ptr<icu::Collator> collator = [] {
         UErrorCode status = U_ZERO_ERROR;
         std::unique_ptr<icu::Collator> made(icu::Collator::createInstance(status));
         made->setStrength(icu::Collator::SECONDARY);
         return made;
     }();
+    return *collator;
+}
+
+int compareLocalizedCaseInsensitive(const QString& left, const QString& right) {
     UErrorCode status = U_ZERO_ERROR;
-    return int(collator->compare(viewOf(left), viewOf(right), status));
+    return int(userCollator().compare(viewOf(left), viewOf(right), status));
+}
+
+QByteArray localizedCaseInsensitiveSortKey(const QString& text) {
+    const auto fill = [&text](QByteArray& key) {
+        return userCollator().getSortKey(viewOf(text), reinterpret_cast<uint8_t*>(key.data()),
+                                         int32_t(key.size()));
+    };
+    QByteArray key(3 * text.size() + 16, Qt::Uninitialized); // enough for most texts
+    const int32_t size = fill(key);
+    const bool complete = size <= key.size();
+    key.resize(size);
+    if (!complete)
+        fill(key);
+    return key;
 }
 
 } // namespace qw::text

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 #include <QStringList>
 #include <QStringView>
@@ -33,6 +34,8 @@ int compareCodePoints(QStringView left, QStringView right);
 // The user's own order, letter case ignored (collation of the default locale at its second level; digits and
 // punctuation count as they are): <0, 0 or >0.
 int compareLocalizedCaseInsensitive(const QString& left, const QString& right);
+// Bytes that compare as the texts do by compareLocalizedCaseInsensitive, for sorting many texts.
+QByteArray localizedCaseInsensitiveSortKey(const QString& text);
 
 // Pieces between separators; keeps empty pieces. An empty separator yields the whole text.
 QStringList components(const QString& text, const QString& separator);

@@ -4,6 +4,8 @@
 #include "store/QWManagedObjectID.h"
 #include "store/QWManagedObjectModel.h"
 #include "store/QWPersistentStoreCoordinator.h"
+#include "store/sqlite/QWSQLiteConnection.h"
+#include "store/sqlite/QWStoreLayout.h"
 
 #include <memory>
 #include <mutex>
@@ -66,7 +68,8 @@ public:
                  const std::vector<int>& slots, QWError* error);
     Write remove(const QWManagedObjectID& id, qint64 version, QWError* error);
     // Replaces the members of a to-many relationship. Where the far end is a to-one, its rows carry the link and
-    // only the order (of an ordered relationship) is written here.
+    // only the order (of an ordered relationship) is written here. Where it is a to-many, its own order (and, if a
+    // relationship is its own inverse, its link back) is written with its own members.
     bool writeMembers(const QWPropertyDescription& relationship, const QWManagedObjectID& owner,
                       const std::vector<QWManagedObjectID>& members, QWError* error);
     // A to-one whose destination another connection has deleted meanwhile is committed as no value.
@@ -74,5 +77,80 @@ public:
     void rollback();
 
 private:
-    QWSQLiteStore();
+    // Where the value of a slot stands in a row of `EntityAccess::select`.
+    struct Column {
+        int slot;
+        int position;
+        QWAttributeType type; // Integer for a to-one
+    };
+    struct Kind {
+        const QWEntityDescription* entity;
+        qint64 id; // of the entity in the file
+        std::vector<Column> columns;
+    };
+    // What it takes to read and write the rows of one entity; made once.
+    struct EntityAccess {
+        std::vector<Kind> kinds; // itself first, then those below it
+        QByteArray table;
+        QByteArray select;               // "_entity, _key, _version", then the columns of all kinds
+        QByteArray selectByKey;          // the same with the key as parameter
+        QByteArray isOfEntity, isOfKind; // conditions on `_entity`; empty where every row of the table fits
+        QByteArray insert; // parameters: key, entity, then the values as `bindValue` counts them
+    };
+    // Keys that were leased from the file and not handed out yet.
+    struct Lease {
+        qint64 next = 1;
+        qint64 end = 1;
+        bool written = true; // in the file
+    };
+    // The rows that a request asks for, before order and limit.
+    struct Selection {
+        const EntityAccess& access;
+        QByteArray where; // " WHERE …", or empty
+        QVariantList bindings;
+        bool isWhole; // no predicate: all rows of the entity
+    };
+
+    QWSQLiteStore(const QWManagedObjectModel& model);
+    void prepare();
+    void describe(const QWEntityDescription& entity, EntityAccess& access) const;
+    // Runs `action` under the lock; false when it failed, with the error.
+    template <class Action>
+    bool guarded(QWError* error, Action action) {
+        const std::lock_guard lock(mutex_);
+        try {
+            action();
+            return true;
+        } catch (const QWStoreFailure& failure) {
+            return qw::fail(error, failure.error);
+        }
+    }
+
+    const EntityAccess& access(const QWEntityDescription& entity) const { return accesses_[entity.index()]; }
+    qint64 id(const QWEntityDescription& entity) const { return ids_[entity.index()]; }
+    Selection selection(const QWFetchRequest& request) const;
+    QByteArray orderBy(const QWFetchRequest& request) const;
+    const QWPropertyDescription& attribute(const QWEntityDescription& entity, const QString& key) const;
+    // The number of rows handed to the sink.
+    qint64 readRows(const EntityAccess& access, QWSQLiteStatement& statement, RowSink& sink);
+    qint64 rowCount(const EntityAccess& access, bool withSubentities);
+    const Kind& kindWithId(const EntityAccess& access, qint64 id) const;
+    void extend(Lease& lease, const QWEntityDescription& root, qint64 count);
+
+    void writeOrder(const QWPropertyDescription& relationship, const std::vector<QWManagedObjectID>& members);
+    void writeLinks(const QWPropertyDescription& relationship, qint64 owner,
+                    const std::vector<QWManagedObjectID>& members);
+    void writeRowCounts();
+    void abandon();
+    void endTransaction();
+
+    std::recursive_mutex mutex_; // of everything below
+    const QWManagedObjectModel& model_;
+    const QWStoreLayout layout_;
+    std::unique_ptr<QWSQLiteConnection> connection_;
+    std::vector<EntityAccess> accesses_; // this and the following: by the entity's index
+    std::vector<qint64> ids_;
+    std::vector<Lease> leases_;   // of root entities
+    std::vector<qint64> newRows_; // inserted minus removed in this transaction
+    bool inTransaction_ = false;
 };
