@@ -8,8 +8,12 @@ namespace qw::text {
 // One for each thread: a collator keeps state while it compares.
 static const icu::Collator& userCollator() {
     thread_local const std::unique_ptr<icu::Collator> collator = [] {
+        // Without a language ("C", "POSIX") ICU would sort by code points: capitals before all small letters.
+        const icu::Locale& user = icu::Locale::getDefault();
+        const bool isPosix = qstrcmp(user.getVariant(), "POSIX") == 0;
         UErrorCode status = U_ZERO_ERROR;
-        std::unique_ptr<icu::Collator> made(icu::Collator::createInstance(status));
+        std::unique_ptr<icu::Collator> made(
+            icu::Collator::createInstance(isPosix ? icu::Locale::getRoot() : user, status));
         made->setStrength(icu::Collator::SECONDARY);
         return made;
     }();
