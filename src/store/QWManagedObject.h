@@ -32,9 +32,9 @@ public:
     QWManagedObjectContext* managedObjectContext() const { return context_; }
 
     bool isInserted() const { return state_ & Inserted; } // until a save succeeds
-    bool isUpdated() const { return state_ & Updated; } // changed since fetch or save, equal values included
-    bool isDeleted() const { return state_ & Deleted; } // from the deletion to its save
-    bool hasChanges() const { return state_ & (Inserted | Updated | Deleted); }
+    bool isUpdated() const { return state_ & Updated; }   // changed since fetch or save, equal values included
+    bool isDeleted() const { return state_ & (Deleted | Gone | Forgotten); } // from the deletion to its save
+    bool hasChanges() const { return state_ & (Inserted | Updated | Deleted); } // anything for a save to write
     bool isFault() const { return !values_; }
 
     // The value of an attribute (see QWAttributeType), of a to-one relationship (QWRef<QWManagedObject>, or no
@@ -91,29 +91,57 @@ public:
 
 private:
     friend class QWManagedObjectContext;
+    friend class QWPredicate;
 
-    enum State : quint8 {
+    // Since the last save, and since the last change notice ("…InEvent").
+    enum State : quint16 {
         Inserted = 1,
         Updated = 2,
         Deleted = 4,
-        ChangedInEvent = 8,   // listed for the next notice
-        InsertedInEvent = 16, // … as inserted
-        Awakening = 32,       // inside awakeFromInsert
-        BeingReported = 64,   // in the sets of the notice that is being delivered
+        InsertedInEvent = 8,
+        UpdatedInEvent = 16,
+        RefreshedInEvent = 32,
+        DeletedInEvent = 64,
+        ListedInEvent = 128,  // in the context's list for the next notice
+        Reported = 256,       // in the sets of the notice that is being delivered
+        ReportedInserted = 512,
+        Awakening = 1024,     // inside awakeFromInsert
+        Observed = 2048,      // has key observers
+        Pending = 4096,       // in the context's list of unsaved records
+        Gone = 8192,          // deleted by another context's save: leaves once that is reported
+        Forgotten = 16384,    // an unsaved insertion that was deleted: leaves likewise
     };
+    static constexpr quint16 EventStates =
+        InsertedInEvent | UpdatedInEvent | RefreshedInEvent | DeletedInEvent | ListedInEvent;
 
-    struct Changes;      // what a changed record remembers; see QWManagedObject.cpp
-    struct ToManyValues; // members of its to-many relationships, loaded when first asked for
+    struct Changes; // what a changed record remembers: QWManagedObject_p.h
+    struct Members; // the members of one to-many relationship: QWManagedObject_p.h
 
     const QVariant& slot(int index) const; // realises a fault
+    const QWPropertyDescription* relationship(const QString& key, const char* operation) const;
+    const QWPropertyDescription* toMany(const QString& key, const char* operation) const;
+    void setToOne(const QWPropertyDescription& property, QWManagedObject* destination);
+    void setMembers(const QWPropertyDescription& property, const QList<QWRef<QWManagedObject>>& destinations);
+    bool setRelationship(const QWPropertyDescription& property, const QVariant& value, QWError* error);
+    void willChange(const QWPropertyDescription& property);
+    void didChange(const QWPropertyDescription& property);
+    void notifyObservers(const QString& key, Phase phase);
+    void attach(const QWPropertyDescription& property, QWManagedObject& destination);
+    void detach(const QWPropertyDescription& property, QWManagedObject& destination);
+    void changeMember(const QWPropertyDescription& property, const QWManagedObjectID& id, bool linked);
+    void assignEnd(const QWPropertyDescription& property, QWManagedObject& other, bool linked);
+    Members& members(const QWPropertyDescription& property) const; // loaded
+    Members& memberChanges(const QWPropertyDescription& property) const; // perhaps not loaded
+    bool differsInEvent(int index) const;
+    Changes& changes();
 
     const QWEntityDescription* entity_ = nullptr;
     QWManagedObjectContext* context_ = nullptr;
     qint64 key_ = 0;
     qint64 version_ = 0; // of the stored row that the values are based on; 0: not stored
-    quint8 state_ = 0;
+    quint16 state_ = 0;
     mutable std::unique_ptr<QVariant[]> values_; // by property index; a to-one holds the destination's key
-    mutable std::unique_ptr<ToManyValues> toMany_;
+    mutable std::unique_ptr<Members[]> members_; // by property index; null until a to-many is used
     std::unique_ptr<Changes> changes_;
 };
 

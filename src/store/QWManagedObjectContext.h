@@ -11,6 +11,8 @@
 
 class QWManagedObjectContext;
 
+class QWBoundPredicate;
+
 // Records in the order of their first change, each once.
 using QWManagedObjectSet = std::vector<QWRef<QWManagedObject>>;
 
@@ -79,13 +81,13 @@ public:
     void deleteObject(QWManagedObject& record);
 
     // Nothing, with an error, for an unknown entity or key, a value of the wrong type, no store, a failed read.
-    std::optional<QWManagedObjectSet> fetch(const QWFetchRequest& request, QWError* error = nullptr) const;
+    std::optional<QWManagedObjectSet> fetch(const QWFetchRequest& request, QWError* error = nullptr);
     // How many records `fetch` would give. Constant for an entity without predicate.
-    std::optional<qint64> count(const QWFetchRequest& request, QWError* error = nullptr) const;
+    std::optional<qint64> count(const QWFetchRequest& request, QWError* error = nullptr);
     // The distinct saved values of an attribute among the records that match, in natural order, no value left
     // out; pending changes are not seen. Strings are distinct by code points.
     std::optional<QVariantList> distinctValues(const QWFetchRequest& request, const QString& key,
-                                               QWError* error = nullptr) const;
+                                               QWError* error = nullptr);
 
     // The live object of an identity; a fault when it was not registered. Never null for a non-null id.
     QWRef<QWManagedObject> objectWithID(const QWManagedObjectID& id);
@@ -95,10 +97,10 @@ public:
     // Changes -------------------------------------------------------------------------------------------------
 
     bool hasChanges() const;
-    // Pending changes since the last save, in the order of their first change.
-    const QWManagedObjectSet& insertedObjects() const { return inserted_; }
-    QWManagedObjectSet updatedObjects() const; // without those that are deleted
-    const QWManagedObjectSet& deletedObjects() const { return deleted_; }
+    // Pending changes since the last save, in the order of their first change; a record is in one of the three.
+    QWManagedObjectSet insertedObjects() const;
+    QWManagedObjectSet updatedObjects() const;
+    QWManagedObjectSet deletedObjects() const;
 
     // Runs delete rules and reports what changed, in as many notices as it takes until nothing is left.
     void processPendingChanges();
@@ -142,8 +144,78 @@ public:
     QWObservation observeDidDiscard(DidDiscard::Callback callback);
 
 private:
+    friend class QWManagedObject;
+    class FetchSink;
+    struct Lookup;       // a hash over the pending values of one indexed attribute
+    struct SaveOutcome;  // what a save in progress has decided about conflicting records
+    using Records = QHash<qint64, QWManagedObject*>;
+    using Editors = std::vector<std::shared_ptr<std::function<bool()>>>;
+    using KeyObservers = QHash<QString, QWObserverList<QWManagedObject&, const QString&, QWManagedObject::Phase>>;
+
+    // Identity
+    QWRef<QWManagedObject> registerRecord(const QWEntityDescription& entity, qint64 key);
+    QWRef<QWManagedObject> recordForKey(const QWEntityDescription& destination, qint64 key);
+    void unregister(QWManagedObject& record);
+    void abandon(QWManagedObject& record); // unregisters a live record: it keeps its values and nothing else
+    void realise(QWManagedObject& record);
+    std::vector<QWManagedObjectID> savedMembers(const QWPropertyDescription& property,
+                                                const QWManagedObject& owner);
+
+    // Change tracking
+    void noteChange(QWManagedObject& record, const QWPropertyDescription& property);
+    void listInEvent(QWManagedObject& record, quint16 state);
+    void setPending(QWManagedObject& record, quint16 state);
+    void clearPending(QWManagedObject& record);
+    QWManagedObjectSet forgetPending();
+    void forgetChanges(QWManagedObject& record);
+    void makeFault(QWManagedObject& record);
+    void reload(QWManagedObject& record, const QVariant* values, qint64 version);
+    void runDeleteRules();
+    void applyDeleteRules(QWManagedObject& record);
+    QWObjectsDidChangeNotice takeEvent();
+    void deliver(const QWObjectsDidChangeNotice& notice);
+    bool processAllChanges();
+    void schedulePass();
+
+    // Fetching over pending changes
+    QWManagedObjectSet pendingCandidates(const QWEntityDescription& entity, const QWBoundPredicate& bound);
+    void sortRecords(QWManagedObjectSet& records, const QWFetchRequest& request) const;
+    void indexPending(Lookup& lookup);
+    qint64 pendingCount(const QWEntityDescription& root) const { return pendingByRoot_.value(root.index(), 0); }
+
+    // Saving
+    bool prepareSave(QWError* error);
+    bool validate(QWError* error) const;
+    bool writeChanges(SaveOutcome& outcome, QWError* error);
+    bool writeRecord(QWManagedObject& record, SaveOutcome& outcome, QWError* error);
+    bool resolveConflict(QWManagedObject& record, SaveOutcome& outcome, QWError* error);
+    bool writeMembers(QWManagedObject& record, QWError* error);
+    void finishSave(const SaveOutcome& outcome);
+    void takeStored(QWManagedObject& record, bool gone);
+
+    // Merging
+    void mergeInserted(const QWManagedObject& saved);
+    void mergeUpdated(const QWManagedObject& saved);
+    void mergeDeleted(const QWManagedObject& saved);
+
     std::shared_ptr<QWPersistentStoreCoordinator> coordinator_;
     QWConcurrencyType concurrency_;
+    QHash<int, Records> registered_;       // by root entity; not owning: a record leaves when it dies
+    QWManagedObjectSet pending_;           // records with unsaved changes by first change; may hold some without
+    QHash<int, qint64> pendingByRoot_;     // how many of them have changes
+    QHash<int, qint64> insertedByEntity_, deletedByEntity_; // unsaved insertions; unsaved deletions of saved rows
+    qint64 pendingCount_ = 0;
+    QWManagedObjectSet event_;             // changed since the last notice, by first change
+    QWManagedObjectSet undeclaredDeletes_; // deleted, and their delete rules have not run
+    std::vector<std::unique_ptr<Lookup>> lookups_;
+    QHash<const QWManagedObject*, KeyObservers> keyObservers_;
+    std::shared_ptr<Editors> editors_ = std::make_shared<Editors>();
+    ObjectsDidChange objectsDidChange_;
+    DidSave didSave_;
+    DidDiscard didDiscard_;
+    QWObserverList<> willSave_;
     MergeFunction merge_;
-    QWManagedObjectSet inserted_, deleted_;
+    QWRunLoop::Handle scheduledPass_;
+    qint64 nextUnstoredKey_ = -1; // keys of records inserted while there is no store
+    bool delivering_ = false;
 };

@@ -1,0 +1,229 @@
+#include "store/QWManagedObject.h"
+
+#include "platform/QWAssert.h"
+#include "store/QWManagedObjectContext.h"
+#include "store/QWManagedObject_p.h"
+#include "store/QWStoreError.h"
+
+// A record's values stand in one array, by property index. Every change passes `willChange`, which remembers the
+// value before it (for the next save and for the next notice) and marks the record in its context; after that the
+// slot is simply overwritten.
+
+QWManagedObject::QWManagedObject() = default;
+
+QWManagedObject::~QWManagedObject() {
+    if (context_)
+        context_->unregister(*this);
+}
+
+const QVariant& QWManagedObject::slot(int index) const {
+    if (!values_ && context_)
+        context_->realise(const_cast<QWManagedObject&>(*this));
+    static const QVariant none;
+    return values_ ? values_[index] : none;
+}
+
+QWManagedObject::Changes& QWManagedObject::changes() {
+    if (!changes_)
+        changes_ = std::make_unique<Changes>();
+    return *changes_;
+}
+
+QVariant QWManagedObject::valueForKey(const QString& key) const {
+    const QWPropertyDescription* property = entity_->property(key);
+    if (!property)
+        return valueForUndefinedKey(key);
+    if (property->isAttribute())
+        return slot(property->index());
+    if (property->isToMany())
+        return QVariant::fromValue(relatedObjects(key));
+    const QWRef<QWManagedObject> destination = relatedObject(key);
+    return destination ? QVariant::fromValue(destination) : QVariant();
+}
+
+bool QWManagedObject::setValueForKey(const QString& key, const QVariant& value, QWError* error) {
+    const QWPropertyDescription* property = entity_->property(key);
+    if (!property)
+        return qw::fail(error, QWMakeStoreError(QWStoreErrorCode::UnknownKey,
+                                                QStringLiteral("%1 has no key \"%2\"").arg(entity_->name(), key),
+                                                {{"entity", entity_->name()}, {"key", key}}));
+    if (property->isRelationship())
+        return setRelationship(*property, value, error);
+    std::optional<QVariant> converted = property->converted(value);
+    if (!converted) {
+        const QString expected = QWAttributeTypeName(property->type());
+        const QString given = QString::fromLatin1(value.typeName());
+        return qw::fail(error, QWMakeStoreError(QWStoreErrorCode::WrongType,
+                                                QStringLiteral("%1.%2 holds %3, not %4")
+                                                    .arg(entity_->name(), key, expected, given),
+                                                {{"entity", entity_->name()},
+                                                 {"key", key},
+                                                 {"expected", expected},
+                                                 {"given", given}}));
+    }
+    if (!context_)
+        return true;
+    willChange(*property);
+    values_[property->index()] = std::move(*converted);
+    didChange(*property);
+    return true;
+}
+
+QVariant QWManagedObject::primitiveValueForKey(const QString& key) const {
+    const QWPropertyDescription* property = entity_->property(key);
+    QWAssert(property && property->isAttribute(), "attribute", "-[QWManagedObject primitiveValueForKey:]");
+    return slot(property->index());
+}
+
+void QWManagedObject::setPrimitiveValueForKey(const QString& key, const QVariant& value) {
+    const QWPropertyDescription* property = entity_->property(key);
+    QWAssert(property && property->isAttribute(), "attribute", "-[QWManagedObject setPrimitiveValue:forKey:]");
+    const std::optional<QVariant> converted = property->converted(value);
+    QWAssert(converted, "value of the attribute's type", "-[QWManagedObject setPrimitiveValue:forKey:]");
+    slot(property->index());
+    if (!values_)
+        return;
+    if (state_ & Awakening && !Changes::find(changes().sinceEvent, property->index()))
+        changes().baseline.push_back({property->index(), *converted});
+    values_[property->index()] = *converted;
+}
+
+void QWManagedObject::willChangeValueForKey(const QString& key) {
+    if (!context_)
+        return;
+    const QWPropertyDescription* property = entity_->property(key);
+    if (property)
+        context_->noteChange(*this, *property);
+    notifyObservers(key, Phase::WillChange);
+}
+
+void QWManagedObject::didChangeValueForKey(const QString& key) {
+    if (context_)
+        notifyObservers(key, Phase::DidChange);
+}
+
+void QWManagedObject::willChange(const QWPropertyDescription& property) {
+    context_->noteChange(*this, property);
+    notifyObservers(property.name(), Phase::WillChange);
+}
+
+void QWManagedObject::didChange(const QWPropertyDescription& property) {
+    notifyObservers(property.name(), Phase::DidChange);
+}
+
+void QWManagedObject::notifyObservers(const QString& key, Phase phase) {
+    if (!(state_ & Observed))
+        return;
+    const auto observers = context_->keyObservers_.constFind(this);
+    if (observers == context_->keyObservers_.cend())
+        return;
+    const auto observersOfKey = observers->constFind(key);
+    if (observersOfKey == observers->cend())
+        return;
+    const auto list = *observersOfKey; // a copy shares the entries; an observer may make the hash grow
+    list.notify(*this, key, phase);
+}
+
+QWObservation QWManagedObject::observeKey(const QString& key, KeyObserver observer) {
+    if (!context_)
+        return {};
+    state_ |= Observed;
+    return context_->keyObservers_[this][key].add(std::move(observer));
+}
+
+// Changed keys -------------------------------------------------------------------------------------------------
+
+// Whether the slot's present value is another than it was when the present event began.
+bool QWManagedObject::differsInEvent(int index) const {
+    const QWPropertyDescription& property = *entity_->properties()[index];
+    if (property.isToMany()) {
+        if (!members_)
+            return false;
+        return state_ & (InsertedInEvent | ReportedInserted) ? !members_[index].list.isEmpty()
+                                                             : !members_[index].sinceEvent.isEmpty();
+    }
+    if (!values_)
+        return false;
+    if (state_ & InsertedInEvent) {
+        const QVariant* baseline = changes_ ? Changes::find(changes_->baseline, index) : nullptr;
+        return values_[index] != (baseline ? *baseline : property.defaultValue());
+    }
+    const QVariant* before = changes_ ? Changes::find(changes_->sinceEvent, index) : nullptr;
+    return before && *before != values_[index];
+}
+
+QStringList QWManagedObject::changedKeysForCurrentEvent() const {
+    QStringList keys;
+    const auto& properties = entity_->properties();
+    if (state_ & ReportedInserted) {
+        // The insertion as it was when the notice was made: observers' changes since then are undone here.
+        for (const QWPropertyDescription* property : properties) {
+            const int index = property->index();
+            if (property->isToMany()) {
+                if (differsInEvent(index))
+                    keys << property->name();
+                continue;
+            }
+            const QVariant* before = changes_ ? Changes::find(changes_->sinceEvent, index) : nullptr;
+            const QVariant* baseline = changes_ ? Changes::find(changes_->baseline, index) : nullptr;
+            const QVariant& reported = before ? *before : values_[index];
+            if (reported != (baseline ? *baseline : property->defaultValue()))
+                keys << property->name();
+        }
+        return keys;
+    }
+    if (state_ & Reported) {
+        if (changes_)
+            for (int index : changes_->reported)
+                keys << properties[index]->name();
+        return keys;
+    }
+    if (state_ & ListedInEvent)
+        for (const QWPropertyDescription* property : properties)
+            if (differsInEvent(property->index()))
+                keys << property->name();
+    return keys;
+}
+
+QVariantMap QWManagedObject::changedValuesForCurrentEvent() const {
+    QVariantMap values;
+    for (const QString& key : changedKeysForCurrentEvent())
+        values.insert(key, valueForKey(key));
+    return values;
+}
+
+QVariantMap QWManagedObject::changedValues() const {
+    QVariantMap values;
+    for (const QWPropertyDescription* property : entity_->properties()) {
+        const int index = property->index();
+        bool changed = false;
+        if (property->isToMany())
+            changed = members_ && !members_[index].sinceSave.isEmpty();
+        else if (isInserted())
+            changed = values_[index] != property->defaultValue();
+        else if (const QVariant* before = changes_ ? Changes::find(changes_->sinceSave, index) : nullptr)
+            changed = values_ && *before != values_[index];
+        if (changed)
+            values.insert(property->name(), valueForKey(property->name()));
+    }
+    return values;
+}
+
+QVariant QWManagedObject::committedValueForKey(const QString& key) const {
+    const QWPropertyDescription* property = entity_->property(key);
+    QWAssert(property && property->isAttribute(), "attribute", "-[QWManagedObject committedValuesForKeys:]");
+    if (isInserted())
+        return {};
+    const QVariant* before = changes_ ? Changes::find(changes_->sinceSave, property->index()) : nullptr;
+    return before ? *before : slot(property->index());
+}
+
+// Hooks --------------------------------------------------------------------------------------------------------
+
+void QWManagedObject::awakeFromInsert() {}
+
+void QWManagedObject::willSave() {}
+
+void QWManagedObject::didSave() {}
+
+QVariant QWManagedObject::valueForUndefinedKey(const QString&) const { return {}; }

@@ -1,0 +1,265 @@
+#include "store/QWManagedObjectContext.h"
+
+#include "store/QWManagedObjectContext_p.h"
+#include "store/QWManagedObject_p.h"
+
+#include <QScopeGuard>
+
+// From a change to its notice. Started by a setter, an insertion, a deletion, a refresh or a merge, which list the
+// record for the next notice; ended by a pass: at the end of the run loop's turn, before a save, after a merge, or
+// on demand. A pass runs the delete rules, freezes the sets and each record's changed keys, and only then calls
+// the observers; what they change is listed anew and makes the next notice. Notices never nest.
+
+using Context = QWManagedObjectContext;
+using Record = QWManagedObject;
+
+namespace {
+// Observers that answer every change with another would keep a pass going for ever.
+constexpr int maximumPasses = 1000;
+} // namespace
+
+void Context::noteChange(Record& record, const QWPropertyDescription& property) {
+    const int index = property.index();
+    const QVariant& present = record.slot(index);
+    if (record.isDeleted())
+        return;
+    const bool clean = !record.hasChanges();
+    if (clean)
+        setPending(record, Record::Updated);
+    else if (property.isAttribute() && property.isIndexed())
+        for (const auto& lookup : lookups_)
+            lookup->changed.push_back(&record);
+    listInEvent(record, Record::UpdatedInEvent);
+    if (property.isToMany())
+        return;
+    if (!record.isInserted())
+        Record::Changes::note(record.changes().sinceSave, index, present);
+    if (!(record.state_ & Record::InsertedInEvent))
+        Record::Changes::note(record.changes().sinceEvent, index, present);
+}
+
+void Context::listInEvent(Record& record, quint16 state) {
+    record.state_ |= state;
+    if (record.state_ & Record::ListedInEvent)
+        return;
+    record.state_ |= Record::ListedInEvent;
+    event_.push_back(QWRef<Record>(&record));
+    if (event_.size() == 1)
+        schedulePass();
+}
+
+void Context::schedulePass() {
+    if (concurrency_ != QWConcurrencyType::MainQueue || scheduledPass_.isPending())
+        return;
+    scheduledPass_ = environment().runLoop().post([this] { processPendingChanges(); });
+}
+
+void Context::processPendingChanges() {
+    if (!processAllChanges())
+        qCWarning(qwLogStore) << "observers keep changing records; the rest is reported in the next turn";
+}
+
+// False when observers went on changing records after a thousand passes.
+bool Context::processAllChanges() {
+    if (delivering_)
+        return true;
+    for (int pass = 0; !event_.empty() || !undeclaredDeletes_.empty(); ++pass) {
+        if (pass == maximumPasses) {
+            schedulePass();
+            return false;
+        }
+        runDeleteRules();
+        deliver(takeEvent());
+    }
+    if (!hasChanges() && !pending_.empty())
+        forgetPending();
+    return true;
+}
+
+// Delete rules ---------------------------------------------------------------------------------------------------
+
+void Context::runDeleteRules() {
+    while (!undeclaredDeletes_.empty()) {
+        const QWManagedObjectSet deleted = std::exchange(undeclaredDeletes_, {});
+        for (const auto& record : deleted)
+            if (record->isDeleted() && record->context_)
+                applyDeleteRules(*record);
+    }
+}
+
+// The deleted record keeps its own ends, so that observers can still read them; only the far ends change.
+void Context::applyDeleteRules(Record& record) {
+    for (const QWPropertyDescription* property : record.entity_->properties()) {
+        if (property->isAttribute() || property->deleteRule() == QWDeleteRule::Deny)
+            continue;
+        QList<QWRef<Record>> destinations;
+        if (property->isToMany())
+            destinations = record.relatedObjects(property->name());
+        else if (const QWRef<Record> destination = record.relatedObject(property->name()))
+            destinations = {destination};
+        for (const auto& destination : destinations) {
+            if (destination->isDeleted())
+                continue;
+            if (property->deleteRule() == QWDeleteRule::Cascade)
+                deleteObject(*destination);
+            else if (const QWPropertyDescription* inverse = property->inverse())
+                destination->assignEnd(*inverse, record, false);
+        }
+    }
+}
+
+// Notices --------------------------------------------------------------------------------------------------------
+
+// Closes the present event: sorts its records into the four sets and freezes their changed keys.
+QWObjectsDidChangeNotice Context::takeEvent() {
+    QWObjectsDidChangeNotice notice;
+    notice.context = this;
+    for (const auto& record : std::exchange(event_, {})) {
+        const quint16 state = record->state_;
+        QWManagedObjectSet* role = &notice.updated;
+        if (state & Record::DeletedInEvent)
+            role = state & Record::InsertedInEvent ? nullptr : &notice.deleted;
+        else if (state & Record::InsertedInEvent)
+            role = &notice.inserted;
+        else if (state & Record::RefreshedInEvent && !record->hasChanges())
+            role = &notice.refreshed;
+
+        std::vector<int> keys;
+        const bool unsavedInsertion = state & Record::InsertedInEvent && record->isInserted();
+        if (!unsavedInsertion && (record->changes_ || record->members_))
+            for (const QWPropertyDescription* property : record->entity_->properties())
+                if (!(state & Record::InsertedInEvent) && record->differsInEvent(property->index()))
+                    keys.push_back(property->index());
+        if (!keys.empty())
+            record->changes().reported = std::move(keys);
+        if (record->changes_)
+            record->changes_->sinceEvent.clear();
+        if (record->members_)
+            for (const QWPropertyDescription* property : record->entity_->properties())
+                record->members_[property->index()].sinceEvent.clear();
+
+        record->state_ &= ~Record::EventStates;
+        if (role) {
+            record->state_ |= Record::Reported | (unsavedInsertion ? Record::ReportedInserted : 0);
+            role->push_back(record);
+        } else if (record->state_ & (Record::Forgotten | Record::Gone)) {
+            abandon(*record);
+        }
+    }
+    return notice;
+}
+
+void Context::deliver(const QWObjectsDidChangeNotice& notice) {
+    const auto sets = {&notice.inserted, &notice.updated, &notice.refreshed, &notice.deleted};
+    delivering_ = true;
+    const auto close = qScopeGuard([this, &sets] {
+        delivering_ = false;
+        for (const QWManagedObjectSet* set : sets)
+            for (const auto& record : *set) {
+                record->state_ &= ~(Record::Reported | Record::ReportedInserted);
+                if (record->changes_)
+                    record->changes_->reported.clear();
+                if (record->state_ & (Record::Forgotten | Record::Gone))
+                    abandon(*record);
+            }
+    });
+    if (std::any_of(sets.begin(), sets.end(), [](const auto* set) { return !set->empty(); }))
+        objectsDidChange_.notify(notice);
+}
+
+// Lets go of the records with unsaved changes, which the caller has written, discarded or found to have none.
+QWManagedObjectSet Context::forgetPending() {
+    lookups_.clear();
+    QWManagedObjectSet records = std::exchange(pending_, {});
+    for (const auto& record : records)
+        record->state_ &= ~Record::Pending;
+    return records;
+}
+
+// Discarding -----------------------------------------------------------------------------------------------------
+
+// Forgets what the record remembers of its changes, without touching its values.
+void Context::forgetChanges(Record& record) {
+    clearPending(record);
+    record.changes_.reset();
+    if (record.members_)
+        for (const QWPropertyDescription* property : record.entity_->properties()) {
+            auto& members = record.members_[property->index()];
+            members.sinceSave.clear();
+            members.sinceEvent.clear();
+        }
+}
+
+void Context::makeFault(Record& record) {
+    forgetChanges(record);
+    record.values_.reset();
+    record.members_.reset();
+    record.version_ = 0;
+}
+
+void Context::rollback() {
+    if (!hasChanges() && undeclaredDeletes_.empty())
+        return;
+    undeclaredDeletes_.clear();
+    for (const auto& record : std::exchange(event_, {}))
+        record->state_ &= ~Record::EventStates;
+    QWManagedObjectSet discarded;
+    for (const auto& record : forgetPending()) {
+        if (!record->hasChanges() && !(record->state_ & Record::Forgotten))
+            continue;
+        discarded.push_back(record);
+        if (record->isInserted() || record->state_ & Record::Forgotten) {
+            clearPending(*record);
+            abandon(*record);
+        } else {
+            makeFault(*record);
+            listInEvent(*record, Record::RefreshedInEvent);
+        }
+    }
+    didDiscard_.notify(discarded);
+}
+
+void Context::refreshObject(Record& record, bool mergeChanges) {
+    if (record.context_ != this || record.isFault() || record.isInserted())
+        return;
+    const QWRef<Record> keepAlive(&record);
+    if (mergeChanges) {
+        Record stored;
+        stored.entity_ = record.entity_;
+        stored.key_ = record.key_;
+        realise(stored);
+        if (stored.version_ != 0)
+            reload(record, stored.values_.get(), stored.version_);
+        listInEvent(record, Record::RefreshedInEvent);
+        return;
+    }
+    const bool changed = record.hasChanges();
+    record.state_ &= ~(Record::UpdatedInEvent | Record::DeletedInEvent);
+    makeFault(record);
+    listInEvent(record, Record::RefreshedInEvent);
+    if (changed)
+        didDiscard_.notify({keepAlive});
+}
+
+// Takes the stored values but for the slots changed here; those keep their value and are now a change of what is
+// stored, so that the next save does not conflict.
+void Context::reload(Record& record, const QVariant* values, qint64 version) {
+    for (const QWPropertyDescription* property : record.entity_->properties()) {
+        const int index = property->index();
+        if (property->isToMany()) {
+            if (record.members_)
+                record.members_[index].loaded = false;
+            continue;
+        }
+        bool changedHere = false;
+        if (record.changes_)
+            for (auto& before : record.changes_->sinceSave)
+                if (before.index == index) {
+                    before.value = values[index];
+                    changedHere = true;
+                }
+        if (!changedHere)
+            record.values_[index] = values[index];
+    }
+    record.version_ = version;
+}

@@ -1,0 +1,70 @@
+#include "store/QWManagedObjectContext.h"
+
+#include "store/QWManagedObjectContext_p.h"
+#include "store/QWManagedObject_p.h"
+#include "store/sqlite/QWSQLiteStore.h"
+
+// Taking over what another context of the same coordinator has saved. Identity crosses by id, values are copied
+// from the saving context's records where they are loaded. No setter runs, so nothing here counts as an edit; the
+// merge is reported before the call returns.
+
+using Context = QWManagedObjectContext;
+using Record = QWManagedObject;
+
+void Context::mergeChangesFromContextDidSave(const QWDidSaveNotice& notice) {
+    for (const auto& saved : notice.inserted)
+        mergeInserted(*saved);
+    for (const auto& saved : notice.updated)
+        mergeUpdated(*saved);
+    for (const auto& saved : notice.deleted)
+        mergeDeleted(*saved);
+    processPendingChanges();
+}
+
+void Context::mergeInserted(const Record& saved) {
+    const QWRef<Record> record = objectWithID(saved.objectID());
+    listInEvent(*record, Record::InsertedInEvent);
+}
+
+// A fault, or a row that nobody here holds, is left alone: its next access reads the new row anyway.
+void Context::mergeUpdated(const Record& saved) {
+    const QWRef<Record> record = registeredObject(saved.objectID());
+    if (!record || record->isFault() || record->isDeleted())
+        return;
+    if (saved.values_) {
+        reload(*record, saved.values_.get(), saved.version_);
+    } else {
+        Record stored;
+        stored.entity_ = record->entity_;
+        stored.key_ = record->key_;
+        realise(stored);
+        reload(*record, stored.values_.get(), stored.version_);
+    }
+    listInEvent(*record, Record::RefreshedInEvent);
+}
+
+// The deletion wins over changes here. Unsaved records that were linked to the record let go of it; saved ones
+// were changed by the saving context's own delete rules and come in its updated set.
+void Context::mergeDeleted(const Record& saved) {
+    const QWRef<Record> record = registeredObject(saved.objectID());
+    if (!record)
+        return;
+    for (const QWPropertyDescription* property : record->entity_->properties()) {
+        if (!property->isToMany() || !property->inverse() || !record->members_)
+            continue;
+        for (const QWManagedObjectID& id : record->members_[property->index()].sinceSave.added.ids())
+            if (const QWRef<Record> member = registeredObject(id))
+                member->assignEnd(*property->inverse(), *record, false);
+    }
+    if (record->isFault() && saved.values_) {
+        const size_t count = record->entity_->properties().size();
+        record->values_.reset(new QVariant[count]);
+        std::copy_n(saved.values_.get(), count, record->values_.get());
+    }
+    const bool changed = record->hasChanges();
+    forgetChanges(*record);
+    record->state_ |= Record::Gone;
+    listInEvent(*record, Record::DeletedInEvent);
+    if (changed)
+        didDiscard_.notify({record});
+}

@@ -1,0 +1,260 @@
+#include "store/StoreFixture.h"
+
+#include "store/QWStoreError.h"
+
+// Two contexts on one store: conflicts at a save, and taking over each other's saves.
+
+class TwoContexts : public StoreTest {
+protected:
+    void SetUp() override {
+        StoreTest::SetUp();
+        ana = insert("Author", {{"name", "Ana"}, {"code", "a"}});
+        save();
+        other = makeContext();
+        merging = other->observeDidSave([this](const QWDidSaveNotice& notice) {
+            if (merges)
+                context->mergeChangesFromContextDidSave(notice);
+        });
+        others = fetchIn(*other, "Author").at(0);
+    }
+    Ref ana, others;
+    std::shared_ptr<QWManagedObjectContext> other;
+    QWObservation merging;
+    bool merges = true;
+};
+
+TEST_F(TwoContexts, A_merge_reloads_live_clean_records_and_reports_them_as_refreshed_within_the_call) {
+    NoticeLog log(*context);
+    others->setValueForKey("name", "Eve");
+    save(*other);
+    EXPECT_EQ(ana->valueForKey("name"), "Eve");
+    ASSERT_EQ(log.notices.size(), 1u);
+    EXPECT_EQ(log.notices[0].refreshed, QWManagedObjectSet{ana});
+    EXPECT_EQ(log.keys[0], QStringList{""});
+    EXPECT_FALSE(context->hasChanges());
+}
+
+TEST_F(TwoContexts, A_merge_leaves_faults_alone_and_their_next_access_reads_the_new_row) {
+    const QWManagedObjectID id = ana->objectID();
+    ana.reset();
+    Ref fault = context->objectWithID(id);
+    NoticeLog log(*context);
+    others->setValueForKey("name", "Eve");
+    save(*other);
+    EXPECT_TRUE(log.notices.empty());
+    EXPECT_EQ(fault->valueForKey("name"), "Eve");
+}
+
+TEST_F(TwoContexts, A_merged_insertion_is_reported_as_inserted_without_the_insertion_hook) {
+    NoticeLog log(*context);
+    const QWManagedObjectID id = insertIn(*other, "Hooked")->objectID();
+    save(*other);
+    ASSERT_EQ(log.notices.size(), 1u);
+    ASSERT_EQ(log.notices[0].inserted.size(), 1u);
+    const auto& record = log.notices[0].inserted[0];
+    EXPECT_EQ(record->objectID(), id);
+    EXPECT_EQ(static_cast<const HookedRecord&>(*record).awakenings, 0);
+    EXPECT_FALSE(record->isInserted());
+    EXPECT_FALSE(context->hasChanges());
+}
+
+TEST_F(TwoContexts, A_merge_keeps_keys_changed_here_takes_the_others_and_the_next_save_does_not_conflict) {
+    ana->setValueForKey("name", "mine");
+    context->processPendingChanges();
+    NoticeLog log(*context);
+    others->setValueForKey("name", "theirs");
+    others->setValueForKey("code", "b");
+    save(*other);
+    EXPECT_EQ(ana->valueForKey("name"), "mine");
+    EXPECT_EQ(ana->valueForKey("code"), "b");
+    EXPECT_EQ(ana->committedValueForKey("name"), "theirs");
+    ASSERT_EQ(log.notices.size(), 1u);
+    EXPECT_EQ(log.notices[0].updated, QWManagedObjectSet{ana});
+    save();
+    merges = false;
+    auto third = makeContext();
+    EXPECT_EQ(names(fetchIn(*third, "Author"), "name"), QStringList{"mine"});
+}
+
+TEST_F(TwoContexts, A_merged_deletion_deletes_here_loses_edits_here_and_needs_no_save) {
+    ana->setValueForKey("name", "mine");
+    context->processPendingChanges();
+    NoticeLog log(*context);
+    QWManagedObjectSet discarded;
+    const QWObservation observation =
+        context->observeDidDiscard([&](const QWManagedObjectSet& records) { discarded = records; });
+    bool readable = false;
+    const QWObservation reading = context->observeObjectsDidChange([&](const QWObjectsDidChangeNotice& notice) {
+        readable = notice.deleted.at(0)->isDeleted() && notice.deleted.at(0)->valueForKey("code") == "a";
+    });
+    other->deleteObject(*others);
+    save(*other);
+    ASSERT_EQ(log.notices.size(), 1u);
+    EXPECT_EQ(log.notices[0].deleted, QWManagedObjectSet{ana});
+    EXPECT_TRUE(readable);
+    EXPECT_EQ(discarded, QWManagedObjectSet{ana});
+    EXPECT_FALSE(context->hasChanges());
+    EXPECT_EQ(ana->managedObjectContext(), nullptr);
+    EXPECT_TRUE(fetch("Author").empty());
+}
+
+TEST_F(TwoContexts, An_unsaved_record_lets_go_of_a_record_whose_deletion_is_merged) {
+    Ref book = insert("Book");
+    book->setRelatedObject("author", ana.data());
+    other->deleteObject(*others);
+    save(*other);
+    EXPECT_EQ(book->relatedObject("author"), Ref());
+    save();
+}
+
+TEST_F(TwoContexts, A_reference_to_a_row_that_somebody_else_deleted_is_saved_as_no_value) {
+    merges = false;
+    Ref book = insert("Book", {{"title", "One"}});
+    book->setRelatedObject("author", ana.data());
+    other->deleteObject(*others);
+    save(*other);
+    context->setMergeFunction([](const QWSaveConflict&) { return QWMergeDecision::TakeStored; });
+    save();
+    auto third = makeContext();
+    EXPECT_EQ(fetchIn(*third, "Book").at(0)->relatedObject("author"), Ref());
+}
+
+TEST_F(TwoContexts, Links_made_elsewhere_are_seen_after_the_merge) {
+    EXPECT_TRUE(ana->relatedObjects("books").isEmpty());
+    Ref book = insertIn(*other, "Book", {{"title", "One"}});
+    book->setRelatedObject("author", others.data());
+    save(*other);
+    EXPECT_EQ(names(ana->relatedObjects("books"), "title"), QStringList{"One"});
+}
+
+// Conflicts ------------------------------------------------------------------------------------------------------
+
+TEST_F(TwoContexts, Without_a_merge_function_a_conflict_fails_the_whole_save_and_lists_the_records) {
+    merges = false;
+    others->setValueForKey("name", "theirs");
+    save(*other);
+    ana->setValueForKey("name", "mine");
+    insert("Book");
+    QWError error;
+    EXPECT_FALSE(context->save(&error));
+    EXPECT_EQ(error.code, 133020);
+    ASSERT_EQ(error.userInfo["conflicts"].toList().size(), 1);
+    EXPECT_EQ(error.userInfo["conflicts"].toList()[0].value<QWManagedObjectID>(), ana->objectID());
+    EXPECT_TRUE(ana->isUpdated());
+    auto third = makeContext();
+    EXPECT_EQ(names(fetchIn(*third, "Author"), "name"), QStringList{"theirs"});
+    EXPECT_TRUE(fetchIn(*third, "Book").empty());
+}
+
+TEST_F(TwoContexts, A_version_that_is_kept_replaces_the_stored_one_with_every_key) {
+    merges = false;
+    others->setValueForKey("code", "theirs");
+    save(*other);
+    ana->setValueForKey("name", "mine");
+    QWSaveConflict seen;
+    context->setMergeFunction([&](const QWSaveConflict& conflict) {
+        seen = conflict;
+        return QWMergeDecision::KeepLocal;
+    });
+    save();
+    EXPECT_EQ(seen.record, ana);
+    EXPECT_EQ(seen.storedValues["code"], "theirs");
+    EXPECT_FALSE(seen.deletedInStore || seen.deletedHere);
+    auto third = makeContext();
+    Ref stored = fetchIn(*third, "Author").at(0);
+    EXPECT_EQ(stored->valueForKey("name"), "mine");
+    EXPECT_EQ(stored->valueForKey("code"), "a") << "never a mixture of the two versions";
+    ana->setValueForKey("name", "again");
+    context->setMergeFunction({});
+    save();
+}
+
+TEST_F(TwoContexts, A_version_that_gives_way_takes_the_stored_one_and_drops_its_own_changes) {
+    merges = false;
+    others->setValueForKey("name", "theirs");
+    save(*other);
+    ana->setValueForKey("name", "mine");
+    Ref book = insert("Book");
+    context->setMergeFunction([](const QWSaveConflict&) { return QWMergeDecision::TakeStored; });
+    QWManagedObjectSet discarded;
+    const QWObservation observation =
+        context->observeDidDiscard([&](const QWManagedObjectSet& records) { discarded = records; });
+    QWDidSaveNotice saved;
+    const QWObservation saving = context->observeDidSave([&](const QWDidSaveNotice& notice) { saved = notice; });
+    save();
+    EXPECT_EQ(ana->valueForKey("name"), "theirs");
+    EXPECT_EQ(discarded, QWManagedObjectSet{ana});
+    EXPECT_TRUE(saved.updated.empty());
+    EXPECT_EQ(saved.inserted, QWManagedObjectSet{book});
+    EXPECT_FALSE(context->hasChanges());
+}
+
+TEST_F(TwoContexts, A_record_deleted_elsewhere_is_written_again_or_given_up_as_the_merge_function_says) {
+    merges = false;
+    other->deleteObject(*others);
+    save(*other);
+    ana->setValueForKey("name", "mine");
+    context->setMergeFunction([](const QWSaveConflict& conflict) {
+        EXPECT_TRUE(conflict.deletedInStore);
+        EXPECT_TRUE(conflict.storedValues.isEmpty());
+        return QWMergeDecision::KeepLocal;
+    });
+    save();
+    auto third = makeContext();
+    Ref stored = fetchIn(*third, "Author").at(0);
+    EXPECT_EQ(stored->valueForKey("code"), "a");
+    third->deleteObject(*stored);
+    save(*third);
+
+    ana->setValueForKey("name", "mine again");
+    context->setMergeFunction([](const QWSaveConflict&) { return QWMergeDecision::TakeStored; });
+    save();
+    context->processPendingChanges();
+    EXPECT_EQ(ana->managedObjectContext(), nullptr);
+    EXPECT_TRUE(fetch("Author").empty());
+}
+
+TEST_F(TwoContexts, A_deletion_of_a_record_saved_elsewhere_conflicts_too) {
+    merges = false;
+    others->setValueForKey("name", "theirs");
+    save(*other);
+    context->deleteObject(*ana);
+    EXPECT_FALSE(context->save());
+    context->setMergeFunction([](const QWSaveConflict& conflict) {
+        EXPECT_TRUE(conflict.deletedHere);
+        return QWMergeDecision::TakeStored;
+    });
+    save();
+    EXPECT_FALSE(ana->isDeleted());
+    EXPECT_EQ(ana->valueForKey("name"), "theirs");
+    others->setValueForKey("name", "more");
+    save(*other);
+    context->deleteObject(*ana);
+    context->setMergeFunction([](const QWSaveConflict&) { return QWMergeDecision::KeepLocal; });
+    save();
+    EXPECT_TRUE(fetch("Author").empty());
+}
+
+TEST_F(TwoContexts, Deleting_a_record_that_is_gone_already_is_no_conflict) {
+    merges = false;
+    other->deleteObject(*others);
+    save(*other);
+    context->deleteObject(*ana);
+    save();
+    EXPECT_EQ(context->count(QWFetchRequest("Author")), 0);
+}
+
+TEST_F(TwoContexts, A_failed_save_leaves_a_conflict_a_conflict) {
+    merges = false;
+    others->setValueForKey("name", "theirs");
+    save(*other);
+    ana->setValueForKey("name", "mine");
+    Ref tag = insert("Tag");
+    context->setMergeFunction([](const QWSaveConflict&) { return QWMergeDecision::KeepLocal; });
+    EXPECT_FALSE(context->save());
+    tag->setValueForKey("name", "red");
+    context->setMergeFunction({});
+    QWError error;
+    EXPECT_FALSE(context->save(&error));
+    EXPECT_EQ(error.code, 133020);
+}
