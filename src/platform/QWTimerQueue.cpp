@@ -1,6 +1,7 @@
 #include "platform/QWTimerQueue.h"
 
 #include <tuple>
+#include <utility>
 
 // The deadline and the sequence never change, so the queue may compare entries while another thread adds one.
 // The callback belongs to the run loop's thread; it is empty once it was taken or cancelled.
@@ -26,8 +27,8 @@ bool QWTimerQueue::Later::operator()(const EntryPointer& left, const EntryPointe
 
 QWRunLoop::Handle QWTimerQueue::add(QWRunLoop::Duration deadline, QWRunLoop::Callback callback) {
     const std::lock_guard lock(mutex_);
-    const auto entry =
-        std::make_shared<QWRunLoop::Handle::Entry>(deadline, nextSequence_++, std::move(callback));
+    const auto entry = std::make_shared<QWRunLoop::Handle::Entry>(
+        QWRunLoop::Handle::Entry{deadline, nextSequence_++, std::move(callback)});
     entries_.push(entry);
     return QWRunLoop::Handle(entry);
 }

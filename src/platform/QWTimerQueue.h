@@ -2,6 +2,7 @@
 
 #include "platform/QWRunLoop.h"
 
+#include <QtGlobal>
 #include <mutex>
 #include <optional>
 #include <queue>

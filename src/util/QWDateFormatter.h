@@ -31,8 +31,8 @@ public:
 // zone.
 class QWPatternDateFormatter final : public QWDateFormatter {
 public:
-    explicit QWPatternDateFormatter(QString pattern, QLocale locale = {})
-        : pattern_(std::move(pattern)), locale_(std::move(locale)) {}
+    explicit QWPatternDateFormatter(QString pattern, const QLocale& locale = {})
+        : pattern_(std::move(pattern)), locale_(locale) {}
 
     QString stringFromDate(const QDateTime& date) const override {
         return date.isValid() ? locale_.toString(date.toLocalTime(), pattern_) : QString();
