@@ -92,9 +92,9 @@ QWStoreLayout::QWStoreLayout(const QWManagedObjectModel& model) : tables_(model.
     }
     for (const QWEntityDescription* entity : entities) {
         for (const QWPropertyDescription* property : ownProperties(*entity)) {
-            const bool stored =
-                !property->isToMany() || (property->inverse() && !property->inverse()->isToMany());
-            if (!stored && places_[property].joinTable < 0)
+            const bool atFarEnd = property->inverse() && !property->inverse()->isToMany();
+            const Place& place = places_[property]; // every property has one
+            if (property->isToMany() && !atFarEnd && place.joinTable < 0)
                 addJoinTable(*entity, *property);
         }
     }
