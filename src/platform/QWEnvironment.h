@@ -18,13 +18,13 @@ class QWEnvironment {
 public:
     // A part left empty is the real one.
     struct Parts {
-        std::shared_ptr<QWRunLoop> runLoop;
-        std::shared_ptr<QWClock> clock;
-        std::shared_ptr<QWUUIDSource> uuids;
-        std::shared_ptr<QWFileManager> files;
-        std::shared_ptr<QWUserDefaults> userDefaults;
-        std::shared_ptr<QWNotificationCenter> notificationCenter;
-        std::shared_ptr<QWErrorPresenter> errorPresenter;
+        std::shared_ptr<QWRunLoop> runLoop = {};
+        std::shared_ptr<QWClock> clock = {};
+        std::shared_ptr<QWUUIDSource> uuids = {};
+        std::shared_ptr<QWFileManager> files = {};
+        std::shared_ptr<QWUserDefaults> userDefaults = {};
+        std::shared_ptr<QWNotificationCenter> notificationCenter = {};
+        std::shared_ptr<QWErrorPresenter> errorPresenter = {};
     };
 
     explicit QWEnvironment(Parts parts);

@@ -13,7 +13,8 @@ inline icu::UnicodeString viewOf(const QString& text) {
 }
 
 inline QString fromUnicode(const icu::UnicodeString& text) {
-    return QString::fromUtf16(text.getBuffer(), text.length());
+    // Not QString::fromUtf16, which takes U+FEFF and U+FFFE at the start for a byte-order mark.
+    return QString(reinterpret_cast<const QChar*>(text.getBuffer()), text.length());
 }
 
 inline bool isASCII(QStringView text) {

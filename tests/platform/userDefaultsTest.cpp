@@ -1,0 +1,141 @@
+#include "platform/QWUserDefaults.h"
+
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QTemporaryDir>
+
+namespace {
+
+struct UserDefaultsFile : testing::Test {
+    QTemporaryDir folder;
+    QString path = folder.filePath("settings.ini");
+};
+
+struct ValueRow {
+    const char* name;
+    QJsonValue value;
+};
+
+std::vector<ValueRow> values() {
+    return {{"Integer", 5},
+            {"Fraction", 0.5},
+            {"True", true},
+            {"False", false},
+            {"NumberAsText", "5"},
+            {"WordTrue", "true"},
+            {"EmptyText", ""},
+            {"TextWithSeparators", "a,b;c=\"d\"\n@Invalid()\\x"},
+            {"OtherScripts", "日本 é 👍"},
+            {"LargeInteger", qint64(9007199254740993)},
+            {"MixedArray", QJsonArray{1, "a"}},
+            {"ArrayOfOne", QJsonArray{"a"}},
+            {"EmptyArray", QJsonArray{}},
+            {"EmptyObject", QJsonObject{}},
+            {"Nested", QJsonObject{{"a", QJsonArray{true, QJsonObject{{"b", 1.5}}}}}},
+            {"Null", QJsonValue::Null}};
+}
+
+class StoredValue : public UserDefaultsFile, public testing::WithParamInterface<ValueRow> {};
+
+TEST_P(StoredValue, Comes_back_with_its_type_in_another_instance) {
+    QWSettingsUserDefaults writer(path);
+    writer.setObject("key", GetParam().value);
+    writer.synchronize();
+    QWSettingsUserDefaults reader(path);
+    EXPECT_EQ(reader.object("key").type(), GetParam().value.type());
+    EXPECT_EQ(reader.object("key"), GetParam().value);
+}
+
+TEST_P(StoredValue, Comes_back_from_memory) {
+    QWMemoryUserDefaults defaults;
+    defaults.setObject("key", GetParam().value);
+    EXPECT_EQ(defaults.object("key"), GetParam().value);
+}
+
+INSTANTIATE_TEST_SUITE_P(Types, StoredValue, testing::ValuesIn(values()),
+                         [](const auto& row) { return row.param.name; });
+
+struct BooleanRow {
+    const char* name;
+    QJsonValue value;
+    bool answer;
+};
+
+class BooleanOf : public testing::TestWithParam<BooleanRow> {};
+
+TEST_P(BooleanOf, Is_yes_only_for_what_says_yes) {
+    QWMemoryUserDefaults defaults;
+    defaults.setObject("key", GetParam().value);
+    EXPECT_EQ(defaults.boolean("key"), GetParam().answer);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, BooleanOf,
+    testing::Values(BooleanRow{"True", true, true}, BooleanRow{"False", false, false},
+                    BooleanRow{"One", 1, true}, BooleanRow{"Fraction", 0.5, true},
+                    BooleanRow{"Negative", -1, true}, BooleanRow{"Zero", 0, false},
+                    BooleanRow{"TextYes", "YES", true}, BooleanRow{"TextTrue", "true", true},
+                    BooleanRow{"TextOne", "1", true}, BooleanRow{"TextNo", "NO", false},
+                    BooleanRow{"TextFalse", "false", false}, BooleanRow{"TextZero", "0", false},
+                    BooleanRow{"OtherText", "x", false}, BooleanRow{"Array", QJsonArray{1}, false},
+                    BooleanRow{"Object", QJsonObject{{"a", 1}}, false},
+                    BooleanRow{"Null", QJsonValue::Null, false}),
+    [](const auto& row) { return row.param.name; });
+
+TEST_F(UserDefaultsFile, An_absent_key_has_no_value_and_is_not_yes) {
+    const QWMemoryUserDefaults memory;
+    EXPECT_TRUE(memory.object("key").isUndefined());
+    EXPECT_FALSE(memory.boolean("key"));
+    const QWSettingsUserDefaults settings(path);
+    EXPECT_TRUE(settings.object("key").isUndefined());
+    EXPECT_FALSE(settings.boolean("key"));
+}
+
+TEST_F(UserDefaultsFile, No_is_a_value) {
+    QWSettingsUserDefaults defaults(path);
+    defaults.setBoolean("key", false);
+    EXPECT_EQ(defaults.object("key"), QJsonValue(false));
+}
+
+TEST_F(UserDefaultsFile, A_removed_key_is_absent_in_another_instance) {
+    QWSettingsUserDefaults writer(path);
+    writer.setObject("key", 1);
+    writer.synchronize();
+    QWSettingsUserDefaults reader(path);
+    writer.remove("key");
+    writer.synchronize();
+    reader.synchronize();
+    EXPECT_TRUE(reader.object("key").isUndefined());
+}
+
+TEST_F(UserDefaultsFile, Two_instances_keep_each_others_keys) {
+    QWSettingsUserDefaults first(path), second(path);
+    first.setObject("a", 1);
+    second.setObject("b", 2);
+    first.synchronize();
+    second.synchronize();
+    QWSettingsUserDefaults reader(path);
+    EXPECT_EQ(reader.object("a"), 1);
+    EXPECT_EQ(reader.object("b"), 2);
+}
+
+TEST_F(UserDefaultsFile, A_key_with_a_full_stop_is_one_key) {
+    QWSettingsUserDefaults defaults(path);
+    defaults.setObject("a.b", 1);
+    EXPECT_EQ(defaults.object("a.b"), 1);
+    EXPECT_TRUE(defaults.object("a").isUndefined());
+}
+
+TEST_F(UserDefaultsFile, A_value_that_someone_else_wrote_without_a_type_is_no_value) {
+    QSettings(path, QSettings::IniFormat).setValue("key", "hello");
+    EXPECT_TRUE(QWSettingsUserDefaults(path).object("key").isUndefined());
+}
+
+TEST(MemoryUserDefaults, A_removed_key_is_absent) {
+    QWMemoryUserDefaults defaults;
+    defaults.setObject("key", 1);
+    defaults.remove("key");
+    EXPECT_TRUE(defaults.object("key").isUndefined());
+}
+
+} // namespace
