@@ -1,9 +1,6 @@
 #include "store/sqlite/QWSQLiteStore.h"
 
-#include "platform/text/QWText.h"
-#include "store/QWStoreError.h"
 #include "store/QWStoreLog_p.h"
-#include "store/sqlite/QWPredicateSQL.h"
 #include "store/sqlite/QWStoreFile.h"
 
 #include <algorithm>
@@ -14,16 +11,6 @@ namespace {
 
 // A lease is a transaction of its own, which waits for the disk; keys are plenty.
 constexpr qint64 KeysPerLease = 10000;
-
-// qw_sort_key(text): bytes whose order is the user's order of texts.
-void sortKey(sqlite3_context* context, int, sqlite3_value** arguments) {
-    if (sqlite3_value_type(arguments[0]) != SQLITE_TEXT)
-        return sqlite3_result_value(context, arguments[0]);
-    const auto* utf8 = reinterpret_cast<const char*>(sqlite3_value_text(arguments[0]));
-    const QByteArray key =
-        qw::text::localizedCaseInsensitiveSortKey(QString::fromUtf8(utf8, sqlite3_value_bytes(arguments[0])));
-    sqlite3_result_blob64(context, key.constData(), key.size(), SQLITE_TRANSIENT);
-}
 
 } // namespace
 
@@ -47,14 +34,6 @@ QWSQLiteStore::QWSQLiteStore(const QWManagedObjectModel& model)
 QWSQLiteStore::~QWSQLiteStore() = default;
 
 void QWSQLiteStore::prepare() {
-    if (!QWRegisterPredicateFunctions(connection_->handle()))
-        connection_->fail(SQLITE_NOMEM);
-    const int code =
-        sqlite3_create_function(connection_->handle(), "qw_sort_key", 1, SQLITE_UTF8 | SQLITE_DETERMINISTIC,
-                                nullptr, sortKey, nullptr, nullptr);
-    if (code != SQLITE_OK)
-        connection_->fail(code);
-
     QWSQLiteStatement entities(*connection_, "SELECT name, id, next_key FROM qw_entities");
     while (entities.step()) {
         if (const QWEntityDescription* entity = model_.entity(entities.text(0))) {

@@ -1,6 +1,8 @@
 #include "store/sqlite/QWStoreFile.h"
 
 #include "store/QWStoreError.h"
+#include "store/sqlite/QWStoreFunctions.h"
+#include "store/sqlite/QWStoreMigration.h"
 #include "store/sqlite/QWStoreModelText.h"
 
 #include <QFileInfo>
@@ -23,16 +25,22 @@ private:
     [[noreturn]] void refuse(QWStoreErrorCode code, const QString& sentence,
                              QVariantMap userInfo = {}) const {
         userInfo[QStringLiteral("path")] = path_;
-        throw QWStoreFailure{QWMakeStoreError(code, sentence.arg(path_), userInfo)};
+        throw QWStoreFailure{
+            QWMakeStoreError(code, QString(sentence).replace(QStringLiteral("%1"), path_), userInfo)};
     }
     [[noreturn]] void refuseAsDamaged(const QString& reason) const {
         refuse(QWStoreErrorCode::Damaged, QStringLiteral("%1 is damaged or is no store: ") + reason);
     }
 
+    [[noreturn]] void refuseToMigrate(const QStringList& reasons) const;
+
     void configure();
     bool isEmpty();
     void create();
     void checkFormat();
+    bool isOfModel();
+    void writeModel();
+    void migrate();
     QByteArray meta(const QString& key);
     void setMeta(const QString& key, const QByteArray& value);
     void checkTables(const QWStoreLayout& layout);
@@ -54,17 +62,19 @@ std::unique_ptr<QWSQLiteConnection> StoreFile::open() {
     if (isEmpty())
         create();
     checkFormat();
-    if (meta(QStringLiteral("fingerprint")) != QWStoreModelFingerprint(QWStoreModelText(model_)))
-        refuse(QWStoreErrorCode::CannotMigrate, QStringLiteral("%1 was written with another model."));
-    checkTables(layout_);
+    if (!isOfModel())
+        migrate();
+    else
+        checkTables(layout_);
     connection_->execute("PRAGMA journal_mode = WAL");
+    connection_->execute("PRAGMA foreign_keys = ON");
     return std::move(connection_);
 }
 
 void StoreFile::configure() {
+    QWRegisterStoreFunctions(*connection_);
     connection_->execute(options_.synchronous == QWSynchronous::Full ? "PRAGMA synchronous = FULL"
                                                                      : "PRAGMA synchronous = NORMAL");
-    connection_->execute("PRAGMA foreign_keys = ON");
     connection_->execute("PRAGMA temp_store = MEMORY");
     connection_->execute("PRAGMA cache_size = -32768");           // 32 MB
     connection_->execute("PRAGMA journal_size_limit = 67108864"); // what a large save leaves of the journal
@@ -94,11 +104,45 @@ void StoreFile::create() {
             add.bindText(1, entity->name());
             add.run();
         }
-        const QByteArray text = QWStoreModelText(model_);
-        setMeta(QStringLiteral("model"), text);
-        setMeta(QStringLiteral("fingerprint"), QWStoreModelFingerprint(text));
+        writeModel();
     }
     connection_->execute("COMMIT");
+}
+
+bool StoreFile::isOfModel() {
+    return meta(QStringLiteral("fingerprint")) == QWStoreModelFingerprint(QWStoreModelText(model_));
+}
+
+void StoreFile::writeModel() {
+    const QByteArray text = QWStoreModelText(model_);
+    setMeta(QStringLiteral("model"), text);
+    setMeta(QStringLiteral("fingerprint"), QWStoreModelFingerprint(text));
+}
+
+void StoreFile::migrate() {
+    if (!options_.migrateAutomatically)
+        refuseToMigrate({QStringLiteral("the model has changed and migration is switched off")});
+    connection_->execute("BEGIN IMMEDIATE");
+    if (!isOfModel()) { // still, now that nobody else can migrate
+        const auto written = QWModelFromStoreText(meta(QStringLiteral("model")));
+        if (!written)
+            refuseAsDamaged(QStringLiteral("its model cannot be read."));
+        checkTables(QWStoreLayout(*written));
+        QWStoreMigration migration(*connection_, *written, model_, layout_);
+        if (const QStringList reasons = migration.reasonsAgainst(); !reasons.isEmpty())
+            refuseToMigrate(reasons);
+        migration.run();
+        writeModel();
+        checkTables(layout_);
+    }
+    connection_->execute("COMMIT");
+}
+
+void StoreFile::refuseToMigrate(const QStringList& reasons) const {
+    refuse(QWStoreErrorCode::CannotMigrate,
+           QStringLiteral("%1 cannot be migrated to the present model: ") + reasons.join(QStringLiteral("; "))
+               + QLatin1Char('.'),
+           {{QStringLiteral("reasons"), reasons}});
 }
 
 void StoreFile::checkFormat() {
@@ -133,10 +177,8 @@ void StoreFile::checkTables(const QWStoreLayout& layout) {
         if (!found.contains(statement))
             refuseAsDamaged(QStringLiteral("its tables are not those of its model."));
     }
-    for (const auto& table : layout.tables()) {
-        if (!table.name.isEmpty())
-            connection_->integer("SELECT 1 FROM " + table.name + " LIMIT 1");
-    }
+    for (const auto* table : layout.allTables())
+        connection_->integer("SELECT 1 FROM " + table->name + " LIMIT 1");
 }
 
 } // namespace

@@ -100,19 +100,24 @@ QWStoreLayout::QWStoreLayout(const QWManagedObjectModel& model) : tables_(model.
     }
 }
 
-std::vector<QByteArray> QWStoreLayout::statements() const {
-    std::vector<QByteArray> all;
-    const auto add = [&all](const Table& table) {
-        all.push_back(table.create(table.name));
-        for (const Index& index : table.indexes)
-            all.push_back(table.create(index));
-    };
+std::vector<const QWStoreLayout::Table*> QWStoreLayout::allTables() const {
+    std::vector<const Table*> all;
     for (const Table& table : tables_) {
         if (!table.name.isEmpty())
-            add(table);
+            all.push_back(&table);
     }
     for (const JoinTable& join : joinTables_)
-        add(join.table);
+        all.push_back(&join.table);
+    return all;
+}
+
+std::vector<QByteArray> QWStoreLayout::statements() const {
+    std::vector<QByteArray> all;
+    for (const Table* table : allTables()) {
+        all.push_back(table->create(table->name));
+        for (const Index& index : table->indexes)
+            all.push_back(table->create(index));
+    }
     return all;
 }
 
@@ -136,6 +141,7 @@ void QWStoreLayout::addTable(const QWEntityDescription& root,
             const QString suffix = property->isFolded() ? QStringLiteral("_folded") : QString();
             Place& place = places_[property];
             place.name = uniqueName(columns, name, suffix);
+            place.table = made.name;
             place.column = quoted(place.name);
             made.columns += ", " + place.column;
             if (property->isAttribute()) {

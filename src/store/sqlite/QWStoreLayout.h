@@ -41,6 +41,7 @@ public:
         Table table;
     };
 
+    std::vector<const Table*> allTables() const;
     // What makes all tables and indexes, each one as SQLite keeps it in its schema.
     std::vector<QByteArray> statements() const;
 
@@ -51,6 +52,10 @@ public:
     // The table with the rows of the entity's hierarchy; key column `_key`, entity `_entity`, version `_version`.
     const QByteArray& table(const QWEntityDescription& entity) const {
         return tables_[entity.root().index()].name;
+    }
+    // The table with the column of a property.
+    const QByteArray& tableOf(const QWPropertyDescription& property) const {
+        return places_.at(&property).table;
     }
     // The column of an attribute or of a to-one relationship (which holds the destination's key).
     const QByteArray& column(const QWPropertyDescription& property) const {
@@ -79,7 +84,7 @@ public:
 private:
     struct Place {
         QString name;
-        QByteArray column, folded, order;
+        QByteArray table, column, folded, order;
         int joinTable = -1;
     };
     using Names = QSet<QByteArray>; // in lower case: SQLite does not tell names apart by letter case

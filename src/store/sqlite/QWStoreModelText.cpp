@@ -65,6 +65,8 @@ QJsonObject toJson(const QWPropertyDescription& property) {
             json["inverse"] = property.inverse()->name();
     }
     json["optional"] = property.isOptional();
+    if (!property.renamedFrom().isEmpty())
+        json["renamedFrom"] = property.renamedFrom();
     return json;
 }
 
@@ -91,6 +93,7 @@ bool addProperty(QWEntityDescription& entity, const QString& name, const QJsonOb
     if (json["folded"].toBool())
         property->setIndexedFolded();
     property->setOptional(json["optional"].toBool());
+    property->setRenamedFrom(json["renamedFrom"].toString());
     return true;
 }
 
@@ -107,6 +110,8 @@ QByteArray QWStoreModelText(const QWManagedObjectModel& model) {
         QJsonObject json{{"properties", properties}};
         if (entity->parent())
             json["parent"] = entity->parent()->name();
+        if (!entity->renamedFrom().isEmpty())
+            json["renamedFrom"] = entity->renamedFrom();
         entities[entity->name()] = json;
     }
     return QJsonDocument(entities).toJson(QJsonDocument::Compact);
@@ -120,8 +125,10 @@ std::unique_ptr<QWManagedObjectModel> QWModelFromStoreText(const QByteArray& tex
     const QJsonObject entities = document.object();
     for (auto at = entities.begin(); at != entities.end(); ++at) {
         QWEntityDescription& entity = model->addEntity(at.key());
-        entity.setParent(at->toObject()["parent"].toString());
-        const QJsonObject properties = at->toObject()["properties"].toObject();
+        const QJsonObject json = at->toObject();
+        entity.setParent(json["parent"].toString());
+        entity.setRenamedFrom(json["renamedFrom"].toString());
+        const QJsonObject properties = json["properties"].toObject();
         for (auto property = properties.begin(); property != properties.end(); ++property) {
             if (!addProperty(entity, property.key(), property->toObject()))
                 return nullptr;
