@@ -1,6 +1,8 @@
 #include "platform/QWAssert.h"
 #include "support/AssertionProbe.h"
 
+#include <gmock/gmock.h>
+
 namespace {
 
 int evaluations = 0;

@@ -1,5 +1,7 @@
 #include "platform/text/QWText.h"
 
+#include <gmock/gmock.h>
+
 namespace {
 
 using namespace qw::text;

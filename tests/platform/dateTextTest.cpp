@@ -2,6 +2,7 @@
 #include "support/ScopedTimeZone.h"
 
 #include <QLocale>
+#include <gmock/gmock.h>
 #include <rapidcheck/gtest.h>
 
 namespace {

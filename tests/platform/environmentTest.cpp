@@ -6,6 +6,7 @@
 
 #include <QRegularExpression>
 #include <QSet>
+#include <gmock/gmock.h>
 #include <thread>
 
 namespace {

@@ -2,6 +2,7 @@
 #include "support/EventLoopWait.h"
 
 #include <QEventLoop>
+#include <gmock/gmock.h>
 #include <thread>
 
 namespace {

@@ -1,6 +1,7 @@
 #include "platform/text/QWText.h"
 
 #include <QUuid>
+#include <gmock/gmock.h>
 #include <rapidcheck/gtest.h>
 
 namespace {

@@ -1,5 +1,7 @@
 #include "platform/QWNotificationCenter.h"
 
+#include <gmock/gmock.h>
+
 namespace {
 
 using testing::ElementsAre;

@@ -3,6 +3,7 @@
 
 #include <QRegularExpression>
 #include <QSet>
+#include <gmock/gmock.h>
 #include <thread>
 
 Q_LOGGING_CATEGORY(helperLog, "qwlibrary.helper")

@@ -1,5 +1,6 @@
 #include "testing/QWVirtualRunLoop.h"
 
+#include <gmock/gmock.h>
 #include <stdexcept>
 #include <thread>
 

@@ -4,6 +4,7 @@
 #include "util/QWOperationQueue.h"
 
 #include <future>
+#include <gmock/gmock.h>
 #include <thread>
 
 namespace {

@@ -4,6 +4,7 @@
 #include "util/NSString_URLSupport.h"
 
 #include <QTemporaryDir>
+#include <gmock/gmock.h>
 
 namespace {
 

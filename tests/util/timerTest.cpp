@@ -1,6 +1,7 @@
 #include "testing/QWVirtualRunLoop.h"
 #include "util/NSTimer_TimerWithBlock.h"
 
+#include <gmock/gmock.h>
 #include <limits>
 
 namespace {

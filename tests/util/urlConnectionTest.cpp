@@ -6,6 +6,7 @@
 #include <QNetworkReply>
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <gmock/gmock.h>
 
 namespace {
 
