@@ -65,6 +65,8 @@ TEST(CodePointOrder, Puts_characters_beyond_the_basic_plane_last) {
     EXPECT_LT(compareCodePoints(u"a", u"ab"), 0);
     EXPECT_EQ(compareCodePoints(u"ab", u"ab"), 0);
     EXPECT_EQ(compareCodePoints(u"", {}), 0);
+    EXPECT_GT(compareCodePoints(u"a", {}), 0);
+    EXPECT_LT(compareCodePoints({}, u"a"), 0);
 }
 
 } // namespace

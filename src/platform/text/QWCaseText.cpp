@@ -57,7 +57,8 @@ QString uppercase(const QString& text) {
 }
 
 int compareCodePoints(QStringView left, QStringView right) {
-    const auto units = [](QStringView text) { return reinterpret_cast<const char16_t*>(text.utf16()); };
+    // ICU takes a null pointer for an error and answers "equal".
+    const auto units = [](QStringView text) { return text.isNull() ? u"" : text.utf16(); };
     return u_strCompare(units(left), int32_t(left.size()), units(right), int32_t(right.size()), true);
 }
 
