@@ -25,6 +25,10 @@ struct PredicateNode;
 // - Numbers compare by value whatever their type; dates by instant.
 // - An empty AND is true, an empty OR false; the default-constructed predicate is true.
 //
+// Limits: a list may have any length; better one of them than thousands of comparisons joined by OR, because a
+// fetch takes at most 32,000 values otherwise. AND, OR and NOT nest at most 24 levels deep; what is deeper fits no
+// entity.
+//
 // Immutable and cheap to copy; may be shared between threads.
 class QWPredicate {
 public:
@@ -57,8 +61,10 @@ public:
     //     name BEGINSWITH[cd] "e" AND (pages > 100 OR read == YES) AND NOT added < "2013-05-04 18:22:10 +0200"
     //     kind IN {"a", "b"}     author == nil     "ro" IN[c] name     title == %@
     // Operators: == = != <> < <= > >= BEGINSWITH CONTAINS IN, with [c], [d], [cd]; AND OR NOT (also && || !);
-    // YES NO TRUE FALSE nil NULL; numbers; "text" or 'text' with \" \' \\ \n \t \uXXXX; TRUEPREDICATE and
-    // FALSEPREDICATE. %@ takes the next of `arguments`. Keywords in any case. Errors give the column, from 1.
+    // YES NO TRUE FALSE nil NULL; numbers; "text" or 'text' with \" \' \\ \n \t \uXXXX; DATE(milliseconds since
+    // 1970) and DATA("hexadecimal"); TRUEPREDICATE and FALSEPREDICATE. %@ takes the next of `arguments`. Keywords
+    // in any case; a key that reads as one is written #key or #"any key". Errors give the column in characters,
+    // from 1.
     static std::optional<QWPredicate> parse(const QString& text, const QVariantList& arguments = {},
                                             QWError* error = nullptr);
 
@@ -69,7 +75,7 @@ public:
     // must fit the record's entity.
     bool evaluate(const QWManagedObject& record) const;
 
-    // The predicate as text that `parse` reads back (SELF tests excepted).
+    // The predicate as text that `parse` reads back, identities excepted.
     QString text() const;
     bool isAlwaysTrue() const;
 

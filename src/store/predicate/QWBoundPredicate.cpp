@@ -10,6 +10,11 @@ using Operator = QWPredicate::Operator;
 
 namespace {
 
+// For Qt no null text begins with an empty one.
+bool begins(const QString& text, const QString& prefix) {
+    return prefix.isEmpty() || text.startsWith(prefix);
+}
+
 bool compare(const PredicateValue& value, const BoundPredicateNode& node) {
     const PredicateValue& constant = node.values.front();
     switch (node.op) {
@@ -24,7 +29,7 @@ bool compare(const PredicateValue& value, const BoundPredicateNode& node) {
     case Operator::GreaterOrEqual:
         return qw::compareValues(value, constant) >= 0;
     case Operator::BeginsWith:
-        return std::get<QString>(value).startsWith(std::get<QString>(constant));
+        return begins(std::get<QString>(value), std::get<QString>(constant));
     case Operator::Contains:
         return std::get<QString>(value).contains(std::get<QString>(constant));
     case Operator::ContainedIn:

@@ -23,10 +23,6 @@ constexpr qsizetype maximumBindings = 32'000;
 // Longer lists are bound as one JSON text, so that their statements are few.
 constexpr size_t maximumPlaceholders = 8;
 
-QString quotedName(QString name) {
-    return u'"' + name.replace(u'"', QStringLiteral("\"\"")) + u'"';
-}
-
 QVariant binding(const PredicateValue& value) {
     return std::visit([](const auto& held) { return QVariant::fromValue(held); }, value);
 }
@@ -42,40 +38,44 @@ QString endOfRange(const QString& prefix) {
     return QString::fromUcs4(reinterpret_cast<const char32_t*>(points.constData()), points.size());
 }
 
-bool canBeJSON(const PredicateValue& value) {
+bool fitsJSON(const PredicateValue& value) {
     return std::holds_alternative<qint64>(value) || std::holds_alternative<QString>(value);
 }
 
+// An array of values that fit and are of one kind.
 QString jsonOf(const std::vector<PredicateValue>& values) {
-    QJsonArray array;
-    for (const PredicateValue& value : values) {
-        if (const auto* text = std::get_if<QString>(&value))
-            array.append(*text);
-        else
-            array.append(std::get<qint64>(value));
+    if (std::holds_alternative<QString>(values.front())) {
+        QJsonArray texts;
+        for (const PredicateValue& value : values)
+            texts.append(std::get<QString>(value));
+        return QString::fromUtf8(QJsonDocument(texts).toJson(QJsonDocument::Compact));
     }
-    return QString::fromUtf8(QJsonDocument(array).toJson(QJsonDocument::Compact));
+    QString numbers = QStringLiteral("[");
+    for (const PredicateValue& value : values)
+        numbers.append(QString::number(std::get<qint64>(value))).append(u',');
+    numbers.back() = u']';
+    return numbers;
 }
 
 // Writes a condition that is NULL instead of false where a value is missing. AND, OR and WHERE take both the same
 // way, and every NOT is written as IS NOT TRUE.
 class Compiler {
 public:
-    explicit Compiler(const QWSQLColumnName& columnName) : columnName_(columnName) {}
+    explicit Compiler(const QWSQLColumns& columns) : columns_(columns) {}
 
     void add(const BoundPredicateNode& node) {
         switch (node.kind) {
         case Kind::Constant:
-            text_ += node.constant ? u'1' : u'0';
+            text_ += node.constant ? '1' : '0';
             return;
         case Kind::And:
-            return addJoined(node.parts, QStringLiteral(" AND "));
+            return addJoined(node.parts, " AND ");
         case Kind::Or:
-            return addJoined(node.parts, QStringLiteral(" OR "));
+            return addJoined(node.parts, " OR ");
         case Kind::Not:
             return addNegated(node.parts.front());
         case Kind::Missing:
-            text_ += column(node) + QStringLiteral(" IS NULL");
+            text_ += column(node) + " IS NULL";
             return;
         case Kind::Compare:
             return addComparison(node);
@@ -89,29 +89,29 @@ public:
 private:
     using Parts = std::span<const BoundPredicateNode>;
 
-    void addJoined(Parts parts, const QString& joiner) {
+    void addJoined(Parts parts, const char* joiner) {
         if (parts.size() == 1)
             return add(parts.front());
         size_t width = 1; // of the groups on this level
         while (width * PredicateNode::groupSize < parts.size())
             width *= PredicateNode::groupSize;
-        text_ += u'(';
+        text_ += '(';
         for (size_t start = 0; start < parts.size(); start += width) {
             if (start > 0)
                 text_ += joiner;
             addJoined(parts.subspan(start, std::min(width, parts.size() - start)), joiner);
         }
-        text_ += u')';
+        text_ += ')';
     }
 
     void addNegated(const BoundPredicateNode& node) {
         if (node.kind == Kind::Missing) {
-            text_ += column(node) + QStringLiteral(" IS NOT NULL");
+            text_ += column(node) + " IS NOT NULL";
             return;
         }
-        text_ += u'(';
+        text_ += '(';
         add(node);
-        text_ += QStringLiteral(") IS NOT TRUE");
+        text_ += ") IS NOT TRUE";
     }
 
     void addComparison(const BoundPredicateNode& node) {
@@ -119,21 +119,19 @@ private:
         case Operator::Equal:
             return addEquality(node);
         case Operator::Less:
-            return addOrder(node, QStringLiteral(" < ?"));
+            return addOrder(node, " < ?");
         case Operator::LessOrEqual:
-            return addOrder(node, QStringLiteral(" <= ?"));
+            return addOrder(node, " <= ?");
         case Operator::Greater:
-            return addOrder(node, QStringLiteral(" > ?"));
+            return addOrder(node, " > ?");
         case Operator::GreaterOrEqual:
-            return addOrder(node, QStringLiteral(" >= ?"));
+            return addOrder(node, " >= ?");
         case Operator::BeginsWith:
-            return addPrefix(node);
+            return isStored(node) ? addRange(node) : addCall("qw_begins", node);
         case Operator::Contains:
-            text_ += QStringLiteral("instr(%1, ?) > 0").arg(operand(node));
-            return bind(node.values.front());
+            return addCall("qw_contains", node);
         case Operator::ContainedIn:
-            text_ += QStringLiteral("instr(?, %1) > 0").arg(operand(node));
-            return bind(node.values.front());
+            return addCall("qw_contained", node);
         case Operator::NotEqual: // bound as a Not of Equal
         case Operator::In:       // bound as OneOf
             return;
@@ -141,81 +139,85 @@ private:
     }
 
     void addEquality(const BoundPredicateNode& node) {
-        const bool onlyFoldedIndex =
-            node.options == QWPredicate::None && node.property->isFolded() && !node.property->isIndexed();
-        if (onlyFoldedIndex) {
-            text_ += QStringLiteral("(%1 = ? AND %2 = ?)").arg(foldedColumn(node), column(node));
+        const QWPropertyDescription& property = *node.property;
+        if (node.options == QWPredicate::None && property.isFolded() && !property.isIndexed()) {
+            // The folded column has the index; what it finds is compared once more.
+            text_ += columns_(property, true) + " = ? AND ";
             bindings_.append(qw::text::foldCase(std::get<QString>(node.values.front())));
-        } else {
-            text_ += operand(node) + QStringLiteral(" = ?");
         }
+        addOperand(node);
+        text_ += " = ?";
         bind(node.values.front());
     }
 
-    void addOrder(const BoundPredicateNode& node, const QString& comparison) {
+    void addOrder(const BoundPredicateNode& node, const char* comparison) {
         // Without the column's affinity SQLite compares an integer with a double exactly.
         if (!qw::isValueOfProperty(*node.property, node.values.front()))
-            text_ += u'+';
-        text_ += operand(node) + comparison;
+            text_ += '+';
+        addOperand(node);
+        text_ += comparison;
         bind(node.values.front());
     }
 
-    void addPrefix(const BoundPredicateNode& node) {
+    void addRange(const BoundPredicateNode& node) {
         const QString& prefix = std::get<QString>(node.values.front());
-        if (callsFunction(node)) {
-            text_ += QStringLiteral("substr(%1, 1, ?) = ?").arg(operand(node));
-            bindings_.append(qint64(prefix.toUcs4().size()));
-            return bind(prefix);
-        }
         const QString end = endOfRange(prefix);
-        if (end.isNull()) {
-            text_ += operand(node) + QStringLiteral(" >= ?");
-            return bind(prefix);
-        }
-        text_ += QStringLiteral("(%1 >= ? AND %1 < ?)").arg(operand(node));
+        text_ += column(node) + " >= ?";
         bind(prefix);
+        if (end.isNull())
+            return;
+        text_ += " AND " + column(node) + " < ?";
         bind(end);
+    }
+
+    void addCall(const char* function, const BoundPredicateNode& node) {
+        text_ += function;
+        text_ += '(' + column(node) + ", ?, " + foldingOf(node) + ')';
+        bind(node.values.front());
     }
 
     void addOneOf(const BoundPredicateNode& node) {
         const std::vector<PredicateValue>& values = node.values;
-        text_ += node.property ? operand(node) : QStringLiteral("\"_key\"");
-        if (values.size() > maximumPlaceholders && std::all_of(values.begin(), values.end(), canBeJSON)) {
-            text_ += QStringLiteral(" IN (SELECT value FROM json_each(?))");
+        if (node.property)
+            addOperand(node);
+        else
+            text_ += "_key";
+        if (values.size() > maximumPlaceholders && std::all_of(values.begin(), values.end(), fitsJSON)) {
+            text_ += " IN (SELECT value FROM json_each(?))";
             bindings_.append(jsonOf(values));
             return;
         }
-        text_ += QStringLiteral(" IN (");
+        text_ += " IN (";
         for (size_t i = 0; i < values.size(); ++i) {
-            text_ += i == 0 ? QStringLiteral("?") : QStringLiteral(",?");
+            text_ += i == 0 ? "?" : ",?";
             bind(values[i]);
         }
-        text_ += u')';
+        text_ += ')';
     }
 
-    QString column(const BoundPredicateNode& node) const { return quotedName(columnName_(*node.property)); }
-    QString foldedColumn(const BoundPredicateNode& node) const {
-        return quotedName(columnName_(*node.property) + QStringLiteral("_folded"));
+    // The property's value as the comparison's options fold it.
+    void addOperand(const BoundPredicateNode& node) {
+        if (isStored(node))
+            text_ += column(node);
+        else
+            text_ += "qw_fold(" + column(node) + ", " + foldingOf(node) + ')';
     }
     static bool readsFoldedColumn(const BoundPredicateNode& node) {
         return node.options == QWPredicate::CaseInsensitive && node.property->isFolded();
     }
-    static bool callsFunction(const BoundPredicateNode& node) {
-        return node.options != QWPredicate::None && !readsFoldedColumn(node);
+    const QByteArray& column(const BoundPredicateNode& node) const {
+        return columns_(*node.property, readsFoldedColumn(node));
     }
-    // The property's value as the comparison's options fold it.
-    QString operand(const BoundPredicateNode& node) const {
-        if (readsFoldedColumn(node))
-            return foldedColumn(node);
-        if (callsFunction(node))
-            return QStringLiteral("qw_fold(%1, %2)").arg(column(node), QString::number(node.options));
-        return column(node);
+    // The options that remain to be applied to the column.
+    static char foldingOf(const BoundPredicateNode& node) {
+        return char('0' + (readsFoldedColumn(node) ? QWPredicate::None : node.options));
     }
+    static bool isStored(const BoundPredicateNode& node) { return foldingOf(node) == '0'; }
 
     void bind(const PredicateValue& value) { bindings_.append(binding(value)); }
 
-    const QWSQLColumnName& columnName_;
-    QString text_;
+    const QWSQLColumns& columns_;
+    QByteArray text_;
     QVariantList bindings_;
 };
 
@@ -223,18 +225,18 @@ private:
 
 std::optional<QWSQLCondition> QWCompilePredicate(const QWPredicate& predicate,
                                                  const QWEntityDescription& entity,
-                                                 const QWSQLColumnName& columnName, QWError* error) {
+                                                 const QWSQLColumns& columns, QWError* error) {
     const auto bound = QWBoundPredicate::bind(predicate, entity, error);
     if (!bound)
         return std::nullopt;
-    Compiler compiler(columnName);
+    Compiler compiler(columns);
     compiler.add(bound->root());
     QWSQLCondition condition = std::move(compiler).condition();
     if (condition.bindings.size() > maximumBindings) {
         qw::fail(error,
                  QWMakeStoreError(QWStoreErrorCode::InvalidPredicate,
-                                  QStringLiteral("The predicate has %1 values; at most %2 are possible, "
-                                                 "a list for IN counting as one.")
+                                  QStringLiteral("The predicate has %1 values; a fetch takes at most %2, "
+                                                 "a list counting as one.")
                                       .arg(condition.bindings.size())
                                       .arg(maximumBindings)));
         return std::nullopt;

@@ -66,12 +66,15 @@ QWSQLiteStore::Selection QWSQLiteStore::selection(const QWFetchRequest& request)
         QWError error;
         auto condition = QWCompilePredicate(
             request.predicate, *entity,
-            [this](const QWPropertyDescription& property) { return layout_.columnName(property); }, &error);
+            [this](const QWPropertyDescription& property, bool folded) -> const QByteArray& {
+                return folded ? layout_.foldedColumn(property) : layout_.column(property);
+            },
+            &error);
         if (!condition)
             throw QWStoreFailure{error};
         if (!where.isEmpty())
             where += " AND ";
-        where += condition->text.toUtf8();
+        where += condition->text;
         bindings = std::move(condition->bindings);
     }
     if (!where.isEmpty())

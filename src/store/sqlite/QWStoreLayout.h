@@ -61,10 +61,6 @@ public:
     const QByteArray& column(const QWPropertyDescription& property) const {
         return places_.at(&property).column;
     }
-    // The same without quotes.
-    const QString& columnName(const QWPropertyDescription& property) const {
-        return places_.at(&property).name;
-    }
     // The indexed column with qw::text::foldCase of the value, named "<column>_folded"; null unless
     // `property.isFolded()`.
     const QByteArray& foldedColumn(const QWPropertyDescription& property) const {
