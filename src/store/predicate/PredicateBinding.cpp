@@ -3,8 +3,6 @@
 
 #include "store/QWStoreError.h"
 
-#include <algorithm>
-
 namespace qw {
 
 namespace {
@@ -82,16 +80,14 @@ BoundPredicateNode compareNode(const QWPropertyDescription& property, Operator o
     node.property = &property;
     node.op = op;
     node.options = options;
-    node.values.push_back(std::move(value));
+    node.value = std::move(value);
     return node;
 }
 
 BoundPredicateNode oneOfNode(const QWPropertyDescription* property, int options,
-                             std::vector<PredicateValue> values) {
-    std::sort(values.begin(), values.end());
-    values.erase(std::unique(values.begin(), values.end()), values.end());
+                             std::set<PredicateValue> values) {
     if (property && values.size() == 1)
-        return compareNode(*property, Operator::Equal, options, std::move(values.front()));
+        return compareNode(*property, Operator::Equal, options, *values.begin());
     BoundPredicateNode node;
     node.kind = Kind::OneOf;
     node.property = property;
@@ -141,10 +137,10 @@ private:
     }
 
     BoundPredicateNode bindSelfIn(const PredicateNode& node) const {
-        std::vector<PredicateValue> keys;
+        std::set<PredicateValue> keys;
         for (const QWManagedObjectID& id : node.ids)
             if (!id.isNull() && &id.entity->root() == &entity_.root())
-                keys.emplace_back(id.key);
+                keys.emplace_hint(keys.end(), id.key);
         return oneOfNode(nullptr, QWPredicate::None, std::move(keys));
     }
 
@@ -202,7 +198,7 @@ private:
                                              const PredicateNode& node) const {
         if (node.value.typeId() != QMetaType::QVariantList)
             return refuse(property, QStringLiteral("a list for IN"), describe(node.value));
-        std::vector<PredicateValue> values;
+        std::set<PredicateValue> values;
         bool listsMissing = false;
         for (const QVariant& element : node.value.toList()) {
             if (!element.isValid()) {
@@ -213,7 +209,7 @@ private:
             if (!value)
                 return refuse(property, expectedBy(property), describe(element));
             if (isValueOfProperty(property, *value))
-                values.push_back(std::move(*value));
+                values.insert(values.end(), std::move(*value));
         }
         BoundPredicateNode listed = oneOfNode(&property, node.options, std::move(values));
         if (!listsMissing)

@@ -15,9 +15,8 @@ bool begins(const QString& text, const QString& prefix) {
     return prefix.isEmpty() || text.startsWith(prefix);
 }
 
-bool compare(const PredicateValue& value, const BoundPredicateNode& node) {
-    const PredicateValue& constant = node.values.front();
-    switch (node.op) {
+bool compare(const PredicateValue& value, Operator op, const PredicateValue& constant) {
+    switch (op) {
     case Operator::Equal:
         return value == constant;
     case Operator::Less:
@@ -59,11 +58,11 @@ struct Evaluation {
             return !valueFor(node);
         case BoundPredicateNode::Kind::Compare: {
             const auto value = valueFor(node);
-            return value && compare(*value, node);
+            return value && compare(*value, node.op, node.value);
         }
         case BoundPredicateNode::Kind::OneOf: {
             const auto value = valueFor(node);
-            return value && std::binary_search(node.values.begin(), node.values.end(), *value);
+            return value && node.values.contains(*value);
         }
         }
         return false;
@@ -94,7 +93,7 @@ std::optional<QWBoundPredicate::IndexedLookup> lookupBy(const BoundPredicateNode
     if (node.kind != BoundPredicateNode::Kind::Compare || node.op != Operator::Equal)
         return std::nullopt;
     const QWPropertyDescription& property = *node.property;
-    const PredicateValue& value = node.values.front();
+    const PredicateValue& value = node.value;
     if (property.isFolded() && node.options == QWPredicate::CaseInsensitive)
         return QWBoundPredicate::IndexedLookup{property.index(), std::get<QString>(value), true};
     if (property.isIndexed() && node.options == QWPredicate::None)

@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <optional>
+#include <set>
 #include <vector>
 
 namespace qw {
@@ -18,7 +19,7 @@ struct BoundPredicateNode {
         Or,
         Not,
         Missing, // the property has no value
-        Compare, // the property's value against the only one of `values`; false without a value
+        Compare, // the property's value against `value`; false without a value
         OneOf,   // the property's value (without property: the record's key) is in `values`
     };
     Kind kind = Kind::Constant;
@@ -28,9 +29,9 @@ struct BoundPredicateNode {
     const QWPropertyDescription* property = nullptr;
     QWPredicate::Operator op = QWPredicate::Operator::Equal;
     int options = QWPredicate::None;
-    std::vector<PredicateValue>
-        values; // OneOf: sorted, each once. Equal and OneOf: values that the property can
-                // have; an order may be asked of others (pages < 1.5)
+    // Equal and OneOf hold values that the property can have. An order may be asked of others (pages < 1.5).
+    PredicateValue value;
+    std::set<PredicateValue> values; // of one kind but for documents
 };
 
 } // namespace qw

@@ -9,6 +9,7 @@
 #include <QJsonDocument>
 #include <algorithm>
 #include <span>
+#include <utility>
 
 using qw::BoundPredicateNode;
 using qw::PredicateNode;
@@ -43,8 +44,8 @@ bool fitsJSON(const PredicateValue& value) {
 }
 
 // An array of values that fit and are of one kind.
-QString jsonOf(const std::vector<PredicateValue>& values) {
-    if (std::holds_alternative<QString>(values.front())) {
+QString jsonOf(const std::set<PredicateValue>& values) {
+    if (std::holds_alternative<QString>(*values.begin())) {
         QJsonArray texts;
         for (const PredicateValue& value : values)
             texts.append(std::get<QString>(value));
@@ -143,24 +144,24 @@ private:
         if (node.options == QWPredicate::None && property.isFolded() && !property.isIndexed()) {
             // The folded column has the index; what it finds is compared once more.
             text_ += columns_(property, true) + " = ? AND ";
-            bindings_.append(qw::text::foldCase(std::get<QString>(node.values.front())));
+            bindings_.append(qw::text::foldCase(std::get<QString>(node.value)));
         }
         addOperand(node);
         text_ += " = ?";
-        bind(node.values.front());
+        bind(node.value);
     }
 
     void addOrder(const BoundPredicateNode& node, const char* comparison) {
         // Without the column's affinity SQLite compares an integer with a double exactly.
-        if (!qw::isValueOfProperty(*node.property, node.values.front()))
+        if (!qw::isValueOfProperty(*node.property, node.value))
             text_ += '+';
         addOperand(node);
         text_ += comparison;
-        bind(node.values.front());
+        bind(node.value);
     }
 
     void addRange(const BoundPredicateNode& node) {
-        const QString& prefix = std::get<QString>(node.values.front());
+        const QString& prefix = std::get<QString>(node.value);
         const QString end = endOfRange(prefix);
         text_ += column(node) + " >= ?";
         bind(prefix);
@@ -173,11 +174,11 @@ private:
     void addCall(const char* function, const BoundPredicateNode& node) {
         text_ += function;
         text_ += '(' + column(node) + ", ?, " + foldingOf(node) + ')';
-        bind(node.values.front());
+        bind(node.value);
     }
 
     void addOneOf(const BoundPredicateNode& node) {
-        const std::vector<PredicateValue>& values = node.values;
+        const std::set<PredicateValue>& values = node.values;
         if (node.property)
             addOperand(node);
         else
@@ -188,9 +189,10 @@ private:
             return;
         }
         text_ += " IN (";
-        for (size_t i = 0; i < values.size(); ++i) {
-            text_ += i == 0 ? "?" : ",?";
-            bind(values[i]);
+        const char* next = "?";
+        for (const PredicateValue& value : values) {
+            text_ += std::exchange(next, ",?");
+            bind(value);
         }
         text_ += ')';
     }
