@@ -20,6 +20,8 @@ endif()
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Werror)
 add_compile_definitions(QT_NO_FOREACH QT_NO_CAST_FROM_BYTEARRAY QT_NO_KEYWORDS)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # GCC 12 takes the inactive members of a std::variant for uninitialised values.
+    add_compile_options(-Wno-maybe-uninitialized)
     # What is built holds no path of the machine that built it, whichever clone the cache took it from.
     add_compile_options("-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.")
     # ccache's preprocessor then names the precompiled header instead of leaving it out.
@@ -29,5 +31,5 @@ if(QW_SANITIZE)
     add_compile_options(-fsanitize=${QW_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     add_link_options(-fsanitize=${QW_SANITIZE})
     # GCC's flow analysis reports false positives inside sanitizer instrumentation.
-    add_compile_options(-Wno-maybe-uninitialized -Wno-tsan)
+    add_compile_options(-Wno-tsan)
 endif()

@@ -16,11 +16,31 @@ QWManagedObject::~QWManagedObject() {
         context_->unregister(*this);
 }
 
-const QVariant& QWManagedObject::slot(int index) const {
-    if (!values_ && context_)
+QVariant QWManagedObject::value(const QWPropertyDescription& property) const {
+    if (isFault() && context_)
         context_->realise(const_cast<QWManagedObject&>(*this));
+    if (values_)
+        return values_[property.index()];
+    return packed_.isEmpty() ? QVariant() : packed_.value(property);
+}
+
+QVariant* QWManagedObject::slots() const {
+    if (isFault() && context_)
+        context_->realise(const_cast<QWManagedObject&>(*this));
+    if (!packed_.isEmpty()) {
+        const auto& properties = entity_->properties();
+        values_.reset(new QVariant[properties.size()]);
+        for (const QWPropertyDescription* property : properties)
+            values_[property->index()] = packed_.value(*property);
+        packed_.clear();
+    }
+    return values_.get();
+}
+
+const QVariant& QWManagedObject::slot(int index) const {
     static const QVariant none;
-    return values_ ? values_[index] : none;
+    const QVariant* all = values_ ? values_.get() : slots();
+    return all ? all[index] : none;
 }
 
 QWManagedObject::Changes& QWManagedObject::changes() {
@@ -34,7 +54,7 @@ QVariant QWManagedObject::valueForKey(const QString& key) const {
     if (!property)
         return valueForUndefinedKey(key);
     if (property->isAttribute())
-        return slot(property->index());
+        return value(*property);
     if (property->isToMany())
         return QVariant::fromValue(relatedObjects(key));
     const QWRef<QWManagedObject> destination = relatedObject(key);
@@ -44,22 +64,22 @@ QVariant QWManagedObject::valueForKey(const QString& key) const {
 bool QWManagedObject::setValueForKey(const QString& key, const QVariant& value, QWError* error) {
     const QWPropertyDescription* property = entity_->property(key);
     if (!property)
-        return qw::fail(error, QWMakeStoreError(QWStoreErrorCode::UnknownKey,
-                                                QStringLiteral("%1 has no key \"%2\"").arg(entity_->name(), key),
-                                                {{"entity", entity_->name()}, {"key", key}}));
+        return qw::fail(error,
+                        QWMakeStoreError(QWStoreErrorCode::UnknownKey,
+                                         QStringLiteral("%1 has no key \"%2\"").arg(entity_->name(), key),
+                                         {{"entity", entity_->name()}, {"key", key}}));
     if (property->isRelationship())
         return setRelationship(*property, value, error);
     std::optional<QVariant> converted = property->converted(value);
     if (!converted) {
         const QString expected = QWAttributeTypeName(property->type());
         const QString given = QString::fromLatin1(value.typeName());
-        return qw::fail(error, QWMakeStoreError(QWStoreErrorCode::WrongType,
-                                                QStringLiteral("%1.%2 holds %3, not %4")
-                                                    .arg(entity_->name(), key, expected, given),
-                                                {{"entity", entity_->name()},
-                                                 {"key", key},
-                                                 {"expected", expected},
-                                                 {"given", given}}));
+        return qw::fail(
+            error,
+            QWMakeStoreError(
+                QWStoreErrorCode::WrongType,
+                QStringLiteral("%1.%2 holds %3, not %4").arg(entity_->name(), key, expected, given),
+                {{"entity", entity_->name()}, {"key", key}, {"expected", expected}, {"given", given}}));
     }
     if (!context_)
         return true;
@@ -72,16 +92,16 @@ bool QWManagedObject::setValueForKey(const QString& key, const QVariant& value, 
 QVariant QWManagedObject::primitiveValueForKey(const QString& key) const {
     const QWPropertyDescription* property = entity_->property(key);
     QWAssert(property && property->isAttribute(), "attribute", "-[QWManagedObject primitiveValueForKey:]");
-    return slot(property->index());
+    return value(*property);
 }
 
 void QWManagedObject::setPrimitiveValueForKey(const QString& key, const QVariant& value) {
     const QWPropertyDescription* property = entity_->property(key);
-    QWAssert(property && property->isAttribute(), "attribute", "-[QWManagedObject setPrimitiveValue:forKey:]");
+    QWAssert(property && property->isAttribute(), "attribute",
+             "-[QWManagedObject setPrimitiveValue:forKey:]");
     const std::optional<QVariant> converted = property->converted(value);
     QWAssert(converted, "value of the attribute's type", "-[QWManagedObject setPrimitiveValue:forKey:]");
-    slot(property->index());
-    if (!values_)
+    if (!slots())
         return;
     if (state_ & Awakening && !Changes::find(changes().sinceEvent, property->index()))
         changes().baseline.push_back({property->index(), *converted});
@@ -215,7 +235,7 @@ QVariant QWManagedObject::committedValueForKey(const QString& key) const {
     if (isInserted())
         return {};
     const QVariant* before = changes_ ? Changes::find(changes_->sinceSave, property->index()) : nullptr;
-    return before ? *before : slot(property->index());
+    return before ? *before : value(*property);
 }
 
 // Hooks --------------------------------------------------------------------------------------------------------
@@ -226,4 +246,6 @@ void QWManagedObject::willSave() {}
 
 void QWManagedObject::didSave() {}
 
-QVariant QWManagedObject::valueForUndefinedKey(const QString&) const { return {}; }
+QVariant QWManagedObject::valueForUndefinedKey(const QString&) const {
+    return {};
+}

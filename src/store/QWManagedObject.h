@@ -4,6 +4,7 @@
 #include "platform/QWObservation.h"
 #include "store/QWManagedObjectID.h"
 #include "store/QWManagedObjectModel.h"
+#include "store/QWPackedRow.h"
 
 #include <QSharedData>
 #include <QStringList>
@@ -32,10 +33,12 @@ public:
     QWManagedObjectContext* managedObjectContext() const { return context_; }
 
     bool isInserted() const { return state_ & Inserted; } // until a save succeeds
-    bool isUpdated() const { return state_ & Updated; }   // changed since fetch or save, equal values included
+    bool isUpdated() const { return state_ & Updated; } // changed since fetch or save, equal values included
     bool isDeleted() const { return state_ & (Deleted | Gone | Forgotten); } // from the deletion to its save
-    bool hasChanges() const { return state_ & (Inserted | Updated | Deleted); } // anything for a save to write
-    bool isFault() const { return !values_; }
+    bool hasChanges() const {
+        return state_ & (Inserted | Updated | Deleted);
+    } // anything for a save to write
+    bool isFault() const { return !values_ && packed_.isEmpty(); }
 
     // The value of an attribute (see QWAttributeType), of a to-one relationship (QWRef<QWManagedObject>, or no
     // value) or of a to-many one (QList<QWRef<QWManagedObject>>). Any other key: `valueForUndefinedKey`.
@@ -92,6 +95,7 @@ public:
 private:
     friend class QWManagedObjectContext;
     friend class QWPredicate;
+    friend class QWRecordTable;
 
     // Since the last save, and since the last change notice ("…InEvent").
     enum State : quint16 {
@@ -102,14 +106,14 @@ private:
         UpdatedInEvent = 16,
         RefreshedInEvent = 32,
         DeletedInEvent = 64,
-        ListedInEvent = 128,  // in the context's list for the next notice
-        Reported = 256,       // in the sets of the notice that is being delivered
+        ListedInEvent = 128, // in the context's list for the next notice
+        Reported = 256,      // in the sets of the notice that is being delivered
         ReportedInserted = 512,
-        Awakening = 1024,     // inside awakeFromInsert
-        Observed = 2048,      // has key observers
-        Pending = 4096,       // in the context's list of unsaved records
-        Gone = 8192,          // deleted by another context's save: leaves once that is reported
-        Forgotten = 16384,    // an unsaved insertion that was deleted: leaves likewise
+        Awakening = 1024,  // inside awakeFromInsert
+        Observed = 2048,   // has key observers
+        Pending = 4096,    // in the context's list of unsaved records
+        Gone = 8192,       // deleted by another context's save: leaves once that is reported
+        Forgotten = 16384, // an unsaved insertion that was deleted: leaves likewise
     };
     static constexpr quint16 EventStates =
         InsertedInEvent | UpdatedInEvent | RefreshedInEvent | DeletedInEvent | ListedInEvent;
@@ -117,7 +121,9 @@ private:
     struct Changes; // what a changed record remembers: QWManagedObject_p.h
     struct Members; // the members of one to-many relationship: QWManagedObject_p.h
 
-    const QVariant& slot(int index) const; // realises a fault
+    QVariant value(const QWPropertyDescription& property) const; // realises a fault
+    const QVariant& slot(int index) const;                       // … and unpacks
+    QVariant* slots() const; // all of them; null for a fault without context
     const QWPropertyDescription* relationship(const QString& key, const char* operation) const;
     const QWPropertyDescription* toMany(const QString& key, const char* operation) const;
     void setToOne(const QWPropertyDescription& property, QWManagedObject* destination);
@@ -130,7 +136,7 @@ private:
     void detach(const QWPropertyDescription& property, QWManagedObject& destination);
     void changeMember(const QWPropertyDescription& property, const QWManagedObjectID& id, bool linked);
     void assignEnd(const QWPropertyDescription& property, QWManagedObject& other, bool linked);
-    Members& members(const QWPropertyDescription& property) const; // loaded
+    Members& members(const QWPropertyDescription& property) const;       // loaded
     Members& memberChanges(const QWPropertyDescription& property) const; // perhaps not loaded
     bool differsInEvent(int index) const;
     Changes& changes();
@@ -140,9 +146,13 @@ private:
     qint64 key_ = 0;
     qint64 version_ = 0; // of the stored row that the values are based on; 0: not stored
     quint16 state_ = 0;
-    mutable std::unique_ptr<QVariant[]> values_; // by property index; a to-one holds the destination's key
+    // What was read of the row, until a value is changed or needed in place; then `values_` holds all of them, by
+    // property index. A to-one's value is the destination's key.
+    mutable QWPackedRow packed_;
+    mutable std::unique_ptr<QVariant[]> values_;
     mutable std::unique_ptr<Members[]> members_; // by property index; null until a to-many is used
     std::unique_ptr<Changes> changes_;
+    QWManagedObject* next_ = nullptr; // in the context's table of live records
 };
 
 Q_DECLARE_METATYPE(QWRef<QWManagedObject>)

@@ -3,6 +3,8 @@
 #include "platform/QWAssert.h"
 #include "store/QWManagedObjectContext_p.h"
 #include "store/QWManagedObject_p.h"
+#include "store/QWRecordTable_p.h"
+#include "store/QWStoreLog_p.h"
 #include "store/sqlite/QWSQLiteStore.h"
 
 // Identity and lifetime: which live object stands for which row. The register holds no references; a clean record
@@ -15,13 +17,13 @@ Context::QWManagedObjectContext(std::shared_ptr<QWPersistentStoreCoordinator> co
                                 QWConcurrencyType concurrency)
     : coordinator_(std::move(coordinator)), concurrency_(concurrency) {
     QWAssert(coordinator_, "coordinator", "-[QWManagedObjectContext initWithCoordinator:]");
+    registered_.resize(model().entities().size());
 }
 
 Context::~QWManagedObjectContext() {
     scheduledPass_.cancel();
-    for (const Records& records : std::as_const(registered_))
-        for (Record* record : records)
-            record->context_ = nullptr;
+    for (const QWRecordTable& records : registered_)
+        records.forEach([](Record& record) { record.context_ = nullptr; });
 }
 
 QWRef<Record> Context::registerRecord(const QWEntityDescription& entity, qint64 key) {
@@ -29,12 +31,12 @@ QWRef<Record> Context::registerRecord(const QWEntityDescription& entity, qint64 
     record->entity_ = &entity;
     record->key_ = key;
     record->context_ = this;
-    registered_[entity.root().index()].insert(key, record.data());
+    registered_[size_t(entity.root().index())].insert(*record);
     return record;
 }
 
 void Context::unregister(Record& record) {
-    registered_[record.entity_->root().index()].remove(record.key_);
+    registered_[size_t(record.entity_->root().index())].remove(record);
     if (record.state_ & Record::Observed)
         keyObservers_.remove(&record);
 }
@@ -49,8 +51,7 @@ void Context::abandon(Record& record) {
 QWRef<Record> Context::registeredObject(const QWManagedObjectID& id) const {
     if (id.isNull())
         return {};
-    const auto records = registered_.constFind(id.entity->root().index());
-    return QWRef<Record>(records == registered_.cend() ? nullptr : records->value(id.key, nullptr));
+    return QWRef<Record>(registered_[size_t(id.entity->root().index())].find(id.key));
 }
 
 QWRef<Record> Context::objectWithID(const QWManagedObjectID& id) {
@@ -74,22 +75,24 @@ void Context::realise(Record& record) {
     class Sink final : public QWSQLiteStore::RowSink {
     public:
         explicit Sink(Record& target) : record(target) {}
-        QVariant* row(const QWSQLiteStore::Row& row) override {
+        QWPackedRow* row(const QWSQLiteStore::Row& row) override {
             record.version_ = row.version;
-            return record.values_.get();
+            return &record.packed_;
         }
         Record& record;
     } sink(record);
-    record.values_.reset(new QVariant[record.entity_->properties().size()]);
-    if (!coordinator_->hasStore())
-        return;
     QWError error;
-    coordinator_->store_->readRow(record.entity_->root(), record.key_, sink, &error);
+    if (coordinator_->hasStore())
+        coordinator_->store_->readRow(record.entity_->root(), record.key_, sink, &error);
+    if (record.packed_.isEmpty())
+        record.values_.reset(new QVariant[record.entity_->properties().size()]);
     if (error.isError())
-        qCWarning(qwLogStore) << "a record of" << record.entity_->name() << "cannot be read:" << error.message;
+        qCWarning(qwStoreLog) << "a record of" << record.entity_->name()
+                              << "cannot be read:" << error.message;
 }
 
-std::vector<QWManagedObjectID> Context::savedMembers(const QWPropertyDescription& property, const Record& owner) {
+std::vector<QWManagedObjectID> Context::savedMembers(const QWPropertyDescription& property,
+                                                     const Record& owner) {
     if (!coordinator_->hasStore())
         return {};
     return coordinator_->store_->members(property, owner.key_);
@@ -118,7 +121,7 @@ void Context::deleteObject(Record& record) {
     if (record.context_ != this || record.isDeleted())
         return;
     const QWRef<Record> keepAlive(&record);
-    record.slot(0); // its values stay readable after the row has gone
+    record.slots(); // its values stay readable after the row has gone
     listInEvent(record, Record::DeletedInEvent);
     setPending(record, Record::Deleted);
     undeclaredDeletes_.push_back(keepAlive);
@@ -168,7 +171,9 @@ void Context::clearPending(Record& record) {
     record.state_ &= ~(Record::Inserted | Record::Updated | Record::Deleted);
 }
 
-bool Context::hasChanges() const { return pendingCount_ > 0; }
+bool Context::hasChanges() const {
+    return pendingCount_ > 0;
+}
 
 namespace {
 QWManagedObjectSet withRole(const QWManagedObjectSet& records, bool (Record::*role)() const) {
@@ -180,11 +185,17 @@ QWManagedObjectSet withRole(const QWManagedObjectSet& records, bool (Record::*ro
 }
 } // namespace
 
-QWManagedObjectSet Context::insertedObjects() const { return withRole(pending_, &Record::isInserted); }
+QWManagedObjectSet Context::insertedObjects() const {
+    return withRole(pending_, &Record::isInserted);
+}
 
-QWManagedObjectSet Context::updatedObjects() const { return withRole(pending_, &Record::isUpdated); }
+QWManagedObjectSet Context::updatedObjects() const {
+    return withRole(pending_, &Record::isUpdated);
+}
 
-QWManagedObjectSet Context::deletedObjects() const { return withRole(pending_, &Record::isDeleted); }
+QWManagedObjectSet Context::deletedObjects() const {
+    return withRole(pending_, &Record::isDeleted);
+}
 
 // Editors and observers ------------------------------------------------------------------------------------------
 
@@ -206,7 +217,9 @@ QWObservation Context::observeObjectsDidChange(ObjectsDidChange::Callback callba
     return objectsDidChange_.add(std::move(callback));
 }
 
-QWObservation Context::observeDidSave(DidSave::Callback callback) { return didSave_.add(std::move(callback)); }
+QWObservation Context::observeDidSave(DidSave::Callback callback) {
+    return didSave_.add(std::move(callback));
+}
 
 QWObservation Context::observeWillSave(std::function<void()> callback) {
     return willSave_.add(std::move(callback));

@@ -12,6 +12,7 @@
 class QWManagedObjectContext;
 
 class QWBoundPredicate;
+class QWRecordTable;
 
 // Records in the order of their first change, each once.
 using QWManagedObjectSet = std::vector<QWRef<QWManagedObject>>;
@@ -146,11 +147,11 @@ public:
 private:
     friend class QWManagedObject;
     class FetchSink;
-    struct Lookup;       // a hash over the pending values of one indexed attribute
-    struct SaveOutcome;  // what a save in progress has decided about conflicting records
-    using Records = QHash<qint64, QWManagedObject*>;
+    struct Lookup;      // a hash over the pending values of one indexed attribute
+    struct SaveOutcome; // what a save in progress has decided about conflicting records
     using Editors = std::vector<std::shared_ptr<std::function<bool()>>>;
-    using KeyObservers = QHash<QString, QWObserverList<QWManagedObject&, const QString&, QWManagedObject::Phase>>;
+    using KeyObservers =
+        QHash<QString, QWObserverList<QWManagedObject&, const QString&, QWManagedObject::Phase>>;
 
     // Identity
     QWRef<QWManagedObject> registerRecord(const QWEntityDescription& entity, qint64 key);
@@ -181,7 +182,9 @@ private:
     QWManagedObjectSet pendingCandidates(const QWEntityDescription& entity, const QWBoundPredicate& bound);
     void sortRecords(QWManagedObjectSet& records, const QWFetchRequest& request) const;
     void indexPending(Lookup& lookup);
-    qint64 pendingCount(const QWEntityDescription& root) const { return pendingByRoot_.value(root.index(), 0); }
+    qint64 pendingCount(const QWEntityDescription& root) const {
+        return pendingByRoot_.value(root.index(), 0);
+    }
 
     // Saving
     bool prepareSave(QWError* error);
@@ -200,10 +203,11 @@ private:
 
     std::shared_ptr<QWPersistentStoreCoordinator> coordinator_;
     QWConcurrencyType concurrency_;
-    QHash<int, Records> registered_;       // by root entity; not owning: a record leaves when it dies
-    QWManagedObjectSet pending_;           // records with unsaved changes by first change; may hold some without
-    QHash<int, qint64> pendingByRoot_;     // how many of them have changes
-    QHash<int, qint64> insertedByEntity_, deletedByEntity_; // unsaved insertions; unsaved deletions of saved rows
+    std::vector<QWRecordTable> registered_; // by index of the root entity; a record leaves when it dies
+    QWManagedObjectSet pending_;       // records with unsaved changes by first change; may hold some without
+    QHash<int, qint64> pendingByRoot_; // how many of them have changes
+    QHash<int, qint64> insertedByEntity_,
+        deletedByEntity_; // unsaved insertions; unsaved deletions of saved rows
     qint64 pendingCount_ = 0;
     QWManagedObjectSet event_;             // changed since the last notice, by first change
     QWManagedObjectSet undeclaredDeletes_; // deleted, and their delete rules have not run

@@ -2,6 +2,7 @@
 
 #include "store/QWManagedObjectContext_p.h"
 #include "store/QWManagedObject_p.h"
+#include "store/QWStoreLog_p.h"
 
 #include <QScopeGuard>
 
@@ -26,7 +27,7 @@ void Context::noteChange(Record& record, const QWPropertyDescription& property) 
     const bool clean = !record.hasChanges();
     if (clean)
         setPending(record, Record::Updated);
-    else if (property.isAttribute() && property.isIndexed())
+    else if (property.isIndexed() || property.isFolded())
         for (const auto& lookup : lookups_)
             lookup->changed.push_back(&record);
     listInEvent(record, Record::UpdatedInEvent);
@@ -56,7 +57,7 @@ void Context::schedulePass() {
 
 void Context::processPendingChanges() {
     if (!processAllChanges())
-        qCWarning(qwLogStore) << "observers keep changing records; the rest is reported in the next turn";
+        qCWarning(qwStoreLog) << "observers keep changing records; the rest is reported in the next turn";
 }
 
 // False when observers went on changing records after a thousand passes.
@@ -193,6 +194,7 @@ void Context::forgetChanges(Record& record) {
 void Context::makeFault(Record& record) {
     forgetChanges(record);
     record.values_.reset();
+    record.packed_.clear();
     record.members_.reset();
     record.version_ = 0;
 }
@@ -229,7 +231,7 @@ void Context::refreshObject(Record& record, bool mergeChanges) {
         stored.key_ = record.key_;
         realise(stored);
         if (stored.version_ != 0)
-            reload(record, stored.values_.get(), stored.version_);
+            reload(record, stored.slots(), stored.version_);
         listInEvent(record, Record::RefreshedInEvent);
         return;
     }
@@ -244,6 +246,7 @@ void Context::refreshObject(Record& record, bool mergeChanges) {
 // Takes the stored values but for the slots changed here; those keep their value and are now a change of what is
 // stored, so that the next save does not conflict.
 void Context::reload(Record& record, const QVariant* values, qint64 version) {
+    QVariant* const own = record.slots();
     for (const QWPropertyDescription* property : record.entity_->properties()) {
         const int index = property->index();
         if (property->isToMany()) {
@@ -259,7 +262,7 @@ void Context::reload(Record& record, const QVariant* values, qint64 version) {
                     changedHere = true;
                 }
         if (!changedHere)
-            record.values_[index] = values[index];
+            own[index] = values[index];
     }
     record.version_ = version;
 }

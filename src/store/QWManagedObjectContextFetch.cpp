@@ -3,6 +3,7 @@
 #include "platform/text/QWText.h"
 #include "store/QWManagedObjectContext_p.h"
 #include "store/QWManagedObject_p.h"
+#include "store/QWRecordTable_p.h"
 #include "store/QWStoreError.h"
 #include "store/predicate/QWBoundPredicate_p.h"
 #include "store/sqlite/QWSQLiteStore.h"
@@ -20,40 +21,34 @@ public:
     FetchSink(Context& context, bool skipPending, QWManagedObjectSet& records)
         : context_(context), skipPending_(skipPending), records_(records) {}
 
-    QVariant* row(const QWSQLiteStore::Row& row) override {
-        const int root = row.entity->root().index();
-        if (root != root_) {
-            root_ = root;
-            live_ = &context_.registered_[root];
-        }
-        Record* record = live_->value(row.key, nullptr);
+    QWPackedRow* row(const QWSQLiteStore::Row& row) override {
+        Record* record = context_.registered_[size_t(row.entity->root().index())].find(row.key);
         if (record && skipPending_ && record->hasChanges())
             return nullptr;
         records_.push_back(record ? QWRef<Record>(record) : context_.registerRecord(*row.entity, row.key));
         record = records_.back().data();
-        if (record->values_)
+        if (!record->isFault())
             return nullptr;
-        record->values_.reset(new QVariant[row.entity->properties().size()]);
         record->version_ = row.version;
-        return record->values_.get();
+        return &record->packed_;
     }
 
 private:
     Context& context_;
     bool skipPending_;
     QWManagedObjectSet& records_;
-    int root_ = -1;
-    Records* live_ = nullptr;
 };
 
 namespace {
 
-const QWEntityDescription* entityOfRequest(const Context& context, const QWFetchRequest& request, QWError* error) {
+const QWEntityDescription* entityOfRequest(const Context& context, const QWFetchRequest& request,
+                                           QWError* error) {
     const QWEntityDescription* entity = context.model().entity(request.entityName);
     if (!entity)
-        qw::fail(error, QWMakeStoreError(QWStoreErrorCode::UnknownEntity,
-                                         QStringLiteral("the model has no entity \"%1\"").arg(request.entityName),
-                                         {{"entity", request.entityName}}));
+        qw::fail(error,
+                 QWMakeStoreError(QWStoreErrorCode::UnknownEntity,
+                                  QStringLiteral("the model has no entity \"%1\"").arg(request.entityName),
+                                  {{"entity", request.entityName}}));
     else if (!context.coordinator()->hasStore())
         qw::fail(error, QWMakeStoreError(QWStoreErrorCode::NoStore, QStringLiteral("no store is open")));
     else
@@ -116,7 +111,7 @@ std::optional<QWManagedObjectSet> Context::fetch(const QWFetchRequest& request, 
     bool added = false;
     for (const auto& record : pendingCandidates(*entity, *bound)) {
         if (!belongs(*record, *entity, request) || record->isDeleted()
-            || !bound->evaluate(record->values_.get(), record->objectID()))
+            || !bound->evaluate(record->slots(), record->objectID()))
             continue;
         records.push_back(record);
         added = true;
@@ -131,13 +126,12 @@ std::optional<QWManagedObjectSet> Context::fetch(const QWFetchRequest& request, 
 }
 
 // Pending records that may match: those that an indexed equality names, else all of them.
-QWManagedObjectSet Context::pendingCandidates(const QWEntityDescription& entity, const QWBoundPredicate& bound) {
+QWManagedObjectSet Context::pendingCandidates(const QWEntityDescription& entity,
+                                              const QWBoundPredicate& bound) {
     QWManagedObjectSet candidates;
     const auto add = [&](Record* record) {
-        if (record->hasChanges() && record->context_ == this) {
-            record->slot(0);
+        if (record->hasChanges() && record->context_ == this)
             candidates.push_back(QWRef<Record>(record));
-        }
     };
     const auto equality = bound.indexedLookup();
     if (!equality) {
@@ -156,7 +150,8 @@ QWManagedObjectSet Context::pendingCandidates(const QWEntityDescription& entity,
     Lookup& lookup = **found;
     indexPending(lookup);
     for (Record* record : lookup.records.value(lookupText(*property, equality->value, equality->folded)))
-        if (std::none_of(candidates.begin(), candidates.end(), [&](const auto& one) { return one == record; }))
+        if (std::none_of(candidates.begin(), candidates.end(),
+                         [&](const auto& one) { return one == record; }))
             add(record);
     return candidates;
 }
@@ -205,7 +200,8 @@ std::optional<qint64> Context::count(const QWFetchRequest& request, QWError* err
         const bool counts =
             request.includesSubentities ? described->isKindOf(*entity) : described.get() == entity;
         if (total && counts)
-            *total += insertedByEntity_.value(described->index(), 0) - deletedByEntity_.value(described->index(), 0);
+            *total += insertedByEntity_.value(described->index(), 0)
+                      - deletedByEntity_.value(described->index(), 0);
     }
     return total;
 }

@@ -31,14 +31,14 @@ void Context::mergeUpdated(const Record& saved) {
     const QWRef<Record> record = registeredObject(saved.objectID());
     if (!record || record->isFault() || record->isDeleted())
         return;
-    if (saved.values_) {
-        reload(*record, saved.values_.get(), saved.version_);
+    if (!saved.isFault()) {
+        reload(*record, saved.slots(), saved.version_);
     } else {
         Record stored;
         stored.entity_ = record->entity_;
         stored.key_ = record->key_;
         realise(stored);
-        reload(*record, stored.values_.get(), stored.version_);
+        reload(*record, stored.slots(), stored.version_);
     }
     listInEvent(*record, Record::RefreshedInEvent);
 }
@@ -56,10 +56,10 @@ void Context::mergeDeleted(const Record& saved) {
             if (const QWRef<Record> member = registeredObject(id))
                 member->assignEnd(*property->inverse(), *record, false);
     }
-    if (record->isFault() && saved.values_) {
+    if (record->isFault() && !saved.isFault()) {
         const size_t count = record->entity_->properties().size();
         record->values_.reset(new QVariant[count]);
-        std::copy_n(saved.values_.get(), count, record->values_.get());
+        std::copy_n(saved.slots(), count, record->values_.get());
     }
     const bool changed = record->hasChanges();
     forgetChanges(*record);

@@ -14,7 +14,8 @@ using Record = QWManagedObject;
 
 namespace {
 
-QVariantMap validationError(QWStoreErrorCode code, const Record& record, const QWPropertyDescription& property) {
+QVariantMap validationError(QWStoreErrorCode code, const Record& record,
+                            const QWPropertyDescription& property) {
     return {{"code", int(code)},
             {"entity", record.entity().name()},
             {"key", property.name()},
@@ -23,9 +24,10 @@ QVariantMap validationError(QWStoreErrorCode code, const Record& record, const Q
 
 QString describe(const QVariantMap& error) {
     const bool missing = error["code"].toInt() == int(QWStoreErrorCode::MissingMandatory);
-    return QStringLiteral("%1.%2 %3").arg(error["entity"].toString(), error["key"].toString(),
-                                          missing ? QStringLiteral("is required and has no value")
-                                                  : QStringLiteral("still has records that forbid the deletion"));
+    return QStringLiteral("%1.%2 %3")
+        .arg(error["entity"].toString(), error["key"].toString(),
+             missing ? QStringLiteral("is required and has no value")
+                     : QStringLiteral("still has records that forbid the deletion"));
 }
 
 } // namespace
@@ -153,8 +155,8 @@ bool Context::validate(QWError* error) const {
     QStringList lines;
     for (const QVariant& one : std::as_const(errors))
         lines << describe(one.toMap());
-    return qw::fail(error, QWMakeStoreError(QWStoreErrorCode::SeveralValidationErrors, lines.join(QStringLiteral("; ")),
-                                            {{"errors", errors}}));
+    return qw::fail(error, QWMakeStoreError(QWStoreErrorCode::SeveralValidationErrors,
+                                            lines.join(QStringLiteral("; ")), {{"errors", errors}}));
 }
 
 bool Context::writeChanges(SaveOutcome& outcome, QWError* error) {
@@ -179,7 +181,7 @@ bool Context::writeRecord(Record& record, SaveOutcome& outcome, QWError* error) 
     QWSQLiteStore& store = *coordinator_->store_;
     const QWManagedObjectID id = record.objectID();
     if (record.isInserted())
-        return store.insert(id, record.values_.get(), error);
+        return store.insert(id, record.slots(), error);
     QWSQLiteStore::Write result;
     if (record.isDeleted()) {
         result = store.remove(id, record.version_, error);
@@ -189,7 +191,7 @@ bool Context::writeRecord(Record& record, SaveOutcome& outcome, QWError* error) 
             for (const auto& before : record.changes_->sinceSave)
                 slots.push_back(before.index);
         std::sort(slots.begin(), slots.end());
-        result = store.update(id, record.version_, record.values_.get(), slots, error);
+        result = store.update(id, record.version_, record.slots(), slots, error);
     }
     if (result == QWSQLiteStore::Write::Conflict)
         return resolveConflict(record, outcome, error);
@@ -211,7 +213,7 @@ bool Context::resolveConflict(Record& record, SaveOutcome& outcome, QWError* err
     if (!gone)
         for (const QWPropertyDescription* property : record.entity_->properties())
             if (property->isAttribute())
-                conflict.storedValues.insert(property->name(), stored.values_[property->index()]);
+                conflict.storedValues.insert(property->name(), stored.value(*property));
     const QWMergeDecision decision = merge_ ? merge_(conflict) : QWMergeDecision::Fail;
     if (decision == QWMergeDecision::Fail) {
         outcome.conflicts << QVariant::fromValue(record.objectID());
@@ -223,14 +225,14 @@ bool Context::resolveConflict(Record& record, SaveOutcome& outcome, QWError* err
     }
     outcome.baseVersions.insert(&record, stored.version_);
     if (gone)
-        return store.insert(record.objectID(), record.values_.get(), error);
+        return store.insert(record.objectID(), record.slots(), error);
     if (record.isDeleted())
         return store.remove(record.objectID(), stored.version_, error) == QWSQLiteStore::Write::Done;
     std::vector<int> slots;
     for (const QWPropertyDescription* property : record.entity_->properties())
         if (!property->isToMany())
             slots.push_back(property->index());
-    return store.update(record.objectID(), stored.version_, record.values_.get(), slots, error)
+    return store.update(record.objectID(), stored.version_, record.slots(), slots, error)
            == QWSQLiteStore::Write::Done;
 }
 

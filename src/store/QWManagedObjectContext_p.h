@@ -2,10 +2,6 @@
 
 #include "store/QWManagedObjectContext.h"
 
-#include <QLoggingCategory>
-
-Q_DECLARE_LOGGING_CATEGORY(qwLogStore)
-
 // Pending records of one root entity by the value of one indexed attribute, so that looking one up does not walk
 // all pending changes. It may list a record under values that it had before: whoever finds it tests the record.
 // Filled on demand: `seen` is how far it has read `pending_`, `changed` who has changed since.
@@ -19,6 +15,7 @@ struct QWManagedObjectContext::Lookup {
 // What a save in progress has decided about records that somebody else has saved meanwhile.
 struct QWManagedObjectContext::SaveOutcome {
     QHash<const QWManagedObject*, bool> takeStored; // these give way; true: their row has gone
-    QHash<const QWManagedObject*, qint64> baseVersions; // these replace a row of this version (0: it had gone)
+    QHash<const QWManagedObject*, qint64>
+        baseVersions;       // these replace a row of this version (0: it had gone)
     QVariantList conflicts; // QWManagedObjectID of those that nobody wanted to decide
 };

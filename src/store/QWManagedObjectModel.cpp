@@ -284,12 +284,11 @@ bool QWManagedObjectModel::resolveParents(QStringList& reasons) {
 
 void QWManagedObjectModel::layOut(QWEntityDescription& entity, QStringList& reasons) {
     entity.properties_ = entity.parent_ ? entity.parent_->properties_ : decltype(entity.properties_)();
-    entity.byName_ = entity.parent_ ? entity.parent_->byName_ : decltype(entity.byName_)();
     for (const auto& property : entity.own_) {
         const QString name = entity.name_ + QLatin1Char('.') + property->name_;
         if (property->name_.isEmpty())
             reasons << QStringLiteral("a property of %1 has no name").arg(entity.name_);
-        else if (entity.byName_.contains(property->name_))
+        else if (entity.property(property->name_))
             reasons << QStringLiteral("two properties are named %1").arg(name);
         if (property->folded_ && !(property->attribute_ && property->type_ == QWAttributeType::String))
             reasons << QStringLiteral("%1 is indexed folded but is no string").arg(name);
@@ -302,7 +301,6 @@ void QWManagedObjectModel::layOut(QWEntityDescription& entity, QStringList& reas
 
         property->index_ = static_cast<int>(entity.properties_.size());
         entity.properties_.push_back(property.get());
-        entity.byName_.insert(property->name_, property.get());
     }
     for (const QWEntityDescription* child : entity.children_)
         layOut(*entities_[child->index_], reasons);

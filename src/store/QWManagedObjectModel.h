@@ -118,7 +118,13 @@ public:
 
     // Own and inherited properties by index.
     const std::vector<const QWPropertyDescription*>& properties() const { return properties_; }
-    const QWPropertyDescription* property(const QString& name) const { return byName_.value(name, nullptr); }
+    // Looked up for every access to a value: comparing a handful of names costs less than hashing one.
+    const QWPropertyDescription* property(const QString& name) const {
+        for (const QWPropertyDescription* candidate : properties_)
+            if (candidate->name_ == name)
+                return candidate;
+        return nullptr;
+    }
     // A record object without values or context, for the context to fill.
     QWManagedObject* makeRecord() const { return factory_(); }
 
@@ -141,7 +147,6 @@ private:
     std::vector<const QWEntityDescription*> children_;
     std::vector<std::unique_ptr<QWPropertyDescription>> own_;
     std::vector<const QWPropertyDescription*> properties_;
-    QHash<QString, const QWPropertyDescription*> byName_;
 };
 
 // The entities of a store, declared in C++:

@@ -47,7 +47,7 @@ Record::Members& Record::members(const QWPropertyDescription& property) const {
 QWRef<Record> Record::relatedObject(const QString& key) const {
     const QWPropertyDescription* property = relationship(key, "-[QWManagedObject relatedObject:]");
     QWAssert(!property->isToMany(), "!toMany", "-[QWManagedObject relatedObject:]");
-    const QVariant& destination = slot(property->index());
+    const QVariant destination = value(*property);
     if (!destination.isValid() || !context_)
         return {};
     return context_->recordForKey(*property->destination(), destination.toLongLong());
@@ -134,16 +134,17 @@ bool Record::setRelationship(const QWPropertyDescription& property, const QVaria
         fits = fits && destination && destination->entity().isKindOf(*property.destination())
                && destination->managedObjectContext() == context_;
     if (!fits)
-        return qw::fail(error, QWMakeStoreError(QWStoreErrorCode::WrongType,
-                                                QStringLiteral("%1.%2 holds %3 of entity %4 in the same context")
-                                                    .arg(entity_->name(), property.name(),
-                                                         property.isToMany() ? QStringLiteral("records")
-                                                                             : QStringLiteral("a record"),
-                                                         property.destinationName()),
-                                                {{"entity", entity_->name()},
-                                                 {"key", property.name()},
-                                                 {"expected", property.destinationName()},
-                                                 {"given", QString::fromLatin1(value.typeName())}}));
+        return qw::fail(error,
+                        QWMakeStoreError(QWStoreErrorCode::WrongType,
+                                         QStringLiteral("%1.%2 holds %3 of entity %4 in the same context")
+                                             .arg(entity_->name(), property.name(),
+                                                  property.isToMany() ? QStringLiteral("records")
+                                                                      : QStringLiteral("a record"),
+                                                  property.destinationName()),
+                                         {{"entity", entity_->name()},
+                                          {"key", property.name()},
+                                          {"expected", property.destinationName()},
+                                          {"given", QString::fromLatin1(value.typeName())}}));
     if (!context_)
         return true;
     if (property.isToMany())
@@ -160,7 +161,8 @@ void Record::setToOne(const QWPropertyDescription& property, QWManagedObject* de
     const bool same = destination ? old.isValid() && old.toLongLong() == destination->key_ : !old.isValid();
     if (!same) {
         if (old.isValid())
-            if (const QWRef<Record> previous = context_->recordForKey(*property.destination(), old.toLongLong()))
+            if (const QWRef<Record> previous =
+                    context_->recordForKey(*property.destination(), old.toLongLong()))
                 detach(property, *previous);
         if (destination)
             attach(property, *destination);
@@ -230,7 +232,8 @@ void Record::assignEnd(const QWPropertyDescription& property, QWManagedObject& o
     } else {
         const QVariant old = slot(property.index());
         if (linked && old.isValid() && old.toLongLong() != other.key_)
-            if (const QWRef<Record> previous = context_->recordForKey(*property.destination(), old.toLongLong()))
+            if (const QWRef<Record> previous =
+                    context_->recordForKey(*property.destination(), old.toLongLong()))
                 if (const QWPropertyDescription* back = property.inverse())
                     previous->assignEnd(*back, *this, false);
         values_[property.index()] = linked ? QVariant(qlonglong(other.key_)) : QVariant();

@@ -71,7 +71,7 @@ struct QWMemberDelta {
 };
 
 struct QWManagedObject::Members {
-    bool loaded = false;  // `list` is complete; otherwise it is what is saved, changed by `sinceSave`
+    bool loaded = false; // `list` is complete; otherwise it is what is saved, changed by `sinceSave`
     QWMemberList list;
     QWMemberDelta sinceSave, sinceEvent;
 };

@@ -68,15 +68,20 @@ protected:
     std::shared_ptr<QWPersistentStoreCoordinator> openStore() {
         auto opened = std::make_shared<QWPersistentStoreCoordinator>(libraryModel(), world.environment());
         QWError error;
-        EXPECT_TRUE(opened->addStore(folder.filePath("library.sqlite"), {}, &error)) << error.message.toStdString();
+        EXPECT_TRUE(opened->addStore(folder.filePath("library.sqlite"), {}, &error))
+            << error.message.toStdString();
         return opened;
     }
-    std::shared_ptr<QWManagedObjectContext> makeContext(QWConcurrencyType type = QWConcurrencyType::MainQueue) {
+    std::shared_ptr<QWManagedObjectContext>
+    makeContext(QWConcurrencyType type = QWConcurrencyType::MainQueue) {
         return std::make_shared<QWManagedObjectContext>(coordinator, type);
     }
 
-    Ref insert(const QString& entity, const QVariantMap& values = {}) { return insertIn(*context, entity, values); }
-    static Ref insertIn(QWManagedObjectContext& target, const QString& entity, const QVariantMap& values = {}) {
+    Ref insert(const QString& entity, const QVariantMap& values = {}) {
+        return insertIn(*context, entity, values);
+    }
+    static Ref insertIn(QWManagedObjectContext& target, const QString& entity,
+                        const QVariantMap& values = {}) {
         Ref record = target.insertObject(entity);
         for (auto value = values.begin(); value != values.end(); ++value)
             EXPECT_TRUE(record->setValueForKey(value.key(), value.value())) << value.key().toStdString();

@@ -143,12 +143,13 @@ TEST_F(ChangeNotice, What_an_observer_changes_is_reported_by_a_notice_of_its_own
     Ref author = insert("Author");
     save();
     std::vector<QStringList> keys;
-    const QWObservation observation = context->observeObjectsDidChange([&](const QWObjectsDidChangeNotice& notice) {
-        ASSERT_EQ(notice.updated.size(), 1u);
-        if (keys.empty())
-            notice.updated[0]->setValueForKey("code", "stamped");
-        keys.push_back(notice.updated[0]->changedKeysForCurrentEvent());
-    });
+    const QWObservation observation =
+        context->observeObjectsDidChange([&](const QWObjectsDidChangeNotice& notice) {
+            ASSERT_EQ(notice.updated.size(), 1u);
+            if (keys.empty())
+                notice.updated[0]->setValueForKey("code", "stamped");
+            keys.push_back(notice.updated[0]->changedKeysForCurrentEvent());
+        });
     author->setValueForKey("name", "Ana");
     context->processPendingChanges();
     ASSERT_EQ(keys.size(), 2u);
@@ -158,14 +159,15 @@ TEST_F(ChangeNotice, What_an_observer_changes_is_reported_by_a_notice_of_its_own
 
 TEST_F(ChangeNotice, What_an_observer_sets_on_an_insertion_is_not_a_key_of_the_insertion) {
     std::vector<QStringList> keys;
-    const QWObservation observation = context->observeObjectsDidChange([&](const QWObjectsDidChangeNotice& notice) {
-        for (const auto* set : {&notice.inserted, &notice.updated})
-            for (const auto& record : *set) {
-                if (keys.empty())
-                    record->setValueForKey("code", "stamped");
-                keys.push_back(record->changedKeysForCurrentEvent());
-            }
-    });
+    const QWObservation observation =
+        context->observeObjectsDidChange([&](const QWObjectsDidChangeNotice& notice) {
+            for (const auto* set : {&notice.inserted, &notice.updated})
+                for (const auto& record : *set) {
+                    if (keys.empty())
+                        record->setValueForKey("code", "stamped");
+                    keys.push_back(record->changedKeysForCurrentEvent());
+                }
+        });
     insert("Author", {{"name", "Ana"}});
     context->processPendingChanges();
     ASSERT_EQ(keys.size(), 2u);
@@ -192,11 +194,12 @@ TEST_F(ChangeNotice, Notices_never_nest) {
 TEST_F(ChangeNotice, A_stamp_set_by_an_observer_is_saved_with_the_edit_that_caused_it) {
     Ref author = insert("Author");
     save();
-    const QWObservation observation = context->observeObjectsDidChange([&](const QWObjectsDidChangeNotice& notice) {
-        for (const auto& record : notice.updated)
-            if (record->changedKeysForCurrentEvent() != QStringList{"code"})
-                record->setValueForKey("code", "stamped");
-    });
+    const QWObservation observation =
+        context->observeObjectsDidChange([&](const QWObjectsDidChangeNotice& notice) {
+            for (const auto& record : notice.updated)
+                if (record->changedKeysForCurrentEvent() != QStringList{"code"})
+                    record->setValueForKey("code", "stamped");
+        });
     author->setValueForKey("name", "Ana");
     save();
     auto other = makeContext();
@@ -218,8 +221,10 @@ TEST_F(ChangeNotice, Deleted_records_can_be_read_during_the_notice_and_after_the
     Ref author = insert("Author", {{"name", "Ana"}});
     save();
     QString seen;
-    const QWObservation observation = context->observeObjectsDidChange(
-        [&](const QWObjectsDidChangeNotice& notice) { seen = notice.deleted.at(0)->valueForKey("name").toString(); });
+    const QWObservation observation =
+        context->observeObjectsDidChange([&](const QWObjectsDidChangeNotice& notice) {
+            seen = notice.deleted.at(0)->valueForKey("name").toString();
+        });
     context->deleteObject(*author);
     EXPECT_TRUE(author->isDeleted());
     save();
@@ -268,8 +273,8 @@ TEST_F(ChangeNotice, Announcing_a_key_outside_the_model_neither_marks_the_record
     Ref author = insert("Author");
     save();
     int told = 0;
-    const QWObservation observation =
-        author->observeKey("shownName", [&](QWManagedObject&, const QString&, QWManagedObject::Phase) { ++told; });
+    const QWObservation observation = author->observeKey(
+        "shownName", [&](QWManagedObject&, const QString&, QWManagedObject::Phase) { ++told; });
     author->willChangeValueForKey("shownName");
     author->didChangeValueForKey("shownName");
     EXPECT_EQ(told, 2);
@@ -281,8 +286,8 @@ TEST_F(ChangeNotice, Key_observers_are_told_before_and_after_each_set_with_the_v
     Ref author = insert("Author", {{"name", "Ana"}});
     QStringList seen;
     {
-        const QWObservation observation =
-            author->observeKey("name", [&](QWManagedObject& record, const QString& key, QWManagedObject::Phase phase) {
+        const QWObservation observation = author->observeKey(
+            "name", [&](QWManagedObject& record, const QString& key, QWManagedObject::Phase phase) {
                 seen << (phase == QWManagedObject::Phase::WillChange ? "will " : "did ")
                             + record.valueForKey(key).toString();
             });

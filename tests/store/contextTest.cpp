@@ -103,10 +103,10 @@ TEST_F(Context, Sorting_joins_saved_and_pending_records_with_missing_values_firs
 
 TEST_F(Context, The_users_own_order_is_the_same_for_saved_and_pending_texts) {
     const QStringList expected{"_a", "-a", "1", "item 10", "item 2", "resume", "Résumé", "Zebra"};
-    for (const QString& title : {"Zebra", "item 2", "resume", "_a"})
+    for (const char* title : {"Zebra", "item 2", "resume", "_a"})
         insert("Book", {{"title", title}});
     save();
-    for (const QString& title : {"Résumé", "item 10", "-a", "1"})
+    for (const char* title : {"Résumé", "item 10", "-a", "1"})
         insert("Book", {{"title", title}});
     QWFetchRequest request("Book");
     request.sortDescriptors = {{"title", true, QWSortDescriptor::Comparison::LocalizedCaseInsensitive}};
@@ -164,7 +164,7 @@ TEST_F(Context, A_record_can_be_excluded_by_identity_saved_or_not) {
 }
 
 TEST_F(Context, Distinct_values_are_exact_ordered_and_saved_ones_only) {
-    for (const QString& code : {"b", "a", "A", "b"})
+    for (const char* code : {"b", "a", "A", "b"})
         insert("Author", {{"code", code}});
     insert("Author");
     save();
@@ -252,7 +252,8 @@ TEST_F(Context, A_save_reports_what_it_wrote_after_the_commit_and_clears_every_m
     EXPECT_EQ(seen.updated, QWManagedObjectSet{updated});
     EXPECT_EQ(seen.deleted, QWManagedObjectSet{deleted});
     EXPECT_EQ(visible, 2u);
-    EXPECT_FALSE(context->hasChanges() || inserted->isInserted() || updated->isUpdated() || deleted->isDeleted());
+    EXPECT_FALSE(context->hasChanges() || inserted->isInserted() || updated->isUpdated()
+                 || deleted->isDeleted());
 }
 
 TEST_F(Context, A_context_without_a_store_fetches_nothing_and_cannot_save) {

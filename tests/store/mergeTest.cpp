@@ -84,9 +84,10 @@ TEST_F(TwoContexts, A_merged_deletion_deletes_here_loses_edits_here_and_needs_no
     const QWObservation observation =
         context->observeDidDiscard([&](const QWManagedObjectSet& records) { discarded = records; });
     bool readable = false;
-    const QWObservation reading = context->observeObjectsDidChange([&](const QWObjectsDidChangeNotice& notice) {
-        readable = notice.deleted.at(0)->isDeleted() && notice.deleted.at(0)->valueForKey("code") == "a";
-    });
+    const QWObservation reading =
+        context->observeObjectsDidChange([&](const QWObjectsDidChangeNotice& notice) {
+            readable = notice.deleted.at(0)->isDeleted() && notice.deleted.at(0)->valueForKey("code") == "a";
+        });
     other->deleteObject(*others);
     save(*other);
     ASSERT_EQ(log.notices.size(), 1u);
@@ -180,7 +181,8 @@ TEST_F(TwoContexts, A_version_that_gives_way_takes_the_stored_one_and_drops_its_
     const QWObservation observation =
         context->observeDidDiscard([&](const QWManagedObjectSet& records) { discarded = records; });
     QWDidSaveNotice saved;
-    const QWObservation saving = context->observeDidSave([&](const QWDidSaveNotice& notice) { saved = notice; });
+    const QWObservation saving =
+        context->observeDidSave([&](const QWDidSaveNotice& notice) { saved = notice; });
     save();
     EXPECT_EQ(ana->valueForKey("name"), "theirs");
     EXPECT_EQ(discarded, QWManagedObjectSet{ana});

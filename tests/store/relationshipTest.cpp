@@ -106,7 +106,8 @@ TEST_F(Relationship, A_new_order_alone_is_a_change_and_is_saved) {
     EXPECT_EQ(book->changedKeysForCurrentEvent(), QStringList{"chapters"});
     save();
     auto other = makeContext();
-    EXPECT_EQ(names(fetchIn(*other, "Book").at(0)->relatedObjects("chapters"), "heading"), (QStringList{"b", "a"}));
+    EXPECT_EQ(names(fetchIn(*other, "Book").at(0)->relatedObjects("chapters"), "heading"),
+              (QStringList{"b", "a"}));
 }
 
 TEST_F(Relationship, Values_by_key_are_records_and_lists_of_records) {

@@ -1,6 +1,9 @@
 #include "store/QWPredicate.h"
 
+#include "platform/QWAssert.h"
+#include "store/QWManagedObject.h"
 #include "store/predicate/PredicateNode_p.h"
+#include "store/predicate/QWBoundPredicate_p.h"
 
 #include <QDateTime>
 #include <algorithm>
@@ -138,4 +141,10 @@ QWPredicate QWPredicate::negated() const {
 
 bool QWPredicate::isAlwaysTrue() const {
     return node_->kind == PredicateNode::Kind::Constant && node_->constant;
+}
+
+bool QWPredicate::evaluate(const QWManagedObject& record) const {
+    const auto bound = QWBoundPredicate::bind(*this, record.entity(), nullptr);
+    QWAssert(bound, "predicate fits the record's entity", "-[QWPredicate evaluateWithObject:]");
+    return bound->evaluate(record.slots(), record.objectID());
 }

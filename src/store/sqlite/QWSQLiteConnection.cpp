@@ -1,5 +1,7 @@
 #include "store/sqlite/QWSQLiteConnection.h"
 
+#include <QStringEncoder>
+
 #include "platform/QWAssert.h"
 #include "store/QWStoreError.h"
 
@@ -103,6 +105,12 @@ QWError QWSQLiteConnection::error(int code) const {
 
 QWSQLiteStatement::QWSQLiteStatement(QWSQLiteConnection& connection, const QByteArray& sql)
     : connection_(connection) {
+    if (connection.latest_ && connection.latest_->first.constData() == sql.constData()) {
+        idle_ = &connection.latest_->second;
+        statement_ = std::exchange(*idle_, nullptr);
+        if (statement_)
+            return;
+    }
     auto& prepared = connection.prepared_;
     auto place = prepared.find(sql);
     if (place != prepared.end())
@@ -120,6 +128,7 @@ QWSQLiteStatement::QWSQLiteStatement(QWSQLiteConnection& connection, const QByte
         }
         place = prepared.emplace(sql, nullptr).first;
     }
+    connection.latest_ = &*place;
     idle_ = &place->second;
 }
 
@@ -141,10 +150,19 @@ void QWSQLiteStatement::bind(int parameter, double number) {
 }
 
 void QWSQLiteStatement::bindText(int parameter, const QString& text) {
-    kept_.append(text.toUtf8());
-    // `constData` is never null, which SQLite would take for no value.
-    check(sqlite3_bind_text64(statement_, parameter, kept_.last().constData(), kept_.last().size(),
-                              SQLITE_STATIC, SQLITE_UTF8));
+    const size_t room = texts_.size() - textsUsed_;
+    const char* utf8 = texts_.data() + textsUsed_;
+    qsizetype size = 0;
+    if (size_t(text.size()) * 3 <= room) {
+        QStringEncoder encoder(QStringConverter::Utf8);
+        size = encoder.appendToBuffer(texts_.data() + textsUsed_, text) - utf8;
+        textsUsed_ += size_t(size);
+    } else {
+        kept_.append(text.toUtf8());
+        utf8 = kept_.last().constData(); // never null, which SQLite would take for no value
+        size = kept_.last().size();
+    }
+    check(sqlite3_bind_text64(statement_, parameter, utf8, sqlite3_uint64(size), SQLITE_STATIC, SQLITE_UTF8));
 }
 
 void QWSQLiteStatement::bindBytes(int parameter, const QByteArray& bytes) {
@@ -190,14 +208,15 @@ void QWSQLiteStatement::run() {
     }
     sqlite3_reset(statement_);
     kept_.clear();
+    textsUsed_ = 0;
 }
 
-QString QWSQLiteStatement::text(int column) const {
-    const auto* utf8 = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
-    return QString::fromUtf8(utf8, sqlite3_column_bytes(statement_, column));
+QByteArrayView QWSQLiteStatement::utf8(int column) const {
+    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
+    return {text, sqlite3_column_bytes(statement_, column)};
 }
 
-QByteArray QWSQLiteStatement::bytes(int column) const {
+QByteArrayView QWSQLiteStatement::blob(int column) const {
     const auto* bytes = static_cast<const char*>(sqlite3_column_blob(statement_, column));
-    return QByteArray(bytes, sqlite3_column_bytes(statement_, column));
+    return {bytes, sqlite3_column_bytes(statement_, column)};
 }

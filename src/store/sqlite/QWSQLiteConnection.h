@@ -5,6 +5,7 @@
 #include <QByteArray>
 #include <QVarLengthArray>
 #include <QVariant>
+#include <array>
 #include <sqlite3.h>
 #include <unordered_map>
 
@@ -46,6 +47,8 @@ private:
     sqlite3* database_ = nullptr;
     // Idle prepared statements by their text; null while in use.
     std::unordered_map<QByteArray, sqlite3_stmt*> prepared_;
+    // The entry used last: a loop over rows uses one text, and needs not have it hashed for each of them.
+    std::pair<const QByteArray, sqlite3_stmt*>* latest_ = nullptr;
 };
 
 // A prepared statement, borrowed from its connection for the lifetime of this object. The text is compiled when it
@@ -75,9 +78,12 @@ public:
     bool isNull(int column) const { return sqlite3_column_type(statement_, column) == SQLITE_NULL; }
     qint64 integer(int column) const { return sqlite3_column_int64(statement_, column); }
     double real(int column) const { return sqlite3_column_double(statement_, column); }
-    QString text(int column) const;
-    QByteArray bytes(int column) const;
-    bool isText(int column) const { return sqlite3_column_type(statement_, column) == SQLITE_TEXT; }
+    int type(int column) const { return sqlite3_column_type(statement_, column); } // SQLITE_INTEGER, …
+    QString text(int column) const { return QString::fromUtf8(utf8(column)); }
+    QByteArray bytes(int column) const { return blob(column).toByteArray(); }
+    // Valid until the next step.
+    QByteArrayView utf8(int column) const;
+    QByteArrayView blob(int column) const;
 
 private:
     void check(int code) const {
@@ -88,5 +94,8 @@ private:
     QWSQLiteConnection& connection_;
     sqlite3_stmt** idle_; // the connection's place for it
     sqlite3_stmt* statement_ = nullptr;
-    QVarLengthArray<QByteArray, 16> kept_; // what parameters point to
+    // What parameters point to: texts in UTF-8 as long as there is room, everything else in `kept_`.
+    std::array<char, 1024> texts_;
+    size_t textsUsed_ = 0;
+    QVarLengthArray<QByteArray, 4> kept_;
 };

@@ -3,6 +3,7 @@
 #include "store/QWFetchRequest.h"
 #include "store/QWManagedObjectID.h"
 #include "store/QWManagedObjectModel.h"
+#include "store/QWPackedRow.h"
 #include "store/QWPersistentStoreCoordinator.h"
 #include "store/sqlite/QWSQLiteConnection.h"
 #include "store/sqlite/QWStoreLayout.h"
@@ -38,14 +39,14 @@ public:
     class RowSink {
     public:
         virtual ~RowSink() = default;
-        // Where the row's values are to be written: an array for the properties of `row.entity`, or null when
-        // they are not wanted. Not told when the values are complete; that is before the next call.
-        virtual QVariant* row(const Row& row) = 0;
+        // Where the row's values are to be put, or null when they are not wanted. Not told when that is done; it is
+        // before the next call.
+        virtual QWPackedRow* row(const Row& row) = 0;
     };
 
     // Saved rows that match the request (its pending-changes flag is ignored), in its order. A LIMIT of 0 is none.
     bool select(const QWFetchRequest& request, RowSink& sink, QWError* error);
-    // One row by key. False without error when there is no such row; `values` may be null to test for existence.
+    // One row by key. False without error when there is no such row.
     bool readRow(const QWEntityDescription& root, qint64 key, RowSink& sink, QWError* error);
     std::optional<qint64> count(const QWFetchRequest& request, QWError* error);
     std::optional<QVariantList> distinctValues(const QWFetchRequest& request, const QString& key,

@@ -5,33 +5,22 @@
 
 namespace {
 
-void read(const QWSQLiteStatement& row, int column, QWAttributeType type, QVariant& into) {
-    if (row.isNull(column)) {
-        into.clear();
-        return;
-    }
-    switch (type) {
-    case QWAttributeType::String:
-        into = row.text(column);
+void pack(const QWSQLiteStatement& row, int column, int slot, QWPackedRow::Writer& writer) {
+    switch (row.type(column)) {
+    case SQLITE_INTEGER:
+        writer.setInteger(slot, row.integer(column));
         break;
-    case QWAttributeType::Integer:
-        into = static_cast<qlonglong>(row.integer(column));
+    case SQLITE_FLOAT:
+        writer.setReal(slot, row.real(column));
         break;
-    case QWAttributeType::Double:
-        into = row.real(column);
+    case SQLITE_TEXT:
+        writer.setText(slot, row.utf8(column));
         break;
-    case QWAttributeType::Boolean:
-        into = row.integer(column) != 0;
+    case SQLITE_BLOB:
+        writer.setBytes(slot, row.blob(column));
         break;
-    case QWAttributeType::Date:
-        into = QDateTime::fromMSecsSinceEpoch(row.integer(column), Qt::UTC);
-        break;
-    case QWAttributeType::Data:
-        into = row.bytes(column);
-        break;
-    case QWAttributeType::Document:
-        into = row.isText(column) ? QVariant(row.text(column)) : QVariant(row.bytes(column));
-        break;
+    default:
+        break; // no value
     }
 }
 
@@ -134,11 +123,13 @@ qint64 QWSQLiteStore::readRows(const EntityAccess& access, QWSQLiteStatement& st
     for (; statement.step(); ++count) {
         if (const qint64 id = statement.integer(0); id != kind->id)
             kind = &kindWithId(access, id);
-        QVariant* values = sink.row({kind->entity, statement.integer(1), statement.integer(2)});
-        if (!values)
+        QWPackedRow* packed = sink.row({kind->entity, statement.integer(1), statement.integer(2)});
+        if (!packed)
             continue;
+        QWPackedRow::Writer writer(kind->entity->properties().size());
         for (const Column& column : kind->columns)
-            read(statement, column.position, column.type, values[column.slot]);
+            pack(statement, column.position, column.slot, writer);
+        *packed = writer.finish();
     }
     return count;
 }
@@ -209,8 +200,9 @@ std::optional<QVariantList> QWSQLiteStore::distinctValues(const QWFetchRequest& 
         QWSQLiteStatement statement(*connection_, sql + limitAndOffset(request));
         bindAll(statement, wanted.bindings);
         while (statement.step()) {
-            values.emplace_back();
-            read(statement, 0, property.type(), values.back());
+            QWPackedRow::Writer writer(size_t(property.index()) + 1);
+            pack(statement, 0, property.index(), writer);
+            values.append(writer.finish().value(property));
         }
     });
     return done ? std::optional(values) : std::nullopt;

@@ -73,7 +73,8 @@ public:
     }
     // Null unless the relationship has one.
     const JoinTable* joinTable(const QWPropertyDescription& relationship) const {
-        const int index = places_.at(&relationship).joinTable;
+        const auto place = places_.find(&relationship);
+        const int index = place == places_.end() ? -1 : place->second.joinTable;
         return index < 0 ? nullptr : &joinTables_[index];
     }
 

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+#include <functional>
+#include <vector>
+
+// Compares two ways of doing the same work in one process. Subject and peer run in turn, so that a machine whose
+// speed drifts slows both; the ratio quoted is the median of the rounds' ratios.
+namespace bench {
+
+// Seconds of wall time that `work` takes.
+double seconds(const std::function<void()>& work);
+double median(std::vector<double> values);
+
+struct Row {
+    QString name;
+    double target = 0;
+    double ratio = 0;
+    std::vector<double> subject; // what each round measured, in `unit`
+    std::vector<double> peer;
+    QString unit = QStringLiteral("s");
+};
+
+// Runs both `rounds` times after one round that does not count. The functions answer the seconds that count, so
+// that preparation stays outside.
+Row compare(const QString& name, double target, int rounds, const std::function<double()>& subject,
+            const std::function<double()>& peer);
+
+// Prints a line for each row (name, ratio, target, ok or short), writes every figure to the file that
+// `--json FILE` names, and answers the exit status: 1 when any row is short.
+int report(const std::vector<Row>& rows, const QStringList& arguments);
+
+} // namespace bench
