@@ -4,6 +4,7 @@
 #include "store/QWManagedObject.h"
 #include "store/QWStoreError.h"
 
+#include <QDateTime>
 #include <cmath>
 #include <limits>
 

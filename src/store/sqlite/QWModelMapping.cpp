@@ -44,7 +44,7 @@ QString nameOf(const QWEntityDescription& entity, const QWPropertyDescription& p
 } // namespace
 
 QWModelMapping::QWModelMapping(const QWManagedObjectModel& from, const QWManagedObjectModel& to)
-    : from_(from), to_(to), properties_(to.entities().size()) {
+    : to_(to), properties_(to.entities().size()) {
     entities_ = match<QWEntityDescription>(
         to.entities(), [&](const QString& name) { return from.entity(name); }, {}, clashes_);
     for (const auto& entity : to.entities()) {

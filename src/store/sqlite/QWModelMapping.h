@@ -10,7 +10,7 @@
 // renamed from, else from the one of its name. A part that was renamed in the earlier model already, by the same
 // words, keeps its name; one that a renaming claims is gone under its old name.
 //
-// Refers to both models.
+// Refers to the parts of both models.
 class QWModelMapping {
 public:
     QWModelMapping(const QWManagedObjectModel& from, const QWManagedObjectModel& to);
@@ -42,7 +42,6 @@ private:
     bool keepsDestination(const QWPropertyDescription& before, const QWPropertyDescription& after) const;
     bool keepsInverse(const QWPropertyDescription& before, const QWPropertyDescription& after) const;
 
-    const QWManagedObjectModel& from_;
     const QWManagedObjectModel& to_;
     QHash<const QWEntityDescription*, const QWEntityDescription*> entities_;
     std::vector<QHash<const QWPropertyDescription*, const QWPropertyDescription*>>

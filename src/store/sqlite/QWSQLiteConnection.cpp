@@ -5,6 +5,7 @@
 #include "platform/QWAssert.h"
 #include "store/QWStoreError.h"
 
+#include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
 
@@ -56,10 +57,11 @@ QString sentence(QWStoreErrorCode code) {
 } // namespace
 
 QWSQLiteConnection::QWSQLiteConnection(const QString& path, int busyTimeoutMilliseconds) : path_(path) {
+    // Absolute, so that nothing in it is taken for a URI or for the name of a database in memory.
+    const QString file = QDir::toNativeSeparators(QFileInfo(path).absoluteFilePath());
     const int flags =
         SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
-    const int code =
-        sqlite3_open_v2(QDir::toNativeSeparators(path).toUtf8().constData(), &database_, flags, nullptr);
+    const int code = sqlite3_open_v2(file.toUtf8().constData(), &database_, flags, nullptr);
     if (code != SQLITE_OK) {
         const QWStoreFailure failure{error(code), code};
         sqlite3_close(database_);

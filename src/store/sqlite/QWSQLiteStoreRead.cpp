@@ -3,6 +3,9 @@
 #include "store/sqlite/QWPredicateSQL.h"
 #include "store/sqlite/QWSQLiteStore.h"
 
+#include <QDateTime>
+#include <algorithm>
+
 namespace {
 
 void pack(const QWSQLiteStatement& row, int column, int slot, QWPackedRow::Writer& writer) {

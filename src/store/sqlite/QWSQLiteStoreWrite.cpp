@@ -5,6 +5,7 @@
 #include "store/sqlite/QWStoreReferences.h"
 
 #include <QHash>
+#include <algorithm>
 
 namespace {
 

@@ -53,8 +53,8 @@ private:
 };
 
 std::unique_ptr<QWSQLiteConnection> StoreFile::open() {
-    if (QFileInfo(path_).isDir())
-        refuse(QWStoreErrorCode::CannotOpen, QStringLiteral("%1 is a folder."));
+    if (path_.isEmpty() || QFileInfo(path_).isDir())
+        refuse(QWStoreErrorCode::CannotOpen, QStringLiteral("\"%1\" names no file."));
     connection_ = std::make_unique<QWSQLiteConnection>(path_, options_.busyTimeoutMilliseconds);
     if (sqlite3_db_readonly(connection_->handle(), "main") == 1)
         refuse(QWStoreErrorCode::ReadOnly, QStringLiteral("%1 cannot be written."));

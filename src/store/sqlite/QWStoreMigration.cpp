@@ -2,6 +2,7 @@
 
 #include "store/sqlite/QWStoreReferences.h"
 
+#include <QDateTime>
 #include <QSet>
 #include <algorithm>
 #include <cmath>

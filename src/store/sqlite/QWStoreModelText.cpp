@@ -1,6 +1,7 @@
 #include "store/sqlite/QWStoreModelText.h"
 
 #include <QCryptographicHash>
+#include <QDateTime>
 #include <QJsonDocument>
 #include <QJsonObject>
 

@@ -28,7 +28,7 @@ void QWClearDanglingReferences(QWSQLiteConnection& connection, const QWManagedOb
             const bool inherited = entity->parent() && entity->parent()->property(property->name());
             if (inherited || property->isAttribute() || property->isToMany())
                 continue;
-            const QByteArray column = layout.column(*property);
+            const QByteArray& column = layout.column(*property);
             connection.execute("UPDATE " + layout.table(*entity) + " SET " + column + " = NULL WHERE "
                                + column + isNoKeyOf(*property->destination(), layout));
         }
