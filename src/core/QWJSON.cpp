@@ -57,7 +57,7 @@ std::optional<QByteArray> asUtf8(const QByteArray& bytes) {
         return bytes;
     QStringDecoder decoder(*encoding);
     const QString text = decoder(bytes);
-    if (decoder.hasError())
+    if (decoder.hasError() || !text.isValidUtf16())
         return std::nullopt;
     return text.toUtf8();
 }

@@ -5,12 +5,14 @@
 #include "core/QWRichText.h"
 #include "platform/QWAssert.h"
 #include "store/QWManagedObjectContext.h"
+#include "util/NSData_HexadecimalString.h"
+#include "util/NSFileManager_fileExistsAtURL.h"
 
 #include <QLoggingCategory>
 #include <QTextDocument>
 #include <QUrl>
 
-Q_LOGGING_CATEGORY(coreLog, "qwlibrary.core")
+Q_LOGGING_CATEGORY(qwCoreLog, "qwlibrary.core")
 
 QWManagedObjectToJSONConverter::QWManagedObjectToJSONConverter()
     // Points to the converter without owning it: it would never be released otherwise.
@@ -35,7 +37,7 @@ const QWDateFormatterRef& QWManagedObjectToJSONConverter::dateFormatterToConvert
 std::optional<QByteArray> QWManagedObjectToJSONConverter::jsonData() const {
     auto data = qw::json::write(rootDictionary_, qw::json::Format::Indented);
     if (!data)
-        qCWarning(coreLog, "jsonData: the record holds a value that is not JSON");
+        qCWarning(qwCoreLog, "jsonData: the record holds a value that is not JSON");
     return data;
 }
 
@@ -43,8 +45,7 @@ QString QWManagedObjectToJSONConverter::convertedStringFromRichText(const QTextD
     return qw::plainText(richText);
 }
 
-// Nesting
-// -----------------------------------------------------------------------------------------------------
+// Nesting ---------------------------------------------------------------------------------------------------
 
 bool QWManagedObjectToJSONConverter::respondsToSelector(const QString& selector) const {
     return selector == QWVisitShouldExploreRelationshipSelector
@@ -53,10 +54,12 @@ bool QWManagedObjectToJSONConverter::respondsToSelector(const QString& selector)
 }
 
 void QWManagedObjectToJSONConverter::beginVisitOfObject(QWManagedObject& object) {
-    if (!root_)
-        root_.reset(&object), current_ = &rootDictionary_;
-    else
+    if (!root_) {
+        root_.reset(&object);
+        current_ = &rootDictionary_;
+    } else {
         current_ = &destinationDictionary_;
+    }
     current_->clear();
 }
 
@@ -108,8 +111,7 @@ void QWManagedObjectToJSONConverter::visitObjectCloseRelationshipForKey(QWManage
     subElementsKey_.clear();
 }
 
-// Fields
-// ------------------------------------------------------------------------------------------------------
+// Fields ----------------------------------------------------------------------------------------------------
 
 void QWManagedObjectToJSONConverter::saveValue(const QVariant& value, const QWManagedObject&,
                                                const QString& key) {
@@ -161,10 +163,10 @@ void QWManagedObjectToJSONConverter::visitObjectDateForKey(QWManagedObject& obje
 
 void QWManagedObjectToJSONConverter::visitObjectImageURLForKey(QWManagedObject& object, const QString& key,
                                                                const QString&) {
-    const QUrl url = object.valueForKey(key).toUrl();
     const auto* context = object.managedObjectContext();
-    if (images_ && context && context->environment().files().exists(url.path()))
-        saveValue(QString::fromLatin1(images_->convertedImageDataFromURL(url).toHex()), object, key);
+    const QUrl url = object.valueForKey(key).toUrl();
+    if (images_ && context && fileExistsAtURL(context->environment().files(), url))
+        saveValue(hexadecimalString(images_->convertedImageDataFromURL(url)), object, key);
 }
 
 void QWManagedObjectToJSONConverter::visitObjectLevelForKey(QWManagedObject& object, const QString& key, bool,

@@ -8,12 +8,13 @@
 
 namespace {
 
-// The entity that a reference names; null when it is no reference to a record of the model.
+// The entity that a reference names; null when it is no reference to a synced record of the model.
 const QWEntityDescription* referencedEntity(const QVariantMap& reference, const QWManagedObjectModel& model) {
     const QVariant uuid = reference.value(QWDropBoxUUIDKey);
     if (uuid.typeId() != QMetaType::QString || uuid.toString().isEmpty())
         return nullptr;
-    return model.entity(reference.value(QWDropBoxEntityNameKey).toString());
+    const auto* entity = model.entity(reference.value(QWDropBoxEntityNameKey).toString());
+    return entity && entity->property(QWDropBoxUUIDKey) ? entity : nullptr;
 }
 
 bool isReference(const QVariant& value, const QWEntityDescription* destination,
@@ -92,8 +93,7 @@ QWDropboxSyncManagedObjectDictionaryImporter::objectReferencedByDictionary(const
                                                                entity->name(), context, true);
 }
 
-// Visit
-// -------------------------------------------------------------------------------------------------------
+// Visit -----------------------------------------------------------------------------------------------------
 
 bool QWDropboxSyncManagedObjectDictionaryImporter::respondsToSelector(const QString& selector) const {
     return selector == QWVisitShouldExploreRelationshipSelector

@@ -24,8 +24,7 @@ using Memory = std::unique_ptr<char, FreeMemory>;
 // Dates are counted from here, in 32 bits.
 const QDateTime referenceDate(QDate(2001, 1, 1), QTime(0, 0), Qt::UTC);
 
-// Writing
-// -----------------------------------------------------------------------------------------------------
+// Writing ---------------------------------------------------------------------------------------------------
 
 QByteArray xmlText(QString text) {
     for (QChar& character : text) {
@@ -100,8 +99,7 @@ Node nodeFromValue(const QVariant& value) {
     }
 }
 
-// Reading
-// -----------------------------------------------------------------------------------------------------
+// Reading ---------------------------------------------------------------------------------------------------
 
 QVariant valueFromNode(plist_t node);
 

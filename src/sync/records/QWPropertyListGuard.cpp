@@ -14,7 +14,7 @@ constexpr quint64 maximumGrowth = 16;
 
 bool isSafeXML(const QByteArray& bytes) {
     QXmlStreamReader xml(bytes);
-    int depth = -1; // the element around the list does not count
+    int depth = -2; // of containers: the element around the list and the innermost value do not count
     while (!xml.atEnd()) {
         switch (xml.readNext()) {
         case QXmlStreamReader::StartElement:
