@@ -67,8 +67,11 @@ std::optional<qlonglong> exactInteger(const QVariant& value) {
 }
 
 std::optional<double> exactDouble(const QVariant& value) {
-    if (value.typeId() == QMetaType::Double || value.typeId() == QMetaType::Float)
+    if (value.typeId() == QMetaType::Double || value.typeId() == QMetaType::Float) {
+        if (std::isnan(value.toDouble()))
+            return std::nullopt; // SQLite would store no value, and nothing could be sorted by it
         return value.toDouble();
+    }
     const auto integer = exactInteger(value);
     if (!integer)
         return std::nullopt;

@@ -23,7 +23,7 @@ using QWRef = QExplicitlySharedDataPointer<T>;
 enum class QWAttributeType {
     String,   // [QString]
     Integer,  // [qlonglong]
-    Double,   // [double]
+    Double,   // [double], infinite ones included, but not NaN
     Boolean,  // [bool]
     Date,     // [QDateTime, UTC], to the millisecond
     Data,     // [QByteArray]

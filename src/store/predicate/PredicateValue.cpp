@@ -144,13 +144,8 @@ std::optional<PredicateValue> valueOfSlot(const QVariant& slot, int options) {
     case QMetaType::LongLong:
         return slot.toLongLong();
     case QMetaType::Double:
-        // SQLite stores what is not a number as no value.
-        if (std::isnan(slot.toDouble()))
-            return std::nullopt;
         return slot.toDouble();
     case QMetaType::QDateTime:
-        if (!slot.toDateTime().isValid())
-            return std::nullopt;
         return slot.toDateTime().toMSecsSinceEpoch();
     case QMetaType::QString:
         return foldForOptions(slot.toString(), options);
