@@ -88,7 +88,8 @@ void Context::runDeleteRules() {
     }
 }
 
-// The deleted record keeps its own ends, so that observers can still read them; only the far ends change.
+// The deleted record keeps its own ends, so that observers can still read them; only the far ends change, and those
+// that were given to another record after the deletion do not.
 void Context::applyDeleteRules(Record& record) {
     for (const QWPropertyDescription* property : record.entity_->properties()) {
         if (property->isAttribute() || property->deleteRule() == QWDeleteRule::Deny)
@@ -99,11 +100,14 @@ void Context::applyDeleteRules(Record& record) {
         else if (const QWRef<Record> destination = record.relatedObject(property->name()))
             destinations = {destination};
         for (const auto& destination : destinations) {
-            if (destination->isDeleted())
+            const QWPropertyDescription* inverse = property->inverse();
+            const bool hasMoved =
+                inverse && !inverse->isToMany() && destination->slot(inverse->index()) != record.key_;
+            if (destination->isDeleted() || hasMoved)
                 continue;
             if (property->deleteRule() == QWDeleteRule::Cascade)
                 deleteObject(*destination);
-            else if (const QWPropertyDescription* inverse = property->inverse())
+            else if (inverse)
                 destination->assignEnd(*inverse, record, false);
         }
     }

@@ -164,6 +164,24 @@ TEST_F(Relationship, Cascaded_records_are_deleted_in_the_same_notice_and_fetched
     EXPECT_TRUE(fetch("Chapter").empty());
 }
 
+TEST_F(Relationship, What_moved_to_another_record_after_the_deletion_is_spared_by_its_rules) {
+    Ref author = insert("Author"), heir = insert("Author"), book = insert("Book"), sequel = insert("Book"),
+        chapter = insert("Chapter");
+    book->setRelatedObject("author", author.data());
+    chapter->setRelatedObject("book", book.data());
+    save();
+    context->deleteObject(*author);
+    book->setRelatedObject("author", heir.data());
+    context->processPendingChanges();
+    EXPECT_EQ(book->relatedObject("author"), heir);
+    context->deleteObject(*book);
+    chapter->setRelatedObject("book", sequel.data());
+    save();
+    EXPECT_FALSE(chapter->isDeleted());
+    EXPECT_EQ(fetch("Chapter"), QWManagedObjectSet{chapter});
+    EXPECT_EQ(sequel->relatedObjects("chapters"), QList<Ref>{chapter});
+}
+
 TEST_F(Relationship, A_denied_deletion_fails_the_save_with_the_platforms_code_until_the_last_member_goes) {
     Ref shelf = insert("Shelf"), book = insert("Book");
     book->setRelatedObject("shelf", shelf.data());
