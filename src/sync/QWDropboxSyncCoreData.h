@@ -1,0 +1,285 @@
+#pragma once
+
+#include "dropbox/DBRestClient.h"
+#include "store/QWManagedObjectContext.h"
+#include "sync/QWDeltaQueue.h"
+#include "sync/QWDropboxSyncConstants.h"
+#include "sync/QWDropboxSyncCoreDataDelegate.h"
+#include "sync/QWResetListing.h"
+#include "sync/QWRowsInFlight.h"
+#include "sync/cache/QWDropboxCacheModel.h"
+#include "sync/cache/QWDropboxFileMetadataManager.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QUrl>
+#include <memory>
+#include <unordered_set>
+
+class QWDropboxSyncManagedObjectDictionaryExporter;
+class QWDropboxSyncManagedObjectDictionaryImporter;
+class QWManagedObjectWithSyncSupport;
+class QWTimer;
+
+// Keeps the records of a host's store in step with an application folder in the cloud. The host makes one engine
+// for its main context and gives it a client when the user has signed in; from its construction on every change
+// of a synced record is queued, also while nobody is signed in.
+//
+//     QWDropboxSyncCoreData engine(mainContext, {"Author", "Book"}, QUrl::fromLocalFile(cacheFolder));
+//     engine.setDelegate(&host, &host);
+//     engine.activateSyncWithDropboxRestClient(client);
+//
+// | Concern | File |
+// |---|---|
+// | Lifecycle and status | QWDropboxSyncCoreData.cpp |
+// | Cache store and contexts | QWDropboxSyncCoreData_CacheStore.cpp |
+// | Change capture | QWDropboxSyncCoreData_ChangeCapture.cpp |
+// | Upload | QWDropboxSyncCoreData_Upload.cpp |
+// | Delta download | QWDropboxSyncCoreData_DeltaDownload.cpp |
+// | Import of what was downloaded | QWDropboxSyncCoreData_Import.cpp |
+// | Full re-upload and bulk update | QWDropboxSyncCoreData_FullReupload.cpp |
+//
+// The client's answers come in by the DBRestClientDelegate operations; each stands in the file of its main case
+// and forks from there. Everything runs on the thread of the main context. The run loop, the clock, the files, the
+// user defaults, the notification centre and the error presenter are those of the main context's coordinator.
+class QWDropboxSyncCoreData final : public QObject, public DBRestClientDelegate {
+    Q_OBJECT
+    // Their signals come with every set, equal values too, before the setter returns.
+    Q_PROPERTY(quint64 status READ status WRITE setStatus NOTIFY statusChanged)
+    Q_PROPERTY(qint64 numberOfItemsToProcess READ numberOfItemsToProcess WRITE setNumberOfItemsToProcess
+                   NOTIFY numberOfItemsToProcessChanged)
+
+public:
+    // Lifecycle and status ------------------------------------------------------------------------------------
+
+    // The engine that user interface elements follow; null until it is set. Held until it is replaced, which
+    // posts QWDropboxSyncCoreDataSharedInstanceChangedNotification on the notification centre of the new engine
+    // or, when there is none, of the one that goes. Replace it by null before the application object goes.
+    static std::shared_ptr<QWDropboxSyncCoreData> sharedInstance();
+    static void setSharedInstance(std::shared_ptr<QWDropboxSyncCoreData> instance);
+
+    // `entityNames` are the synced entities in order of dependency: a record may refer to those of its own entity
+    // and of the entities before it. `localCacheURL` is a folder of this engine's own, made when missing.
+    QWDropboxSyncCoreData(std::shared_ptr<QWManagedObjectContext> mainManagedObjectContext,
+                          const QStringList& entityNames, const QUrl& localCacheURL);
+    ~QWDropboxSyncCoreData() override;
+
+    // Starts to synchronise; without a client, with the one given before. Again after `deactivateSync` or a
+    // refused token.
+    void activateSyncWithDropboxRestClient(std::shared_ptr<DBRestClient> client);
+    // Stops. Answers that are still out and timers that are pending arrive all the same.
+    void deactivateSync();
+    void tokenBecameInvalid();
+    void applicationWillClose();
+    // YES in every state: whoever asks checks the status as well.
+    bool isSyncEnabled() const;
+
+    // Held weakly: `lifetime` is the QObject with which the delegate lives and dies.
+    void setDelegate(QWDropboxSyncCoreDataDelegate* delegate, QObject* lifetime);
+    QWDropboxSyncCoreDataDelegate* delegate() const { return delegateLifetime_ ? delegate_ : nullptr; }
+
+    // A QWDropboxSyncStatus.
+    quint64 status() const { return _status; }
+    void setStatus(quint64 status);
+    // Objects still to be uploaded, or minus the delta entries still to be imported.
+    qint64 numberOfItemsToProcess() const { return _numberOfItemsToProcess; }
+    void setNumberOfItemsToProcess(qint64 number);
+    // When the last complete delta arrived; null before.
+    QDateTime lastTimeQueriedDeltaEntries() const { return _lastTimeQueriedDeltaEntries; }
+
+    QWDropboxSyncManagedObjectDictionaryExporter& syncDictionaryExporter();
+    QWDropboxSyncManagedObjectDictionaryImporter& syncDictionaryImporter();
+
+    // Cache store and contexts --------------------------------------------------------------------------------
+
+    // Made on first use. The coordinator is without a store, and the log says why, when the file cannot be opened.
+    const std::shared_ptr<QWManagedObjectModel>& dropboxCacheManagedObjectModel();
+    const std::shared_ptr<QWPersistentStoreCoordinator>& dropboxCachePersistentStoreCoordinator();
+    const std::shared_ptr<QWManagedObjectContext>& dropboxCacheManagedObjectContext();
+    QWDropboxFileMetadataManager& fileMetadataManager();
+    // The context on the host's store in which a batch is applied; made on first use, released after the batch.
+    const std::shared_ptr<QWManagedObjectContext>& syncSupportManagedObjectContextCopy();
+    void setSyncSupportManagedObjectContextCopy(std::shared_ptr<QWManagedObjectContext> context);
+
+    // The setting of that key; a new, unsaved row without value when there is none.
+    QWRef<Metadata> metadataWithKey(const QString& key);
+    // What cannot be saved is shown to the user and stays in the context for the next save.
+    void saveCacheContext();
+    void saveSyncSupportContext();
+    void saveManagedObjectContexes();
+    // Rows of the queue, those in flight included.
+    qint64 numberOfObjectsWaitingSync();
+
+    // Change capture ------------------------------------------------------------------------------------------
+
+    void insertInSyncQueueManagedObject(QWManagedObjectWithSyncSupport& object, qint32 action);
+    // The row of an object; null when there is none, unless it is to be made, unsaved. An object without a uuid
+    // that can name a file never gets one. Two rows are a programming error: "[fetchedObjects count] == 1".
+    QWRef<ObjectWaitingSync> objectWaitingSyncForObject(const QWManagedObjectWithSyncSupport& object,
+                                                        bool createIfNotExisting);
+
+    // Upload --------------------------------------------------------------------------------------------------
+
+    bool canUploadAnotherObject() const;
+    // Sends waiting rows until the pool is full.
+    void beginSyncOfObjectsWaitingSync();
+    qint64 numberOfObjectsSyncing() const { return objectsSyncing_.count(); }
+
+    QString fileNameWithUUID(const QString& uuid, const QString& entityName, bool isImage) const;
+    QString fileNameForObjectWaitingToSync(const ObjectWaitingSync& row, bool isImage) const;
+
+    // Delta download ------------------------------------------------------------------------------------------
+
+    // Asks the cloud for changes since the last batch.
+    void loadDeltaPotentialUpdates();
+    // Entries received and not yet finished.
+    const QWDeltaQueue& deltaEntriesToImport() const { return deltaEntriesToImport_; }
+
+    // Full re-upload and bulk update --------------------------------------------------------------------------
+
+    // Queues the objects that are synced records, as one edit made at `date`: stamps those whose date was not
+    // set explicitly; skips those whose change does not matter or, with `askDelegateConfirmation`, those that the
+    // delegate does not want sent.
+    void updateObjects(const QWManagedObjectSet& objects, const QDateTime& date, qint32 action,
+                       bool askDelegateConfirmation);
+    bool isUsefullToUpdateDateModifiedOfObject(const QWManagedObjectWithSyncSupport& object);
+    // Looks the sync folder up; where it is missing, everything is uploaded again.
+    void checkIsSyncNeedToBeResetted();
+    // Forgets every remote revision and queues every object. Dates stay as they are.
+    void resetSyncAndUploadAllItems();
+
+    // DBRestClientDelegate ------------------------------------------------------------------------------------
+
+    void restClientLoadedDeltaEntries(DBRestClient& client, const QList<DBDeltaEntryRef>& entries, bool reset,
+                                      const QString& cursor, bool hasMore) override;
+    void restClientLoadDeltaFailedWithError(DBRestClient& client, const QWError& error) override;
+    void restClientUploadedFile(DBRestClient& client, const QString& destinationPath,
+                                const QString& sourcePath, const DBMetadata& metadata) override;
+    void restClientUploadFileFailedWithError(DBRestClient& client, const QWError& error) override;
+    void restClientDeletedPath(DBRestClient& client, const QString& path) override;
+    void restClientDeletePathFailedWithError(DBRestClient& client, const QWError& error) override;
+    void restClientLoadedFile(DBRestClient& client, const QString& localPath, const QString& contentType,
+                              const DBMetadata& metadata) override;
+    void restClientLoadFileFailedWithError(DBRestClient& client, const QWError& error) override;
+    void restClientLoadedMetadata(DBRestClient& client, const DBMetadata& metadata) override;
+    void restClientLoadMetadataFailedWithError(DBRestClient& client, const QWError& error) override;
+
+Q_SIGNALS:
+    void statusChanged(quint64 status);
+    void numberOfItemsToProcessChanged(qint64 number);
+
+private:
+    friend struct QWDropboxSyncCoreDataProbe; // tests/sync: the one door to what follows
+
+    // Lifecycle -----------------------------------------------------------------------------------------------
+
+    QWEnvironment& environment() const { return mainManagedObjectContext_->environment(); }
+    QString localPath(const QString& fileName) const; // in the cache folder
+    void observeMainContext();
+    // Runs `block` once; pending until then in `scheduledTimers_`, whatever the status.
+    void scheduleTimer(double seconds, std::function<void()> block);
+
+    // Cache store ---------------------------------------------------------------------------------------------
+
+    void saveContext(QWManagedObjectContext& context, const char* operation);
+    void syncSupportManagedObjectContextDidSave(const QWDidSaveNotice& notice);
+    void deleteAllResultOfFetchRequest(const QWFetchRequest& request);
+    void deleteObjectWaitingSync(ObjectWaitingSync& row);
+    void recordFileMetadata(const DBMetadata& metadata, const QString& localPath = {});
+
+    // Change capture ------------------------------------------------------------------------------------------
+
+    void mainManagedObjctContextObjectsChanged(const QWObjectsDidChangeNotice& notice);
+
+    // Upload --------------------------------------------------------------------------------------------------
+
+    std::vector<QWRef<ObjectWaitingSync>> nextObjectsWaitingSync();
+    // False when the object does not exist any more: the row is dropped.
+    bool beginSyncOfObjectWaiting(const QWRef<ObjectWaitingSync>& row);
+    void deleteFilesOfObjectWaiting(ObjectWaitingSync& row);
+    void uploadFilesOfObjectWaiting(const QWRef<ObjectWaitingSync>& row,
+                                    QWManagedObjectWithSyncSupport& object);
+    void uploadRecordOfObjectWaiting(const QWRef<ObjectWaitingSync>& row,
+                                     QWManagedObjectWithSyncSupport& object);
+    void uploadFileWithName(const QString& fileName, const QUrl& localURL);
+    QWRef<QWManagedObjectWithSyncSupport> objectReferencedByWaitingObject(const ObjectWaitingSync& row);
+    QWRef<ObjectWaitingSync> objectSyncingForFileWithName(const QString& fileName) const;
+    void finishUploadOfObjectWaiting(const QWRef<ObjectWaitingSync>& row);
+    // One request of the row was answered; whether it was the last. A row that is not known counts as finished.
+    bool finishRequestOfRow(const QWRef<ObjectWaitingSync>& row);
+    void removeFromSyncingAndDeleteFromContextObject(const QWRef<ObjectWaitingSync>& row);
+
+    // Delta download ------------------------------------------------------------------------------------------
+
+    void addDeletionsOfResetListing();
+    void scheduleNextDeltaEntryCheckWithLastSucceded(bool succeeded);
+    DBDeltaEntryRef extractNextDeltaEntryToProcess();
+    void beginProcessOfNextDeltaEntryWaiting();
+    bool beginProcessOfDeltaEntry(const DBDeltaEntryRef& entry);
+    bool beginDownloadOfDeltaEntry(const DBDeltaEntryRef& entry);
+    void finishDeltaBatch();
+    DBDeltaEntryRef deltaEntryForFileNamed(const QString& fileName) const;
+    void deleteDeltaEntryForDownloadedFileNamed(const QString& fileName);
+    void removeDeltaEntry(const DBDeltaEntryRef& entry);
+    void emptyDeltaEntries();
+    void downloadDataWithDropboxMetadata(const DBMetadata& metadata);
+
+    // Import --------------------------------------------------------------------------------------------------
+
+    // The object that a remote file belongs to, in the sync support context.
+    QWRef<QWManagedObjectWithSyncSupport> objectReferencedWithLowerCaseFileName(const QString& fileName,
+                                                                                bool createIfNotExisting);
+    void processDeleteFromDeltaEntry(const DBDeltaEntry& entry);
+    void importRecord(const QString& localPath, const DBMetadata& metadata);
+    void finishConflictedCopy(QWManagedObjectWithSyncSupport& object, const DBMetadata& metadata);
+    void queueForUpload(const QWManagedObjectWithSyncSupport& object);
+    void importImage(const QString& localPath, const DBMetadata& metadata);
+    // Notes a file that this library can do nothing with; `localPath` is where it was downloaded.
+    void ignoreFile(const QString& reason, const DBMetadata& metadata, const QString& localPath = {});
+
+    // Full re-upload ------------------------------------------------------------------------------------------
+
+    void fetchAllItemsForUpload();
+    void fetchAllItemsForUploadWithEntityName(const QString& entityName);
+    void deleteAllFileMetadata();
+    void deleteObjectWaitingSyncWithActionDelete();
+
+    // Fields --------------------------------------------------------------------------------------------------
+
+    // Given by the host.
+    std::shared_ptr<DBRestClient> dropboxRestClient_; // at activation
+    const std::shared_ptr<QWManagedObjectContext> mainManagedObjectContext_;
+    const QUrl localCacheURL_; // cache store, staging files and downloads
+    const QStringList entityNames_;
+    QWDropboxSyncCoreDataDelegate* delegate_ = nullptr;
+    QPointer<QObject> delegateLifetime_;
+
+    // Made on first use.
+    std::unique_ptr<QWDropboxSyncManagedObjectDictionaryExporter> syncDictionaryExporter_;
+    std::unique_ptr<QWDropboxSyncManagedObjectDictionaryImporter> syncDictionaryImporter_;
+    std::shared_ptr<QWManagedObjectModel> dropboxCacheManagedObjectModel_;
+    std::shared_ptr<QWPersistentStoreCoordinator> dropboxCachePersistentStoreCoordinator_;
+    std::shared_ptr<QWManagedObjectContext> dropboxCacheManagedObjectContext_;
+    std::unique_ptr<QWDropboxFileMetadataManager> fileMetadataManager_;
+    std::shared_ptr<QWManagedObjectContext> syncSupportManagedObjectCopy_; // released at the end of a batch
+
+    // Upload: rows in flight by upper-cased uuid. Written by upload; emptied by `deactivateSync`.
+    QWRowsInFlight objectsSyncing_;
+
+    // Delta download. Written there; emptied by `deactivateSync` and a full re-upload.
+    QWDeltaQueue deltaEntriesToImport_;
+    QWDeltaQueue::InProcess deltaEntriesInProcess_; // always some of those to import
+    bool checkForDeltaUpdateImmediatelyAfterCurrentEntriesAnalysis_ = false;
+    QString deltaNextCursor_; // of the last page; what is saved when the batch ends. Read back at activation.
+    int deltaQueriesGivenUp_ = 0; // unanswered at a deactivation: their answers' cursors are not kept
+    QWResetListing resetListing_;
+
+    // Every concern.
+    std::unordered_set<std::shared_ptr<QWTimer>> scheduledTimers_; // retries and polls that have not fired
+    quint64 _status = QWDropboxSyncStatusDisabled;
+    qint64 _numberOfItemsToProcess = 0;
+    QDateTime _lastTimeQueriedDeltaEntries;
+
+    QWObservation willTerminateObservation_;
+    QWObservation mainContextObservation_; // inactive while a batch is merged
+};

@@ -1,0 +1,144 @@
+// Cache store and contexts.
+//
+// Everything here is made on first use. The cache store, its context and the metadata manager live as long as the
+// engine; the sync support context from the first downloaded change of a batch to the end of the batch.
+//
+// Invariants:
+// - One context reads and writes the cache store.
+// - What the sync support context saves reaches the main context inside that save, and is not seen there as an
+//   edit of the host's.
+#include "sync/QWDropboxSyncCoreData.h"
+
+#include "platform/text/QWText.h"
+#include "sync/QWSyncLog_p.h"
+
+namespace {
+const QString cacheStoreFileName = QStringLiteral("DropboxCache.sqlite");
+}
+
+const std::shared_ptr<QWManagedObjectModel>& QWDropboxSyncCoreData::dropboxCacheManagedObjectModel() {
+    if (!dropboxCacheManagedObjectModel_)
+        dropboxCacheManagedObjectModel_ = QWMakeDropboxCacheModel();
+    return dropboxCacheManagedObjectModel_;
+}
+
+const std::shared_ptr<QWPersistentStoreCoordinator>&
+QWDropboxSyncCoreData::dropboxCachePersistentStoreCoordinator() {
+    if (!dropboxCachePersistentStoreCoordinator_) {
+        dropboxCachePersistentStoreCoordinator_ = std::make_shared<QWPersistentStoreCoordinator>(
+            dropboxCacheManagedObjectModel(), mainManagedObjectContext_->coordinator()->environment());
+        QWError error;
+        if (!dropboxCachePersistentStoreCoordinator_->addStore(localPath(cacheStoreFileName), {}, &error))
+            qCWarning(qwSyncLog).noquote() << "the cache store cannot be opened:" << error.message;
+    }
+    return dropboxCachePersistentStoreCoordinator_;
+}
+
+const std::shared_ptr<QWManagedObjectContext>& QWDropboxSyncCoreData::dropboxCacheManagedObjectContext() {
+    if (!dropboxCacheManagedObjectContext_)
+        dropboxCacheManagedObjectContext_ = std::make_shared<QWManagedObjectContext>(
+            dropboxCachePersistentStoreCoordinator(), QWConcurrencyType::PrivateQueue);
+    return dropboxCacheManagedObjectContext_;
+}
+
+QWDropboxFileMetadataManager& QWDropboxSyncCoreData::fileMetadataManager() {
+    if (!fileMetadataManager_)
+        fileMetadataManager_ =
+            std::make_unique<QWDropboxFileMetadataManager>(dropboxCacheManagedObjectContext());
+    return *fileMetadataManager_;
+}
+
+const std::shared_ptr<QWManagedObjectContext>& QWDropboxSyncCoreData::syncSupportManagedObjectContextCopy() {
+    if (!syncSupportManagedObjectCopy_)
+        syncSupportManagedObjectCopy_ = std::make_shared<QWManagedObjectContext>(
+            mainManagedObjectContext_->coordinator(), QWConcurrencyType::MainQueue);
+    return syncSupportManagedObjectCopy_;
+}
+
+void QWDropboxSyncCoreData::setSyncSupportManagedObjectContextCopy(
+    std::shared_ptr<QWManagedObjectContext> context) {
+    syncSupportManagedObjectCopy_ = std::move(context);
+}
+
+QWRef<Metadata> QWDropboxSyncCoreData::metadataWithKey(const QString& key) {
+    auto& context = *dropboxCacheManagedObjectContext();
+    const QWFetchRequest request(QWDBEntityNameMetadata,
+                                 QWPredicate::comparison("key", QWPredicate::Operator::Equal, key));
+    const auto found = QWFetchCacheRecords<Metadata>(context, request);
+    if (!found.empty())
+        return found.front();
+    const auto metadata = QWInsertCacheRecord<Metadata>(context, QWDBEntityNameMetadata);
+    metadata->setKey(key);
+    return metadata;
+}
+
+qint64 QWDropboxSyncCoreData::numberOfObjectsWaitingSync() {
+    return dropboxCacheManagedObjectContext()
+        ->count(QWFetchRequest(QWDBEntityNameObjectWaitingSync))
+        .value_or(0);
+}
+
+// Saving ---------------------------------------------------------------------------------------------------------
+
+void QWDropboxSyncCoreData::saveContext(QWManagedObjectContext& context, const char* operation) {
+    if (!context.commitEditing())
+        qCWarning(qwSyncLog).noquote()
+            << QStringLiteral("%1:%2 unable to commit editing before saving")
+                   .arg(QLatin1String("QWDropboxSyncCoreData"), QLatin1String(operation));
+    QWError error;
+    if (!context.save(&error))
+        environment().errorPresenter().presentError(error);
+}
+
+void QWDropboxSyncCoreData::saveCacheContext() {
+    saveContext(*dropboxCacheManagedObjectContext(), "saveCacheContext");
+}
+
+void QWDropboxSyncCoreData::saveSyncSupportContext() {
+    const auto context = syncSupportManagedObjectContextCopy();
+    const auto observation = context->observeDidSave(
+        [this](const QWDidSaveNotice& notice) { syncSupportManagedObjectContextDidSave(notice); });
+    saveContext(*context, "saveSyncSupportContext");
+}
+
+void QWDropboxSyncCoreData::saveManagedObjectContexes() {
+    if (syncSupportManagedObjectCopy_)
+        saveSyncSupportContext();
+    saveCacheContext();
+}
+
+// The pending edits of the user are reported, and queued, before the engine stops listening; what the merge
+// changes is reported while it does not.
+void QWDropboxSyncCoreData::syncSupportManagedObjectContextDidSave(const QWDidSaveNotice& notice) {
+    mainManagedObjectContext_->processPendingChanges();
+    mainContextObservation_.stop();
+    mainManagedObjectContext_->mergeChangesFromContextDidSave(notice);
+    mainManagedObjectContext_->processPendingChanges();
+    observeMainContext();
+}
+
+// Rows -----------------------------------------------------------------------------------------------------------
+
+void QWDropboxSyncCoreData::deleteAllResultOfFetchRequest(const QWFetchRequest& request) {
+    const auto found = dropboxCacheManagedObjectContext()->fetch(request);
+    if (!found)
+        return;
+    for (const auto& record : *found) {
+        if (auto* row = dynamic_cast<ObjectWaitingSync*>(record.data()))
+            deleteObjectWaitingSync(*row);
+        else
+            dropboxCacheManagedObjectContext()->deleteObject(*record);
+    }
+}
+
+void QWDropboxSyncCoreData::deleteObjectWaitingSync(ObjectWaitingSync& row) {
+    if (!row.managedObjectContext())
+        return;
+    objectsSyncing_.rowWillBeDeleted(row);
+    dropboxCacheManagedObjectContext()->deleteObject(row);
+}
+
+void QWDropboxSyncCoreData::recordFileMetadata(const DBMetadata& metadata, const QString& localPath) {
+    resetListing_.fileWritten(metadata.filename());
+    fileMetadataManager().updateFileMetadataEquivalentToDropboxFileMetadata(metadata, localPath);
+}

@@ -1,0 +1,65 @@
+// Change capture: from the main context's change notices to rows of the queue.
+//
+// Started by every change notice of the main context, whatever the status. Ends with the cache context saved and
+// the upload pool started on a later turn of the run loop.
+//
+// Invariants:
+// - At most one row for each object; its action is that of the latest change.
+// - A change of an object in flight marks its row, so that its present state is sent again.
+#include "sync/QWDropboxSyncCoreData.h"
+
+#include "core/QWManagedObjectWithSyncSupport.h"
+#include "platform/QWAssert.h"
+#include "sync/QWSyncFileNames.h"
+#include "sync/QWSyncLog_p.h"
+#include "util/QWOperationQueue.h"
+
+void QWDropboxSyncCoreData::mainManagedObjctContextObjectsChanged(const QWObjectsDidChangeNotice& notice) {
+    const QDateTime now = environment().clock().now();
+    updateObjects(notice.inserted, now, QWDropboxSyncActionInsertOrUpdate, false);
+    updateObjects(notice.refreshed, now, QWDropboxSyncActionInsertOrUpdate, true);
+    updateObjects(notice.updated, now, QWDropboxSyncActionInsertOrUpdate, true);
+    updateObjects(notice.deleted, now, QWDropboxSyncActionDelete, false);
+    saveCacheContext();
+    QWOperationQueue::performBlockOnMainQueue(environment().runLoop(), [engine = QPointer(this)] {
+        if (engine && engine->canUploadAnotherObject())
+            engine->beginSyncOfObjectsWaitingSync();
+    });
+}
+
+void QWDropboxSyncCoreData::insertInSyncQueueManagedObject(QWManagedObjectWithSyncSupport& object,
+                                                           qint32 action) {
+    const auto row = objectWaitingSyncForObject(object, true);
+    if (!row)
+        return;
+    row->setAction(static_cast<qint16>(action));
+    if (objectsSyncing_.contains(object.uuid()))
+        row->setObjectModifiedWhileUploading(true);
+}
+
+QWRef<ObjectWaitingSync>
+QWDropboxSyncCoreData::objectWaitingSyncForObject(const QWManagedObjectWithSyncSupport& object,
+                                                  bool createIfNotExisting) {
+    auto& context = *dropboxCacheManagedObjectContext();
+    const QString uuid = object.uuid();
+    const QWFetchRequest request(QWDBEntityNameObjectWaitingSync,
+                                 QWPredicate::comparison("objectUUID", QWPredicate::Operator::Equal, uuid));
+    const auto fetchedObjects = QWFetchCacheRecords<ObjectWaitingSync>(context, request);
+    if (!fetchedObjects.empty()) {
+        QWAssert(fetchedObjects.size() == 1, "[fetchedObjects count] == 1",
+                 "-[QWDropboxSyncCoreData objectWaitingSyncForObject:createIfNotExisting:]");
+        return fetchedObjects.front();
+    }
+    if (!createIfNotExisting || uuid.isEmpty())
+        return {};
+    if (!qw::sync::canNameFile(uuid)) {
+        qCWarning(qwSyncLog).noquote()
+            << "not queued, because no file can bear its uuid:" << object.entity().name() << uuid.left(100);
+        return {};
+    }
+    const auto row = QWInsertCacheRecord<ObjectWaitingSync>(context, QWDBEntityNameObjectWaitingSync);
+    row->setObjectEntityName(object.entity().name());
+    row->setObjectUUID(uuid);
+    row->setObjectCouldHaveAnImage(!object.imageURL().isEmpty());
+    return row;
+}

@@ -1,0 +1,235 @@
+// Delta download: from the change feed of the cloud to files on this machine.
+//
+// Started by activation, by a poll timer and by the host. A query collects pages until there are no more; the
+// entries are sorted and then worked off by one loop: what is of no use is dropped, deletions are applied at once,
+// at most five files are out at a time, and each one that arrives (Import) runs the loop again. Ends with the cursor
+// saved, the batch merged into the main context, the uploads started and the next poll set for 600 seconds later.
+//
+// States of an entry: to import; in process as well, while its file is out; finished, which takes it out of both.
+//
+// Invariants:
+// - The saved cursor is that of the last batch whose every entry was finished.
+// - What is in process is to import, too. A file that has vanished (404) is never finished, so it holds its batch
+//   open until deactivation or a full re-upload.
+// - Nothing but a 401 ends the polling: a failed query is repeated after 10 seconds, as is a failed download.
+#include "sync/QWDropboxSyncCoreData.h"
+
+#include "dropbox/DBPath.h"
+#include "platform/text/QWText.h"
+#include "sync/QWRequestFailure.h"
+#include "sync/QWSyncFileNames.h"
+#include "sync/QWSyncLog_p.h"
+
+#include <QSet>
+#include <algorithm>
+
+using qw::sync::requestFailure;
+using qw::sync::RequestFailure;
+
+// Query ----------------------------------------------------------------------------------------------------------
+
+void QWDropboxSyncCoreData::loadDeltaPotentialUpdates() {
+    setStatus(QWDropboxSyncStatusCheckingForUpdates);
+    checkForDeltaUpdateImmediatelyAfterCurrentEntriesAnalysis_ = false;
+    if (!dropboxRestClient_)
+        return;
+    resetListing_.queryBegan();
+    dropboxRestClient_->loadDelta(deltaNextCursor_);
+}
+
+void QWDropboxSyncCoreData::restClientLoadedDeltaEntries(DBRestClient&, const QList<DBDeltaEntryRef>& entries,
+                                                         bool reset, const QString& cursor, bool hasMore) {
+    deltaEntriesToImport_.append(entries);
+    if (deltaQueriesGivenUp_ > 0)
+        --deltaQueriesGivenUp_;
+    else
+        deltaNextCursor_ = cursor;
+    if (resetListing_.pageArrived(entries, reset, hasMore))
+        addDeletionsOfResetListing();
+    if (hasMore) {
+        loadDeltaPotentialUpdates();
+        return;
+    }
+    deltaEntriesToImport_.sort(entityNames_);
+    _lastTimeQueriedDeltaEntries = environment().clock().now();
+    beginProcessOfNextDeltaEntryWaiting();
+}
+
+void QWDropboxSyncCoreData::restClientLoadDeltaFailedWithError(DBRestClient&, const QWError& error) {
+    resetListing_.queryFailed();
+    deltaQueriesGivenUp_ = std::max(deltaQueriesGivenUp_ - 1, 0);
+    if (requestFailure(error) == RequestFailure::TokenRefused) {
+        tokenBecameInvalid();
+        return;
+    }
+    qCWarning(qwSyncLog).noquote() << "restClient:loadDeltaFailedWithError:" << error.message;
+    scheduleNextDeltaEntryCheckWithLastSucceded(false);
+}
+
+void QWDropboxSyncCoreData::scheduleNextDeltaEntryCheckWithLastSucceded(bool succeeded) {
+    scheduleTimer(succeeded ? QWDBTimeScheduleDeltaDownloadInterval : QWDBTimeScheduleErrorRetryInterval,
+                  [this] { loadDeltaPotentialUpdates(); });
+}
+
+// A file that waits to be sent, or whose deletion does, is not deleted here: its upload settles what becomes of it.
+void QWDropboxSyncCoreData::addDeletionsOfResetListing() {
+    auto& context = *dropboxCacheManagedObjectContext();
+    QSet<QString> waiting;
+    for (const auto& row :
+         QWFetchCacheRecords<ObjectWaitingSync>(context, QWFetchRequest(QWDBEntityNameObjectWaitingSync)))
+        waiting.insert(qw::text::uppercase(row->objectUUID()));
+    QStringList known;
+    for (const auto& file :
+         QWFetchCacheRecords<FileMetadata>(context, QWFetchRequest(QWDBEntityNameFileMetadata))) {
+        const QString name = file->fileName();
+        const bool isPreferences =
+            isEqualToDropboxPath(QLatin1Char('/') + name, QWDBFileSyncedPreferencesInDropboxFolder);
+        if (!isPreferences && !waiting.contains(qw::sync::uuidNamedByFile(name)))
+            known.append(name);
+    }
+    deltaEntriesToImport_.append(resetListing_.deletions(known));
+    resetListing_.end();
+}
+
+// The loop -------------------------------------------------------------------------------------------------------
+
+DBDeltaEntryRef QWDropboxSyncCoreData::extractNextDeltaEntryToProcess() {
+    return deltaEntriesToImport_.next(deltaEntriesInProcess_);
+}
+
+void QWDropboxSyncCoreData::beginProcessOfNextDeltaEntryWaiting() {
+    while (const auto entry = extractNextDeltaEntryToProcess()) {
+        const bool startsRequest = fileMetadataManager().isUsefullImportOfDropboxDeltaEntry(*entry)
+                                   && beginProcessOfDeltaEntry(entry);
+        if (!startsRequest)
+            removeDeltaEntry(entry);
+        else if (deltaEntriesInProcess_.size() >= QWDBMaximumNumberOfDeltaEntriesInDownload)
+            break;
+    }
+    if (!deltaEntriesToImport_.isEmpty() || !deltaEntriesInProcess_.isEmpty())
+        setNumberOfItemsToProcess(-deltaEntriesToImport_.count());
+    else
+        finishDeltaBatch();
+}
+
+// False when the entry needs no request and is finished.
+bool QWDropboxSyncCoreData::beginProcessOfDeltaEntry(const DBDeltaEntryRef& entry) {
+    switch (entry->specialAction) {
+    case SpecialActionSyncCacheFolder:
+        resetSyncAndUploadAllItems();
+        return true;
+    case SpecialActionSyncedPreferences:
+        return false;
+    default:
+        if (entry->metadata)
+            return beginDownloadOfDeltaEntry(entry);
+        processDeleteFromDeltaEntry(*entry);
+        return false;
+    }
+}
+
+bool QWDropboxSyncCoreData::beginDownloadOfDeltaEntry(const DBDeltaEntryRef& entry) {
+    if (!qw::sync::downloadFileName(entry->metadata->filename())) {
+        ignoreFile(QStringLiteral("its name is too long"), *entry->metadata);
+        return false;
+    }
+    deltaEntriesInProcess_.insert(QWDeltaQueue::nameInProcess(*entry), entry);
+    downloadDataWithDropboxMetadata(*entry->metadata);
+    return true;
+}
+
+// The cursor is saved before the batch's records are: `docs/guarantees.md` says what keeps them from being lost.
+void QWDropboxSyncCoreData::finishDeltaBatch() {
+    metadataWithKey(QWDBMetadataCursorKey)->setValue(deltaNextCursor_);
+    saveCacheContext();
+    if (checkForDeltaUpdateImmediatelyAfterCurrentEntriesAnalysis_) {
+        loadDeltaPotentialUpdates();
+        return;
+    }
+    if (syncSupportManagedObjectCopy_) {
+        saveSyncSupportContext();
+        setSyncSupportManagedObjectContextCopy(nullptr);
+    }
+    setStatus(QWDropboxSyncStatusIdle);
+    beginSyncOfObjectsWaitingSync();
+    scheduleNextDeltaEntryCheckWithLastSucceded(true);
+}
+
+// Entries --------------------------------------------------------------------------------------------------------
+
+DBDeltaEntryRef QWDropboxSyncCoreData::deltaEntryForFileNamed(const QString& fileName) const {
+    return deltaEntriesInProcess_.value(qw::text::lowercase(fileName));
+}
+
+void QWDropboxSyncCoreData::deleteDeltaEntryForDownloadedFileNamed(const QString& fileName) {
+    const QString name = qw::text::lowercase(fileName);
+    const auto entry = deltaEntriesInProcess_.take(name);
+    deltaEntriesToImport_.release(name);
+    if (entry)
+        removeDeltaEntry(entry);
+}
+
+void QWDropboxSyncCoreData::removeDeltaEntry(const DBDeltaEntryRef& entry) {
+    deltaEntriesToImport_.remove(entry);
+    entry->removeSpecialAction();
+}
+
+void QWDropboxSyncCoreData::emptyDeltaEntries() {
+    deltaEntriesToImport_.clear();
+    deltaEntriesInProcess_.clear();
+    checkForDeltaUpdateImmediatelyAfterCurrentEntriesAnalysis_ = false;
+    resetListing_.end();
+}
+
+// Downloads ------------------------------------------------------------------------------------------------------
+
+void QWDropboxSyncCoreData::downloadDataWithDropboxMetadata(const DBMetadata& metadata) {
+    dropboxRestClient_->loadFile(metadata.path, localPath(*qw::sync::downloadFileName(metadata.filename())));
+}
+
+void QWDropboxSyncCoreData::restClientLoadFileFailedWithError(DBRestClient&, const QWError& error) {
+    const QString path = error.userInfo.value("path").toString();
+    const QString destinationPath = error.userInfo.value("destinationPath").toString();
+    switch (requestFailure(error)) {
+    case RequestFailure::TokenRefused:
+        tokenBecameInvalid();
+        return;
+    case RequestFailure::FileGone:
+        checkForDeltaUpdateImmediatelyAfterCurrentEntriesAnalysis_ = true;
+        beginProcessOfNextDeltaEntryWaiting();
+        return;
+    case RequestFailure::Transient:
+        qCWarning(qwSyncLog).noquote()
+            << "restClient:loadFileFailedWithError:" << qw::sync::errorDescription(error);
+        scheduleTimer(QWDBTimeScheduleErrorRetryInterval,
+                      [=, this] { dropboxRestClient_->loadFile(path, destinationPath); });
+    }
+}
+
+// Metadata of the sync folder ------------------------------------------------------------------------------------
+
+void QWDropboxSyncCoreData::restClientLoadedMetadata(DBRestClient&, const DBMetadata& metadata) {
+    if (!isEqualToDropboxPath(metadata.path, QWDBFileCacheDirectoryInDropboxFolder))
+        return;
+    environment().userDefaults().setBoolean(QWDBLastTimeTokenExpiredPrefKey, false);
+    loadDeltaPotentialUpdates();
+}
+
+void QWDropboxSyncCoreData::restClientLoadMetadataFailedWithError(DBRestClient&, const QWError& error) {
+    const QString path = error.userInfo.value("path").toString();
+    switch (requestFailure(error)) {
+    case RequestFailure::TokenRefused:
+        tokenBecameInvalid();
+        return;
+    case RequestFailure::FileGone:
+        if (!isEqualToDropboxPath(path, QWDBFileCacheDirectoryInDropboxFolder))
+            return;
+        environment().userDefaults().setBoolean(QWDBLastTimeTokenExpiredPrefKey, false);
+        resetSyncAndUploadAllItems();
+        setStatus(QWDropboxSyncStatusIdle);
+        beginSyncOfObjectsWaitingSync();
+        return;
+    case RequestFailure::Transient:
+        return;
+    }
+}

@@ -1,0 +1,92 @@
+// Full re-upload and bulk update: what acts on many objects at once.
+//
+// The bulk update is the filter between the main context's change notices and the queue; it is started by change
+// capture, or by the host, and has no state. The full re-upload is started when the sync folder is found missing
+// (at activation, or by its deletion in a delta) and ends with every object queued; whoever started it sets the
+// status.
+//
+// Invariants:
+// - The bulk update leaves the one-pass flag of every synced record that it was given down.
+// - A full re-upload leaves no known revision, no deletion in the queue and one row for each object.
+#include "sync/QWDropboxSyncCoreData.h"
+
+#include "core/QWManagedObjectWithSyncSupport.h"
+#include "sync/QWSyncFileNames.h"
+
+// Bulk update ----------------------------------------------------------------------------------------------------
+
+void QWDropboxSyncCoreData::updateObjects(const QWManagedObjectSet& objects, const QDateTime& date,
+                                          qint32 action, bool askDelegateConfirmation) {
+    const auto isToBeSent = [&](QWManagedObjectWithSyncSupport& object) {
+        if (!isUsefullToUpdateDateModifiedOfObject(object))
+            return false;
+        return !askDelegateConfirmation
+               || (delegate() && delegate()->shouldUploadUpdateManagedObject(object));
+    };
+    for (const auto& each : objects) {
+        auto* object = dynamic_cast<QWManagedObjectWithSyncSupport*>(each.data());
+        if (!object)
+            continue;
+        if (isToBeSent(*object)) {
+            if (!object->doNotUpdateDateModifiedDuringNextSave())
+                object->setDateModified(date);
+            insertInSyncQueueManagedObject(*object, action);
+        }
+        object->resetDoNotUpdateDateModifiedDuringNextSave();
+    }
+}
+
+// A date on its own is no change worth sending (the stamp of the pass before comes back as one), unless it stands
+// for a new image, which the store does not see.
+bool QWDropboxSyncCoreData::isUsefullToUpdateDateModifiedOfObject(
+    const QWManagedObjectWithSyncSupport& object) {
+    const QStringList keys = object.changedKeysForCurrentEvent();
+    if (keys.size() >= 2 || !keys.contains(QLatin1String("dateModified")))
+        return true;
+    const QUrl imageURL = object.imageURL();
+    const bool isImagePending = !imageURL.isEmpty()
+                                && fileMetadataManager().needsToUploadOfImageAtURL(
+                                    imageURL, fileNameWithUUID(object.uuid(), object.entity().name(), true));
+    return isImagePending && !objectWaitingSyncForObject(object, false);
+}
+
+// Full re-upload -------------------------------------------------------------------------------------------------
+
+void QWDropboxSyncCoreData::checkIsSyncNeedToBeResetted() {
+    setStatus(QWDropboxSyncStatusCheckingForUpdates);
+    if (dropboxRestClient_)
+        dropboxRestClient_->loadMetadata(QWDBFileCacheDirectoryInDropboxFolder);
+}
+
+void QWDropboxSyncCoreData::resetSyncAndUploadAllItems() {
+    emptyDeltaEntries();
+    deleteAllFileMetadata();
+    fetchAllItemsForUpload();
+    deleteObjectWaitingSyncWithActionDelete();
+    saveCacheContext();
+}
+
+void QWDropboxSyncCoreData::deleteAllFileMetadata() {
+    deleteAllResultOfFetchRequest(QWFetchRequest(QWDBEntityNameFileMetadata));
+}
+
+void QWDropboxSyncCoreData::fetchAllItemsForUpload() {
+    for (const QString& entityName : entityNames_)
+        fetchAllItemsForUploadWithEntityName(entityName);
+}
+
+void QWDropboxSyncCoreData::fetchAllItemsForUploadWithEntityName(const QString& entityName) {
+    const auto objects = mainManagedObjectContext_->fetch(QWFetchRequest(entityName));
+    if (!objects)
+        return;
+    for (const auto& each : *objects) {
+        if (const auto* object = dynamic_cast<const QWManagedObjectWithSyncSupport*>(each.data()))
+            queueForUpload(*object);
+    }
+}
+
+void QWDropboxSyncCoreData::deleteObjectWaitingSyncWithActionDelete() {
+    deleteAllResultOfFetchRequest(QWFetchRequest(
+        QWDBEntityNameObjectWaitingSync,
+        QWPredicate::comparison("action", QWPredicate::Operator::Equal, QWDropboxSyncActionDelete)));
+}

@@ -1,0 +1,150 @@
+// Import: what a downloaded file, or a deletion, does to the records of the host.
+//
+// Started by a finished download or by the delta loop at a deletion; ends with the entry finished, the cache context
+// saved and, after a download, the delta loop run again.
+//
+// Invariants:
+// - Records change in the sync support context only; they reach the main context when the batch ends.
+// - Whatever a file holds or is called, its entry is finished.
+#include "sync/QWDropboxSyncCoreData.h"
+
+#include "core/QWManagedObjectWithSyncSupport.h"
+#include "platform/text/QWText.h"
+#include "sync/QWSyncFileNames.h"
+#include "sync/QWSyncLog_p.h"
+#include "sync/records/QWDropboxSyncManagedObjectDictionaryImporter.h"
+#include "sync/records/QWSyncRecordFile.h"
+
+namespace {
+
+bool isSynced(const QWEntityDescription& entity) {
+    const QWRef<QWManagedObject> sample(entity.makeRecord());
+    return dynamic_cast<const QWManagedObjectWithSyncSupport*>(sample.data());
+}
+
+QString folderOf(const QString& path) {
+    return path.section(QLatin1Char('/'), 0, -2);
+}
+
+} // namespace
+
+void QWDropboxSyncCoreData::restClientLoadedFile(DBRestClient&, const QString& localPath, const QString&,
+                                                 const DBMetadata& metadata) {
+    if (qw::text::lowercase(qw::text::pathExtension(localPath)) == QWDBFileNameDataExtension)
+        importRecord(localPath, metadata);
+    else
+        importImage(localPath, metadata);
+    deleteDeltaEntryForDownloadedFileNamed(metadata.filename());
+    saveCacheContext();
+    beginProcessOfNextDeltaEntryWaiting();
+}
+
+// Records --------------------------------------------------------------------------------------------------------
+
+void QWDropboxSyncCoreData::importRecord(const QString& localPath, const DBMetadata& metadata) {
+    const auto object = objectReferencedWithLowerCaseFileName(metadata.filename(), true);
+    if (!object) {
+        ignoreFile(QStringLiteral("it belongs to no entity"), metadata, localPath);
+        return;
+    }
+    const auto bytes = environment().files().read(localPath);
+    const QVariantMap record =
+        qw::sync::recordFromFileBytes(bytes.value_or(QByteArray())).value_or(QVariantMap());
+    const auto entry = deltaEntryForFileNamed(metadata.filename());
+    const bool isConflictedCopy = entry && entry->specialAction != SpecialActionNone;
+
+    if (syncDictionaryImporter().needsToUpdateObject(*object, record)) {
+        syncDictionaryImporter().updateObject(*object, record, metadata.filename());
+        if (isConflictedCopy)
+            queueForUpload(*object);
+        else if (const auto row = objectWaitingSyncForObject(*object, false))
+            deleteObjectWaitingSync(*row);
+    }
+    environment().files().remove(localPath);
+    if (isConflictedCopy)
+        finishConflictedCopy(*object, metadata);
+    else
+        recordFileMetadata(metadata);
+}
+
+// The copy's revision is known only to the client whose upload the cloud made it of. That client is about to remove
+// the one place where its version stands, so it sends it again.
+void QWDropboxSyncCoreData::finishConflictedCopy(QWManagedObjectWithSyncSupport& object,
+                                                 const DBMetadata& metadata) {
+    const auto own = fileMetadataManager().fileMetadataForFileName(metadata.filename(), false);
+    if (own && own->rev() == metadata.rev)
+        queueForUpload(object);
+    fileMetadataManager().deleteDropboxFileMetadataWithName(metadata.filename());
+    dropboxRestClient_->deletePath(qw::sync::remotePath(metadata.filename()));
+}
+
+void QWDropboxSyncCoreData::queueForUpload(const QWManagedObjectWithSyncSupport& object) {
+    if (const auto row = objectWaitingSyncForObject(object, true))
+        row->setAction(QWDropboxSyncActionInsertOrUpdate);
+}
+
+// Images ---------------------------------------------------------------------------------------------------------
+
+void QWDropboxSyncCoreData::importImage(const QString& localPath, const DBMetadata& metadata) {
+    const auto known = objectReferencedWithLowerCaseFileName(metadata.filename(), false);
+    const auto object = known ? known : objectReferencedWithLowerCaseFileName(metadata.filename(), true);
+    if (!object) {
+        ignoreFile(QStringLiteral("it belongs to no entity"), metadata, localPath);
+        return;
+    }
+    const QUrl imageURL = object->imageURL();
+    if (imageURL.isEmpty()) {
+        if (!known)
+            syncSupportManagedObjectContextCopy()->deleteObject(*object);
+        ignoreFile(QStringLiteral("its object has no image"), metadata, localPath);
+        return;
+    }
+    auto& files = environment().files();
+    const QString imagePath = imageURL.toLocalFile();
+    if (files.exists(imagePath)
+        && !fileMetadataManager().isOudatedCoverImageAtURL(imageURL, metadata.lastModifiedDate)) {
+        files.remove(localPath);
+    } else {
+        files.makeFolder(folderOf(imagePath));
+        files.move(localPath, imagePath);
+    }
+    recordFileMetadata(metadata, imagePath);
+}
+
+// Deletions ------------------------------------------------------------------------------------------------------
+
+void QWDropboxSyncCoreData::processDeleteFromDeltaEntry(const DBDeltaEntry& entry) {
+    const QString name = qw::text::deletingPathExtension(qw::text::lastPathComponent(entry.lowercasePath));
+    if (const auto object = objectReferencedWithLowerCaseFileName(name, false)) {
+        const QString imagePath = object->imageURL().toLocalFile();
+        syncSupportManagedObjectContextCopy()->deleteObject(*object);
+        if (!imagePath.isEmpty() && environment().files().exists(imagePath))
+            environment().files().remove(imagePath);
+    }
+    fileMetadataManager().deleteDropboxFileMetadataWithName(name);
+    saveCacheContext();
+}
+
+// Objects --------------------------------------------------------------------------------------------------------
+
+// Null for a name without its second piece, for an entity that the model lacks and for one whose records are not
+// synced.
+QWRef<QWManagedObjectWithSyncSupport>
+QWDropboxSyncCoreData::objectReferencedWithLowerCaseFileName(const QString& fileName,
+                                                             bool createIfNotExisting) {
+    const auto named = qw::sync::objectNamedByFile(fileName);
+    const auto* entity = named ? mainManagedObjectContext_->model().entity(named->entityName) : nullptr;
+    if (!entity || !isSynced(*entity))
+        return {};
+    return QWManagedObjectWithSyncSupport::fetchObjectWithUUID(
+        named->uuid, named->entityName, *syncSupportManagedObjectContextCopy(), createIfNotExisting);
+}
+
+// Other programs' files and damaged names: noted once, so that they are not downloaded again.
+void QWDropboxSyncCoreData::ignoreFile(const QString& reason, const DBMetadata& metadata,
+                                       const QString& localPath) {
+    qCWarning(qwSyncLog).noquote() << "ignored, because" << reason << ":" << metadata.path;
+    if (!localPath.isEmpty())
+        environment().files().remove(localPath);
+    recordFileMetadata(metadata);
+}

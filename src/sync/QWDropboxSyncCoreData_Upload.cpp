@@ -1,0 +1,238 @@
+// Upload: from the rows of the queue to the files of the sync folder.
+//
+// Started by change capture, by the end of a delta batch and by each completion; ends when no row waits. A row
+// waits until the pool takes it, is in flight until each of its one or two requests was answered by a success (or
+// the 404 of a deletion), and is then retired, or sent again when its object changed meanwhile. A failed request
+// is repeated after 10 seconds, without limit and whatever the status.
+//
+// Invariants:
+// - A row is in the store until the cloud holds what it stands for.
+// - Rows are taken only in the states idle and uploading; at most five are in flight, but for a start that finds
+//   five of them there: its limit is then 0, which is none.
+// - The revision sent as the parent is the one known when the request is sent.
+#include "sync/QWDropboxSyncCoreData.h"
+
+#include "core/QWManagedObjectWithSyncSupport.h"
+#include "platform/text/QWText.h"
+#include "sync/QWRequestFailure.h"
+#include "sync/QWSyncFileNames.h"
+#include "sync/QWSyncLog_p.h"
+#include "sync/records/QWDropboxSyncManagedObjectDictionaryExporter.h"
+#include "sync/records/QWSyncRecordFile.h"
+
+#include <algorithm>
+
+using qw::sync::requestFailure;
+using qw::sync::RequestFailure;
+
+// The pool -------------------------------------------------------------------------------------------------------
+
+bool QWDropboxSyncCoreData::canUploadAnotherObject() const {
+    return objectsSyncing_.count() < QWDBMaximumNumberOfObjectsSyncing;
+}
+
+void QWDropboxSyncCoreData::beginSyncOfObjectsWaitingSync() {
+    if (status() != QWDropboxSyncStatusIdle && status() != QWDropboxSyncStatusUploading)
+        return;
+    if (!isSyncEnabled())
+        return;
+    for (bool isRoomLeft = true; isRoomLeft;) {
+        const auto rows = nextObjectsWaitingSync();
+        if (rows.empty()) {
+            setNumberOfItemsToProcess(objectsSyncing_.count());
+            if (objectsSyncing_.count() == 0)
+                setStatus(QWDropboxSyncStatusIdle);
+            return;
+        }
+        isRoomLeft = false;
+        for (const auto& row : rows)
+            isRoomLeft |= !beginSyncOfObjectWaiting(row);
+        setNumberOfItemsToProcess(numberOfObjectsWaitingSync());
+    }
+}
+
+std::vector<QWRef<ObjectWaitingSync>> QWDropboxSyncCoreData::nextObjectsWaitingSync() {
+    if (numberOfObjectsWaitingSync() == objectsSyncing_.countInStore())
+        return {};
+    QWFetchRequest request(QWDBEntityNameObjectWaitingSync);
+    if (objectsSyncing_.count() > 0)
+        request.predicate = QWPredicate::selfIn(objectsSyncing_.objectIDs()).negated();
+    request.limit = std::max<qint64>(0, QWDBMaximumNumberOfObjectsSyncing - objectsSyncing_.count());
+    return QWFetchCacheRecords<ObjectWaitingSync>(*dropboxCacheManagedObjectContext(), request);
+}
+
+bool QWDropboxSyncCoreData::beginSyncOfObjectWaiting(const QWRef<ObjectWaitingSync>& row) {
+    setStatus(QWDropboxSyncStatusUploading);
+    const QString key = qw::text::uppercase(row->objectUUID());
+    if (row->action() != QWDropboxSyncActionInsertOrUpdate) {
+        objectsSyncing_.insert(key, row);
+        deleteFilesOfObjectWaiting(*row);
+        return true;
+    }
+    const auto object = objectReferencedByWaitingObject(*row);
+    if (!object) {
+        deleteObjectWaitingSync(*row);
+        objectsSyncing_.remove(key);
+        return false;
+    }
+    objectsSyncing_.insert(key, row);
+    uploadFilesOfObjectWaiting(row, *object);
+    return true;
+}
+
+void QWDropboxSyncCoreData::deleteFilesOfObjectWaiting(ObjectWaitingSync& row) {
+    using qw::sync::remotePath;
+    dropboxRestClient_->deletePath(remotePath(fileNameForObjectWaitingToSync(row, false)));
+    const bool mayHaveImage = row.objectCouldHaveAnImage().value_or(true);
+    if (mayHaveImage)
+        dropboxRestClient_->deletePath(remotePath(fileNameForObjectWaitingToSync(row, true)));
+    row.setNumberOfFilesUploadingToDropbox(mayHaveImage ? 2 : 1);
+}
+
+void QWDropboxSyncCoreData::uploadFilesOfObjectWaiting(const QWRef<ObjectWaitingSync>& row,
+                                                       QWManagedObjectWithSyncSupport& object) {
+    quint64 files = 1;
+    if (const QUrl imageURL = object.imageURL(); !imageURL.isEmpty()) {
+        const QString imageName = fileNameForObjectWaitingToSync(*row, true);
+        if (fileMetadataManager().needsToUploadOfImageAtURL(imageURL, imageName)) {
+            uploadFileWithName(imageName, imageURL);
+            ++files;
+        }
+    }
+    row->setNumberOfFilesUploadingToDropbox(files);
+    uploadRecordOfObjectWaiting(row, object);
+}
+
+// A record that cannot be staged is not sent, since an older version may stand there; it is tried again like a
+// failed request.
+void QWDropboxSyncCoreData::uploadRecordOfObjectWaiting(const QWRef<ObjectWaitingSync>& row,
+                                                        QWManagedObjectWithSyncSupport& object) {
+    const QString stagingPath = localPath(qw::sync::stagingFileName(object.uuid()));
+    const auto bytes =
+        qw::sync::recordFileBytes(syncDictionaryExporter().dictionaryToInsertOrUpdateObjectToSync(object));
+    QWError error;
+    if (bytes && environment().files().write(stagingPath, *bytes, &error)) {
+        uploadFileWithName(fileNameForObjectWaitingToSync(*row, false), QUrl::fromLocalFile(stagingPath));
+        return;
+    }
+    qCWarning(qwSyncLog).noquote() << "the record cannot be staged:" << stagingPath << error.message;
+    scheduleTimer(QWDBTimeScheduleErrorRetryInterval, [this, row] {
+        if (objectsSyncing_.value(qw::text::uppercase(row->objectUUID())) != row)
+            return;
+        if (const auto present = objectReferencedByWaitingObject(*row))
+            uploadRecordOfObjectWaiting(row, *present);
+        else
+            finishUploadOfObjectWaiting(row);
+    });
+}
+
+void QWDropboxSyncCoreData::uploadFileWithName(const QString& fileName, const QUrl& localURL) {
+    const auto known = fileMetadataManager().fileMetadataForFileName(fileName, false);
+    dropboxRestClient_->uploadFile(fileName, QWDBFileCacheDirectoryInDropboxFolder,
+                                   known ? known->rev() : QString(), localURL.toLocalFile());
+}
+
+// Completions ----------------------------------------------------------------------------------------------------
+
+void QWDropboxSyncCoreData::restClientUploadedFile(DBRestClient&, const QString& destinationPath,
+                                                   const QString& sourcePath, const DBMetadata& metadata) {
+    const auto hasExtension = [](const QString& path, const QString& extension) {
+        return qw::text::lowercase(qw::text::pathExtension(path)) == extension;
+    };
+    recordFileMetadata(metadata, sourcePath);
+    const auto row = objectSyncingForFileWithName(qw::text::lastPathComponent(destinationPath));
+    if (hasExtension(sourcePath, QWDBFileNameDataExtension)
+        && !hasExtension(destinationPath, QWDBFileNameImageExtension))
+        environment().files().remove(sourcePath);
+    finishUploadOfObjectWaiting(row);
+}
+
+void QWDropboxSyncCoreData::finishUploadOfObjectWaiting(const QWRef<ObjectWaitingSync>& row) {
+    if (!finishRequestOfRow(row))
+        return;
+    if (!row || !row->objectModifiedWhileUploading())
+        removeFromSyncingAndDeleteFromContextObject(row);
+    else if (beginSyncOfObjectWaiting(row))
+        return;
+    beginSyncOfObjectsWaitingSync();
+}
+
+void QWDropboxSyncCoreData::restClientUploadFileFailedWithError(DBRestClient&, const QWError& error) {
+    if (requestFailure(error) == RequestFailure::TokenRefused) {
+        tokenBecameInvalid();
+        return;
+    }
+    const QString fileName = qw::text::lastPathComponent(error.userInfo.value("destinationPath").toString());
+    const QUrl localURL = QUrl::fromLocalFile(error.userInfo.value("sourcePath").toString());
+    scheduleTimer(QWDBTimeScheduleErrorRetryInterval, [=, this] { uploadFileWithName(fileName, localURL); });
+    qCWarning(qwSyncLog).noquote() << "restClient:uploadFileFailedWithError:" << error.message;
+}
+
+void QWDropboxSyncCoreData::restClientDeletedPath(DBRestClient&, const QString& path) {
+    const QString fileName = qw::text::lastPathComponent(path);
+    if (fileMetadataManager().isFileNameConflicted(fileName))
+        return;
+    fileMetadataManager().deleteDropboxFileMetadataWithName(fileName);
+    const auto row = objectSyncingForFileWithName(fileName);
+    if (!finishRequestOfRow(row))
+        return;
+    removeFromSyncingAndDeleteFromContextObject(row);
+    beginSyncOfObjectsWaitingSync();
+}
+
+void QWDropboxSyncCoreData::restClientDeletePathFailedWithError(DBRestClient& client, const QWError& error) {
+    const QString path = error.userInfo.value("path").toString();
+    switch (requestFailure(error)) {
+    case RequestFailure::TokenRefused:
+        tokenBecameInvalid();
+        return;
+    case RequestFailure::FileGone:
+        restClientDeletedPath(client, path);
+        return;
+    case RequestFailure::Transient:
+        scheduleTimer(QWDBTimeScheduleErrorRetryInterval,
+                      [path, client = dropboxRestClient_] { client->deletePath(path); });
+        qCWarning(qwSyncLog).noquote()
+            << "restClient:deletePathFailedWithError:" << qw::sync::errorDescription(error);
+    }
+}
+
+bool QWDropboxSyncCoreData::finishRequestOfRow(const QWRef<ObjectWaitingSync>& row) {
+    if (!row)
+        return true;
+    const quint64 left = std::max<quint64>(row->numberOfFilesUploadingToDropbox(), 1) - 1;
+    row->setNumberOfFilesUploadingToDropbox(left);
+    return left == 0;
+}
+
+void QWDropboxSyncCoreData::removeFromSyncingAndDeleteFromContextObject(const QWRef<ObjectWaitingSync>& row) {
+    if (!row) {
+        qCWarning(qwSyncLog, "Theorically impossible");
+        return;
+    }
+    objectsSyncing_.remove(row->objectUUID());
+    deleteObjectWaitingSync(*row);
+    saveCacheContext();
+}
+
+// Names and objects ----------------------------------------------------------------------------------------------
+
+QString QWDropboxSyncCoreData::fileNameWithUUID(const QString& uuid, const QString& entityName,
+                                                bool isImage) const {
+    return qw::sync::fileName(uuid, entityName, isImage);
+}
+
+QString QWDropboxSyncCoreData::fileNameForObjectWaitingToSync(const ObjectWaitingSync& row,
+                                                              bool isImage) const {
+    return fileNameWithUUID(row.objectUUID(), row.objectEntityName(), isImage);
+}
+
+QWRef<QWManagedObjectWithSyncSupport>
+QWDropboxSyncCoreData::objectReferencedByWaitingObject(const ObjectWaitingSync& row) {
+    return QWManagedObjectWithSyncSupport::fetchObjectWithUUID(row.objectUUID(), row.objectEntityName(),
+                                                               *mainManagedObjectContext_);
+}
+
+QWRef<ObjectWaitingSync> QWDropboxSyncCoreData::objectSyncingForFileWithName(const QString& fileName) const {
+    return objectsSyncing_.value(qw::sync::uuidNamedByFile(fileName));
+}

@@ -1,0 +1,53 @@
+#include "sync/QWResetListing.h"
+
+#include "dropbox/DBPath.h"
+#include "platform/text/QWText.h"
+#include "sync/QWDeltaSpecialActions.h"
+#include "sync/QWDropboxSyncConstants.h"
+#include "sync/QWSyncFileNames.h"
+
+void QWResetListing::queryBegan() {
+    if (unansweredQueries_++ == 0 && !listing_)
+        written_.clear();
+}
+
+void QWResetListing::queryFailed() {
+    --unansweredQueries_;
+}
+
+void QWResetListing::fileWritten(const QString& fileName) {
+    if (unansweredQueries_ > 0 || listing_)
+        written_.insert(qw::text::foldCase(fileName));
+}
+
+bool QWResetListing::pageArrived(const QList<DBDeltaEntryRef>& entries, bool reset, bool hasMore) {
+    --unansweredQueries_;
+    if (reset && !listing_)
+        listing_.emplace();
+    if (!listing_)
+        return false;
+    for (const auto& entry : entries) {
+        if (!qw::sync::isInSyncFolder(entry->lowercasePath) || !entry->metadata)
+            continue;
+        listing_->holdsSyncFolder = true;
+        listing_->fileNames.insert(qw::text::foldCase(entry->metadata->filename()));
+    }
+    return !hasMore && unansweredQueries_ == 0;
+}
+
+QList<DBDeltaEntryRef> QWResetListing::deletions(const QStringList& knownFileNames) const {
+    QList<DBDeltaEntryRef> deletions;
+    for (const QString& fileName : knownFileNames) {
+        const QString folded = qw::text::foldCase(fileName);
+        if (listing_->fileNames.contains(folded) || written_.contains(folded))
+            continue;
+        if (!listing_->holdsSyncFolder)
+            return {DBMakeDeltaEntry(qw::text::lowercase(QWDBFileCacheDirectoryInDropboxFolder))};
+        deletions.append(DBMakeDeltaEntry(qw::text::lowercase(qw::sync::remotePath(fileName))));
+    }
+    return deletions;
+}
+
+void QWResetListing::end() {
+    listing_.reset();
+}

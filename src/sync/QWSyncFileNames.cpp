@@ -1,0 +1,64 @@
+#include "sync/QWSyncFileNames.h"
+
+#include "platform/text/QWText.h"
+#include "sync/QWDropboxSyncConstants.h"
+
+namespace qw::sync {
+
+namespace {
+
+// File systems take 255 bytes; downloads are written beside their place first, under a name with a suffix.
+constexpr qsizetype longestLocalName = 255 - 15;
+
+// "Entity!!!uuid further text" in its parts; nothing without a uuid.
+std::optional<NamedObject> splitStem(const QString& stem) {
+    const QStringList pieces = text::components(stem, QWDBFileNameSeparator);
+    if (pieces.size() < 2)
+        return std::nullopt;
+    const QString uuid = text::uppercase(pieces[1]).section(QLatin1Char(' '), 0, 0);
+    if (uuid.isEmpty())
+        return std::nullopt;
+    return NamedObject{text::capitalized(pieces[0]), uuid};
+}
+
+QString lastComponent(const QString& name) {
+    return name.section(QLatin1Char('/'), -1).section(QLatin1Char('\\'), -1);
+}
+
+} // namespace
+
+QString fileName(const QString& uuid, const QString& entityName, bool isImage) {
+    return entityName + QWDBFileNameSeparator + uuid + QLatin1Char('.')
+           + (isImage ? QWDBFileNameImageExtension : QWDBFileNameDataExtension);
+}
+
+QString remotePath(const QString& fileName) {
+    return text::appendingPathComponent(QWDBFileCacheDirectoryInDropboxFolder, fileName);
+}
+
+std::optional<NamedObject> objectNamedByFile(const QString& remoteName) {
+    return splitStem(text::deletingPathExtension(remoteName));
+}
+
+QString uuidNamedByFile(const QString& remoteName) {
+    const auto named = splitStem(text::deletingPathExtension(text::deletingPathExtension(remoteName)));
+    return named ? named->uuid : QString();
+}
+
+bool canNameFile(const QString& uuid) {
+    return !uuid.isEmpty() && !uuid.contains(QLatin1Char('/')) && !uuid.contains(QLatin1Char('\\'))
+           && !uuid.contains(QChar(0)) && stagingFileName(uuid).toUtf8().size() <= longestLocalName;
+}
+
+QString stagingFileName(const QString& uuid) {
+    return QStringLiteral("Uploading-%1.%2").arg(uuid, QWDBFileNameDataExtension);
+}
+
+std::optional<QString> downloadFileName(const QString& remoteName) {
+    const QString name = QStringLiteral("Download-") + text::lowercase(lastComponent(remoteName));
+    if (name.contains(QChar(0)) || name.toUtf8().size() > longestLocalName)
+        return std::nullopt;
+    return name;
+}
+
+} // namespace qw::sync

@@ -1,0 +1,123 @@
+#include "support/EngineTest.h"
+
+namespace {
+
+struct FullReupload : EngineTest {
+    FullReupload() { activateIdle(); }
+
+    void know(const QString& fileName) {
+        engine().fileMetadataManager().updateFileMetadataEquivalentToDropboxFileMetadata(metadata(fileName));
+    }
+};
+
+} // namespace
+
+TEST_F(FullReupload, It_forgets_revisions_and_queues_every_object_without_touching_its_date) {
+    const auto book = desktop.add("Book"), author = desktop.add("Author");
+    saveAndTurn();
+    forgetQueue();
+    engine().deactivateSync();
+    pass(60);
+    const QDateTime date = book->dateModified();
+    know("Book!!!X.data");
+
+    engine().resetSyncAndUploadAllItems();
+    EXPECT_EQ(desktop.rows(QWDBEntityNameFileMetadata), 0);
+    ASSERT_TRUE(desktop.row(*book));
+    EXPECT_EQ(desktop.row(*book)->action(), QWDropboxSyncActionInsertOrUpdate);
+    EXPECT_TRUE(desktop.row(*author));
+    EXPECT_EQ(book->dateModified(), date);
+    EXPECT_FALSE(engine().dropboxCacheManagedObjectContext()->hasChanges());
+}
+
+TEST_F(FullReupload, A_deletion_that_waited_leaves_nothing_behind) {
+    const auto book = desktop.add("Book"), author = desktop.add("Author");
+    saveAndTurn();
+    forgetQueue();
+    engine().deactivateSync();
+    desktop.context->deleteObject(*book);
+    saveAndTurn();
+    engine().resetSyncAndUploadAllItems();
+    EXPECT_EQ(engine().numberOfObjectsWaitingSync(), 1);
+    EXPECT_TRUE(desktop.row(*author));
+}
+
+TEST_F(FullReupload, Objects_of_entities_that_are_not_listed_and_objects_without_uuid_get_no_row) {
+    desktop.wantsUpdate = [](auto&) { return false; };
+    desktop.add("BookAuthor");
+    desktop.add("Book")->setUuid("");
+    saveAndTurn();
+    forgetQueue();
+    engine().resetSyncAndUploadAllItems();
+    EXPECT_EQ(engine().numberOfObjectsWaitingSync(), 0);
+}
+
+TEST_F(FullReupload, Rows_in_flight_stay_in_flight) {
+    const auto author = desktop.add("Author");
+    saveAndTurn();
+    engine().resetSyncAndUploadAllItems();
+    EXPECT_EQ(probe().rowInFlight(author->uuid()), desktop.row(*author));
+    uploaded(client->requests[0]);
+    EXPECT_EQ(engine().numberOfObjectsWaitingSync(), 0);
+}
+
+TEST_F(FullReupload, A_deletion_in_flight_is_given_up_in_the_store_and_finishes_in_flight) {
+    const auto author = desktop.add("Author");
+    saveAndTurn();
+    uploaded(client->requests[0]);
+    desktop.context->deleteObject(*author);
+    saveAndTurn();
+    engine().resetSyncAndUploadAllItems();
+    EXPECT_EQ(engine().numberOfObjectsWaitingSync(), 0);
+    EXPECT_EQ(engine().numberOfObjectsSyncing(), 1);
+    const auto other = desktop.add("Author");
+    saveAndTurn();
+    EXPECT_EQ(client->count(QWRestRequest::Upload), 2) << "a row that has gone hides none that waits";
+    engine().restClientDeletedPath(*client, client->requests[1].path);
+    EXPECT_EQ(engine().numberOfObjectsSyncing(), 1);
+}
+
+TEST_F(FullReupload, A_missing_folder_at_activation_uploads_everything_without_a_parent_revision) {
+    const auto author = desktop.add("Author");
+    saveAndTurn();
+    uploaded(client->requests[0]);
+    engine().tokenBecameInvalid();
+    client->forget();
+    engine().activateSyncWithDropboxRestClient(client);
+    engine().restClientLoadMetadataFailedWithError(*client, failure(404, {{"path", "/synccache.dbsync"}}));
+    EXPECT_FALSE(defaults().boolean(QWDBLastTimeTokenExpiredPrefKey));
+    ASSERT_EQ(client->log(),
+              QStringList({"metadata /SyncCache.dbSync", "upload " + remote(dataFile(*author))}));
+    EXPECT_EQ(client->requests[1].parentRev, QString());
+    EXPECT_EQ(engine().status(), QWDropboxSyncStatusUploading);
+}
+
+TEST_F(FullReupload, A_lookup_of_the_folder_that_fails_otherwise_does_nothing) {
+    engine().tokenBecameInvalid();
+    engine().activateSyncWithDropboxRestClient(client);
+    client->forget();
+    engine().restClientLoadMetadataFailedWithError(*client, failure(500, {{"path", "/SyncCache.dbSync"}}));
+    engine().restClientLoadMetadataFailedWithError(*client,
+                                                   failure(404, {{"path", "/PreferencesSync.data"}}));
+    DBMetadata other;
+    other.path = "/PreferencesSync.data";
+    engine().restClientLoadedMetadata(*client, other);
+    EXPECT_EQ(client->log(), QStringList());
+    EXPECT_EQ(engine().status(), QWDropboxSyncStatusCheckingForUpdates);
+    EXPECT_TRUE(defaults().boolean(QWDBLastTimeTokenExpiredPrefKey));
+    engine().restClientLoadMetadataFailedWithError(*client, failure(401, {{"path", "/SyncCache.dbSync"}}));
+    EXPECT_EQ(engine().status(), QWDropboxSyncStatusTokenInvalid);
+}
+
+TEST_F(FullReupload, A_deletion_of_the_folder_in_a_delta_drops_the_other_entries_and_uploads_everything) {
+    const auto author = desktop.add("Author");
+    saveAndTurn();
+    uploaded(client->requests[0]);
+    client->forget();
+    receive({DBMakeDeltaEntry("/synccache.dbsync"), changed("Book!!!X.data"), deleted(dataFile(*author))});
+    EXPECT_EQ(client->log(), QStringList{"upload " + remote(dataFile(*author))});
+    EXPECT_TRUE(desktop.find(author->uuid(), "Author"));
+    EXPECT_TRUE(engine().deltaEntriesToImport().isEmpty());
+    EXPECT_EQ(desktop.savedCursor(), "cursor-1");
+    EXPECT_EQ(engine().status(), QWDropboxSyncStatusUploading);
+}

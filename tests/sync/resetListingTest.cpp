@@ -1,0 +1,161 @@
+#include "sync/QWResetListing.h"
+
+#include "support/EngineTest.h"
+
+namespace {
+
+DBDeltaEntryRef entry(const QString& path, bool isDirectory = false) {
+    DBMetadata metadata;
+    metadata.path = path;
+    metadata.isDirectory = isDirectory;
+    return DBMakeDeltaEntry(path.toLower(), metadata);
+}
+
+const DBDeltaEntryRef syncFolder = entry("/SyncCache.dbSync", true);
+
+QStringList paths(const QList<DBDeltaEntryRef>& entries) {
+    QStringList result;
+    for (const auto& each : entries) {
+        EXPECT_FALSE(each->metadata);
+        result.append(each->lowercasePath);
+    }
+    return result;
+}
+
+} // namespace
+
+TEST(ResetListing, A_page_without_the_flag_completes_no_listing) {
+    QWResetListing listing;
+    listing.queryBegan();
+    EXPECT_FALSE(listing.pageArrived({syncFolder}, false, false));
+}
+
+TEST(ResetListing, What_the_listing_lacks_over_all_its_pages_was_deleted) {
+    QWResetListing listing;
+    listing.queryBegan();
+    EXPECT_FALSE(listing.pageArrived({syncFolder, entry("/SyncCache.dbSync/A.data")}, true, true));
+    listing.queryBegan();
+    EXPECT_TRUE(listing.pageArrived({entry("/SyncCache.dbSync/b.DATA")}, false, false));
+    EXPECT_EQ(paths(listing.deletions({"a.data", "B.data", "C.data"})),
+              QStringList{"/synccache.dbsync/c.data"});
+}
+
+TEST(ResetListing, A_file_written_since_the_query_began_was_not_deleted) {
+    QWResetListing listing;
+    listing.fileWritten("Before.data");
+    listing.queryBegan();
+    listing.fileWritten("First.data");
+    EXPECT_FALSE(listing.pageArrived({syncFolder}, true, true));
+    listing.queryBegan();
+    listing.fileWritten("Second.data");
+    EXPECT_TRUE(listing.pageArrived({}, false, false));
+    EXPECT_EQ(paths(listing.deletions({"Before.data", "First.data", "Second.data"})),
+              QStringList{"/synccache.dbsync/before.data"});
+}
+
+TEST(ResetListing,
+     A_listing_without_the_folder_tells_of_its_deletion_if_a_file_was_known_and_of_nothing_otherwise) {
+    QWResetListing listing;
+    listing.queryBegan();
+    listing.fileWritten("New.data");
+    EXPECT_TRUE(listing.pageArrived({entry("/PreferencesSync.data")}, true, false));
+    EXPECT_EQ(paths(listing.deletions({"A.data", "B.data"})), QStringList{"/synccache.dbsync"});
+    EXPECT_EQ(paths(listing.deletions({"New.data"})), QStringList());
+    EXPECT_EQ(paths(listing.deletions({})), QStringList());
+}
+
+TEST(ResetListing, A_listing_that_a_failure_interrupts_goes_on_with_the_next_query) {
+    QWResetListing listing;
+    listing.queryBegan();
+    listing.pageArrived({syncFolder, entry("/SyncCache.dbSync/A.data")}, true, true);
+    listing.queryBegan();
+    listing.queryFailed();
+    listing.fileWritten("C.data");
+    listing.queryBegan();
+    EXPECT_TRUE(listing.pageArrived({entry("/SyncCache.dbSync/B.data")}, false, false));
+    EXPECT_EQ(paths(listing.deletions({"A.data", "B.data", "C.data"})), QStringList());
+}
+
+TEST(ResetListing, Two_queries_at_once_complete_one_listing_with_the_last_answer) {
+    QWResetListing listing;
+    listing.queryBegan();
+    listing.queryBegan();
+    EXPECT_FALSE(listing.pageArrived({syncFolder}, true, false));
+    EXPECT_TRUE(listing.pageArrived({syncFolder, entry("/SyncCache.dbSync/A.data")}, true, false));
+    EXPECT_EQ(paths(listing.deletions({"A.data"})), QStringList());
+}
+
+TEST(ResetListing, A_listing_that_was_ended_completes_no_more) {
+    QWResetListing listing;
+    listing.queryBegan();
+    listing.pageArrived({syncFolder}, true, true);
+    listing.end();
+    listing.queryBegan();
+    EXPECT_FALSE(listing.pageArrived({}, false, false));
+}
+
+// In the engine --------------------------------------------------------------------------------------------------
+
+namespace {
+
+struct LostCursor : TwoDesktops {
+    desktop::Record keep, gone;
+
+    // Both desktops hold two authors; then the second one's file is deleted where no change feed tells of it.
+    LostCursor() {
+        keep = a.add("Author", {{"name", "Keep"}});
+        gone = a.add("Author", {{"name", "Gone"}});
+        TwoDesktops::sync();
+        cloud.remove("Author!!!" + gone->uuid() + ".data");
+        cloud.folder->forgetCursors();
+    }
+    desktop::Record onB(const desktop::Record& record) { return b.find(record->uuid(), "Author"); }
+};
+
+} // namespace
+
+TEST_F(LostCursor, A_deletion_that_it_hid_is_applied) {
+    b.sync();
+    EXPECT_TRUE(onB(keep));
+    EXPECT_FALSE(onB(gone));
+}
+
+TEST_F(LostCursor, A_record_with_a_waiting_row_stays_and_is_uploaded) {
+    onB(gone)->setValueForKey("name", "Edited");
+    b.sync();
+    ASSERT_TRUE(onB(gone));
+    EXPECT_EQ(onB(gone)->valueForKey("name"), "Edited");
+    EXPECT_EQ(cloud.fileNames().size(), 2);
+}
+
+TEST_F(LostCursor, A_record_uploaded_while_the_listing_is_read_stays) {
+    b.client->on(QWRestRequest::LoadDelta).delaysAnswer(std::chrono::seconds(5));
+    b.engine->loadDeltaPotentialUpdates();
+    const auto fresh = b.add("Author", {{"name", "Fresh"}});
+    b.save();
+    b.engine->setStatus(QWDropboxSyncStatusUploading);
+    b.advance(std::chrono::seconds(3));
+    EXPECT_EQ(b.rows(QWDBEntityNameObjectWaitingSync), 0);
+    b.advance(std::chrono::seconds(10));
+    EXPECT_TRUE(onB(fresh));
+}
+
+TEST_F(LostCursor, A_missing_folder_is_its_deletion_and_nothing_else) {
+    ASSERT_TRUE(cloud.folder->remove("/SyncCache.dbSync"));
+    cloud.folder->forgetCursors();
+    b.sync();
+    EXPECT_TRUE(onB(keep));
+    EXPECT_TRUE(onB(gone));
+    EXPECT_EQ(cloud.fileNames().size(), 2) << "everything was uploaded again";
+}
+
+TEST_F(LostCursor, A_missing_folder_of_which_nothing_was_known_is_nothing) {
+    Cloud empty;
+    Desktop fresh(empty, 3);
+    fresh.world.userDefaults->setBoolean(QWDBLastTimeTokenExpiredPrefKey, false);
+    fresh.add("Author");
+    fresh.engine->metadataWithKey(QWDBMetadataCursorKey)->setValue("lost");
+    fresh.sync();
+    EXPECT_EQ(empty.fileNames().size(), 1);
+    EXPECT_EQ(fresh.client->requests(QWRestRequest::Upload).size(), 1u);
+}

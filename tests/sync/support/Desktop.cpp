@@ -1,0 +1,266 @@
+#include "support/Desktop.h"
+
+#include "core/QWJSON.h"
+#include "sync/records/QWDropboxSyncManagedObjectDictionaryExporter.h"
+
+#include <QFileInfo>
+#include <algorithm>
+
+using namespace desktop;
+
+namespace {
+
+QWFieldDescriptions fieldList(std::initializer_list<QWManagedObjectFieldDescription*> fields) {
+    QWFieldDescriptions list;
+    for (auto* field : fields)
+        list.append(std::shared_ptr<const QWManagedObjectFieldDescription>(field));
+    return list;
+}
+
+QWManagedObjectFieldDescription* dateModifiedField() {
+    return new QWManagedObjectFieldDescriptionDate("dateModified", "Modified",
+                                                   std::make_shared<QWDateTextFormatter>());
+}
+
+const QStringList syncedEntities{"Author", "Book", "Chapter"};
+
+} // namespace
+
+// Model ----------------------------------------------------------------------------------------------------------
+
+const QWFieldDescriptions* Author::fieldDescriptions() const {
+    static const auto fields =
+        fieldList({new QWManagedObjectFieldDescriptionString("name", "Name"), dateModifiedField()});
+    return &fields;
+}
+
+const QWFieldDescriptions* Book::fieldDescriptions() const {
+    static const auto fields = fieldList({
+        new QWManagedObjectFieldDescriptionString("title", "Title"),
+        new QWManagedObjectFieldDescriptionNumber("pages", "Pages"),
+        new QWManagedObjectFieldDescriptionLongString("notes", "Notes", true),
+        dateModifiedField(),
+        new QWManagedObjectFieldDescriptionImageURL("imageURL", "Cover"),
+        new QWManagedObjectFieldDescriptionRelationship("author", "Author", "Author", false),
+    });
+    return &fields;
+}
+
+QUrl Book::imageURL() const {
+    if (!managedObjectContext())
+        return {};
+    const QFileInfo store(managedObjectContext()->coordinator()->storePath());
+    return QUrl::fromLocalFile(store.path() + "/images/Book-" + uuid());
+}
+
+const QWFieldDescriptions* Chapter::fieldDescriptions() const {
+    static const auto fields =
+        fieldList({new QWManagedObjectFieldDescriptionString("heading", "Heading"), dateModifiedField(),
+                   new QWManagedObjectFieldDescriptionRelationship("book", "Book", "Book", false)});
+    return &fields;
+}
+
+const QWFieldDescriptions* BookAuthor::fieldDescriptions() const {
+    static const auto fields = fieldList({dateModifiedField()});
+    return &fields;
+}
+
+std::shared_ptr<QWManagedObjectModel> desktop::model() {
+    auto model = std::make_shared<QWManagedObjectModel>();
+    auto& author = model->addEntity<Author>("Author");
+    addSyncAttributes(author);
+    author.addAttribute("name", QWAttributeType::String);
+    author.addToMany("books", "Book").setInverse("author");
+
+    auto& book = model->addEntity<Book>("Book");
+    addSyncAttributes(book);
+    book.addAttribute("title", QWAttributeType::String);
+    book.addAttribute("pages", QWAttributeType::Integer);
+    book.addAttribute("notes", QWAttributeType::Document);
+    book.addAttribute("shelfMark", QWAttributeType::String); // not described
+    book.addToOne("author", "Author").setInverse("books");
+    book.addToMany("chapters", "Chapter").setInverse("book").setDeleteRule(QWDeleteRule::Cascade);
+
+    auto& chapter = model->addEntity<Chapter>("Chapter");
+    addSyncAttributes(chapter);
+    chapter.addAttribute("heading", QWAttributeType::String);
+    chapter.addToOne("book", "Book").setInverse("chapters");
+
+    addSyncAttributes(model->addEntity<BookAuthor>("BookAuthor"));
+    model->addEntity("Sticker").addAttribute("text", QWAttributeType::String);
+    return model;
+}
+
+// Cloud ----------------------------------------------------------------------------------------------------------
+
+QStringList Cloud::fileNames() {
+    QStringList names;
+    QString cursor;
+    for (bool hasMore = true; hasMore;) {
+        const auto page = folder->changes(cursor, 1000);
+        for (const auto& entry : page->entries)
+            if (entry->metadata && entry->metadata->path.startsWith("/SyncCache.dbSync/"))
+                names.append(entry->metadata->filename());
+        cursor = page->cursor;
+        hasMore = page->hasMore;
+    }
+    names.sort();
+    return names;
+}
+
+QByteArray Cloud::bytes(const QString& fileName) {
+    const auto file = folder->read("/SyncCache.dbSync/" + fileName);
+    return file ? file->bytes : QByteArray();
+}
+
+void Cloud::put(const QString& fileName, const QByteArray& bytes) {
+    const QString path = "/SyncCache.dbSync/" + fileName;
+    const auto present = folder->metadata(path);
+    QWError error;
+    EXPECT_TRUE(
+        folder->upload(path, bytes, present ? QWWriteMode::update(present->rev) : QWWriteMode::add(), &error))
+        << error.message.toStdString();
+}
+
+void Cloud::putRecord(const QString& fileName, const QVariantMap& record) {
+    put(fileName, *qw::json::write(record));
+}
+
+void Cloud::remove(const QString& fileName) {
+    EXPECT_TRUE(folder->remove("/SyncCache.dbSync/" + fileName));
+}
+
+// Desktop --------------------------------------------------------------------------------------------------------
+
+Desktop::Desktop(Cloud& cloud, quint64 seed) : world(seed, cloud.world.runLoop), cloud_(cloud) {
+    start();
+}
+
+Desktop::~Desktop() = default;
+
+void Desktop::start() {
+    environment = world.environment();
+    coordinator = std::make_shared<QWPersistentStoreCoordinator>(model(), environment);
+    QWError error;
+    EXPECT_TRUE(coordinator->addStore(path("library.sqlite"), {QWSynchronous::Normal}, &error))
+        << error.message.toStdString();
+    context = std::make_shared<QWManagedObjectContext>(coordinator);
+    engine =
+        std::make_unique<QWDropboxSyncCoreData>(context, syncedEntities, QUrl::fromLocalFile(path("cache")));
+    engine->setDelegate(this, this);
+    folderClient = std::make_unique<QWFolderRestClient>(cloud_.folder, environment);
+    client = std::make_shared<QWFaultyRestClient>(*folderClient, environment);
+}
+
+void Desktop::crash() {
+    engine.reset();
+    client.reset();
+    folderClient.reset();
+    context.reset();
+    coordinator.reset();
+}
+
+Record Desktop::add(const QString& entityName, const QVariantMap& values) {
+    const Record record(
+        static_cast<QWManagedObjectWithSyncSupport*>(context->insertObject(entityName).data()));
+    for (auto value = values.begin(); value != values.end(); ++value) {
+        QWError error;
+        EXPECT_TRUE(record->setValueForKey(value.key(), *value, &error)) << error.message.toStdString();
+    }
+    return record;
+}
+
+Record Desktop::find(const QString& uuid, const QString& entityName) {
+    return QWManagedObjectWithSyncSupport::fetchObjectWithUUID(uuid, entityName, *context);
+}
+
+void Desktop::save() {
+    QWError error;
+    EXPECT_TRUE(context->save(&error)) << error.message.toStdString();
+}
+
+void Desktop::setImage(QWManagedObjectWithSyncSupport& book, const QByteArray& bytes) {
+    const QString file = book.imageURL().toLocalFile();
+    world.files->makeFolder(QFileInfo(file).path());
+    EXPECT_TRUE(world.files->write(file, bytes));
+    EXPECT_TRUE(world.files->setModificationDate(file, now()));
+    book.setDateModified(now());
+}
+
+QByteArray Desktop::image(const QWManagedObjectWithSyncSupport& book) {
+    const QString file = book.imageURL().toLocalFile();
+    return world.files->exists(file) ? world.files->read(file).value_or(QByteArray()) : QByteArray();
+}
+
+QStringList Desktop::contents() {
+    QWDropboxSyncManagedObjectDictionaryExporter exporter(syncedEntities);
+    QStringList lines;
+    for (const QString& entityName : syncedEntities) {
+        for (const auto& each : context->fetch(QWFetchRequest(entityName)).value_or(QWManagedObjectSet())) {
+            auto& record = static_cast<QWManagedObjectWithSyncSupport&>(*each);
+            const auto json = qw::json::write(exporter.dictionaryToInsertOrUpdateObjectToSync(record));
+            lines.append(entityName + ' ' + record.uuid() + ' ' + QString::fromUtf8(*json) + ' '
+                         + QString::fromLatin1(image(record).toHex()));
+        }
+    }
+    lines.sort();
+    return lines;
+}
+
+bool Desktop::isIdle() {
+    return engine->status() == QWDropboxSyncStatusIdle && engine->numberOfObjectsWaitingSync() == 0
+           && engine->deltaEntriesToImport().isEmpty();
+}
+
+void Desktop::sync() {
+    save();
+    if (engine->status() >= QWDropboxSyncStatusDisabled)
+        activate();
+    else
+        engine->loadDeltaPotentialUpdates();
+    EXPECT_TRUE(world.runLoop->runUntil([this] { return isIdle(); }, std::chrono::hours(1)));
+    advance(std::chrono::milliseconds(500));
+}
+
+qint64 Desktop::rows(const QString& cacheEntity) {
+    return engine->dropboxCacheManagedObjectContext()->count(QWFetchRequest(cacheEntity)).value_or(-1);
+}
+
+QWRef<ObjectWaitingSync> Desktop::row(const QWManagedObjectWithSyncSupport& record) {
+    return engine->objectWaitingSyncForObject(record, false);
+}
+
+QWRef<FileMetadata> Desktop::fileMetadata(const QString& fileName) {
+    return engine->fileMetadataManager().fileMetadataForFileName(fileName, false);
+}
+
+QString Desktop::savedCursor() {
+    return engine->metadataWithKey(QWDBMetadataCursorKey)->value();
+}
+
+bool Desktop::shouldUploadUpdateManagedObject(QWManagedObjectWithSyncSupport& object) {
+    if (wantsUpdate)
+        return wantsUpdate(object);
+    const QStringList changed = object.changedKeysForCurrentEvent();
+    const auto* fields = object.fieldDescriptions();
+    return std::any_of(fields->begin(), fields->end(),
+                       [&](const auto& field) { return changed.contains(field->key()); });
+}
+
+// Two desktops ---------------------------------------------------------------------------------------------------
+
+void TwoDesktops::sync() {
+    for (int round = 0; round < 2; ++round) {
+        a.sync();
+        b.sync();
+    }
+}
+
+testing::AssertionResult TwoDesktops::areInStep() {
+    const QStringList left = a.contents(), right = b.contents();
+    if (left == right)
+        return testing::AssertionSuccess();
+    return testing::AssertionFailure() << "a:\n"
+                                       << left.join('\n').toStdString() << "\nb:\n"
+                                       << right.join('\n').toStdString();
+}

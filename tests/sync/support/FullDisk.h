@@ -1,0 +1,37 @@
+#pragma once
+
+#include "platform/QWFileManager.h"
+
+// The real files, on a disk that takes no new ones while `isFull` is set.
+class FullDisk final : public QWFileManager {
+public:
+    bool isFull = true;
+
+    bool exists(const QString& path) const override { return files_.exists(path); }
+    std::optional<QByteArray> read(const QString& path, QWError* error = nullptr) const override {
+        return files_.read(path, error);
+    }
+    bool write(const QString& path, const QByteArray& bytes, QWError* error = nullptr) override {
+        return isFull ? refuse(path, error) : files_.write(path, bytes, error);
+    }
+    bool move(const QString& from, const QString& to, QWError* error = nullptr) override {
+        return isFull ? refuse(to, error) : files_.move(from, to, error);
+    }
+    bool remove(const QString& path, QWError* error = nullptr) override { return files_.remove(path, error); }
+    bool makeFolder(const QString& path, QWError* error = nullptr) override {
+        return files_.makeFolder(path, error);
+    }
+    std::optional<QDateTime> modificationDate(const QString& path) const override {
+        return files_.modificationDate(path);
+    }
+    bool setModificationDate(const QString& path, const QDateTime& date, QWError* error = nullptr) override {
+        return files_.setModificationDate(path, date, error);
+    }
+
+private:
+    static bool refuse(const QString& path, QWError* error) {
+        return qw::fail(error, {"files", 28, "no space left for " + path, {{"path", path}}});
+    }
+
+    QWSystemFileManager files_;
+};
