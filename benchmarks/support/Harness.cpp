@@ -23,6 +23,30 @@ double median(std::vector<double> values) {
     return values.size() % 2 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
 }
 
+namespace {
+
+double statusKilobytes(const QByteArray& field) {
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return 0;
+    const QByteArray text = status.readAll();
+    const qsizetype place = text.indexOf(field);
+    return place < 0 ? 0 : text.mid(place + field.size(), 20).simplified().split(' ').first().toDouble();
+}
+
+} // namespace
+
+double residentKilobytes() {
+    QFile clear(QStringLiteral("/proc/self/clear_refs")); // "5" resets the peak
+    if (clear.open(QIODevice::WriteOnly))
+        clear.write("5");
+    return statusKilobytes("VmRSS:");
+}
+
+double peakKilobytes() {
+    return statusKilobytes("VmHWM:");
+}
+
 Row compare(const QString& name, double target, int rounds, const std::function<double()>& subject,
             const std::function<double()>& peer) {
     Row row;

@@ -13,6 +13,10 @@ namespace bench {
 double seconds(const std::function<void()>& work);
 double median(std::vector<double> values);
 
+// Memory of this process in use now, and the most since the last call of `residentKilobytes` (Linux; else 0).
+double residentKilobytes();
+double peakKilobytes();
+
 struct Row {
     QString name;
     double target = 0;

@@ -17,7 +17,10 @@ Context::QWManagedObjectContext(std::shared_ptr<QWPersistentStoreCoordinator> co
                                 QWConcurrencyType concurrency)
     : coordinator_(std::move(coordinator)), concurrency_(concurrency) {
     QWAssert(coordinator_, "coordinator", "-[QWManagedObjectContext initWithCoordinator:]");
-    registered_.resize(model().entities().size());
+    const size_t entities = model().entities().size();
+    registered_.resize(entities);
+    for (auto* counts : {&pendingByRoot_, &insertedByEntity_, &deletedByEntity_})
+        counts->resize(entities);
 }
 
 Context::~QWManagedObjectContext() {
@@ -133,14 +136,15 @@ void Context::deleteObject(Record& record) {
 // unsaved insertion leaves nothing to save.
 void Context::setPending(Record& record, quint16 role) {
     const bool wasPending = record.hasChanges();
-    const int entity = record.entity_->index();
+    const size_t entity = size_t(record.entity_->index());
+    const size_t root = size_t(record.entity_->root().index());
     if (role == Record::Inserted)
         ++insertedByEntity_[entity];
     if (role == Record::Deleted) {
         if (record.isInserted()) {
             --insertedByEntity_[entity];
             --pendingCount_;
-            --pendingByRoot_[record.entity_->root().index()];
+            --pendingByRoot_[root];
             record.state_ = (record.state_ & ~(Record::Inserted | Record::Updated)) | Record::Forgotten;
             return;
         }
@@ -150,7 +154,7 @@ void Context::setPending(Record& record, quint16 role) {
     record.state_ |= role;
     if (!wasPending) {
         ++pendingCount_;
-        ++pendingByRoot_[record.entity_->root().index()];
+        ++pendingByRoot_[root];
     }
     if (!(record.state_ & Record::Pending)) {
         record.state_ |= Record::Pending;
@@ -162,12 +166,14 @@ void Context::setPending(Record& record, quint16 role) {
 void Context::clearPending(Record& record) {
     if (!record.hasChanges())
         return;
+    const size_t entity = size_t(record.entity_->index());
+    const size_t root = size_t(record.entity_->root().index());
     if (record.isInserted())
-        --insertedByEntity_[record.entity_->index()];
+        --insertedByEntity_[entity];
     if (record.isDeleted())
-        --deletedByEntity_[record.entity_->index()];
+        --deletedByEntity_[entity];
     --pendingCount_;
-    --pendingByRoot_[record.entity_->root().index()];
+    --pendingByRoot_[root];
     record.state_ &= ~(Record::Inserted | Record::Updated | Record::Deleted);
 }
 

@@ -183,7 +183,7 @@ private:
     void sortRecords(QWManagedObjectSet& records, const QWFetchRequest& request) const;
     void indexPending(Lookup& lookup);
     qint64 pendingCount(const QWEntityDescription& root) const {
-        return pendingByRoot_.value(root.index(), 0);
+        return pendingByRoot_[size_t(root.index())];
     }
 
     // Saving
@@ -204,10 +204,10 @@ private:
     std::shared_ptr<QWPersistentStoreCoordinator> coordinator_;
     QWConcurrencyType concurrency_;
     std::vector<QWRecordTable> registered_; // by index of the root entity; a record leaves when it dies
-    QWManagedObjectSet pending_;       // records with unsaved changes by first change; may hold some without
-    QHash<int, qint64> pendingByRoot_; // how many of them have changes
-    QHash<int, qint64> insertedByEntity_,
-        deletedByEntity_; // unsaved insertions; unsaved deletions of saved rows
+    QWManagedObjectSet pending_; // records with unsaved changes by first change; may hold some without
+    // Counted by index of the entity: records with changes (of the root entity), unsaved insertions, unsaved
+    // deletions of saved rows.
+    std::vector<qint64> pendingByRoot_, insertedByEntity_, deletedByEntity_;
     qint64 pendingCount_ = 0;
     QWManagedObjectSet event_;             // changed since the last notice, by first change
     QWManagedObjectSet undeclaredDeletes_; // deleted, and their delete rules have not run

@@ -8,6 +8,8 @@
 #include "store/predicate/QWBoundPredicate_p.h"
 #include "store/sqlite/QWSQLiteStore.h"
 
+#include <QSet>
+
 // Fetching: the store answers for what is saved, the pending records are judged in memory, and the two are joined
 // before offset and limit apply. A row whose record is live and realised is not read again: the record's own
 // values stay.
@@ -149,10 +151,14 @@ QWManagedObjectSet Context::pendingCandidates(const QWEntityDescription& entity,
     }
     Lookup& lookup = **found;
     indexPending(lookup);
-    for (Record* record : lookup.records.value(lookupText(*property, equality->value, equality->folded)))
-        if (std::none_of(candidates.begin(), candidates.end(),
-                         [&](const auto& one) { return one == record; }))
-            add(record);
+    QSet<const Record*> added; // a record that changed several times may be filed several times
+    const auto filed = lookup.records.value(lookupText(*property, equality->value, equality->folded));
+    for (Record* record : filed) {
+        if (added.contains(record))
+            continue;
+        added.insert(record);
+        add(record);
+    }
     return candidates;
 }
 
@@ -200,8 +206,8 @@ std::optional<qint64> Context::count(const QWFetchRequest& request, QWError* err
         const bool counts =
             request.includesSubentities ? described->isKindOf(*entity) : described.get() == entity;
         if (total && counts)
-            *total += insertedByEntity_.value(described->index(), 0)
-                      - deletedByEntity_.value(described->index(), 0);
+            *total +=
+                insertedByEntity_[size_t(described->index())] - deletedByEntity_[size_t(described->index())];
     }
     return total;
 }

@@ -253,20 +253,18 @@ bool QWManagedObjectModel::complete(QWError* error) {
 }
 
 void QWManagedObjectModel::nameEntities(QStringList& reasons) {
-    byName_.clear();
     for (const auto& entity : entities_) {
         if (entity->name_.isEmpty())
             reasons << QStringLiteral("an entity has no name");
-        else if (byName_.contains(entity->name_))
+        else if (this->entity(entity->name_) != entity.get())
             reasons << QStringLiteral("two entities are named %1").arg(entity->name_);
-        byName_.insert(entity->name_, entity.get());
     }
 }
 
 bool QWManagedObjectModel::resolveParents(QStringList& reasons) {
     const auto before = reasons.size();
     for (const auto& entity : entities_) {
-        entity->parent_ = byName_.value(entity->parentName_, nullptr);
+        entity->parent_ = this->entity(entity->parentName_);
         entity->children_.clear();
         if (!entity->parentName_.isEmpty() && !entity->parent_)
             reasons << QStringLiteral("%1 has the unknown parent %2").arg(entity->name_, entity->parentName_);
@@ -314,7 +312,7 @@ void QWManagedObjectModel::resolveRelationships(QStringList& reasons) {
     for (const auto& entity : entities_) {
         for (const auto& property : entity->own_) {
             property->inverse_ = nullptr;
-            property->destination_ = byName_.value(property->destinationName_, nullptr);
+            property->destination_ = this->entity(property->destinationName_);
             if (!property->attribute_ && !property->destination_)
                 reasons << QStringLiteral("%1.%2 has the unknown destination %3")
                                .arg(entity->name_, property->name_, property->destinationName_);

@@ -177,7 +177,13 @@ public:
     bool isComplete() const { return complete_; }
 
     const std::vector<std::unique_ptr<QWEntityDescription>>& entities() const { return entities_; }
-    const QWEntityDescription* entity(const QString& name) const { return byName_.value(name, nullptr); }
+    // Null when there is none of that name.
+    const QWEntityDescription* entity(const QString& name) const {
+        for (const auto& candidate : entities_)
+            if (candidate->name() == name)
+                return candidate.get();
+        return nullptr;
+    }
 
 private:
     void nameEntities(QStringList& reasons);
@@ -187,6 +193,5 @@ private:
     bool resolveInverse(const QWEntityDescription& entity, QWPropertyDescription& property);
 
     std::vector<std::unique_ptr<QWEntityDescription>> entities_;
-    QHash<QString, const QWEntityDescription*> byName_;
     bool complete_ = false;
 };
