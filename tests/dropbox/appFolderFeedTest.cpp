@@ -103,9 +103,10 @@ TEST_P(AppFolderFeedTest, A_cursor_that_is_unknown_is_lost) {
     add("/a");
     const QString cursor = query().cursor;
     const auto other = makeFolder();
+    const QString key = cursor.left(cursor.indexOf('-'));
     for (const QString& unknown :
-         {QString("nonsense"), QString("a-b-c-d"), cursor + "0", cursor + "-0",
-          cursor.left(cursor.indexOf('-')) + "-c-x-0", other->changes({}, 1)->cursor}) {
+         {QString("nonsense"), QString("a-b-c-d"), cursor + "0", cursor + "-0", key + "-c-x-0",
+          key + "-c-ffff-0", key + "-l-0-ffff", other->changes({}, 1)->cursor}) {
         EXPECT_FALSE(folder->changes(unknown, 10, &error)) << unknown.toStdString();
         EXPECT_EQ(codeOf(error), Code::CursorLost);
     }

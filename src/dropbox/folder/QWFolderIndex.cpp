@@ -28,9 +28,24 @@ const char* const schema = R"(
 // In the order of bytes "0" follows "/".
 #define QW_DESCENDANTS "lowercasePath > ?1 || '/' AND lowercasePath < ?1 || '0'"
 
+// Readers and a writer at the same time. Processes that make the database at once are refused here without being
+// made to wait; waiting for a transaction's turn makes up for it.
+void startWriteAheadLog(QWFolderDatabase& database) {
+    for (int attempt = 1;; ++attempt) {
+        try {
+            return database.execute("PRAGMA journal_mode = WAL");
+        } catch (const QWFolderFailure&) {
+            if (sqlite3_errcode(database.handle()) != SQLITE_BUSY || attempt == 100)
+                throw;
+        }
+        database.execute("BEGIN IMMEDIATE; COMMIT");
+    }
+}
+
 void prepare(QWFolderDatabase& database, const QString& identity) {
+    startWriteAheadLog(database);
     // A write reaches the file at its commit; what a power cut can take back are whole writes, the last ones.
-    database.execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL");
+    database.execute("PRAGMA synchronous = NORMAL");
     QWFolderTransaction transaction(database);
     qint64 version = 0;
     {
