@@ -13,22 +13,19 @@ bool beginsWithTag(const QString& text) {
 } // namespace
 
 std::unique_ptr<QTextDocument> qw::richTextFromStoredValue(const QVariant& value) {
-    QString text;
-    bool isHTML = false;
-    if (value.typeId() == QMetaType::QString) {
-        text = value.toString();
-    } else if (value.typeId() == QMetaType::QByteArray) {
-        QStringDecoder decoder(QStringDecoder::Utf8);
-        text = decoder(value.toByteArray());
-        if (decoder.hasError())
-            return nullptr;
-        isHTML = beginsWithTag(text);
-    } else {
-        return nullptr;
-    }
-
     auto document = std::make_unique<QTextDocument>();
-    if (isHTML)
+    if (value.typeId() == QMetaType::QString) {
+        document->setPlainText(value.toString());
+        return document;
+    }
+    if (value.typeId() != QMetaType::QByteArray)
+        return nullptr;
+
+    QStringDecoder decoder(QStringDecoder::Utf8);
+    const QString text = decoder(value.toByteArray());
+    if (decoder.hasError())
+        return nullptr;
+    if (beginsWithTag(text))
         document->setHtml(text);
     else
         document->setPlainText(text);

@@ -26,20 +26,25 @@ void Context::mergeInserted(const Record& saved) {
     listInEvent(*record, Record::InsertedInEvent);
 }
 
-// A fault, or a row that nobody here holds, is left alone: its next access reads the new row anyway.
+// A fault, or a row that nobody here holds, is left alone: its next access reads the new row anyway. A record
+// deleted here stays deleted; its save will replace the new row.
 void Context::mergeUpdated(const Record& saved) {
     const QWRef<Record> record = registeredObject(saved.objectID());
-    if (!record || record->isFault() || record->isDeleted())
+    if (!record || record->isFault())
         return;
-    if (!saved.isFault()) {
-        reload(*record, saved.slots(), saved.version_);
-    } else {
-        Record stored;
+    Record stored;
+    const Record* source = &saved;
+    if (saved.isFault()) {
         stored.entity_ = record->entity_;
         stored.key_ = record->key_;
         realise(stored);
-        reload(*record, stored.slots(), stored.version_);
+        source = &stored;
     }
+    if (record->isDeleted()) {
+        record->version_ = source->version_;
+        return;
+    }
+    reload(*record, source->slots(), source->version_);
     listInEvent(*record, Record::RefreshedInEvent);
 }
 

@@ -12,6 +12,7 @@
 
 #include <QObject>
 #include <QPointer>
+#include <QSet>
 #include <QUrl>
 #include <memory>
 #include <unordered_set>
@@ -32,11 +33,12 @@ class QWTimer;
 // | Concern | File |
 // |---|---|
 // | Lifecycle and status | QWDropboxSyncCoreData.cpp |
-// | Cache store and contexts | QWDropboxSyncCoreData_CacheStore.cpp |
+// | Cache store | QWDropboxSyncCoreData_CacheStore.cpp |
 // | Change capture | QWDropboxSyncCoreData_ChangeCapture.cpp |
 // | Upload | QWDropboxSyncCoreData_Upload.cpp |
 // | Delta download | QWDropboxSyncCoreData_DeltaDownload.cpp |
 // | Import of what was downloaded | QWDropboxSyncCoreData_Import.cpp |
+// | Merge of a batch into the main context | QWDropboxSyncCoreData_Merge.cpp |
 // | Full re-upload and bulk update | QWDropboxSyncCoreData_FullReupload.cpp |
 //
 // The client's answers come in by the DBRestClientDelegate operations; each stands in the file of its main case
@@ -90,22 +92,18 @@ public:
     QWDropboxSyncManagedObjectDictionaryExporter& syncDictionaryExporter();
     QWDropboxSyncManagedObjectDictionaryImporter& syncDictionaryImporter();
 
-    // Cache store and contexts --------------------------------------------------------------------------------
+    // Cache store ---------------------------------------------------------------------------------------------
 
     // Made on first use. The coordinator is without a store, and the log says why, when the file cannot be opened.
     const std::shared_ptr<QWManagedObjectModel>& dropboxCacheManagedObjectModel();
     const std::shared_ptr<QWPersistentStoreCoordinator>& dropboxCachePersistentStoreCoordinator();
     const std::shared_ptr<QWManagedObjectContext>& dropboxCacheManagedObjectContext();
     QWDropboxFileMetadataManager& fileMetadataManager();
-    // The context on the host's store in which a batch is applied; made on first use, released after the batch.
-    const std::shared_ptr<QWManagedObjectContext>& syncSupportManagedObjectContextCopy();
-    void setSyncSupportManagedObjectContextCopy(std::shared_ptr<QWManagedObjectContext> context);
 
     // The setting of that key; a new, unsaved row without value when there is none.
     QWRef<Metadata> metadataWithKey(const QString& key);
     // What cannot be saved is shown to the user and stays in the context for the next save.
     void saveCacheContext();
-    void saveSyncSupportContext();
     void saveManagedObjectContexes();
     // Rows of the queue, those in flight included.
     qint64 numberOfObjectsWaitingSync();
@@ -134,6 +132,14 @@ public:
     void loadDeltaPotentialUpdates();
     // Entries received and not yet finished.
     const QWDeltaQueue& deltaEntriesToImport() const { return deltaEntriesToImport_; }
+
+    // Merge ---------------------------------------------------------------------------------------------------
+
+    // The context on the host's store in which a batch is applied; made on first use, released after the batch.
+    const std::shared_ptr<QWManagedObjectContext>& syncSupportManagedObjectContextCopy();
+    void setSyncSupportManagedObjectContextCopy(std::shared_ptr<QWManagedObjectContext> context);
+    // Saves the batch and merges it into the main context, whatever the host has changed meanwhile.
+    void saveSyncSupportContext();
 
     // Full re-upload and bulk update --------------------------------------------------------------------------
 
@@ -182,7 +188,6 @@ private:
     // Cache store ---------------------------------------------------------------------------------------------
 
     void saveContext(QWManagedObjectContext& context, const char* operation);
-    void syncSupportManagedObjectContextDidSave(const QWDidSaveNotice& notice);
     void deleteAllResultOfFetchRequest(const QWFetchRequest& request);
     void deleteObjectWaitingSync(ObjectWaitingSync& row);
     void recordFileMetadata(const DBMetadata& metadata, const QString& localPath = {});
@@ -237,6 +242,14 @@ private:
     // Notes a file that this library can do nothing with; `localPath` is where it was downloaded.
     void ignoreFile(const QString& reason, const DBMetadata& metadata, const QString& localPath = {});
 
+    // Merge ---------------------------------------------------------------------------------------------------
+
+    void giveWayToMainContext(QWManagedObjectContext& context);
+    QWMergeDecision decideConflict(const QWSaveConflict& conflict);
+    void syncSupportManagedObjectContextDidSave(const QWDidSaveNotice& notice);
+    void replaceInsertionsOfMainContext(const QWDidSaveNotice& notice);
+    void mainContextDidSave(const QWDidSaveNotice& notice);
+
     // Full re-upload ------------------------------------------------------------------------------------------
 
     void fetchAllItemsForUpload();
@@ -261,7 +274,10 @@ private:
     std::shared_ptr<QWPersistentStoreCoordinator> dropboxCachePersistentStoreCoordinator_;
     std::shared_ptr<QWManagedObjectContext> dropboxCacheManagedObjectContext_;
     std::unique_ptr<QWDropboxFileMetadataManager> fileMetadataManager_;
-    std::shared_ptr<QWManagedObjectContext> syncSupportManagedObjectCopy_; // released at the end of a batch
+
+    // Import and merge: what the running batch has applied. Released when it has ended.
+    std::shared_ptr<QWManagedObjectContext> syncSupportManagedObjectCopy_;
+    QSet<QWManagedObjectID> objectsReceived_; // those with a received version, in that context
 
     // Upload: rows in flight by upper-cased uuid. Written by upload; emptied by `deactivateSync`.
     QWRowsInFlight objectsSyncing_;
@@ -281,5 +297,6 @@ private:
     QDateTime _lastTimeQueriedDeltaEntries;
 
     QWObservation willTerminateObservation_;
-    QWObservation mainContextObservation_; // inactive while a batch is merged
+    QWObservation mainContextObservation_;        // inactive while a batch is merged
+    QWObservation mainContextDidSaveObservation_; // active while there is a sync support context
 };

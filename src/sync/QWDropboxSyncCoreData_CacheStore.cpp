@@ -1,12 +1,10 @@
-// Cache store and contexts.
+// Cache store: the engine's own books.
 //
-// Everything here is made on first use. The cache store, its context and the metadata manager live as long as the
-// engine; the sync support context from the first downloaded change of a batch to the end of the batch.
+// Made on first use; lives as long as the engine. Ends with the last save, at the latest when the application closes.
 //
 // Invariants:
 // - One context reads and writes the cache store.
-// - What the sync support context saves reaches the main context inside that save, and is not seen there as an
-//   edit of the host's.
+// - Rows leave by `deleteObjectWaitingSync` only, so that those in flight are told.
 #include "sync/QWDropboxSyncCoreData.h"
 
 #include "platform/text/QWText.h"
@@ -48,18 +46,6 @@ QWDropboxFileMetadataManager& QWDropboxSyncCoreData::fileMetadataManager() {
     return *fileMetadataManager_;
 }
 
-const std::shared_ptr<QWManagedObjectContext>& QWDropboxSyncCoreData::syncSupportManagedObjectContextCopy() {
-    if (!syncSupportManagedObjectCopy_)
-        syncSupportManagedObjectCopy_ = std::make_shared<QWManagedObjectContext>(
-            mainManagedObjectContext_->coordinator(), QWConcurrencyType::MainQueue);
-    return syncSupportManagedObjectCopy_;
-}
-
-void QWDropboxSyncCoreData::setSyncSupportManagedObjectContextCopy(
-    std::shared_ptr<QWManagedObjectContext> context) {
-    syncSupportManagedObjectCopy_ = std::move(context);
-}
-
 QWRef<Metadata> QWDropboxSyncCoreData::metadataWithKey(const QString& key) {
     auto& context = *dropboxCacheManagedObjectContext();
     const QWFetchRequest request(QWDBEntityNameMetadata,
@@ -94,27 +80,10 @@ void QWDropboxSyncCoreData::saveCacheContext() {
     saveContext(*dropboxCacheManagedObjectContext(), "saveCacheContext");
 }
 
-void QWDropboxSyncCoreData::saveSyncSupportContext() {
-    const auto context = syncSupportManagedObjectContextCopy();
-    const auto observation = context->observeDidSave(
-        [this](const QWDidSaveNotice& notice) { syncSupportManagedObjectContextDidSave(notice); });
-    saveContext(*context, "saveSyncSupportContext");
-}
-
 void QWDropboxSyncCoreData::saveManagedObjectContexes() {
     if (syncSupportManagedObjectCopy_)
         saveSyncSupportContext();
     saveCacheContext();
-}
-
-// The pending edits of the user are reported, and queued, before the engine stops listening; what the merge
-// changes is reported while it does not.
-void QWDropboxSyncCoreData::syncSupportManagedObjectContextDidSave(const QWDidSaveNotice& notice) {
-    mainManagedObjectContext_->processPendingChanges();
-    mainContextObservation_.stop();
-    mainManagedObjectContext_->mergeChangesFromContextDidSave(notice);
-    mainManagedObjectContext_->processPendingChanges();
-    observeMainContext();
 }
 
 // Rows -----------------------------------------------------------------------------------------------------------

@@ -149,6 +149,7 @@ void QWDropboxSyncCoreData::finishDeltaBatch() {
     if (syncSupportManagedObjectCopy_) {
         saveSyncSupportContext();
         setSyncSupportManagedObjectContextCopy(nullptr);
+        saveCacheContext();
     }
     setStatus(QWDropboxSyncStatusIdle);
     beginSyncOfObjectsWaitingSync();

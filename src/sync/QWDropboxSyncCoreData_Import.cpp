@@ -55,6 +55,7 @@ void QWDropboxSyncCoreData::importRecord(const QString& localPath, const DBMetad
 
     if (syncDictionaryImporter().needsToUpdateObject(*object, record)) {
         syncDictionaryImporter().updateObject(*object, record, metadata.filename());
+        objectsReceived_.insert(object->objectID());
         if (isConflictedCopy)
             queueForUpload(*object);
         else if (const auto row = objectWaitingSyncForObject(*object, false))

@@ -99,6 +99,16 @@ TEST_F(TwoContexts, A_merged_deletion_deletes_here_loses_edits_here_and_needs_no
     EXPECT_TRUE(fetch("Author").empty());
 }
 
+TEST_F(TwoContexts, A_record_deleted_here_stays_deleted_over_a_merge_and_its_save_does_not_conflict) {
+    context->deleteObject(*ana);
+    others->setValueForKey("name", "Eve");
+    save(*other);
+    save();
+    merges = false;
+    auto third = makeContext();
+    EXPECT_TRUE(fetchIn(*third, "Author").empty());
+}
+
 TEST_F(TwoContexts, An_unsaved_record_lets_go_of_a_record_whose_deletion_is_merged) {
     Ref book = insert("Book");
     book->setRelatedObject("author", ana.data());

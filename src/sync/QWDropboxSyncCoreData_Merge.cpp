@@ -1,0 +1,179 @@
+// Merge: how a batch that was applied in the sync support context reaches the host's store and main context.
+//
+// Started at the end of a batch, and when the application closes in the middle of one. The host may hold another
+// version of a record that the batch has received: unsaved in the main context, or saved since the batch read it.
+// Before the save the batch's version gives way where the host's unsaved one wins; during it the merge function
+// decides about saved ones; between save and merge the host's unsaved versions that lost give way.
+//
+// Invariants:
+// - One version of a record wins whole: the one with the later date, the host's on a tie; a deletion wins over any
+//   version of the other side. What the host wins is queued, since the import has dropped its row.
+// - Other people's changes never fail the save of a batch.
+// - What the merge changes in the main context is not seen as an edit of the host's.
+// - One uuid stays one record, also when both contexts have inserted it.
+#include "sync/QWDropboxSyncCoreData.h"
+
+#include "core/QWManagedObjectWithSyncSupport.h"
+#include "platform/text/QWText.h"
+#include "sync/QWRecordVersions.h"
+
+using qw::sync::RecordReplacement;
+
+namespace {
+
+QWManagedObjectWithSyncSupport* synced(const QWRef<QWManagedObject>& record) {
+    return dynamic_cast<QWManagedObjectWithSyncSupport*>(record.data());
+}
+
+// Unsaved insertions by what two contexts know them by.
+using Insertions = QHash<std::pair<QString, QString>, QWRef<QWManagedObject>>;
+
+std::pair<QString, QString> identityOf(const QWManagedObjectWithSyncSupport& record) {
+    return {record.entity().name(), qw::text::foldCase(record.uuid())};
+}
+
+Insertions insertionsOf(const QWManagedObjectContext& context) {
+    Insertions insertions;
+    for (const auto& record : context.insertedObjects())
+        if (const auto* object = synced(record); object && !object->uuid().isEmpty())
+            insertions.insert(identityOf(*object), record);
+    return insertions;
+}
+
+} // namespace
+
+// The context ----------------------------------------------------------------------------------------------------
+
+const std::shared_ptr<QWManagedObjectContext>& QWDropboxSyncCoreData::syncSupportManagedObjectContextCopy() {
+    if (syncSupportManagedObjectCopy_)
+        return syncSupportManagedObjectCopy_;
+    syncSupportManagedObjectCopy_ = std::make_shared<QWManagedObjectContext>(
+        mainManagedObjectContext_->coordinator(), QWConcurrencyType::MainQueue);
+    syncSupportManagedObjectCopy_->setMergeFunction(
+        [this](const QWSaveConflict& conflict) { return decideConflict(conflict); });
+    mainContextDidSaveObservation_ = mainManagedObjectContext_->observeDidSave(
+        [this](const QWDidSaveNotice& notice) { mainContextDidSave(notice); });
+    return syncSupportManagedObjectCopy_;
+}
+
+void QWDropboxSyncCoreData::setSyncSupportManagedObjectContextCopy(
+    std::shared_ptr<QWManagedObjectContext> context) {
+    syncSupportManagedObjectCopy_ = std::move(context);
+    mainContextDidSaveObservation_.stop();
+    objectsReceived_.clear();
+}
+
+// Saving ---------------------------------------------------------------------------------------------------------
+
+void QWDropboxSyncCoreData::saveSyncSupportContext() {
+    const auto context = syncSupportManagedObjectContextCopy();
+    giveWayToMainContext(*context);
+    const auto observation = context->observeDidSave(
+        [this](const QWDidSaveNotice& notice) { syncSupportManagedObjectContextDidSave(notice); });
+    saveContext(*context, "saveSyncSupportContext");
+}
+
+// The host's pending edits are stamped and queued first, so that their dates count. A record that the batch has
+// touched without receiving it (the far end of a link) follows whatever the main context has saved.
+void QWDropboxSyncCoreData::giveWayToMainContext(QWManagedObjectContext& context) {
+    mainManagedObjectContext_->processPendingChanges();
+    context.processPendingChanges();
+    for (const auto& record : context.updatedObjects()) {
+        auto* object = synced(record);
+        if (!object || !objectsReceived_.contains(record->objectID())) {
+            context.refreshObject(*record, true);
+            continue;
+        }
+        const auto host = mainManagedObjectContext_->registeredObject(record->objectID());
+        if (!host || !host->hasChanges() || !qw::sync::holdsOwnChanges(*host))
+            continue;
+        const bool isDeleted = host->isDeleted();
+        if (!isDeleted && qw::sync::receivedVersionWins(object->dateModified(), synced(host)->dateModified()))
+            continue;
+        insertInSyncQueueManagedObject(*object, isDeleted ? QWDropboxSyncActionDelete
+                                                          : QWDropboxSyncActionInsertOrUpdate);
+        qw::sync::discardChanges(*record);
+    }
+}
+
+// The main context has saved a version since the batch read the record.
+QWMergeDecision QWDropboxSyncCoreData::decideConflict(const QWSaveConflict& conflict) {
+    if (conflict.deletedHere)
+        return QWMergeDecision::KeepLocal;
+    auto* object = synced(conflict.record);
+    if (!object || !objectsReceived_.contains(object->objectID()))
+        return QWMergeDecision::TakeStored;
+    if (!conflict.deletedInStore
+        && qw::sync::receivedVersionWins(
+            object->dateModified(), conflict.storedValues.value(QStringLiteral("dateModified")).toDateTime()))
+        return QWMergeDecision::KeepLocal;
+    insertInSyncQueueManagedObject(*object, conflict.deletedInStore ? QWDropboxSyncActionDelete
+                                                                    : QWDropboxSyncActionInsertOrUpdate);
+    return QWMergeDecision::TakeStored;
+}
+
+// Merging --------------------------------------------------------------------------------------------------------
+
+void QWDropboxSyncCoreData::syncSupportManagedObjectContextDidSave(const QWDidSaveNotice& notice) {
+    mainManagedObjectContext_->processPendingChanges();
+    mainContextObservation_.stop();
+    for (const auto& record : notice.updated) {
+        if (!objectsReceived_.contains(record->objectID()))
+            continue;
+        const auto host = mainManagedObjectContext_->registeredObject(record->objectID());
+        if (host && host->hasChanges() && qw::sync::holdsOwnChanges(*host))
+            qw::sync::discardChanges(*host);
+    }
+    mainManagedObjectContext_->mergeChangesFromContextDidSave(notice);
+    replaceInsertionsOfMainContext(notice);
+    mainManagedObjectContext_->processPendingChanges();
+    observeMainContext();
+}
+
+// Records that the host has inserted, and not saved, become the ones that the batch has saved.
+void QWDropboxSyncCoreData::replaceInsertionsOfMainContext(const QWDidSaveNotice& notice) {
+    if (notice.inserted.empty())
+        return;
+    const Insertions hosts = insertionsOf(*mainManagedObjectContext_);
+    std::vector<RecordReplacement> replacements;
+    for (const auto& record : notice.inserted) {
+        const auto* received = synced(record);
+        const auto host = received ? hosts.value(identityOf(*received)) : QWRef<QWManagedObject>();
+        if (!host)
+            continue;
+        const bool hostWins =
+            !qw::sync::receivedVersionWins(received->dateModified(), synced(host)->dateModified());
+        replacements.push_back({host, mainManagedObjectContext_->objectWithID(record->objectID()), hostWins});
+    }
+    qw::sync::replaceRecords(*mainManagedObjectContext_, replacements);
+    for (const auto& [from, to, hostWins] : replacements) {
+        synced(to)->resetDoNotUpdateDateModifiedDuringNextSave();
+        if (hostWins)
+            insertInSyncQueueManagedObject(*synced(to), QWDropboxSyncActionInsertOrUpdate);
+    }
+}
+
+// The host has saved records that the batch has inserted as well: the batch goes on with the host's.
+void QWDropboxSyncCoreData::mainContextDidSave(const QWDidSaveNotice& notice) {
+    if (notice.inserted.empty())
+        return;
+    auto& context = *syncSupportManagedObjectCopy_;
+    const Insertions received = insertionsOf(context);
+    std::vector<RecordReplacement> replacements;
+    for (const auto& record : notice.inserted) {
+        const auto* host = synced(record);
+        const auto insertion = host ? received.value(identityOf(*host)) : QWRef<QWManagedObject>();
+        if (!insertion)
+            continue;
+        const bool receivedWins =
+            qw::sync::receivedVersionWins(synced(insertion)->dateModified(), host->dateModified());
+        replacements.push_back({insertion, context.objectWithID(record->objectID()), receivedWins});
+    }
+    qw::sync::replaceRecords(context, replacements);
+    for (const auto& [from, to, receivedWins] : replacements) {
+        if (receivedWins)
+            objectsReceived_.insert(to->objectID());
+        else
+            insertInSyncQueueManagedObject(*synced(to), QWDropboxSyncActionInsertOrUpdate);
+    }
+}

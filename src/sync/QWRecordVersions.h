@@ -1,0 +1,31 @@
+#pragma once
+
+#include "store/QWManagedObjectContext.h"
+
+#include <QDateTime>
+#include <vector>
+
+// Two versions of one record, in two contexts: which one wins, and how the other gives way.
+namespace qw::sync {
+
+// The later date wins, a tie is the host's. A version without date is earlier than every other.
+bool receivedVersionWins(const QDateTime& received, const QDateTime& host);
+
+// Whether the record holds unsaved values of its own. Members of a to-many relationship that they themselves hold
+// are none: a country that gained a visit is no other version of the country.
+bool holdsOwnChanges(const QWManagedObject& record);
+
+// Drops the record's unsaved changes, and with them its links as the records at their far ends see them. What
+// other records hold themselves stays.
+void discardChanges(QWManagedObject& record);
+
+// `to` is what `from`, an unsaved insertion of the same uuid in the same context, was meant to be.
+struct RecordReplacement {
+    QWRef<QWManagedObject> from;
+    QWRef<QWManagedObject> to;
+    bool takesValues = false; // `to` takes the values of `from`
+};
+// Whatever refers to a record that is replaced refers to the other one then, and the one that is replaced goes.
+void replaceRecords(QWManagedObjectContext& context, const std::vector<RecordReplacement>& replacements);
+
+} // namespace qw::sync
