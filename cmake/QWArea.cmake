@@ -6,6 +6,7 @@ function(qw_add_area name)
     target_include_directories(qw_${name} PUBLIC "${PROJECT_SOURCE_DIR}/src")
     target_link_libraries(qw_${name} PUBLIC Qt6::Core ${ARG_LINK})
     target_precompile_headers(qw_${name} PRIVATE "${PROJECT_SOURCE_DIR}/cmake/qw_pch.h")
+    set_target_properties(qw_${name} PROPERTIES AUTOMOC ON)
 endfunction()
 
 # qw_add_test_suite(<name> SOURCES <file>... [LINK <target>...])

@@ -13,19 +13,22 @@ bool beginsWithTag(const QString& text) {
 } // namespace
 
 std::unique_ptr<QTextDocument> qw::richTextFromStoredValue(const QVariant& value) {
-    auto document = std::make_unique<QTextDocument>();
+    QString text;
+    bool isHTML = false;
     if (value.typeId() == QMetaType::QString) {
-        document->setPlainText(value.toString());
-        return document;
+        text = value.toString();
+    } else if (value.typeId() == QMetaType::QByteArray) {
+        QStringDecoder decoder(QStringDecoder::Utf8);
+        text = decoder(value.toByteArray());
+        if (decoder.hasError())
+            return nullptr;
+        isHTML = beginsWithTag(text);
+    } else {
+        return nullptr;
     }
-    if (value.typeId() != QMetaType::QByteArray)
-        return nullptr;
 
-    QStringDecoder decoder(QStringDecoder::Utf8);
-    const QString text = decoder(value.toByteArray());
-    if (decoder.hasError())
-        return nullptr;
-    if (beginsWithTag(text))
+    auto document = std::make_unique<QTextDocument>();
+    if (isHTML)
         document->setHtml(text);
     else
         document->setPlainText(text);

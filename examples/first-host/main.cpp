@@ -1,0 +1,50 @@
+// A notebook that is the same on every desktop: first-host FOLDER CLOUD [NOTE] adds a note and lists them all.
+#include "core/QWManagedObjectWithSyncSupport.h"
+#include "dropbox/folder/QWFolderRestClient.h"
+#include "sync/QWDropboxSyncCoreData.h"
+#include <QCoreApplication>
+
+class Note final : public QWManagedObjectWithSyncSupport {
+    const QWFieldDescriptions* fieldDescriptions() const override {
+        static const QWFieldDescriptions fields = {
+            std::make_shared<QWManagedObjectFieldDescriptionString>("text", "Text"),
+            std::make_shared<QWManagedObjectFieldDescriptionDate>("dateModified", "Modified",
+                                                                  dateModifiedFormatter())};
+        return &fields;
+    }
+};
+
+int main(int argc, char** argv) {
+    QCoreApplication application(argc, argv);
+    application.setOrganizationName("Example");
+    const QStringList arguments = application.arguments();
+    const QString folder = arguments.value(1), cloud = arguments.value(2), text = arguments.value(3);
+
+    const auto model = std::make_shared<QWManagedObjectModel>();
+    auto& note = model->addEntity<Note>("Note");
+    note.addAttribute("text", QWAttributeType::String);
+    addSyncAttributes(note);
+
+    QWError error;
+    const auto coordinator = std::make_shared<QWPersistentStoreCoordinator>(model);
+    const std::shared_ptr client = QWFolderRestClient::open(cloud, coordinator->environment(), &error);
+    if (!client || !coordinator->addStore(folder + "/notes.sqlite", {}, &error))
+        qFatal("%s", qPrintable(error.message));
+    const auto context = std::make_shared<QWManagedObjectContext>(coordinator);
+    QWDropboxSyncCoreData engine(context, {"Note"}, QUrl::fromLocalFile(folder + "/cache"));
+    engine.activateSyncWithDropboxRestClient(client);
+
+    if (!text.isEmpty())
+        context->insertObject("Note")->setValueForKey("text", text);
+    if (!context->save(&error))
+        qFatal("%s", qPrintable(error.message));
+
+    // Done when there is nothing more to fetch or to send.
+    QObject::connect(&engine, &QWDropboxSyncCoreData::statusChanged, &application, [&](quint64 status) {
+        if (status == QWDropboxSyncStatusIdle && engine.numberOfObjectsWaitingSync() == 0)
+            application.quit();
+    });
+    application.exec();
+    for (const auto& record : context->fetch(QWFetchRequest("Note")).value_or(QWManagedObjectSet()))
+        puts(qPrintable(record->valueForKey("text").toString()));
+}
