@@ -88,9 +88,6 @@ private:
             if (progress_)
                 progress_(result_.added + result_.present, all_);
         }
-        QWError error;
-        if (!context_.save(&error))
-            throw ImportFailure{error};
     }
 
     Records allOf(const QString& entityName) {
@@ -114,8 +111,7 @@ private:
                 throw ImportFailure{error};
     }
 
-    // The file comes before the record is saved: a country that is here has its flag. One that another desktop has
-    // given to a bare record stays.
+    // A flag that another desktop has given to a bare record stays.
     void importFlag(Country& record, const ISOCountry& country) {
         const QString path = flagsFolder_ + '/' + country.alpha2.toLower() + ".png";
         const bool hasFlag = !record.isInserted() && files_.exists(record.imageURL().toLocalFile());

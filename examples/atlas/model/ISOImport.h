@@ -27,8 +27,8 @@ using ISOProgress = std::function<void(qint64 done, qint64 all)>;
 // instant long ago, so that two desktops that import the same table hold the same records, and an import never beats
 // an edit: a record that is here already is left alone, unless it is a bare one that another record refers to.
 //
-// Nothing is changed when a table is broken. Saves after each table; what an interrupted import has saved is complete
-// and the next import goes on from there.
+// The caller saves; the context must have no other unsaved changes. Nothing is changed when a table is broken.
+// Flags are written at once, before the records that they belong to are saved: a saved country has its flag.
 std::optional<ISOImportResult> importISO(QWManagedObjectContext& context, const ISOSource& source,
                                          const ISOProgress& progress = {}, QWError* error = nullptr);
 

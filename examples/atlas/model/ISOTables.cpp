@@ -85,7 +85,7 @@ public:
     template <class Read>
     void forEach(Read read) {
         int number = 0;
-        for (const QJsonValue& value : entries_)
+        for (const auto& value : std::as_const(entries_))
             read(Entry(*this, ++number, value));
     }
 

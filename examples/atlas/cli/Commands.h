@@ -1,0 +1,38 @@
+#pragma once
+
+#include "cli/CommandLine.h"
+
+#include <memory>
+
+namespace atlas {
+class AtlasLibrary;
+}
+
+// RecordCommands.cpp
+int runAdd(const Arguments& arguments);
+int runSet(const Arguments& arguments);
+int runDelete(const Arguments& arguments);
+// ListCommands.cpp
+int runShow(const Arguments& arguments);
+int runList(const Arguments& arguments);
+// LibraryCommands.cpp
+int runImport(const Arguments& arguments);
+int runDigest(const Arguments& arguments);
+int runRepair(const Arguments& arguments);
+// SyncCommands.cpp
+int runConnect(const Arguments& arguments);
+int runSync(const Arguments& arguments);
+int runStatus(const Arguments& arguments);
+
+// The library that the arguments name. Only some commands make one that is missing.
+enum class Missing { Refuse, Make };
+std::unique_ptr<atlas::AtlasLibrary> openLibrary(const Arguments& arguments,
+                                                 Missing missing = Missing::Refuse);
+// The record of that uuid.
+template <class Library>
+auto findRecord(Library& library, const QString& uuid) {
+    auto record = library.record(uuid);
+    if (!record)
+        throw Failure("no record " + uuid);
+    return record;
+}

@@ -1,0 +1,90 @@
+// Commands that treat a library as a whole.
+
+#include "cli/Commands.h"
+#include "cli/Progress.h"
+#include "model/AtlasDigest.h"
+#include "model/AtlasLibrary.h"
+#include "model/ISOImport.h"
+
+using atlas::AtlasLibrary;
+
+namespace {
+
+atlas::ISOTableSet tablesNamed(const QString& names) {
+    static const QMap<QString, atlas::ISOTable> tables = {{"countries", atlas::ISOTable::Countries},
+                                                          {"currencies", atlas::ISOTable::Currencies},
+                                                          {"languages", atlas::ISOTable::Languages},
+                                                          {"regions", atlas::ISOTable::Regions}};
+    atlas::ISOTableSet named;
+    for (const QString& name : names.split(',')) {
+        if (!tables.contains(name))
+            throw Failure(
+                QStringLiteral("--only: no table \"%1\": there are %2").arg(name, tables.keys().join(", ")));
+        named |= tables[name];
+    }
+    return named;
+}
+
+} // namespace
+
+std::unique_ptr<AtlasLibrary> openLibrary(const Arguments& arguments, Missing missing) {
+    if (missing == Missing::Refuse && !AtlasLibrary::exists(arguments.library))
+        throw Failure(arguments.library + ": no library there");
+    QWError error;
+    auto library = AtlasLibrary::open(arguments.library, &error);
+    if (!library)
+        throw Failure(error);
+    return library;
+}
+
+int runImport(const Arguments& arguments) {
+    if (arguments.positional.first() != "iso")
+        throw Failure(QStringLiteral("nothing to import but iso"));
+    atlas::ISOSource source;
+    if (arguments.has("only"))
+        source.tables = tablesNamed(arguments.value("only"));
+    if (arguments.has("tables"))
+        source.tablesFolder = arguments.value("tables");
+    if (arguments.has("flags"))
+        source.flagsFolder = arguments.value("flags");
+
+    const auto library = openLibrary(arguments, Missing::Make);
+    Progress progress;
+    QWError error;
+    const auto result = atlas::importISO(
+        library->context(), source, [&](qint64 done, qint64 all) { progress.show("importing", done, all); },
+        &error);
+    if (!result || !library->save(&error))
+        throw Failure(error);
+    print(QStringLiteral("added: %1\npresent: %2\nflags: %3")
+              .arg(result->added)
+              .arg(result->present)
+              .arg(result->flags));
+    return 0;
+}
+
+int runDigest(const Arguments& arguments) {
+    const auto library = openLibrary(arguments);
+    QWError error;
+    const auto digest = atlas::digest(library->context(), &error);
+    if (!digest)
+        throw Failure(error);
+    print(*digest);
+    return 0;
+}
+
+int runRepair(const Arguments& arguments) {
+    if (!AtlasLibrary::exists(arguments.library))
+        throw Failure(arguments.library + ": no library there");
+    QWError error;
+    QString aside;
+    if (!AtlasLibrary::putCacheAside(arguments.library, &aside, &error))
+        throw Failure(error);
+    const auto library = openLibrary(arguments);
+    library->forgetCloudState();
+    if (!library->save(&error))
+        throw Failure(error);
+    if (!aside.isNull())
+        print(aside);
+    return 0;
+}

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QString>
+
+// How far a long operation is, as one line on stderr that is drawn over itself. Silent when stderr is no terminal.
+class Progress {
+public:
+    Progress();
+    ~Progress(); // wipes the line
+
+    // `done` of `all` things; redraws only when the picture changes.
+    void show(const QString& what, qint64 done, qint64 all);
+
+private:
+    bool isTerminal_;
+    QString drawn_;
+};

@@ -1,0 +1,138 @@
+// Commands that deal with the cloud.
+
+#include "cli/Commands.h"
+#include "cli/SyncSession.h"
+#include "dropbox/folder/QWFolderRestClient.h"
+#include "platform/text/QWDateText.h"
+
+#include <QDir>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <cstdio>
+
+using atlas::AtlasLibrary;
+
+namespace {
+
+constexpr QLatin1String folderScheme("folder:");
+
+std::unique_ptr<DBRestClient> openCloud(const QString& address,
+                                        const std::shared_ptr<QWEnvironment>& environment) {
+    QWError error;
+    auto client = QWFolderRestClient::open(address, environment, &error);
+    if (!client)
+        throw Failure(QStringLiteral("%1: %2").arg(address, error.message));
+    return client;
+}
+
+// The address as it is remembered: the folder's path is absolute.
+QString checkedAddress(const Arguments& arguments) {
+    const QString given = arguments.value("cloud");
+    if (given.startsWith("http:") || given.startsWith("https:"))
+        throw Failure(given + ": clouds over HTTP are not in this version; give folder:PATH");
+    const QString path = given.mid(folderScheme.size());
+    if (!given.startsWith(folderScheme) || path.isEmpty())
+        throw Failure(QStringLiteral("--cloud: expected folder:PATH, found \"%1\"").arg(given));
+    if (arguments.has("token") || arguments.has("token-file"))
+        throw Failure(given + ": a folder takes no token");
+    return folderScheme + QDir(path).absolutePath();
+}
+
+QJsonObject statusOf(QWDropboxSyncCoreData& engine, qint64 requests) {
+    const QDateTime lastQuery = engine.lastTimeQueriedDeltaEntries();
+    const qint64 inFlight = engine.numberOfObjectsSyncing();
+    return {
+        {"status", static_cast<qint64>(engine.status())},
+        {"waiting", qMax(qint64(0), engine.numberOfObjectsWaitingSync() - inFlight)},
+        {"inFlight", inFlight},
+        {"toDownload", static_cast<qint64>(engine.deltaEntriesToImport().count())},
+        {"requests", requests},
+        {"lastQuery", lastQuery.isNull() ? QJsonValue() : QJsonValue(qw::text::textFromDate(lastQuery))},
+    };
+}
+
+// As JSON, or one value on each line.
+void printStatus(const QJsonObject& status, bool asJSON) {
+    if (asJSON)
+        return print(QString::fromUtf8(QJsonDocument(status).toJson(QJsonDocument::Compact)));
+    for (auto value = status.begin(); value != status.end(); ++value)
+        print(value.key() + ": " + value->toVariant().toString());
+}
+
+std::optional<std::chrono::seconds> timeout(const Arguments& arguments) {
+    if (!arguments.has("timeout"))
+        return {};
+    bool isNumber = false;
+    const int seconds = arguments.value("timeout").toInt(&isNumber);
+    if (!isNumber || seconds < 0)
+        throw Failure(
+            QStringLiteral("--timeout: expected seconds, found \"%1\"").arg(arguments.value("timeout")));
+    return std::chrono::seconds(seconds);
+}
+
+QString reason(SyncSession::Outcome outcome) {
+    switch (outcome) {
+    case SyncSession::Outcome::InStep:
+        break;
+    case SyncSession::Outcome::TokenRefused:
+        return QStringLiteral("the cloud has refused the token: connect again");
+    case SyncSession::Outcome::TimedOut:
+        return QStringLiteral("not in step yet when the time was over");
+    case SyncSession::Outcome::Interrupted:
+        return QStringLiteral("interrupted before the library was in step");
+    }
+    return {};
+}
+
+} // namespace
+
+int runConnect(const Arguments& arguments) {
+    const QString address = checkedAddress(arguments);
+    const auto library = openLibrary(arguments, Missing::Make);
+    openCloud(address, library->environment());
+    // What the engine knows of one cloud says nothing about another.
+    if (!library->cloud().isEmpty() && library->cloud() != address)
+        library->forgetCloudState();
+    library->setCloud(address);
+    return 0;
+}
+
+int runSync(const Arguments& arguments) {
+    if (arguments.has("once") == arguments.has("watch"))
+        throw Failure(QStringLiteral("sync needs one of --once and --watch"));
+    const auto limit = timeout(arguments);
+    const auto library = openLibrary(arguments);
+    if (library->cloud().isEmpty())
+        throw Failure(QStringLiteral("%1 is not connected: atlas --library DIR connect --cloud CLOUD")
+                          .arg(arguments.library));
+    const auto client =
+        std::make_shared<CountingRestClient>(openCloud(library->cloud(), library->environment()));
+
+    SyncSession session(*library, client);
+    if (arguments.has("watch"))
+        QObject::connect(&session, &SyncSession::inStep, [] {
+            print("in step");
+            std::fflush(stdout);
+        });
+    const auto outcome = arguments.has("watch") ? session.watch() : session.runOnce(limit);
+    QWError error;
+    if (!library->save(&error))
+        throw Failure(error);
+    printStatus(statusOf(library->engine(), client->requests()), arguments.has("json"));
+    if (!arguments.has("json"))
+        print(QStringLiteral("uploads: %1\ndownloads: %2\ndeletions: %3")
+                  .arg(client->uploads())
+                  .arg(client->downloads())
+                  .arg(client->deletions()));
+    // An interrupt is how watching ends.
+    if (outcome == SyncSession::Outcome::InStep
+        || (arguments.has("watch") && outcome == SyncSession::Outcome::Interrupted))
+        return 0;
+    throw Failure(reason(outcome), SyncSession::exitCode(outcome));
+}
+
+int runStatus(const Arguments& arguments) {
+    const auto library = openLibrary(arguments);
+    printStatus(statusOf(library->engine(), 0), arguments.has("json"));
+    return 0;
+}

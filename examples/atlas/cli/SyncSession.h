@@ -1,0 +1,52 @@
+#pragma once
+
+#include "cli/CountingRestClient.h"
+#include "cli/Progress.h"
+#include "model/AtlasLibrary.h"
+
+#include <QEventLoop>
+#include <chrono>
+#include <optional>
+
+// One run of a library's engine, from its activation on.
+class SyncSession final : public QObject {
+    Q_OBJECT
+
+public:
+    enum class Outcome { InStep, TokenRefused, TimedOut, Interrupted };
+
+    SyncSession(atlas::AtlasLibrary& library, std::shared_ptr<CountingRestClient> client);
+
+    // Syncs until the library is in step, the token is refused, the time is over, or the user interrupts.
+    Outcome runOnce(std::optional<std::chrono::seconds> timeout);
+    // Syncs until the token is refused or the user interrupts.
+    Outcome watch();
+    // 0, 3, 4 and 1, in this order.
+    static int exitCode(Outcome outcome);
+
+Q_SIGNALS:
+    // Each time that the library has come to be in step.
+    void inStep();
+
+private:
+    Outcome run();
+    // Looks again, soon, whether anything is to be done: called for whatever may have moved the engine on.
+    void somethingHappened();
+    void look();
+    bool isAtRest() const;
+    bool isInStep() const;
+    void finish(Outcome outcome);
+    void showProgress();
+
+    atlas::AtlasLibrary& library_;
+    QWDropboxSyncCoreData& engine_;
+    std::shared_ptr<CountingRestClient> client_;
+    bool endsInStep_ = false;
+    bool wasInStep_ = false;
+    bool askedForDelta_ = false;
+    bool willLook_ = false;
+    QEventLoop loop_;
+    Outcome outcome_ = Outcome::Interrupted;
+    Progress progress_;
+    qint64 mostItems_ = 0; // since nothing was to be processed
+};

@@ -1,0 +1,190 @@
+#include "model/AtlasLibrary.h"
+
+#include "model/AtlasModel.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QSettings>
+
+namespace atlas {
+
+namespace {
+
+const QString cloudKey = QStringLiteral("AtlasCloud");
+
+bool fail(QWError* error, const QString& message) {
+    return qw::fail(error, {QStringLiteral("atlas"), 1, message});
+}
+
+QString recordsFile(const QString& folder) {
+    return folder + "/Atlas.sqlite";
+}
+QString cacheFolder(const QString& folder) {
+    return folder + "/cache";
+}
+QString cacheFile(const QString& folder) {
+    return cacheFolder(folder) + "/DropboxCache.sqlite";
+}
+
+std::unique_ptr<QLockFile> lock(const QString& folder, QWError* error) {
+    const QString path = folder + "/lock";
+    auto lock = std::make_unique<QLockFile>(path);
+    lock->setStaleLockTime(0); // only the end of its process makes a lock stale, not its age
+    if (lock->tryLock(0))
+        return lock;
+    qint64 process = 0;
+    QString host, program;
+    if (lock->error() == QLockFile::LockFailedError && lock->getLockInfo(&process, &host, &program))
+        fail(error, QStringLiteral("%1: another process has the library open (%2, process %3)")
+                        .arg(folder, program)
+                        .arg(process));
+    else
+        fail(error, path + ": the lock cannot be written");
+    return nullptr;
+}
+
+// Whether a cache file is one that the engine can work with: it opens, or is made, and can be read. The engine itself
+// carries on without one, and would then queue nothing.
+bool checkCache(const QString& folder, const std::shared_ptr<QWEnvironment>& environment, QWError* error) {
+    if (!environment->files().makeFolder(cacheFolder(folder), error))
+        return false;
+    const auto coordinator =
+        std::make_shared<QWPersistentStoreCoordinator>(QWMakeDropboxCacheModel(), environment);
+    if (!coordinator->addStore(cacheFile(folder), {}, error))
+        return false;
+    const auto context = std::make_shared<QWManagedObjectContext>(coordinator);
+    const auto& entities = coordinator->model().entities();
+    return std::all_of(entities.begin(), entities.end(), [&](const auto& entity) {
+        return context->count(QWFetchRequest(entity->name()), error).has_value();
+    });
+}
+
+} // namespace
+
+// Logs the failures that the engine would show to a person, and keeps the first, so that the operation that led to
+// it fails.
+class AtlasLibrary::Presenter final : public QWErrorPresenter {
+public:
+    void presentError(const QWError& error) override {
+        log_.presentError(error);
+        if (!first_.isError())
+            first_ = error;
+    }
+    QWError take() { return std::exchange(first_, QWError()); }
+
+private:
+    QWLogErrorPresenter log_;
+    QWError first_;
+};
+
+AtlasLibrary::AtlasLibrary() : presenter_(std::make_shared<Presenter>()) {}
+
+AtlasLibrary::~AtlasLibrary() {
+    if (engine_)
+        environment_->notificationCenter().post({NSApplicationWillTerminateNotification});
+}
+
+bool AtlasLibrary::exists(const QString& folder) {
+    return QFileInfo::exists(recordsFile(folder));
+}
+
+std::unique_ptr<AtlasLibrary> AtlasLibrary::open(const QString& folder, QWError* error) {
+    const QString path = QDir(folder).absolutePath();
+    if (!QDir().mkpath(path)) {
+        fail(error, path + ": the folder cannot be made");
+        return nullptr;
+    }
+    std::unique_ptr<AtlasLibrary> library(new AtlasLibrary);
+    library->lock_ = lock(path, error);
+    if (library->lock_ && library->openSettings(path, error) && library->openRecords(path, error)
+        && library->makeEngine(path, error))
+        return library;
+    return nullptr;
+}
+
+bool AtlasLibrary::openSettings(const QString& folder, QWError* error) {
+    const QString path = folder + "/settings.ini";
+    const QSettings settings(path, QSettings::IniFormat);
+    if (settings.status() != QSettings::NoError || (QFileInfo::exists(path) && !settings.isWritable()))
+        return fail(error, path + ": the settings cannot be used");
+    QWEnvironment::Parts parts;
+    parts.userDefaults = std::make_shared<QWSettingsUserDefaults>(path);
+    parts.errorPresenter = presenter_;
+    environment_ = std::make_shared<QWEnvironment>(parts);
+    return true;
+}
+
+bool AtlasLibrary::openRecords(const QString& folder, QWError* error) {
+    const auto coordinator = std::make_shared<QWPersistentStoreCoordinator>(makeModel(), environment_);
+    if (!coordinator->addStore(recordsFile(folder), {}, error))
+        return false;
+    context_ = std::make_shared<QWManagedObjectContext>(coordinator);
+    return true;
+}
+
+bool AtlasLibrary::makeEngine(const QString& folder, QWError* error) {
+    if (!checkCache(folder, environment_, error))
+        return false;
+    engine_ = std::make_unique<QWDropboxSyncCoreData>(context_, entityNames(),
+                                                      QUrl::fromLocalFile(cacheFolder(folder)));
+    engine_->setDelegate(this, this);
+    return true;
+}
+
+bool AtlasLibrary::putCacheAside(const QString& folder, QString* newPath, QWError* error) {
+    const auto held = lock(folder, error);
+    if (!held)
+        return false;
+    const QString path = cacheFile(folder);
+    newPath->clear();
+    if (!QFileInfo::exists(path))
+        return true;
+    int number = 1;
+    while (QFileInfo::exists(path + QStringLiteral(".aside-%1").arg(number)))
+        ++number;
+    const QString suffix = QStringLiteral(".aside-%1").arg(number);
+    // The store's companions go with it: they hold what was not yet moved into it.
+    for (const char* companion : {"-wal", "-shm"})
+        QFile::rename(path + companion, path + suffix + companion);
+    *newPath = path + suffix;
+    return QFile::rename(path, *newPath) || fail(error, path + ": cannot be renamed");
+}
+
+QWRef<QWManagedObjectWithSyncSupport> AtlasLibrary::record(const QString& uuid) {
+    for (const QString& name : entityNames())
+        if (auto record = QWManagedObjectWithSyncSupport::fetchObjectWithUUID(uuid, name, *context_))
+            return record;
+    return {};
+}
+
+bool AtlasLibrary::save(QWError* error) {
+    // An edit that the engine could not note must not be saved: it would never be sent.
+    context_->processPendingChanges();
+    if (const QWError noted = presenter_->take(); noted.isError()) {
+        context_->rollback();
+        return qw::fail(error, noted);
+    }
+    return context_->save(error);
+}
+
+void AtlasLibrary::forgetCloudState() {
+    engine_->metadataWithKey(QWDBMetadataCursorKey)->setValue({});
+    engine_->resetSyncAndUploadAllItems();
+    environment_->userDefaults().remove(QWDBLastTimeTokenExpiredPrefKey);
+    environment_->userDefaults().synchronize();
+}
+
+QString AtlasLibrary::cloud() const {
+    return environment_->userDefaults().object(cloudKey).toString();
+}
+
+void AtlasLibrary::setCloud(const QString& address) {
+    environment_->userDefaults().setObject(cloudKey, address);
+    environment_->userDefaults().synchronize();
+}
+
+bool AtlasLibrary::shouldUploadUpdateManagedObject(QWManagedObjectWithSyncSupport& object) {
+    return changedDescribedKey(object);
+}
+
+} // namespace atlas

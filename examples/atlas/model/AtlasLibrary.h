@@ -1,0 +1,71 @@
+#pragma once
+
+#include "model/AtlasRecords.h"
+#include "store/QWManagedObjectContext.h"
+#include "sync/QWDropboxSyncCoreData.h"
+
+#include <QLockFile>
+#include <QObject>
+#include <memory>
+
+namespace atlas {
+
+// A library: one folder with everything that an atlas keeps.
+//
+//     Atlas.sqlite   the records
+//     images/        flags, see Country
+//     cache/         the engine's own files
+//     settings.ini   the engine's settings and ours
+//     lock           held by the process that has the library open
+//
+// The engine is made with the library, so that every edit is queued; whoever synchronises activates it.
+class AtlasLibrary final : public QObject, private QWDropboxSyncCoreDataDelegate {
+    Q_OBJECT
+
+public:
+    // Opens the library in `folder`, made when missing. Null, with an error that names the file and the reason, when
+    // another process has it open or a file of it cannot be used (damaged, written by a later version, read-only).
+    static std::unique_ptr<AtlasLibrary> open(const QString& folder, QWError* error = nullptr);
+    static bool exists(const QString& folder);
+    // Moves the engine's cache file out of the way of a library that is not open, usable or not. `newPath` is where
+    // it is now; null when there was none. To be followed by `forgetCloudState`.
+    static bool putCacheAside(const QString& folder, QString* newPath, QWError* error = nullptr);
+    ~AtlasLibrary() override;
+
+    QWManagedObjectContext& context() { return *context_; }
+    QWDropboxSyncCoreData& engine() { return *engine_; }
+    const std::shared_ptr<QWEnvironment>& environment() const { return environment_; }
+
+    // The record of any entity; null when there is none.
+    QWRef<QWManagedObjectWithSyncSupport> record(const QString& uuid);
+
+    // Lets the engine note all edits, then writes them. On failure they are not written.
+    bool save(QWError* error = nullptr);
+    // Forgets everything that the engine knows of the cloud and queues every record.
+    void forgetCloudState();
+
+    // Where to sync, as `connect` was told ("folder:/path"); null before.
+    QString cloud() const;
+    void setCloud(const QString& address);
+
+private:
+    AtlasLibrary();
+    bool openSettings(const QString& folder, QWError* error);
+    bool openRecords(const QString& folder, QWError* error);
+    bool makeEngine(const QString& folder, QWError* error);
+
+    void accessTokenExpiredDropbox(QWDropboxSyncCoreData&) override {} // its status says so
+    bool shouldUploadUpdateManagedObject(QWManagedObjectWithSyncSupport& object) override;
+    void authenticateAndEnableCoreDataSync(QWDropboxSyncCoreData&) override {}
+
+    class Presenter;
+
+    // In the order in which they are made.
+    std::unique_ptr<QLockFile> lock_;
+    std::shared_ptr<Presenter> presenter_;
+    std::shared_ptr<QWEnvironment> environment_;
+    std::shared_ptr<QWManagedObjectContext> context_;
+    std::unique_ptr<QWDropboxSyncCoreData> engine_;
+};
+
+} // namespace atlas

@@ -1,0 +1,121 @@
+#pragma once
+
+#include "AtlasFixture.h"
+
+#include "model/ISOImport.h"
+
+#include <QCoreApplication>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <gmock/gmock.h>
+
+// How a run of the program ended.
+struct AtlasRun {
+    int exitCode = -1; // -1: it crashed, was killed or did not end
+    QString out, err;
+
+    // What it printed, without the end of the last line.
+    QString line() const { return out.trimmed(); }
+    QJsonDocument json() const { return QJsonDocument::fromJson(out.toUtf8()); }
+};
+
+// One desktop: a library that the built program works on.
+class Desktop {
+public:
+    explicit Desktop(const QString& library) : library_(library) {}
+
+    const QString& library() const { return library_; }
+    QString file(const QString& name) const { return library_ + '/' + name; }
+
+    // A process that runs a command; `prepare` may change it first.
+    std::unique_ptr<QProcess> start(const QStringList& command,
+                                    const std::function<void(QProcess&)>& prepare = {}) const {
+        auto process = std::make_unique<QProcess>();
+        auto environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("LC_ALL", "C.UTF-8");
+        process->setProcessEnvironment(environment);
+        if (prepare)
+            prepare(*process);
+        process->start(QCoreApplication::applicationDirPath() + "/atlas",
+                       QStringList{"--library", library_} + command);
+        EXPECT_TRUE(process->waitForStarted());
+        return process;
+    }
+    static AtlasRun finish(QProcess& process) {
+        EXPECT_TRUE(process.waitForFinished(120'000));
+        const bool ended =
+            process.state() == QProcess::NotRunning && process.exitStatus() == QProcess::NormalExit;
+        return {ended ? process.exitCode() : -1, QString::fromUtf8(process.readAllStandardOutput()),
+                QString::fromUtf8(process.readAllStandardError())};
+    }
+
+    AtlasRun run(const QStringList& command, const std::function<void(QProcess&)>& prepare = {}) const {
+        return finish(*start(command, prepare));
+    }
+    // Runs a command that must succeed; answers what it printed.
+    QString tell(const QStringList& command) const {
+        const AtlasRun run = this->run(command);
+        EXPECT_EQ(run.exitCode, 0) << qPrintable(command.join(' ') + ": " + run.err);
+        return run.line();
+    }
+    // Runs a command that must fail with exit code 1; answers the reason.
+    std::string fails(const QStringList& command, const std::function<void(QProcess&)>& prepare = {}) const {
+        const AtlasRun run = this->run(command, prepare);
+        EXPECT_EQ(run.exitCode, 1) << qPrintable(command.join(' ') + ": " + run.out + run.err);
+        EXPECT_TRUE(run.err.startsWith("atlas: ")) << qPrintable(run.err);
+        return run.err.toStdString();
+    }
+
+    void importISO(const ISOFixture& iso) const {
+        tell({"import", "iso", "--tables", iso.path(), "--flags", iso.flagsPath()});
+    }
+    QJsonObject show(const QString& uuid) const {
+        return QJsonDocument::fromJson(tell({"show", uuid, "--json"}).toUtf8()).object();
+    }
+    int count(const QString& entity) const {
+        return static_cast<int>(tell({"list", entity}).split('\n', Qt::SkipEmptyParts).size());
+    }
+    QJsonObject status() const {
+        return QJsonDocument::fromJson(tell({"status", "--json"}).toUtf8()).object();
+    }
+    int waiting() const { return status()["waiting"].toInt(); }
+    QString digest() const { return tell({"digest"}); }
+    // Makes the flags older than anything that the cloud will date within this second: its dates are whole seconds.
+    void ageFlags() const {
+        for (const QFileInfo& flag : QDir(file("images")).entryInfoList(QDir::Files)) {
+            QFile image(flag.filePath());
+            EXPECT_TRUE(image.open(QIODevice::ReadWrite)
+                        && image.setFileTime(atlas::importedDate(), QFileDevice::FileModificationTime));
+        }
+    }
+
+private:
+    QString library_;
+};
+
+// Two desktops and a cloud folder in a folder of their own.
+class AtlasProcessTest : public ::testing::Test {
+protected:
+    QString path(const QString& name) const { return folder_.filePath(name); }
+    QString cloudPath() const { return path("cloud"); }
+    void write(const QString& name, const QByteArray& bytes) const {
+        QFile file(path(name));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly)) << qPrintable(name);
+        file.write(bytes);
+    }
+    void connect(const Desktop& desktop) const {
+        desktop.tell({"connect", "--cloud", "folder:" + cloudPath()});
+    }
+    // Until neither has anything to tell the other.
+    void syncBoth() const {
+        for (const Desktop* desktop : {&a_, &b_, &a_, &b_})
+            desktop->tell({"sync", "--once", "--timeout", "60"});
+    }
+
+    // In memory where there is such a place: what is measured is not the disk.
+    QTemporaryDir folder_{QDir("/dev/shm").exists() ? "/dev/shm/atlas-XXXXXX"
+                                                    : QDir::temp().filePath("atlas-XXXXXX")};
+    Desktop a_{path("A")}, b_{path("B")};
+};

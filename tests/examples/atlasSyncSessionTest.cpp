@@ -1,0 +1,69 @@
+// How a sync ends, with a cloud that fails on purpose.
+
+#include "AtlasFixture.h"
+
+#include "cli/SyncSession.h"
+#include "dropbox/folder/QWFolderRestClient.h"
+#include "testing/QWFaultyRestClient.h"
+
+using Outcome = SyncSession::Outcome;
+
+namespace {
+
+class AtlasSyncSession : public ::testing::Test {
+protected:
+    AtlasSyncSession() {
+        folderClient_ =
+            QWFolderRestClient::open("folder:" + folder_.filePath("cloud"), library_->environment());
+        auto faulty = std::make_unique<QWFaultyRestClient>(*folderClient_, library_->environment());
+        faults_ = faulty.get();
+        client_ = std::make_shared<CountingRestClient>(std::move(faulty));
+        library_->context().insertObject("Visit");
+        EXPECT_TRUE(library_->save());
+    }
+
+    QTemporaryDir folder_;
+    std::unique_ptr<atlas::AtlasLibrary> library_ = atlas::AtlasLibrary::open(folder_.filePath("A"));
+    std::unique_ptr<QWFolderRestClient> folderClient_;
+    QWFaultyRestClient* faults_;
+    std::shared_ptr<CountingRestClient> client_;
+};
+
+} // namespace
+
+TEST_F(AtlasSyncSession, Ends_in_step_after_an_empty_cloud_was_filled_and_asked) {
+    SyncSession session(*library_, client_);
+    EXPECT_EQ(session.runOnce({}), Outcome::InStep);
+    EXPECT_EQ(client_->uploads(), 1);
+    EXPECT_EQ(client_->queries(), 2); // the folder's metadata, and one delta
+    EXPECT_EQ(client_->requests(), 3);
+    EXPECT_EQ(client_->unanswered(), 0);
+    EXPECT_EQ(library_->engine().numberOfObjectsWaitingSync(), 0);
+}
+
+TEST_F(AtlasSyncSession, Ends_when_the_token_is_refused_and_keeps_what_waits) {
+    faults_->on(QWRestRequest::Upload).answersWith(401);
+    SyncSession session(*library_, client_);
+    EXPECT_EQ(session.runOnce({}), Outcome::TokenRefused);
+    EXPECT_EQ(library_->engine().numberOfObjectsWaitingSync(), 1);
+}
+
+TEST_F(AtlasSyncSession, Watching_ends_when_the_token_is_refused) {
+    faults_->onAny().answersWith(401);
+    SyncSession session(*library_, client_);
+    EXPECT_EQ(session.watch(), Outcome::TokenRefused);
+}
+
+TEST_F(AtlasSyncSession, Ends_when_its_time_is_over) {
+    faults_->onAny().staysUnanswered();
+    SyncSession session(*library_, client_);
+    EXPECT_EQ(session.runOnce(std::chrono::seconds(0)), Outcome::TimedOut);
+    EXPECT_EQ(library_->engine().numberOfObjectsWaitingSync(), 1);
+}
+
+TEST_F(AtlasSyncSession, Each_outcome_has_its_exit_code) {
+    EXPECT_EQ(SyncSession::exitCode(Outcome::InStep), 0);
+    EXPECT_EQ(SyncSession::exitCode(Outcome::TokenRefused), 3);
+    EXPECT_EQ(SyncSession::exitCode(Outcome::TimedOut), 4);
+    EXPECT_EQ(SyncSession::exitCode(Outcome::Interrupted), 1);
+}
