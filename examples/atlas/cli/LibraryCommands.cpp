@@ -54,6 +54,7 @@ int runImport(const Arguments& arguments) {
     const auto result = atlas::importISO(
         library->context(), source, [&](qint64 done, qint64 all) { progress.show("importing", done, all); },
         &error);
+    progress.wipe();
     if (!result || !library->save(&error))
         throw Failure(error);
     print(QStringLiteral("added: %1\npresent: %2\nflags: %3")

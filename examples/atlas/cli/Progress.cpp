@@ -25,11 +25,6 @@ bool stderrIsTerminal() {
 
 Progress::Progress() : isTerminal_(stderrIsTerminal()) {}
 
-Progress::~Progress() {
-    if (!drawn_.isEmpty())
-        std::fputs("\r\x1b[K", stderr);
-}
-
 void Progress::show(const QString& what, qint64 done, qint64 all) {
     if (!isTerminal_ || all <= 0)
         return;
@@ -42,4 +37,9 @@ void Progress::show(const QString& what, qint64 done, qint64 all) {
         return;
     drawn_ = line;
     std::fprintf(stderr, "\r%s\x1b[K", qUtf8Printable(line));
+}
+
+void Progress::wipe() {
+    if (!std::exchange(drawn_, QString()).isEmpty())
+        std::fputs("\r\x1b[K", stderr);
 }

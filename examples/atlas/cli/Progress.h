@@ -6,10 +6,11 @@
 class Progress {
 public:
     Progress();
-    ~Progress(); // wipes the line
+    ~Progress() { wipe(); }
 
     // `done` of `all` things; redraws only when the picture changes.
     void show(const QString& what, qint64 done, qint64 all);
+    void wipe();
 
 private:
     bool isTerminal_;

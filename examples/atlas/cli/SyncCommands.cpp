@@ -10,8 +10,6 @@
 #include <QJsonObject>
 #include <cstdio>
 
-using atlas::AtlasLibrary;
-
 namespace {
 
 constexpr QLatin1String folderScheme("folder:");

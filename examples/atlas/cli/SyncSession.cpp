@@ -30,6 +30,7 @@ SyncSession::Outcome SyncSession::watch() {
 SyncSession::Outcome SyncSession::run() {
     engine_.activateSyncWithDropboxRestClient(client_);
     loop_.exec();
+    progress_.wipe();
     return outcome_;
 }
 
