@@ -273,3 +273,13 @@ TEST_F(AtlasProcess, The_lock_of_a_killed_process_is_taken_over) {
     EXPECT_TRUE(QFile::exists(a_.file("lock")));
     a_.tell({"status"});
 }
+
+TEST_F(AtlasProcess, The_lock_of_a_process_that_was_killed_while_it_made_it_is_taken_over) {
+    a_.tell({"add", "Visit"});
+    write("A/lock", "");
+    QFile lock(a_.file("lock"));
+    ASSERT_TRUE(lock.open(QIODevice::ReadWrite));
+    ASSERT_TRUE(lock.setFileTime(atlas::importedDate(), QFileDevice::FileModificationTime));
+    lock.close();
+    EXPECT_EQ(a_.count("Visit"), 1);
+}

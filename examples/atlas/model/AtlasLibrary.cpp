@@ -34,12 +34,18 @@ std::unique_ptr<QLockFile> lock(const QString& folder, QWError* error) {
         return lock;
     qint64 process = 0;
     QString host, program;
-    if (lock->error() == QLockFile::LockFailedError && lock->getLockInfo(&process, &host, &program))
+    const bool isOwned = lock->getLockInfo(&process, &host, &program);
+    if (lock->error() == QLockFile::LockFailedError && isOwned) {
         fail(error, QStringLiteral("%1: another process has the library open (%2, process %3)")
                         .arg(folder, program)
                         .arg(process));
-    else
-        fail(error, path + ": the lock cannot be written");
+        return nullptr;
+    }
+    // A lock without an owner is being made this very moment, or its maker was killed in between.
+    lock->setStaleLockTime(1000);
+    if (lock->error() == QLockFile::LockFailedError && lock->tryLock(2000))
+        return lock;
+    fail(error, path + ": the lock cannot be taken");
     return nullptr;
 }
 
