@@ -3,7 +3,9 @@
 #include "store/QWStoreError.h"
 
 #include <QTemporaryDir>
+#include <atomic>
 #include <gmock/gmock.h>
+#include <thread>
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -97,6 +99,15 @@ TEST_F(SQLiteStore, A_document_keeps_whether_it_is_bytes_or_text) {
     EXPECT_EQ(store.value(store.insert("Book", {{"notes", "{}"}}), "notes"), QVariant("{}"));
 }
 
+TEST_F(SQLiteStore, Long_texts_come_back_whole) {
+    const QVariantMap values{{"title", QString(700, QChar(0x00E9))},
+                             {"notes", QString(300000, QChar(0x65E5))},
+                             {"cover", QByteArray(300000, 'x')}};
+    const auto book = store.insert("Book", values);
+    for (auto value = values.begin(); value != values.end(); ++value)
+        EXPECT_EQ(store.value(book, value.key()), *value) << value.key().toStdString();
+}
+
 TEST_F(SQLiteStore, Empty_text_and_empty_bytes_are_values_and_nothing_is_none) {
     const auto book = store.insert("Book", {{"title", QString()}, {"cover", QByteArray()}});
     EXPECT_EQ(store.value(book, "title"), QVariant(QString()));
@@ -141,6 +152,17 @@ TEST_F(SQLiteStore, A_removal_based_on_another_version_is_a_conflict) {
     EXPECT_EQ(current, Write::Done);
     EXPECT_EQ(again, Write::Conflict);
     EXPECT_FALSE(store.row(book));
+}
+
+TEST_F(SQLiteStore, A_key_that_is_taken_is_a_conflict) {
+    const auto book = store.insert("Book");
+    const std::vector<QVariant> values(book.entity->properties().size());
+    ASSERT_TRUE(store->begin(nullptr));
+    EXPECT_FALSE(store->insert(book, values.data(), &store.error));
+    store->rollback();
+    EXPECT_EQ(QWStoreErrorCode(store.error.code), QWStoreErrorCode::Conflict);
+    EXPECT_EQ(store.error.userInfo["conflicts"].toList(), QVariantList{QVariant::fromValue(book)});
+    EXPECT_EQ(count(QWFetchRequest("Book")), 1);
 }
 
 TEST_F(SQLiteStore, A_rollback_leaves_rows_and_counts_as_they_were) {
@@ -254,6 +276,10 @@ TEST_F(SQLiteStore, A_parents_name_includes_the_rows_below_it) {
     const auto rows = store.rows(QWFetchRequest("Medium"));
     EXPECT_EQ(rows[1].entity, film.entity);
     EXPECT_EQ(rows[1]["length"], QVariant(90));
+    const auto named = store.rows(QWFetchRequest("Record", is("name", "s")));
+    ASSERT_EQ(named.size(), 1u);
+    EXPECT_EQ(named[0].key, single.key);
+    EXPECT_THAT(store.keys(QWFetchRequest("Film", is("name", "s"))), IsEmpty());
     EXPECT_EQ(rows[3].entity, single.entity);
     EXPECT_EQ(rows[3]["length"], QVariant("short"));
     EXPECT_EQ(store->entityOf(store.entity("Medium"), single.key), single.entity);
@@ -276,6 +302,28 @@ TEST_F(SQLiteStore, Two_connections_see_each_others_saves_and_never_share_a_key)
     EXPECT_EQ(count(QWFetchRequest("Book")), 2);
     EXPECT_EQ(other.update(here, 1, {{"pages", 7}}), Write::Done);
     EXPECT_EQ(store.update(here, 1, {{"pages", 8}}), Write::Conflict);
+}
+
+TEST_F(SQLiteStore, Threads_take_turns_and_see_whole_saves_only) {
+    const QWEntityDescription& book = store.entity("Book");
+    std::vector<std::thread> threads;
+    std::atomic<int> odd = 0;
+    for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([&] {
+            const std::vector<QVariant> values(book.properties().size());
+            for (int n = 0; n < 50; ++n) {
+                odd += count(QWFetchRequest("Book")) % 2;
+                store->begin(nullptr);
+                store->insert({&book, store->reserveKeys(book)}, values.data(), nullptr);
+                store->insert({&book, store->reserveKeys(book)}, values.data(), nullptr);
+                store->commit(nullptr);
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(odd, 0);
+    EXPECT_EQ(count(QWFetchRequest("Book")), 400);
 }
 
 TEST_F(SQLiteStore, Keys_leased_in_a_transaction_that_is_rolled_back_are_not_given_away_again) {
