@@ -52,7 +52,7 @@ QWDropboxSyncCoreData::objectWaitingSyncForObject(const QWManagedObjectWithSyncS
     }
     if (!createIfNotExisting || uuid.isEmpty())
         return {};
-    if (!qw::sync::canNameFile(uuid)) {
+    if (!qw::sync::canNameFiles(uuid, object.entity().name())) {
         qCWarning(qwSyncLog).noquote()
             << "not queued, because no file can bear its uuid:" << object.entity().name() << uuid.left(100);
         return {};

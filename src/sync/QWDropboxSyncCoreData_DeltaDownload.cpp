@@ -57,7 +57,8 @@ void QWDropboxSyncCoreData::restClientLoadedDeltaEntries(DBRestClient&, const QL
 
 void QWDropboxSyncCoreData::restClientLoadDeltaFailedWithError(DBRestClient&, const QWError& error) {
     resetListing_.queryFailed();
-    deltaQueriesGivenUp_ = std::max(deltaQueriesGivenUp_ - 1, 0);
+    // Which query failed is not told: as long as one that was given up may still answer, it is waited for.
+    deltaQueriesGivenUp_ = std::min(deltaQueriesGivenUp_, resetListing_.unansweredQueries());
     if (requestFailure(error) == RequestFailure::TokenRefused) {
         tokenBecameInvalid();
         return;
@@ -74,17 +75,21 @@ void QWDropboxSyncCoreData::scheduleNextDeltaEntryCheckWithLastSucceded(bool suc
 // A file that waits to be sent, or whose deletion does, is not deleted here: its upload settles what becomes of it.
 void QWDropboxSyncCoreData::addDeletionsOfResetListing() {
     auto& context = *dropboxCacheManagedObjectContext();
+    const auto uuidOf = [](const QString& fileName) {
+        const auto named = qw::sync::objectNamedByFile(fileName);
+        return named ? named->uuid : QString();
+    };
     QSet<QString> waiting;
     for (const auto& row :
          QWFetchCacheRecords<ObjectWaitingSync>(context, QWFetchRequest(QWDBEntityNameObjectWaitingSync)))
-        waiting.insert(qw::text::uppercase(row->objectUUID()));
+        waiting.insert(uuidOf(fileNameForObjectWaitingToSync(*row, false)));
     QStringList known;
     for (const auto& file :
          QWFetchCacheRecords<FileMetadata>(context, QWFetchRequest(QWDBEntityNameFileMetadata))) {
         const QString name = file->fileName();
         const bool isPreferences =
             isEqualToDropboxPath(QLatin1Char('/') + name, QWDBFileSyncedPreferencesInDropboxFolder);
-        if (!isPreferences && !waiting.contains(qw::sync::uuidNamedByFile(name)))
+        if (!isPreferences && !waiting.contains(uuidOf(name)))
             known.append(name);
     }
     deltaEntriesToImport_.append(resetListing_.deletions(known));
@@ -130,7 +135,7 @@ bool QWDropboxSyncCoreData::beginProcessOfDeltaEntry(const DBDeltaEntryRef& entr
 
 bool QWDropboxSyncCoreData::beginDownloadOfDeltaEntry(const DBDeltaEntryRef& entry) {
     if (!qw::sync::downloadFileName(entry->metadata->filename())) {
-        ignoreFile(QStringLiteral("its name is too long"), *entry->metadata);
+        ignoreFile(QStringLiteral("no local file can bear its name"), *entry->metadata);
         return false;
     }
     deltaEntriesInProcess_.insert(QWDeltaQueue::nameInProcess(*entry), entry);

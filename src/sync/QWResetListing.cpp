@@ -2,9 +2,17 @@
 
 #include "dropbox/DBPath.h"
 #include "platform/text/QWText.h"
-#include "sync/QWDeltaSpecialActions.h"
 #include "sync/QWDropboxSyncConstants.h"
 #include "sync/QWSyncFileNames.h"
+
+namespace {
+
+// Directly in it: files further down and folders of a longer name are those of others.
+bool isFileOfSyncFolder(const QString& path) {
+    return isEqualToDropboxPath(path.section(QLatin1Char('/'), 0, -2), QWDBFileCacheDirectoryInDropboxFolder);
+}
+
+} // namespace
 
 void QWResetListing::queryBegan() {
     if (unansweredQueries_++ == 0 && !listing_)
@@ -27,10 +35,13 @@ bool QWResetListing::pageArrived(const QList<DBDeltaEntryRef>& entries, bool res
     if (!listing_)
         return false;
     for (const auto& entry : entries) {
-        if (!qw::sync::isInSyncFolder(entry->lowercasePath) || !entry->metadata)
+        if (!entry->metadata)
             continue;
-        listing_->holdsSyncFolder = true;
-        listing_->fileNames.insert(qw::text::foldCase(entry->metadata->filename()));
+        const bool isFile = isFileOfSyncFolder(entry->lowercasePath);
+        listing_->holdsSyncFolder |=
+            isFile || isEqualToDropboxPath(entry->lowercasePath, QWDBFileCacheDirectoryInDropboxFolder);
+        if (isFile)
+            listing_->fileNames.insert(qw::text::foldCase(entry->metadata->filename()));
     }
     return !hasMore && unansweredQueries_ == 0;
 }

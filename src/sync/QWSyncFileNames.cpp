@@ -45,9 +45,10 @@ QString uuidNamedByFile(const QString& remoteName) {
     return named ? named->uuid : QString();
 }
 
-bool canNameFile(const QString& uuid) {
+bool canNameFiles(const QString& uuid, const QString& entityName) {
     return !uuid.isEmpty() && !uuid.contains(QLatin1Char('/')) && !uuid.contains(QLatin1Char('\\'))
-           && !uuid.contains(QChar(0)) && stagingFileName(uuid).toUtf8().size() <= longestLocalName;
+           && stagingFileName(uuid).toUtf8().size() <= longestLocalName
+           && downloadFileName(fileName(uuid, entityName, true));
 }
 
 QString stagingFileName(const QString& uuid) {

@@ -22,13 +22,14 @@ std::optional<NamedObject> objectNamedByFile(const QString& remoteName);
 // The uuid alone, in upper case; the extension is taken off twice. Null where `objectNamedByFile` finds nothing.
 QString uuidNamedByFile(const QString& remoteName);
 
-// Whether a file name can hold `uuid`. Others are met in damaged records only.
-bool canNameFile(const QString& uuid);
+// Whether the files of such an object can be sent from here and downloaded elsewhere. Uuids of which they cannot
+// are met in damaged records only.
+bool canNameFiles(const QString& uuid, const QString& entityName);
 
 // Where a record is written before its upload: "Uploading-UUID.data".
 QString stagingFileName(const QString& uuid);
 // Where a download of `remoteName` goes: "Download-" and the last component in lower case, so that no name leads
-// out of the folder. Nothing when the name is longer than a disk takes.
+// out of the folder. Nothing when no disk takes the name: too long, or with a NUL in it.
 std::optional<QString> downloadFileName(const QString& remoteName);
 
 } // namespace qw::sync

@@ -63,9 +63,9 @@ TEST(SyncFileNames, A_name_that_a_disk_cannot_take_has_no_download) {
 }
 
 TEST(SyncFileNames, A_uuid_that_no_file_name_can_hold_is_recognised) {
-    EXPECT_TRUE(canNameFile("5C1D9F2E-3A47-4B8E-9E0B-1F2A3B4C5D6E"));
+    EXPECT_TRUE(canNameFiles("5C1D9F2E-3A47-4B8E-9E0B-1F2A3B4C5D6E", "Book"));
     for (const QString& uuid : {QString(), QString("../../X"), QString("a\\b"), QString(300, 'a')})
-        EXPECT_FALSE(canNameFile(uuid)) << uuid.toStdString();
+        EXPECT_FALSE(canNameFiles(uuid, "Book")) << uuid.toStdString();
 }
 
 TEST(SyncFileNames, A_record_is_staged_under_its_uuid) {
