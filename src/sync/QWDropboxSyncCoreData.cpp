@@ -67,8 +67,8 @@ void QWDropboxSyncCoreData::observeMainContext() {
 // Activation -----------------------------------------------------------------------------------------------------
 
 void QWDropboxSyncCoreData::activateSyncWithDropboxRestClient(std::shared_ptr<DBRestClient> client) {
-    if (client)
-        dropboxRestClient_ = std::move(client);
+    if (client && client != dropboxRestClient_)
+        replaceClient(std::move(client));
     deltaNextCursor_ = metadataWithKey(QWDBMetadataCursorKey)->value();
     setStatus(QWDropboxSyncStatusIdle);
     if (dropboxRestClient_)
@@ -81,6 +81,17 @@ void QWDropboxSyncCoreData::activateSyncWithDropboxRestClient(std::shared_ptr<DB
         loadDeltaPotentialUpdates();
     else
         checkIsSyncNeedToBeResetted();
+}
+
+// What the client before was asked is given up: it may be gone before it answers.
+void QWDropboxSyncCoreData::replaceClient(std::shared_ptr<DBRestClient> client) {
+    if (dropboxRestClient_ && dropboxRestClient_->delegate() == this)
+        dropboxRestClient_->setDelegate(nullptr, nullptr);
+    dropboxRestClient_ = std::move(client);
+    emptyDeltaEntries();
+    objectsSyncing_.clear();
+    resetListing_ = {};
+    deltaQueriesGivenUp_ = 0;
 }
 
 void QWDropboxSyncCoreData::deactivateSync() {

@@ -181,6 +181,7 @@ private:
 
     QWEnvironment& environment() const { return mainManagedObjectContext_->environment(); }
     QString localPath(const QString& fileName) const; // in the cache folder
+    void replaceClient(std::shared_ptr<DBRestClient> client);
     void observeMainContext();
     // Runs `block` once; pending until then in `scheduledTimers_`, whatever the status.
     void scheduleTimer(double seconds, std::function<void()> block);
@@ -206,10 +207,15 @@ private:
                                     QWManagedObjectWithSyncSupport& object);
     void uploadRecordOfObjectWaiting(const QWRef<ObjectWaitingSync>& row,
                                      QWManagedObjectWithSyncSupport& object);
+    void uploadRecordAgain(const QWRef<ObjectWaitingSync>& row);
+    void uploadFileAgain(const QString& fileName, const QUrl& localURL, int generation);
     void uploadFileWithName(const QString& fileName, const QUrl& localURL);
     QWRef<QWManagedObjectWithSyncSupport> objectReferencedByWaitingObject(const ObjectWaitingSync& row);
     QWRef<ObjectWaitingSync> objectSyncingForFileWithName(const QString& fileName) const;
     void finishUploadOfObjectWaiting(const QWRef<ObjectWaitingSync>& row);
+    bool hasImageChangedSinceItWasSent(const QString& path);
+    void dateImageAfterItsRemoteCopy(const QString& path, const DBMetadata& metadata);
+    bool isReplaced(const ObjectWaitingSync& row);
     // One request of the row was answered; whether it was the last. A row that is not known counts as finished.
     bool finishRequestOfRow(const QWRef<ObjectWaitingSync>& row);
     void removeFromSyncingAndDeleteFromContextObject(const QWRef<ObjectWaitingSync>& row);
@@ -235,10 +241,12 @@ private:
     QWRef<QWManagedObjectWithSyncSupport> objectReferencedWithLowerCaseFileName(const QString& fileName,
                                                                                 bool createIfNotExisting);
     void processDeleteFromDeltaEntry(const DBDeltaEntry& entry);
-    void importRecord(const QString& localPath, const DBMetadata& metadata);
+    // False when the file cannot be read, or placed, for now.
+    bool importRecord(const QString& localPath, const DBMetadata& metadata);
     void finishConflictedCopy(QWManagedObjectWithSyncSupport& object, const DBMetadata& metadata);
     void queueForUpload(const QWManagedObjectWithSyncSupport& object);
-    void importImage(const QString& localPath, const DBMetadata& metadata);
+    bool importImage(const QString& localPath, const DBMetadata& metadata);
+    void repeatImportOfFile(const QString& localPath, const DBMetadata& metadata, bool isRecord);
     // Notes a file that this library can do nothing with; `localPath` is where it was downloaded.
     void ignoreFile(const QString& reason, const DBMetadata& metadata, const QString& localPath = {});
 
@@ -281,6 +289,8 @@ private:
 
     // Upload: rows in flight by upper-cased uuid. Written by upload; emptied by `deactivateSync`.
     QWRowsInFlight objectsSyncing_;
+    // Upload: by local path the dates of the images that were sent and not answered.
+    QHash<QString, std::optional<QDateTime>> imageDatesSent_;
 
     // Delta download. Written there; emptied by `deactivateSync` and a full re-upload.
     QWDeltaQueue deltaEntriesToImport_;

@@ -5,7 +5,8 @@
 //
 // Invariants:
 // - Records change in the sync support context only; they reach the main context when the batch ends.
-// - Whatever a file holds or is called, its entry is finished.
+// - Whatever a file holds or is called, its entry is finished. One that cannot be read or placed here keeps its entry
+//   until it can: it is tried again every 10 seconds.
 #include "sync/QWDropboxSyncCoreData.h"
 
 #include "core/QWManagedObjectWithSyncSupport.h"
@@ -30,26 +31,46 @@ QString folderOf(const QString& path) {
 
 void QWDropboxSyncCoreData::restClientLoadedFile(DBRestClient&, const QString& localPath, const QString&,
                                                  const DBMetadata& metadata) {
-    if (qw::text::lowercase(qw::text::pathExtension(localPath)) == QWDBFileNameDataExtension)
-        importRecord(localPath, metadata);
-    else
-        importImage(localPath, metadata);
+    const bool isRecord =
+        qw::text::lowercase(qw::text::pathExtension(localPath)) == QWDBFileNameDataExtension;
+    if (!(isRecord ? importRecord(localPath, metadata) : importImage(localPath, metadata))) {
+        repeatImportOfFile(localPath, metadata, isRecord);
+        return;
+    }
     deleteDeltaEntryForDownloadedFileNamed(metadata.filename());
     saveCacheContext();
     beginProcessOfNextDeltaEntryWaiting();
 }
 
+// This machine's trouble, such as a full disk, is waited out. A batch that was given up meanwhile comes again.
+void QWDropboxSyncCoreData::repeatImportOfFile(const QString& localPath, const DBMetadata& metadata,
+                                               bool isRecord) {
+    const auto entry = deltaEntryForFileNamed(metadata.filename());
+    scheduleTimer(QWDBTimeScheduleErrorRetryInterval, [=, this] {
+        if (!entry || deltaEntryForFileNamed(metadata.filename()) != entry)
+            return;
+        if (isRecord || !environment().files().exists(localPath))
+            dropboxRestClient_->loadFile(metadata.path, localPath);
+        else
+            restClientLoadedFile(*dropboxRestClient_, localPath, {}, metadata);
+    });
+}
+
 // Records --------------------------------------------------------------------------------------------------------
 
-void QWDropboxSyncCoreData::importRecord(const QString& localPath, const DBMetadata& metadata) {
+bool QWDropboxSyncCoreData::importRecord(const QString& localPath, const DBMetadata& metadata) {
+    QWError error;
+    const auto bytes = environment().files().read(localPath, &error);
+    if (!bytes) {
+        qCWarning(qwSyncLog).noquote() << "the download cannot be read:" << localPath << error.message;
+        return false;
+    }
     const auto object = objectReferencedWithLowerCaseFileName(metadata.filename(), true);
     if (!object) {
         ignoreFile(QStringLiteral("it belongs to no entity"), metadata, localPath);
-        return;
+        return true;
     }
-    const auto bytes = environment().files().read(localPath);
-    const QVariantMap record =
-        qw::sync::recordFromFileBytes(bytes.value_or(QByteArray())).value_or(QVariantMap());
+    const QVariantMap record = qw::sync::recordFromFileBytes(*bytes).value_or(QVariantMap());
     const auto entry = deltaEntryForFileNamed(metadata.filename());
     const bool isConflictedCopy = entry && entry->specialAction != SpecialActionNone;
 
@@ -66,6 +87,7 @@ void QWDropboxSyncCoreData::importRecord(const QString& localPath, const DBMetad
         finishConflictedCopy(*object, metadata);
     else
         recordFileMetadata(metadata);
+    return true;
 }
 
 // The copy's revision is known only to the client whose upload the cloud made it of. That client is about to remove
@@ -86,19 +108,19 @@ void QWDropboxSyncCoreData::queueForUpload(const QWManagedObjectWithSyncSupport&
 
 // Images ---------------------------------------------------------------------------------------------------------
 
-void QWDropboxSyncCoreData::importImage(const QString& localPath, const DBMetadata& metadata) {
+bool QWDropboxSyncCoreData::importImage(const QString& localPath, const DBMetadata& metadata) {
     const auto known = objectReferencedWithLowerCaseFileName(metadata.filename(), false);
     const auto object = known ? known : objectReferencedWithLowerCaseFileName(metadata.filename(), true);
     if (!object) {
         ignoreFile(QStringLiteral("it belongs to no entity"), metadata, localPath);
-        return;
+        return true;
     }
     const QUrl imageURL = object->imageURL();
     if (imageURL.isEmpty()) {
         if (!known)
             syncSupportManagedObjectContextCopy()->deleteObject(*object);
         ignoreFile(QStringLiteral("its object has no image"), metadata, localPath);
-        return;
+        return true;
     }
     auto& files = environment().files();
     const QString imagePath = imageURL.toLocalFile();
@@ -106,10 +128,14 @@ void QWDropboxSyncCoreData::importImage(const QString& localPath, const DBMetada
         && !fileMetadataManager().isOudatedCoverImageAtURL(imageURL, metadata.lastModifiedDate)) {
         files.remove(localPath);
     } else {
-        files.makeFolder(folderOf(imagePath));
-        files.move(localPath, imagePath);
+        QWError error;
+        if (!files.makeFolder(folderOf(imagePath), &error) || !files.move(localPath, imagePath, &error)) {
+            qCWarning(qwSyncLog).noquote() << "the image cannot be placed:" << imagePath << error.message;
+            return false;
+        }
     }
     recordFileMetadata(metadata, imagePath);
+    return true;
 }
 
 // Deletions ------------------------------------------------------------------------------------------------------

@@ -7,6 +7,7 @@
 //
 // Invariants:
 // - A row is in the store until the cloud holds what it stands for.
+// - Of the rows of one object, of which there are two after an import has dropped one in flight, one is in flight.
 // - Rows are taken only in the states idle and uploading; at most five are in flight, but for a start that finds
 //   five of them there: its limit is then 0, which is none.
 // - The revision sent as the parent is the one known when the request is sent.
@@ -56,7 +57,10 @@ std::vector<QWRef<ObjectWaitingSync>> QWDropboxSyncCoreData::nextObjectsWaitingS
         return {};
     QWFetchRequest request(QWDBEntityNameObjectWaitingSync);
     if (objectsSyncing_.count() > 0)
-        request.predicate = QWPredicate::selfIn(objectsSyncing_.objectIDs()).negated();
+        request.predicate = QWPredicate::conjunction(
+            {QWPredicate::selfIn(objectsSyncing_.objectIDs()).negated(),
+             QWPredicate::comparison("objectUUID", QWPredicate::Operator::In, objectsSyncing_.awaitedUUIDs())
+                 .negated()});
     request.limit = std::max<qint64>(0, QWDBMaximumNumberOfObjectsSyncing - objectsSyncing_.count());
     return QWFetchCacheRecords<ObjectWaitingSync>(*dropboxCacheManagedObjectContext(), request);
 }
@@ -116,17 +120,25 @@ void QWDropboxSyncCoreData::uploadRecordOfObjectWaiting(const QWRef<ObjectWaitin
         return;
     }
     qCWarning(qwSyncLog).noquote() << "the record cannot be staged:" << stagingPath << error.message;
-    scheduleTimer(QWDBTimeScheduleErrorRetryInterval, [this, row] {
-        if (objectsSyncing_.value(qw::text::uppercase(row->objectUUID())) != row)
-            return;
-        if (const auto present = objectReferencedByWaitingObject(*row))
-            uploadRecordOfObjectWaiting(row, *present);
-        else
-            finishUploadOfObjectWaiting(row);
+    scheduleTimer(QWDBTimeScheduleErrorRetryInterval, [this, row, generation = objectsSyncing_.generation()] {
+        if (generation == objectsSyncing_.generation())
+            uploadRecordAgain(row);
     });
 }
 
+void QWDropboxSyncCoreData::uploadRecordAgain(const QWRef<ObjectWaitingSync>& row) {
+    if (objectsSyncing_.value(qw::text::uppercase(row->objectUUID())) != row)
+        return;
+    if (const auto object = objectReferencedByWaitingObject(*row))
+        uploadRecordOfObjectWaiting(row, *object);
+    else
+        finishUploadOfObjectWaiting(row);
+}
+
 void QWDropboxSyncCoreData::uploadFileWithName(const QString& fileName, const QUrl& localURL) {
+    if (qw::text::pathExtension(fileName) == QWDBFileNameImageExtension)
+        imageDatesSent_.insert(localURL.toLocalFile(),
+                               environment().files().modificationDate(localURL.toLocalFile()));
     const auto known = fileMetadataManager().fileMetadataForFileName(fileName, false);
     dropboxRestClient_->uploadFile(fileName, QWDBFileCacheDirectoryInDropboxFolder,
                                    known ? known->rev() : QString(), localURL.toLocalFile());
@@ -139,22 +151,54 @@ void QWDropboxSyncCoreData::restClientUploadedFile(DBRestClient&, const QString&
     const auto hasExtension = [](const QString& path, const QString& extension) {
         return qw::text::lowercase(qw::text::pathExtension(path)) == extension;
     };
-    recordFileMetadata(metadata, sourcePath);
     const auto row = objectSyncingForFileWithName(qw::text::lastPathComponent(destinationPath));
+    if (hasImageChangedSinceItWasSent(sourcePath)) {
+        recordFileMetadata(metadata);
+        dateImageAfterItsRemoteCopy(sourcePath, metadata);
+        if (row && row->action() == QWDropboxSyncActionInsertOrUpdate) {
+            uploadFileWithName(fileNameForObjectWaitingToSync(*row, true), QUrl::fromLocalFile(sourcePath));
+            return;
+        }
+    } else {
+        recordFileMetadata(metadata, sourcePath);
+    }
     if (hasExtension(sourcePath, QWDBFileNameDataExtension)
         && !hasExtension(destinationPath, QWDBFileNameImageExtension))
         environment().files().remove(sourcePath);
     finishUploadOfObjectWaiting(row);
 }
 
+bool QWDropboxSyncCoreData::hasImageChangedSinceItWasSent(const QString& path) {
+    const auto sent = imageDatesSent_.take(path);
+    const auto present = environment().files().modificationDate(path);
+    return sent && present && *present != *sent;
+}
+
+// So that the change counts as one that the cloud lacks, also when this row is given up.
+void QWDropboxSyncCoreData::dateImageAfterItsRemoteCopy(const QString& path, const DBMetadata& metadata) {
+    auto& files = environment().files();
+    const QDateTime remote = metadata.lastModifiedDate;
+    if (remote.isValid() && files.modificationDate(path) <= remote)
+        files.setModificationDate(path, remote.addSecs(1));
+}
+
 void QWDropboxSyncCoreData::finishUploadOfObjectWaiting(const QWRef<ObjectWaitingSync>& row) {
     if (!finishRequestOfRow(row))
         return;
-    if (!row || !row->objectModifiedWhileUploading())
+    if (!row || !row->objectModifiedWhileUploading() || isReplaced(*row))
         removeFromSyncingAndDeleteFromContextObject(row);
     else if (beginSyncOfObjectWaiting(row))
         return;
     beginSyncOfObjectsWaitingSync();
+}
+
+// Dropped while it was in flight, and a later change of the object has made another row, which waits for this one.
+bool QWDropboxSyncCoreData::isReplaced(const ObjectWaitingSync& row) {
+    const QWFetchRequest request(
+        QWDBEntityNameObjectWaitingSync,
+        QWPredicate::comparison("objectUUID", QWPredicate::Operator::Equal, row.objectUUID()));
+    const auto present = QWFetchCacheRecords<ObjectWaitingSync>(*dropboxCacheManagedObjectContext(), request);
+    return !present.empty() && present.front().data() != &row;
 }
 
 void QWDropboxSyncCoreData::restClientUploadFileFailedWithError(DBRestClient&, const QWError& error) {
@@ -164,8 +208,26 @@ void QWDropboxSyncCoreData::restClientUploadFileFailedWithError(DBRestClient&, c
     }
     const QString fileName = qw::text::lastPathComponent(error.userInfo.value("destinationPath").toString());
     const QUrl localURL = QUrl::fromLocalFile(error.userInfo.value("sourcePath").toString());
-    scheduleTimer(QWDBTimeScheduleErrorRetryInterval, [=, this] { uploadFileWithName(fileName, localURL); });
+    scheduleTimer(QWDBTimeScheduleErrorRetryInterval, [=, this, generation = objectsSyncing_.generation()] {
+        uploadFileAgain(fileName, localURL, generation);
+    });
     qCWarning(qwSyncLog).noquote() << "restClient:uploadFileFailedWithError:" << error.message;
+}
+
+// A file that has gone can only fail again: an image without its file is not waited for any longer, a record is
+// staged anew. After a deactivation the row's next start has seen to it.
+void QWDropboxSyncCoreData::uploadFileAgain(const QString& fileName, const QUrl& localURL, int generation) {
+    if (environment().files().exists(localURL.toLocalFile())) {
+        uploadFileWithName(fileName, localURL);
+        return;
+    }
+    const auto row = objectSyncingForFileWithName(fileName);
+    if (!row || generation != objectsSyncing_.generation())
+        return;
+    if (qw::text::pathExtension(fileName) == QWDBFileNameImageExtension)
+        finishUploadOfObjectWaiting(row);
+    else
+        uploadRecordAgain(row);
 }
 
 void QWDropboxSyncCoreData::restClientDeletedPath(DBRestClient&, const QString& path) {

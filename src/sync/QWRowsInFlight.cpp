@@ -3,8 +3,9 @@
 #include "platform/text/QWText.h"
 
 void QWRowsInFlight::insert(const QString& key, const QWRef<ObjectWaitingSync>& row) {
+    if (rows_.value(key) != row)
+        deleted_.remove(key);
     rows_.insert(key, row);
-    deleted_.remove(key);
 }
 
 void QWRowsInFlight::remove(const QString& key) {
@@ -15,6 +16,7 @@ void QWRowsInFlight::remove(const QString& key) {
 void QWRowsInFlight::clear() {
     rows_.clear();
     deleted_.clear();
+    ++generation_;
 }
 
 QList<QWManagedObjectID> QWRowsInFlight::objectIDs() const {
@@ -23,6 +25,14 @@ QList<QWManagedObjectID> QWRowsInFlight::objectIDs() const {
     for (const auto& row : rows_)
         ids.append(row->objectID());
     return ids;
+}
+
+QStringList QWRowsInFlight::awaitedUUIDs() const {
+    QStringList uuids;
+    for (const auto& row : rows_)
+        if (row->numberOfFilesUploadingToDropbox() > 0)
+            uuids.append(row->objectUUID());
+    return uuids;
 }
 
 void QWRowsInFlight::rowWillBeDeleted(const ObjectWaitingSync& row) {

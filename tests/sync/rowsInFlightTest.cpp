@@ -1,0 +1,65 @@
+#include "support/EngineTest.h"
+
+namespace {
+
+// A book whose row an import dropped while its upload was out.
+struct DroppedRow : EngineTest {
+    Record book;
+    QWRestRequest upload;
+
+    DroppedRow() {
+        activateIdle();
+        book = desktop.add("Book", {{"title", "First"}});
+        saveAndTurn();
+        upload = client->requests.back();
+    }
+    void drop() {
+        receive({changed(dataFile(*book), "rev5")});
+        loaded(client->requests.back(), record("Remote", "2027-01-01 00:00:00 +0000"), "rev5");
+        ASSERT_FALSE(desktop.row(*book));
+        client->forget();
+    }
+    void edit(const QString& title) {
+        book->setValueForKey("title", title);
+        saveAndTurn();
+    }
+};
+
+} // namespace
+
+TEST_F(DroppedRow, Sent_again_it_hides_none_that_waits) {
+    edit("Second");
+    drop();
+    uploaded(upload);
+    ASSERT_EQ(client->count(QWRestRequest::Upload), 1) << "it was edited in flight";
+    const auto other = desktop.add("Author");
+    saveAndTurn();
+    EXPECT_EQ(client->log().last(), "upload " + remote(dataFile(*other)));
+}
+
+TEST_F(DroppedRow, A_later_edit_is_sent_when_the_upload_that_is_out_was_answered) {
+    drop();
+    edit("Third");
+    EXPECT_EQ(client->log(), QStringList());
+    uploaded(upload, "rev6");
+    EXPECT_EQ(client->log(), QStringList{"upload " + remote(dataFile(*book))});
+    EXPECT_EQ(client->requests[0].parentRev, "rev6");
+    EXPECT_TRUE(desktop.row(*book)) << "its own upload is not answered";
+}
+
+TEST_F(DroppedRow, Edited_in_flight_it_gives_way_to_the_row_of_a_later_edit) {
+    edit("Second");
+    drop();
+    edit("Third");
+    uploaded(upload);
+    EXPECT_EQ(client->log(), QStringList{"upload " + remote(dataFile(*book))});
+    EXPECT_EQ(probe().rowInFlight(book->uuid()), desktop.row(*book));
+}
+
+TEST_F(DroppedRow, A_row_that_waits_for_it_takes_no_place_of_another) {
+    drop();
+    edit("Third");
+    const auto other = desktop.add("Author");
+    saveAndTurn();
+    EXPECT_EQ(client->log(), QStringList{"upload " + remote(dataFile(*other))});
+}
