@@ -24,12 +24,12 @@ QVariant QWManagedObject::value(const QWPropertyDescription& property) const {
     return packed_.isEmpty() ? QVariant() : packed_.value(property);
 }
 
-QVariant* QWManagedObject::slots() const {
+QVariant* QWManagedObject::unpackedValues() const {
     if (isFault() && context_)
         context_->realise(const_cast<QWManagedObject&>(*this));
     if (!packed_.isEmpty()) {
         const auto& properties = entity_->properties();
-        values_.reset(new QVariant[properties.size()]);
+        values_ = std::make_unique<QVariant[]>(properties.size());
         for (const QWPropertyDescription* property : properties)
             values_[property->index()] = packed_.value(*property);
         packed_.clear();
@@ -39,7 +39,7 @@ QVariant* QWManagedObject::slots() const {
 
 const QVariant& QWManagedObject::slot(int index) const {
     static const QVariant none;
-    const QVariant* all = values_ ? values_.get() : slots();
+    const QVariant* all = values_ ? values_.get() : unpackedValues();
     return all ? all[index] : none;
 }
 
@@ -101,7 +101,7 @@ void QWManagedObject::setPrimitiveValueForKey(const QString& key, const QVariant
              "-[QWManagedObject setPrimitiveValue:forKey:]");
     const std::optional<QVariant> converted = property->converted(value);
     QWAssert(converted, "value of the attribute's type", "-[QWManagedObject setPrimitiveValue:forKey:]");
-    if (!slots())
+    if (!unpackedValues())
         return;
     if (state_ & Awakening && !Changes::find(changes().sinceEvent, property->index()))
         changes().baseline.push_back({property->index(), *converted});
@@ -140,7 +140,8 @@ void QWManagedObject::notifyObservers(const QString& key, Phase phase) {
     const auto observersOfKey = observers->constFind(key);
     if (observersOfKey == observers->cend())
         return;
-    const auto list = *observersOfKey; // a copy shares the entries; an observer may make the hash grow
+    // A copy, which shares the entries: an observer may make the hash grow.
+    auto list = *observersOfKey;
     list.notify(*this, key, phase);
 }
 

@@ -123,7 +123,7 @@ private:
 
     QVariant value(const QWPropertyDescription& property) const; // realises a fault
     const QVariant& slot(int index) const;                       // … and unpacks
-    QVariant* slots() const; // all of them; null for a fault without context
+    QVariant* unpackedValues() const; // all of them; null for a fault without context
     const QWPropertyDescription* relationship(const QString& key, const char* operation) const;
     const QWPropertyDescription* toMany(const QString& key, const char* operation) const;
     void setToOne(const QWPropertyDescription& property, QWManagedObject* destination);

@@ -88,7 +88,7 @@ void Context::realise(Record& record) {
     if (coordinator_->hasStore())
         coordinator_->store_->readRow(record.entity_->root(), record.key_, sink, &error);
     if (record.packed_.isEmpty())
-        record.values_.reset(new QVariant[record.entity_->properties().size()]);
+        record.values_ = std::make_unique<QVariant[]>(record.entity_->properties().size());
     if (error.isError())
         qCWarning(qwStoreLog) << "a record of" << record.entity_->name()
                               << "cannot be read:" << error.message;
@@ -108,7 +108,7 @@ QWRef<Record> Context::insertObject(const QString& entityName) {
         coordinator_->hasStore() ? coordinator_->store_->reserveKeys(entity->root()) : nextUnstoredKey_--;
     QWRef<Record> record = registerRecord(*entity, key);
     const auto& properties = entity->properties();
-    record->values_.reset(new QVariant[properties.size()]);
+    record->values_ = std::make_unique<QVariant[]>(properties.size());
     for (const QWPropertyDescription* property : properties)
         if (property->defaultValue().isValid())
             record->values_[property->index()] = property->defaultValue();
@@ -124,7 +124,7 @@ void Context::deleteObject(Record& record) {
     if (record.context_ != this || record.isDeleted())
         return;
     const QWRef<Record> keepAlive(&record);
-    record.slots(); // its values stay readable after the row has gone
+    record.unpackedValues(); // its values stay readable after the row has gone
     listInEvent(record, Record::DeletedInEvent);
     setPending(record, Record::Deleted);
     undeclaredDeletes_.push_back(keepAlive);

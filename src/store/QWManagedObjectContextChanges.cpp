@@ -235,7 +235,7 @@ void Context::refreshObject(Record& record, bool mergeChanges) {
         stored.key_ = record.key_;
         realise(stored);
         if (stored.version_ != 0)
-            reload(record, stored.slots(), stored.version_);
+            reload(record, stored.unpackedValues(), stored.version_);
         listInEvent(record, Record::RefreshedInEvent);
         return;
     }
@@ -250,7 +250,7 @@ void Context::refreshObject(Record& record, bool mergeChanges) {
 // Takes the stored values but for the slots changed here; those keep their value and are now a change of what is
 // stored, so that the next save does not conflict.
 void Context::reload(Record& record, const QVariant* values, qint64 version) {
-    QVariant* const own = record.slots();
+    QVariant* const own = record.unpackedValues();
     for (const QWPropertyDescription* property : record.entity_->properties()) {
         const int index = property->index();
         if (property->isToMany()) {

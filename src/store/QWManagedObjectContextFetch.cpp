@@ -113,7 +113,7 @@ std::optional<QWManagedObjectSet> Context::fetch(const QWFetchRequest& request, 
     bool added = false;
     for (const auto& record : pendingCandidates(*entity, *bound)) {
         if (!belongs(*record, *entity, request) || record->isDeleted()
-            || !bound->evaluate(record->slots(), record->objectID()))
+            || !bound->evaluate(record->unpackedValues(), record->objectID()))
             continue;
         records.push_back(record);
         added = true;

@@ -44,7 +44,7 @@ void Context::mergeUpdated(const Record& saved) {
         record->version_ = source->version_;
         return;
     }
-    reload(*record, source->slots(), source->version_);
+    reload(*record, source->unpackedValues(), source->version_);
     listInEvent(*record, Record::RefreshedInEvent);
 }
 
@@ -63,8 +63,8 @@ void Context::mergeDeleted(const Record& saved) {
     }
     if (record->isFault() && !saved.isFault()) {
         const size_t count = record->entity_->properties().size();
-        record->values_.reset(new QVariant[count]);
-        std::copy_n(saved.slots(), count, record->values_.get());
+        record->values_ = std::make_unique<QVariant[]>(count);
+        std::copy_n(saved.unpackedValues(), count, record->values_.get());
     }
     const bool changed = record->hasChanges();
     forgetChanges(*record);

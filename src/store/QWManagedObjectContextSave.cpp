@@ -181,7 +181,7 @@ bool Context::writeRecord(Record& record, SaveOutcome& outcome, QWError* error) 
     QWSQLiteStore& store = *coordinator_->store_;
     const QWManagedObjectID id = record.objectID();
     if (record.isInserted())
-        return store.insert(id, record.slots(), error);
+        return store.insert(id, record.unpackedValues(), error);
     QWSQLiteStore::Write result;
     if (record.isDeleted()) {
         result = store.remove(id, record.version_, error);
@@ -191,7 +191,7 @@ bool Context::writeRecord(Record& record, SaveOutcome& outcome, QWError* error) 
             for (const auto& before : record.changes_->sinceSave)
                 slots.push_back(before.index);
         std::sort(slots.begin(), slots.end());
-        result = store.update(id, record.version_, record.slots(), slots, error);
+        result = store.update(id, record.version_, record.unpackedValues(), slots, error);
     }
     if (result == QWSQLiteStore::Write::Conflict)
         return resolveConflict(record, outcome, error);
@@ -225,14 +225,14 @@ bool Context::resolveConflict(Record& record, SaveOutcome& outcome, QWError* err
     }
     outcome.baseVersions.insert(&record, stored.version_);
     if (gone)
-        return store.insert(record.objectID(), record.slots(), error);
+        return store.insert(record.objectID(), record.unpackedValues(), error);
     if (record.isDeleted())
         return store.remove(record.objectID(), stored.version_, error) == QWSQLiteStore::Write::Done;
     std::vector<int> slots;
     for (const QWPropertyDescription* property : record.entity_->properties())
         if (!property->isToMany())
             slots.push_back(property->index());
-    return store.update(record.objectID(), stored.version_, record.slots(), slots, error)
+    return store.update(record.objectID(), stored.version_, record.unpackedValues(), slots, error)
            == QWSQLiteStore::Write::Done;
 }
 

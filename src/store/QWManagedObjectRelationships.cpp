@@ -25,7 +25,7 @@ const QWPropertyDescription* Record::toMany(const QString& key, const char* oper
 
 Record::Members& Record::memberChanges(const QWPropertyDescription& property) const {
     if (!members_)
-        members_.reset(new Members[entity_->properties().size()]);
+        members_ = std::make_unique<Members[]>(entity_->properties().size());
     return members_[property.index()];
 }
 

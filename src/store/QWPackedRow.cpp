@@ -47,8 +47,8 @@ QVariant QWPackedRow::value(const QWPropertyDescription& property) const {
     }
 }
 
-QWPackedRow::Writer::Writer(size_t slots) {
-    bytes_.resize(qsizetype(slots * sizeof(Cell)));
+QWPackedRow::Writer::Writer(size_t propertyCount) {
+    bytes_.resize(qsizetype(propertyCount) * qsizetype(sizeof(Cell)));
     std::memset(bytes_.data(), 0, size_t(bytes_.size()));
 }
 

@@ -19,7 +19,7 @@ public:
     // Gathers the columns of one row, in any order; slots that are not set hold no value.
     class Writer {
     public:
-        explicit Writer(size_t slots);
+        explicit Writer(size_t propertyCount);
         void setInteger(int slot, qint64 number);
         void setReal(int slot, double number);
         void setText(int slot, QByteArrayView utf8);

@@ -33,7 +33,7 @@ void QWRecordTable::grow() {
     const size_t oldCount = chainCount_;
     const auto old = std::move(chains_);
     chainCount_ = oldCount == 0 ? 16 : 2 * oldCount;
-    chains_.reset(new QWManagedObject* [chainCount_] {});
+    chains_ = std::make_unique<QWManagedObject*[]>(chainCount_);
     for (size_t chain = 0; chain < oldCount; ++chain)
         for (QWManagedObject* record = old[chain]; record;) {
             QWManagedObject* const next = record->next_;

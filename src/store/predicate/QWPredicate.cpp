@@ -146,5 +146,5 @@ bool QWPredicate::isAlwaysTrue() const {
 bool QWPredicate::evaluate(const QWManagedObject& record) const {
     const auto bound = QWBoundPredicate::bind(*this, record.entity(), nullptr);
     QWAssert(bound, "predicate fits the record's entity", "-[QWPredicate evaluateWithObject:]");
-    return bound->evaluate(record.slots(), record.objectID());
+    return bound->evaluate(record.unpackedValues(), record.objectID());
 }
