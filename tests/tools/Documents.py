@@ -5,13 +5,14 @@ import sys
 import unittest
 
 PROJECT = pathlib.Path(sys.argv.pop(1))
+CODE = re.compile(r"```.*?```|`[^`\n]*`", re.DOTALL)
 LINK = re.compile(r"!?\[[^\]]*\]\(([^)#]+)[^)]*\)")
 
 
 class Documents(unittest.TestCase):
     def test_every_link_to_a_file_leads_to_one(self):
         for document in [*PROJECT.glob("*.md"), *PROJECT.glob("docs/**/*.md")]:
-            for target in LINK.findall(document.read_text(encoding="utf-8")):
+            for target in LINK.findall(CODE.sub("", document.read_text(encoding="utf-8"))):
                 if "://" not in target:
                     self.assertTrue((document.parent / target).exists(), f"{document}: {target}")
 
