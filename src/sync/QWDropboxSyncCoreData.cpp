@@ -50,6 +50,10 @@ QWDropboxSyncCoreData::QWDropboxSyncCoreData(std::shared_ptr<QWManagedObjectCont
     willTerminateObservation_ = environment().notificationCenter().observe(
         NSApplicationWillTerminateNotification, [this](const QWNotification&) { applicationWillClose(); });
     observeMainContext();
+    mainContextDidSaveObservation_ = mainManagedObjectContext_->observeDidSave(
+        [this](const QWDidSaveNotice& notice) { mainContextDidSave(notice); });
+    mainContextDidDiscardObservation_ = mainManagedObjectContext_->observeDidDiscard(
+        [this](const QWManagedObjectSet& records) { mainContextDidDiscard(records); });
     if (const QString folder = localCacheURL_.toLocalFile(); !environment().files().exists(folder))
         environment().files().makeFolder(folder);
 }

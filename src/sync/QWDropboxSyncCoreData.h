@@ -5,6 +5,7 @@
 #include "sync/QWDeltaQueue.h"
 #include "sync/QWDropboxSyncConstants.h"
 #include "sync/QWDropboxSyncCoreDataDelegate.h"
+#include "sync/QWDropboxSyncJournal.h"
 #include "sync/QWResetListing.h"
 #include "sync/QWRowsInFlight.h"
 #include "sync/cache/QWDropboxCacheModel.h"
@@ -12,9 +13,9 @@
 
 #include <QObject>
 #include <QPointer>
-#include <QSet>
 #include <QUrl>
 #include <memory>
+#include <set>
 #include <unordered_set>
 
 class QWDropboxSyncManagedObjectDictionaryExporter;
@@ -40,6 +41,7 @@ class QWTimer;
 // | Import of what was downloaded | QWDropboxSyncCoreData_Import.cpp |
 // | Merge of a batch into the main context | QWDropboxSyncCoreData_Merge.cpp |
 // | Full re-upload and bulk update | QWDropboxSyncCoreData_FullReupload.cpp |
+// | Recovery after a crash or a discard | QWDropboxSyncCoreData_Recovery.cpp |
 //
 // The client's answers come in by the DBRestClientDelegate operations; each stands in the file of its main case
 // and forks from there. Everything runs on the thread of the main context. The run loop, the clock, the files, the
@@ -138,8 +140,9 @@ public:
     // The context on the host's store in which a batch is applied; made on first use, released after the batch.
     const std::shared_ptr<QWManagedObjectContext>& syncSupportManagedObjectContextCopy();
     void setSyncSupportManagedObjectContextCopy(std::shared_ptr<QWManagedObjectContext> context);
-    // Saves the batch and merges it into the main context, whatever the host has changed meanwhile.
-    void saveSyncSupportContext();
+    // Saves the batch and merges it into the main context, whatever the host has changed meanwhile. False when
+    // the store takes nothing; the user has been told then.
+    bool saveSyncSupportContext();
 
     // Full re-upload and bulk update --------------------------------------------------------------------------
 
@@ -188,7 +191,7 @@ private:
 
     // Cache store ---------------------------------------------------------------------------------------------
 
-    void saveContext(QWManagedObjectContext& context, const char* operation);
+    bool saveContext(QWManagedObjectContext& context, const char* operation);
     void deleteAllResultOfFetchRequest(const QWFetchRequest& request);
     void deleteObjectWaitingSync(ObjectWaitingSync& row);
     void recordFileMetadata(const DBMetadata& metadata, const QString& localPath = {});
@@ -212,6 +215,7 @@ private:
     void uploadFileWithName(const QString& fileName, const QUrl& localURL);
     QWRef<QWManagedObjectWithSyncSupport> objectReferencedByWaitingObject(const ObjectWaitingSync& row);
     QWRef<ObjectWaitingSync> objectSyncingForFileWithName(const QString& fileName) const;
+    bool existsObjectOfUpload(const QString& fileName, const QWRef<ObjectWaitingSync>& row);
     void finishUploadOfObjectWaiting(const QWRef<ObjectWaitingSync>& row);
     bool hasImageChangedSinceItWasSent(const QString& path);
     void dateImageAfterItsRemoteCopy(const QString& path, const DBMetadata& metadata);
@@ -244,6 +248,7 @@ private:
     // False when the file cannot be read, or placed, for now.
     bool importRecord(const QString& localPath, const DBMetadata& metadata);
     void finishConflictedCopy(QWManagedObjectWithSyncSupport& object, const DBMetadata& metadata);
+    void finishConflictedCopiesOfBatch(bool isSaved);
     void queueForUpload(const QWManagedObjectWithSyncSupport& object);
     bool importImage(const QString& localPath, const DBMetadata& metadata);
     void repeatImportOfFile(const QString& localPath, const DBMetadata& metadata, bool isRecord);
@@ -256,7 +261,7 @@ private:
     QWMergeDecision decideConflict(const QWSaveConflict& conflict);
     void syncSupportManagedObjectContextDidSave(const QWDidSaveNotice& notice);
     void replaceInsertionsOfMainContext(const QWDidSaveNotice& notice);
-    void mainContextDidSave(const QWDidSaveNotice& notice);
+    void replaceInsertionsOfBatch(const QWDidSaveNotice& notice);
 
     // Full re-upload ------------------------------------------------------------------------------------------
 
@@ -264,6 +269,23 @@ private:
     void fetchAllItemsForUploadWithEntityName(const QString& entityName);
     void deleteAllFileMetadata();
     void deleteObjectWaitingSyncWithActionDelete();
+
+    // Recovery ------------------------------------------------------------------------------------------------
+
+    QWDropboxSyncJournal& journal();
+    void noteUnsavedDeletions(const QWManagedObjectSet& records);
+    void noteBeforeUpload(const QString& fileName, const QWManagedObjectWithSyncSupport& object);
+    void noteBeforeDeletion(const ObjectWaitingSync& row);
+    void noteBeforeImport(const QString& fileName, const QWManagedObjectWithSyncSupport& object);
+    bool isUnsavedInMainContext(const QWSyncedIdentity& identity);
+    void mainContextDidSave(const QWDidSaveNotice& notice);
+    void forgetReceivedObjects();
+    void mainContextDidDiscard(const QWManagedObjectSet& records);
+    // True when something may have been put back.
+    bool recoverWhenQuiet();
+    void recoverFromLastProcess();
+    void recover(const std::function<bool(const QWSyncedIdentity&)>& isLost);
+    void sendObjectsWhoseDeletionWasLost();
 
     // Fields --------------------------------------------------------------------------------------------------
 
@@ -285,7 +307,8 @@ private:
 
     // Import and merge: what the running batch has applied. Released when it has ended.
     std::shared_ptr<QWManagedObjectContext> syncSupportManagedObjectCopy_;
-    QSet<QWManagedObjectID> objectsReceived_; // those with a received version, in that context
+    std::set<QWSyncedIdentity> objectsReceived_; // with a received version or deletion in that context
+    QStringList conflictedCopiesMerged_;         // to be deleted in the cloud once the batch is saved
 
     // Upload: rows in flight by upper-cased uuid. Written by upload; emptied by `deactivateSync`.
     QWRowsInFlight objectsSyncing_;
@@ -300,6 +323,12 @@ private:
     int deltaQueriesGivenUp_ = 0; // unanswered at a deactivation: their answers' cursors are not kept
     QWResetListing resetListing_;
 
+    // Recovery.
+    std::unique_ptr<QWDropboxSyncJournal> journal_; // made on first use
+    std::set<QWSyncedIdentity>
+        objectsDeletedUnsaved_;  // in the main context. Written by change capture and recovery
+    bool isRecoveryDue_ = false; // something was discarded
+
     // Every concern.
     std::unordered_set<std::shared_ptr<QWTimer>> scheduledTimers_; // retries and polls that have not fired
     quint64 _status = QWDropboxSyncStatusDisabled;
@@ -307,6 +336,6 @@ private:
     QDateTime _lastTimeQueriedDeltaEntries;
 
     QWObservation willTerminateObservation_;
-    QWObservation mainContextObservation_;        // inactive while a batch is merged
-    QWObservation mainContextDidSaveObservation_; // active while there is a sync support context
+    QWObservation mainContextObservation_; // inactive while a batch is merged
+    QWObservation mainContextDidSaveObservation_, mainContextDidDiscardObservation_;
 };

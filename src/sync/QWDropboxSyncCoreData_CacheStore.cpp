@@ -12,11 +12,17 @@
 
 namespace {
 const QString cacheStoreFileName = QStringLiteral("DropboxCache.sqlite");
+
+std::shared_ptr<QWManagedObjectModel> makeCacheModel() {
+    auto model = QWMakeDropboxCacheModel();
+    QWDropboxSyncJournal::addEntity(*model);
+    return model;
 }
+} // namespace
 
 const std::shared_ptr<QWManagedObjectModel>& QWDropboxSyncCoreData::dropboxCacheManagedObjectModel() {
     if (!dropboxCacheManagedObjectModel_)
-        dropboxCacheManagedObjectModel_ = QWMakeDropboxCacheModel();
+        dropboxCacheManagedObjectModel_ = makeCacheModel();
     return dropboxCacheManagedObjectModel_;
 }
 
@@ -33,9 +39,11 @@ QWDropboxSyncCoreData::dropboxCachePersistentStoreCoordinator() {
 }
 
 const std::shared_ptr<QWManagedObjectContext>& QWDropboxSyncCoreData::dropboxCacheManagedObjectContext() {
-    if (!dropboxCacheManagedObjectContext_)
+    if (!dropboxCacheManagedObjectContext_) {
         dropboxCacheManagedObjectContext_ = std::make_shared<QWManagedObjectContext>(
             dropboxCachePersistentStoreCoordinator(), QWConcurrencyType::PrivateQueue);
+        recoverFromLastProcess();
+    }
     return dropboxCacheManagedObjectContext_;
 }
 
@@ -48,11 +56,8 @@ QWDropboxFileMetadataManager& QWDropboxSyncCoreData::fileMetadataManager() {
 
 QWRef<Metadata> QWDropboxSyncCoreData::metadataWithKey(const QString& key) {
     auto& context = *dropboxCacheManagedObjectContext();
-    const QWFetchRequest request(QWDBEntityNameMetadata,
-                                 QWPredicate::comparison("key", QWPredicate::Operator::Equal, key));
-    const auto found = QWFetchCacheRecords<Metadata>(context, request);
-    if (!found.empty())
-        return found.front();
+    if (const auto found = QWFindMetadata(context, key))
+        return found;
     const auto metadata = QWInsertCacheRecord<Metadata>(context, QWDBEntityNameMetadata);
     metadata->setKey(key);
     return metadata;
@@ -66,14 +71,16 @@ qint64 QWDropboxSyncCoreData::numberOfObjectsWaitingSync() {
 
 // Saving ---------------------------------------------------------------------------------------------------------
 
-void QWDropboxSyncCoreData::saveContext(QWManagedObjectContext& context, const char* operation) {
+bool QWDropboxSyncCoreData::saveContext(QWManagedObjectContext& context, const char* operation) {
     if (!context.commitEditing())
         qCWarning(qwSyncLog).noquote()
             << QStringLiteral("%1:%2 unable to commit editing before saving")
                    .arg(QLatin1String("QWDropboxSyncCoreData"), QLatin1String(operation));
     QWError error;
-    if (!context.save(&error))
-        environment().errorPresenter().presentError(error);
+    if (context.save(&error))
+        return true;
+    environment().errorPresenter().presentError(error);
+    return false;
 }
 
 void QWDropboxSyncCoreData::saveCacheContext() {

@@ -9,12 +9,12 @@
 #include "sync/QWDropboxSyncCoreData.h"
 
 #include "core/QWManagedObjectWithSyncSupport.h"
-#include "platform/QWAssert.h"
 #include "sync/QWSyncFileNames.h"
 #include "sync/QWSyncLog_p.h"
 #include "util/QWOperationQueue.h"
 
 void QWDropboxSyncCoreData::mainManagedObjctContextObjectsChanged(const QWObjectsDidChangeNotice& notice) {
+    noteUnsavedDeletions(notice.deleted);
     const QDateTime now = environment().clock().now();
     updateObjects(notice.inserted, now, QWDropboxSyncActionInsertOrUpdate, false);
     updateObjects(notice.refreshed, now, QWDropboxSyncActionInsertOrUpdate, true);
@@ -42,14 +42,8 @@ QWDropboxSyncCoreData::objectWaitingSyncForObject(const QWManagedObjectWithSyncS
                                                   bool createIfNotExisting) {
     auto& context = *dropboxCacheManagedObjectContext();
     const QString uuid = object.uuid();
-    const QWFetchRequest request(QWDBEntityNameObjectWaitingSync,
-                                 QWPredicate::comparison("objectUUID", QWPredicate::Operator::Equal, uuid));
-    const auto fetchedObjects = QWFetchCacheRecords<ObjectWaitingSync>(context, request);
-    if (!fetchedObjects.empty()) {
-        QWAssert(fetchedObjects.size() == 1, "[fetchedObjects count] == 1",
-                 "-[QWDropboxSyncCoreData objectWaitingSyncForObject:createIfNotExisting:]");
-        return fetchedObjects.front();
-    }
+    if (const auto row = QWFindObjectWaitingSync(context, uuid))
+        return row;
     if (!createIfNotExisting || uuid.isEmpty())
         return {};
     if (!qw::sync::canNameFiles(uuid, object.entity().name())) {

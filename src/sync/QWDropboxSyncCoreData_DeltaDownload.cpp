@@ -143,7 +143,7 @@ bool QWDropboxSyncCoreData::beginDownloadOfDeltaEntry(const DBDeltaEntryRef& ent
     return true;
 }
 
-// The cursor is saved before the batch's records are: `docs/guarantees.md` says what keeps them from being lost.
+// The cursor is saved before the batch's records are; the journal keeps them from being lost in between.
 void QWDropboxSyncCoreData::finishDeltaBatch() {
     metadataWithKey(QWDBMetadataCursorKey)->setValue(deltaNextCursor_);
     saveCacheContext();
@@ -152,11 +152,14 @@ void QWDropboxSyncCoreData::finishDeltaBatch() {
         return;
     }
     if (syncSupportManagedObjectCopy_) {
-        saveSyncSupportContext();
+        const bool isSaved = saveSyncSupportContext();
         setSyncSupportManagedObjectContextCopy(nullptr);
         saveCacheContext();
+        finishConflictedCopiesOfBatch(isSaved);
+        isRecoveryDue_ |= !isSaved;
     }
     setStatus(QWDropboxSyncStatusIdle);
+    recoverWhenQuiet();
     beginSyncOfObjectsWaitingSync();
     scheduleNextDeltaEntryCheckWithLastSucceded(true);
 }

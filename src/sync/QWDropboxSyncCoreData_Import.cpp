@@ -75,8 +75,8 @@ bool QWDropboxSyncCoreData::importRecord(const QString& localPath, const DBMetad
     const bool isConflictedCopy = entry && entry->specialAction != SpecialActionNone;
 
     if (syncDictionaryImporter().needsToUpdateObject(*object, record)) {
+        noteBeforeImport(metadata.filename(), *object);
         syncDictionaryImporter().updateObject(*object, record, metadata.filename());
-        objectsReceived_.insert(object->objectID());
         if (isConflictedCopy)
             queueForUpload(*object);
         else if (const auto row = objectWaitingSyncForObject(*object, false))
@@ -91,14 +91,28 @@ bool QWDropboxSyncCoreData::importRecord(const QString& localPath, const DBMetad
 }
 
 // The copy's revision is known only to the client whose upload the cloud made it of. That client is about to remove
-// the one place where its version stands, so it sends it again.
+// the one place where its version stands, so it sends it again. What was merged, or is to be sent, must be saved
+// before the copy goes.
 void QWDropboxSyncCoreData::finishConflictedCopy(QWManagedObjectWithSyncSupport& object,
                                                  const DBMetadata& metadata) {
-    const auto own = fileMetadataManager().fileMetadataForFileName(metadata.filename(), false);
-    if (own && own->rev() == metadata.rev)
+    const QString path = qw::sync::remotePath(metadata.filename());
+    const auto known = fileMetadataManager().fileMetadataForFileName(metadata.filename(), false);
+    const bool isOwn = known && known->rev() == metadata.rev;
+    if (isOwn)
         queueForUpload(object);
     fileMetadataManager().deleteDropboxFileMetadataWithName(metadata.filename());
-    dropboxRestClient_->deletePath(qw::sync::remotePath(metadata.filename()));
+    if (isOwn || object.hasChanges())
+        conflictedCopiesMerged_.append(path);
+    else
+        dropboxRestClient_->deletePath(path);
+}
+
+void QWDropboxSyncCoreData::finishConflictedCopiesOfBatch(bool isSaved) {
+    const QStringList paths = std::exchange(conflictedCopiesMerged_, {});
+    if (!isSaved)
+        return;
+    for (const QString& path : paths)
+        dropboxRestClient_->deletePath(path);
 }
 
 void QWDropboxSyncCoreData::queueForUpload(const QWManagedObjectWithSyncSupport& object) {
@@ -122,6 +136,8 @@ bool QWDropboxSyncCoreData::importImage(const QString& localPath, const DBMetada
         ignoreFile(QStringLiteral("its object has no image"), metadata, localPath);
         return true;
     }
+    if (object->isInserted() || objectsReceived_.contains(QWSyncedIdentity(*object)))
+        noteBeforeImport(metadata.filename(), *object);
     auto& files = environment().files();
     const QString imagePath = imageURL.toLocalFile();
     if (files.exists(imagePath)
@@ -144,6 +160,7 @@ void QWDropboxSyncCoreData::processDeleteFromDeltaEntry(const DBDeltaEntry& entr
     const QString name = qw::text::deletingPathExtension(qw::text::lastPathComponent(entry.lowercasePath));
     if (const auto object = objectReferencedWithLowerCaseFileName(name, false)) {
         const QString imagePath = object->imageURL().toLocalFile();
+        noteBeforeImport(qw::text::lastPathComponent(entry.lowercasePath), *object);
         syncSupportManagedObjectContextCopy()->deleteObject(*object);
         if (!imagePath.isEmpty() && environment().files().exists(imagePath))
             environment().files().remove(imagePath);

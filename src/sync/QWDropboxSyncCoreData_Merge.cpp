@@ -25,18 +25,13 @@ QWManagedObjectWithSyncSupport* synced(const QWRef<QWManagedObject>& record) {
     return dynamic_cast<QWManagedObjectWithSyncSupport*>(record.data());
 }
 
-// Unsaved insertions by what two contexts know them by.
-using Insertions = QHash<std::pair<QString, QString>, QWRef<QWManagedObject>>;
-
-std::pair<QString, QString> identityOf(const QWManagedObjectWithSyncSupport& record) {
-    return {record.entity().name(), qw::text::foldCase(record.uuid())};
-}
+using Insertions = QHash<QWSyncedIdentity, QWRef<QWManagedObject>>;
 
 Insertions insertionsOf(const QWManagedObjectContext& context) {
     Insertions insertions;
     for (const auto& record : context.insertedObjects())
         if (const auto* object = synced(record); object && !object->uuid().isEmpty())
-            insertions.insert(identityOf(*object), record);
+            insertions.insert(QWSyncedIdentity(*object), record);
     return insertions;
 }
 
@@ -51,26 +46,26 @@ const std::shared_ptr<QWManagedObjectContext>& QWDropboxSyncCoreData::syncSuppor
         mainManagedObjectContext_->coordinator(), QWConcurrencyType::MainQueue);
     syncSupportManagedObjectCopy_->setMergeFunction(
         [this](const QWSaveConflict& conflict) { return decideConflict(conflict); });
-    mainContextDidSaveObservation_ = mainManagedObjectContext_->observeDidSave(
-        [this](const QWDidSaveNotice& notice) { mainContextDidSave(notice); });
     return syncSupportManagedObjectCopy_;
 }
 
 void QWDropboxSyncCoreData::setSyncSupportManagedObjectContextCopy(
     std::shared_ptr<QWManagedObjectContext> context) {
     syncSupportManagedObjectCopy_ = std::move(context);
-    mainContextDidSaveObservation_.stop();
     objectsReceived_.clear();
 }
 
 // Saving ---------------------------------------------------------------------------------------------------------
 
-void QWDropboxSyncCoreData::saveSyncSupportContext() {
+bool QWDropboxSyncCoreData::saveSyncSupportContext() {
     const auto context = syncSupportManagedObjectContextCopy();
     giveWayToMainContext(*context);
     const auto observation = context->observeDidSave(
         [this](const QWDidSaveNotice& notice) { syncSupportManagedObjectContextDidSave(notice); });
-    saveContext(*context, "saveSyncSupportContext");
+    if (!saveContext(*context, "saveSyncSupportContext"))
+        return false;
+    forgetReceivedObjects();
+    return true;
 }
 
 // The host's pending edits are stamped and queued first, so that their dates count. A record that the batch has
@@ -80,7 +75,7 @@ void QWDropboxSyncCoreData::giveWayToMainContext(QWManagedObjectContext& context
     context.processPendingChanges();
     for (const auto& record : context.updatedObjects()) {
         auto* object = synced(record);
-        if (!object || !objectsReceived_.contains(record->objectID())) {
+        if (!object || !objectsReceived_.contains(QWSyncedIdentity(*object))) {
             context.refreshObject(*record, true);
             continue;
         }
@@ -101,7 +96,7 @@ QWMergeDecision QWDropboxSyncCoreData::decideConflict(const QWSaveConflict& conf
     if (conflict.deletedHere)
         return QWMergeDecision::KeepLocal;
     auto* object = synced(conflict.record);
-    if (!object || !objectsReceived_.contains(object->objectID()))
+    if (!object || !objectsReceived_.contains(QWSyncedIdentity(*object)))
         return QWMergeDecision::TakeStored;
     if (!conflict.deletedInStore
         && qw::sync::receivedVersionWins(
@@ -118,7 +113,8 @@ void QWDropboxSyncCoreData::syncSupportManagedObjectContextDidSave(const QWDidSa
     mainManagedObjectContext_->processPendingChanges();
     mainContextObservation_.stop();
     for (const auto& record : notice.updated) {
-        if (!objectsReceived_.contains(record->objectID()))
+        const auto* object = synced(record);
+        if (!object || !objectsReceived_.contains(QWSyncedIdentity(*object)))
             continue;
         const auto host = mainManagedObjectContext_->registeredObject(record->objectID());
         if (host && host->hasChanges() && qw::sync::holdsOwnChanges(*host))
@@ -138,7 +134,7 @@ void QWDropboxSyncCoreData::replaceInsertionsOfMainContext(const QWDidSaveNotice
     std::vector<RecordReplacement> replacements;
     for (const auto& record : notice.inserted) {
         const auto* received = synced(record);
-        const auto host = received ? hosts.value(identityOf(*received)) : QWRef<QWManagedObject>();
+        const auto host = received ? hosts.value(QWSyncedIdentity(*received)) : QWRef<QWManagedObject>();
         if (!host)
             continue;
         const bool hostWins =
@@ -154,15 +150,15 @@ void QWDropboxSyncCoreData::replaceInsertionsOfMainContext(const QWDidSaveNotice
 }
 
 // The host has saved records that the batch has inserted as well: the batch goes on with the host's.
-void QWDropboxSyncCoreData::mainContextDidSave(const QWDidSaveNotice& notice) {
-    if (notice.inserted.empty())
+void QWDropboxSyncCoreData::replaceInsertionsOfBatch(const QWDidSaveNotice& notice) {
+    if (!syncSupportManagedObjectCopy_ || notice.inserted.empty())
         return;
     auto& context = *syncSupportManagedObjectCopy_;
     const Insertions received = insertionsOf(context);
     std::vector<RecordReplacement> replacements;
     for (const auto& record : notice.inserted) {
         const auto* host = synced(record);
-        const auto insertion = host ? received.value(identityOf(*host)) : QWRef<QWManagedObject>();
+        const auto insertion = host ? received.value(QWSyncedIdentity(*host)) : QWRef<QWManagedObject>();
         if (!insertion)
             continue;
         const bool receivedWins =
@@ -170,10 +166,7 @@ void QWDropboxSyncCoreData::mainContextDidSave(const QWDidSaveNotice& notice) {
         replacements.push_back({insertion, context.objectWithID(record->objectID()), receivedWins});
     }
     qw::sync::replaceRecords(context, replacements);
-    for (const auto& [from, to, receivedWins] : replacements) {
-        if (receivedWins)
-            objectsReceived_.insert(to->objectID());
-        else
+    for (const auto& [from, to, receivedWins] : replacements)
+        if (!receivedWins)
             insertInSyncQueueManagedObject(*synced(to), QWDropboxSyncActionInsertOrUpdate);
-    }
 }

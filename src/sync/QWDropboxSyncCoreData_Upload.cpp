@@ -43,6 +43,8 @@ void QWDropboxSyncCoreData::beginSyncOfObjectsWaitingSync() {
             setNumberOfItemsToProcess(objectsSyncing_.count());
             if (objectsSyncing_.count() == 0)
                 setStatus(QWDropboxSyncStatusIdle);
+            if (recoverWhenQuiet())
+                continue;
             return;
         }
         isRoomLeft = false;
@@ -86,6 +88,7 @@ bool QWDropboxSyncCoreData::beginSyncOfObjectWaiting(const QWRef<ObjectWaitingSy
 
 void QWDropboxSyncCoreData::deleteFilesOfObjectWaiting(ObjectWaitingSync& row) {
     using qw::sync::remotePath;
+    noteBeforeDeletion(row);
     dropboxRestClient_->deletePath(remotePath(fileNameForObjectWaitingToSync(row, false)));
     const bool mayHaveImage = row.objectCouldHaveAnImage().value_or(true);
     if (mayHaveImage)
@@ -99,6 +102,7 @@ void QWDropboxSyncCoreData::uploadFilesOfObjectWaiting(const QWRef<ObjectWaiting
     if (const QUrl imageURL = object.imageURL(); !imageURL.isEmpty()) {
         const QString imageName = fileNameForObjectWaitingToSync(*row, true);
         if (fileMetadataManager().needsToUploadOfImageAtURL(imageURL, imageName)) {
+            noteBeforeUpload(imageName, object);
             uploadFileWithName(imageName, imageURL);
             ++files;
         }
@@ -111,6 +115,7 @@ void QWDropboxSyncCoreData::uploadFilesOfObjectWaiting(const QWRef<ObjectWaiting
 // failed request.
 void QWDropboxSyncCoreData::uploadRecordOfObjectWaiting(const QWRef<ObjectWaitingSync>& row,
                                                         QWManagedObjectWithSyncSupport& object) {
+    noteBeforeUpload(fileNameForObjectWaitingToSync(*row, false), object);
     const QString stagingPath = localPath(qw::sync::stagingFileName(object.uuid()));
     const auto bytes =
         qw::sync::recordFileBytes(syncDictionaryExporter().dictionaryToInsertOrUpdateObjectToSync(object));
@@ -151,16 +156,18 @@ void QWDropboxSyncCoreData::restClientUploadedFile(DBRestClient&, const QString&
     const auto hasExtension = [](const QString& path, const QString& extension) {
         return qw::text::lowercase(qw::text::pathExtension(path)) == extension;
     };
-    const auto row = objectSyncingForFileWithName(qw::text::lastPathComponent(destinationPath));
-    if (hasImageChangedSinceItWasSent(sourcePath)) {
-        recordFileMetadata(metadata);
+    const QString fileName = qw::text::lastPathComponent(destinationPath);
+    const auto row = objectSyncingForFileWithName(fileName);
+    const bool hasChanged = hasImageChangedSinceItWasSent(sourcePath);
+    recordFileMetadata(metadata, hasChanged ? QString() : sourcePath);
+    if (!existsObjectOfUpload(fileName, row))
+        fileMetadataManager().deleteDropboxFileMetadataWithName(metadata.filename());
+    if (hasChanged) {
         dateImageAfterItsRemoteCopy(sourcePath, metadata);
         if (row && row->action() == QWDropboxSyncActionInsertOrUpdate) {
             uploadFileWithName(fileNameForObjectWaitingToSync(*row, true), QUrl::fromLocalFile(sourcePath));
             return;
         }
-    } else {
-        recordFileMetadata(metadata, sourcePath);
     }
     if (hasExtension(sourcePath, QWDBFileNameDataExtension)
         && !hasExtension(destinationPath, QWDBFileNameImageExtension))
@@ -180,6 +187,17 @@ void QWDropboxSyncCoreData::dateImageAfterItsRemoteCopy(const QString& path, con
     const QDateTime remote = metadata.lastModifiedDate;
     if (remote.isValid() && files.modificationDate(path) <= remote)
         files.setModificationDate(path, remote.addSecs(1));
+}
+
+// An object that has gone meanwhile is made again by its file, if nobody deletes that: its revision must not be known.
+bool QWDropboxSyncCoreData::existsObjectOfUpload(const QString& fileName,
+                                                 const QWRef<ObjectWaitingSync>& row) {
+    if (row)
+        return objectReferencedByWaitingObject(*row);
+    const auto named = qw::sync::objectNamedByFile(fileName);
+    return !named || !mainManagedObjectContext_->model().entity(named->entityName)
+           || QWManagedObjectWithSyncSupport::fetchObjectWithUUID(named->uuid, named->entityName,
+                                                                  *mainManagedObjectContext_);
 }
 
 void QWDropboxSyncCoreData::finishUploadOfObjectWaiting(const QWRef<ObjectWaitingSync>& row) {

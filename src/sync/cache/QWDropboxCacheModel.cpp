@@ -1,5 +1,6 @@
 #include "sync/cache/QWDropboxCacheModel.h"
 
+#include "platform/QWAssert.h"
 #include "sync/QWDropboxSyncConstants.h"
 
 namespace {
@@ -101,4 +102,21 @@ QString Metadata::value() const {
 }
 void Metadata::setValue(const QString& value) {
     setValueForKey(valueKey, value);
+}
+
+QWRef<ObjectWaitingSync> QWFindObjectWaitingSync(QWManagedObjectContext& context, const QString& objectUUID) {
+    const QWFetchRequest request(
+        QWDBEntityNameObjectWaitingSync,
+        QWPredicate::comparison(objectUUIDKey, QWPredicate::Operator::Equal, objectUUID));
+    const auto fetchedObjects = QWFetchCacheRecords<ObjectWaitingSync>(context, request);
+    QWAssert(fetchedObjects.size() <= 1, "[fetchedObjects count] == 1",
+             "-[QWDropboxSyncCoreData objectWaitingSyncForObject:createIfNotExisting:]");
+    return fetchedObjects.empty() ? QWRef<ObjectWaitingSync>() : fetchedObjects.front();
+}
+
+QWRef<Metadata> QWFindMetadata(QWManagedObjectContext& context, const QString& key) {
+    const QWFetchRequest request(QWDBEntityNameMetadata,
+                                 QWPredicate::comparison(keyKey, QWPredicate::Operator::Equal, key));
+    const auto found = QWFetchCacheRecords<Metadata>(context, request);
+    return found.empty() ? QWRef<Metadata>() : found.front();
 }

@@ -3,6 +3,7 @@
 #include "core/QWJSON.h"
 #include "sync/records/QWDropboxSyncManagedObjectDictionaryExporter.h"
 
+#include <QDir>
 #include <QFileInfo>
 #include <algorithm>
 
@@ -138,11 +139,17 @@ Desktop::Desktop(Cloud& cloud, quint64 seed) : world(seed, cloud.world.runLoop),
 
 Desktop::~Desktop() = default;
 
+// In memory where there is such a place: the stores are written through to the disk all the time.
+QString Desktop::temporaryFolders() {
+    const QString memory = "/dev/shm";
+    return (QFileInfo(memory).isWritable() ? memory : QDir::tempPath()) + "/desktop-XXXXXX";
+}
+
 void Desktop::start() {
     environment = world.environment();
     coordinator = std::make_shared<QWPersistentStoreCoordinator>(model(), environment);
     QWError error;
-    EXPECT_TRUE(coordinator->addStore(path("library.sqlite"), {QWSynchronous::Normal}, &error))
+    EXPECT_TRUE(coordinator->addStore(path("library.sqlite"), {QWSynchronous::Normal, true, 10}, &error))
         << error.message.toStdString();
     context = std::make_shared<QWManagedObjectContext>(coordinator);
     engine =
@@ -150,6 +157,8 @@ void Desktop::start() {
     engine->setDelegate(this, this);
     folderClient = std::make_unique<QWFolderRestClient>(cloud_.folder, environment);
     client = std::make_shared<QWFaultyRestClient>(*folderClient, environment);
+    if (didStart)
+        didStart();
 }
 
 void Desktop::crash() {

@@ -97,7 +97,7 @@ public:
     void accessTokenExpiredDropbox(QWDropboxSyncCoreData&) override { ++refusedTokens; }
 
     QWVirtualWorld world;
-    QTemporaryDir folder;
+    QTemporaryDir folder{temporaryFolders()};
     std::shared_ptr<QWEnvironment> environment;
     std::shared_ptr<QWPersistentStoreCoordinator> coordinator;
     std::shared_ptr<QWManagedObjectContext> context;
@@ -108,7 +108,11 @@ public:
     std::function<bool(QWManagedObjectWithSyncSupport&)> wantsUpdate; // in place of the rule above
     int refusedTokens = 0;
 
+    std::function<void()> didStart; // called when `start` has made the context and the engine
+
 private:
+    static QString temporaryFolders();
+
     Cloud& cloud_;
 };
 

@@ -1,0 +1,103 @@
+#include "sync/QWDropboxSyncJournal.h"
+
+#include "support/EngineTest.h"
+
+namespace {
+
+struct Journal : EngineTest {
+    QWManagedObjectContext& cache() { return *engine().dropboxCacheManagedObjectContext(); }
+    QWDropboxSyncJournal journal{engine().dropboxCacheManagedObjectContext()};
+
+    QWRef<ObjectWaitingSync> addRow(const QString& uuid, qint16 action) {
+        const auto row = QWInsertCacheRecord<ObjectWaitingSync>(cache(), QWDBEntityNameObjectWaitingSync);
+        row->setObjectUUID(uuid);
+        row->setObjectEntityName("Book");
+        row->setAction(action);
+        return row;
+    }
+    void know(const QString& fileName, const QString& rev) {
+        engine().fileMetadataManager().updateFileMetadataEquivalentToDropboxFileMetadata(
+            metadata(fileName, rev));
+    }
+    void setCursor(const QString& cursor) {
+        engine().metadataWithKey(QWDBMetadataCursorKey)->setValue(cursor);
+    }
+    std::optional<QString> putAllBack() {
+        return journal.putBack([](const QWSyncedIdentity&) { return true; });
+    }
+};
+
+} // namespace
+
+TEST_F(Journal, An_entry_puts_back_what_was_known_of_the_file_its_row_and_the_cursor) {
+    know("Book!!!X.data", "rev1");
+    addRow("X", QWDropboxSyncActionInsertOrUpdate)->setObjectCouldHaveAnImage(true);
+    setCursor("cursor-1");
+    EXPECT_TRUE(journal.isEmpty());
+    EXPECT_TRUE(journal.note("Book!!!X.data", "X", "Book"));
+    EXPECT_FALSE(journal.isEmpty());
+
+    know("Book!!!X.data", "rev2");
+    cache().deleteObject(*QWFindObjectWaitingSync(cache(), "X"));
+    setCursor("cursor-2");
+    EXPECT_EQ(putAllBack(), "cursor-1");
+    const auto known = desktop.fileMetadata("Book!!!X.data");
+    EXPECT_EQ(known->rev(), "rev1");
+    EXPECT_EQ(known->remoteHash(), "hash-rev1");
+    EXPECT_EQ(known->lastModifiedDate(), metadata("x").lastModifiedDate);
+    const auto row = QWFindObjectWaitingSync(cache(), "X");
+    ASSERT_TRUE(row);
+    EXPECT_EQ(row->action(), QWDropboxSyncActionInsertOrUpdate);
+    EXPECT_EQ(row->objectEntityName(), "Book");
+    EXPECT_EQ(row->objectCouldHaveAnImage(), true);
+    EXPECT_TRUE(journal.isEmpty());
+}
+
+TEST_F(Journal, A_file_that_was_not_known_is_not_known_again) {
+    journal.note("Book!!!X.data", "X", "Book");
+    know("book!!!x.data", "rev1");
+    putAllBack();
+    EXPECT_FALSE(desktop.fileMetadata("Book!!!X.data"));
+}
+
+TEST_F(Journal, The_first_note_of_a_file_counts) {
+    know("Book!!!X.data", "rev1");
+    journal.note("Book!!!X.data", "X", "Book");
+    know("Book!!!X.data", "rev2");
+    EXPECT_FALSE(journal.note("book!!!x.data", "X", "Book"));
+    putAllBack();
+    EXPECT_EQ(desktop.fileMetadata("Book!!!X.data")->rev(), "rev1");
+}
+
+TEST_F(Journal, The_cursor_is_that_of_the_oldest_entry_that_is_put_back) {
+    for (const QString uuid : {"X", "Y", "Z"}) {
+        setCursor("cursor-" + uuid);
+        journal.note("Book!!!" + uuid + ".data", uuid, "Book");
+    }
+    EXPECT_EQ(journal.putBack([](const QWSyncedIdentity& identity) { return identity.uuid != "x"; }),
+              "cursor-Y");
+    EXPECT_EQ(putAllBack(), "cursor-X");
+    EXPECT_EQ(putAllBack(), std::nullopt);
+}
+
+TEST_F(Journal, A_row_made_since_then_stays) {
+    journal.note("Book!!!X.data", "X", "Book");
+    addRow("X", QWDropboxSyncActionDelete);
+    addRow("Y", QWDropboxSyncActionInsertOrUpdate);
+    journal.note("Book!!!Y.data", "Y", "Book");
+    QWFindObjectWaitingSync(cache(), "Y")->setAction(QWDropboxSyncActionDelete);
+    putAllBack();
+    EXPECT_EQ(QWFindObjectWaitingSync(cache(), "X")->action(), QWDropboxSyncActionDelete);
+    EXPECT_EQ(QWFindObjectWaitingSync(cache(), "Y")->action(), QWDropboxSyncActionDelete);
+}
+
+TEST_F(Journal, Forgetting_a_record_takes_the_entries_of_all_its_files_and_of_no_other) {
+    journal.note("Book!!!X.data", "X", "Book");
+    journal.note("Book!!!X.image", "X", "Book");
+    journal.note("Author!!!X.data", "X", "Author");
+    EXPECT_TRUE(journal.forget({"Book", "x"}));
+    EXPECT_FALSE(journal.forget({"Book", "x"}));
+    EXPECT_FALSE(journal.isEmpty());
+    EXPECT_TRUE(journal.forget({"Author", "X"}));
+    EXPECT_TRUE(journal.isEmpty());
+}
