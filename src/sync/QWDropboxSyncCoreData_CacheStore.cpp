@@ -12,17 +12,11 @@
 
 namespace {
 const QString cacheStoreFileName = QStringLiteral("DropboxCache.sqlite");
-
-std::shared_ptr<QWManagedObjectModel> makeCacheModel() {
-    auto model = QWMakeDropboxCacheModel();
-    QWDropboxSyncJournal::addEntity(*model);
-    return model;
-}
 } // namespace
 
 const std::shared_ptr<QWManagedObjectModel>& QWDropboxSyncCoreData::dropboxCacheManagedObjectModel() {
     if (!dropboxCacheManagedObjectModel_)
-        dropboxCacheManagedObjectModel_ = makeCacheModel();
+        dropboxCacheManagedObjectModel_ = QWMakeDropboxCacheModel();
     return dropboxCacheManagedObjectModel_;
 }
 

@@ -73,6 +73,19 @@ TEST_F(Recovery, An_acknowledged_upload_of_an_edit_that_died_unsaved_is_forgotte
     EXPECT_EQ(entries(), 0);
 }
 
+TEST_F(Recovery, A_host_that_opens_the_cache_file_before_the_engine_does_loses_no_entry) {
+    edit("New");
+    uploaded(client->requests[0], "rev2");
+    book.reset();
+    desktop.crash();
+    {
+        QWPersistentStoreCoordinator host(QWMakeDropboxCacheModel(), desktop.environment);
+        ASSERT_TRUE(host.addStore(desktop.path("cache/DropboxCache.sqlite")));
+    }
+    desktop.start();
+    EXPECT_EQ(knownRev(), "rev1");
+}
+
 TEST_F(Recovery, An_acknowledged_upload_of_an_insertion_that_died_unsaved_comes_back_from_the_cloud) {
     const auto fresh = desktop.add("Book", {{"title", "Fresh"}});
     fresh->setUuid("F");

@@ -2,6 +2,7 @@
 
 #include "platform/QWAssert.h"
 #include "sync/QWDropboxSyncConstants.h"
+#include "sync/QWDropboxSyncJournal.h"
 
 namespace {
 
@@ -37,6 +38,7 @@ std::shared_ptr<QWManagedObjectModel> QWMakeDropboxCacheModel() {
     setting.addAttribute(keyKey, QWAttributeType::String).setIndexed();
     setting.addAttribute(valueKey, QWAttributeType::String);
 
+    QWDropboxSyncJournal::addEntity(*model);
     return model;
 }
 

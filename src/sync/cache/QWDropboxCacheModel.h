@@ -64,6 +64,7 @@ public:
     void setValue(const QString& value);
 };
 
+// Every entity of the cache file, the journal's included: a file that is opened with fewer loses the others.
 std::shared_ptr<QWManagedObjectModel> QWMakeDropboxCacheModel();
 
 // A new record of one of these classes.
