@@ -1,25 +1,22 @@
-// A notebook that is the same on every desktop: first-host FOLDER CLOUD [NOTE] adds a note and lists them all.
+// A notebook that is the same on every desktop: first-host FOLDER CLOUD [NOTE…] adds notes and lists them all.
 #include "core/QWManagedObjectWithSyncSupport.h"
 #include "dropbox/folder/QWFolderRestClient.h"
 #include "sync/QWDropboxSyncCoreData.h"
 #include <QCoreApplication>
 
 class Note final : public QWManagedObjectWithSyncSupport {
-    const QWFieldDescriptions* fieldDescriptions() const override {
-        static const QWFieldDescriptions fields = {
-            std::make_shared<QWManagedObjectFieldDescriptionString>("text", "Text"),
-            std::make_shared<QWManagedObjectFieldDescriptionDate>("dateModified", "Modified",
-                                                                  dateModifiedFormatter())};
-        return &fields;
-    }
+    inline static const QWFieldDescriptions fields = {
+        std::make_shared<QWManagedObjectFieldDescriptionString>("text", "Text"),
+        std::make_shared<QWManagedObjectFieldDescriptionDate>("dateModified", "Modified",
+                                                              dateModifiedFormatter())};
+    const QWFieldDescriptions* fieldDescriptions() const override { return &fields; }
 };
 
 int main(int argc, char** argv) {
     QCoreApplication application(argc, argv);
     application.setOrganizationName("Example");
     const QStringList arguments = application.arguments();
-    const QString folder = arguments.value(1), cloud = arguments.value(2), text = arguments.value(3);
-
+    const QString folder = arguments.value(1), cloud = arguments.value(2);
     const auto model = std::make_shared<QWManagedObjectModel>();
     auto& note = model->addEntity<Note>("Note");
     note.addAttribute("text", QWAttributeType::String);
@@ -34,12 +31,12 @@ int main(int argc, char** argv) {
     QWDropboxSyncCoreData engine(context, {"Note"}, QUrl::fromLocalFile(folder + "/cache"));
     engine.activateSyncWithDropboxRestClient(client);
 
-    if (!text.isEmpty())
+    for (const QString& text : arguments.mid(3))
         context->insertObject("Note")->setValueForKey("text", text);
     if (!context->save(&error))
         qFatal("%s", qPrintable(error.message));
 
-    // Done when there is nothing more to fetch or to send.
+    // In step: nothing more to fetch or to send.
     QObject::connect(&engine, &QWDropboxSyncCoreData::statusChanged, &application, [&](quint64 status) {
         if (status == QWDropboxSyncStatusIdle && engine.numberOfObjectsWaitingSync() == 0)
             application.quit();
