@@ -1,5 +1,7 @@
 #include "util/QWTimer.h"
 
+#include <utility>
+
 namespace {
 
 QWRunLoop::Duration durationFromSeconds(double seconds) {
@@ -23,7 +25,7 @@ QWTimer::QWTimer(QWRunLoop& runLoop, double interval, std::shared_ptr<const QWTi
       nextDate_(runLoop.now() + interval_), target_(std::move(target)) {}
 
 void QWTimer::schedule() {
-    if (isValid() && !pending_.isPending())
+    if (isValid() && !std::exchange(isScheduled_, true))
         arm();
 }
 

@@ -40,4 +40,5 @@ private:
     QWRunLoop::Duration nextDate_; // in the run loop's time
     std::shared_ptr<const QWTimerWithBlockHelper> target_;
     QWRunLoop::Handle pending_;
+    bool isScheduled_ = false;
 };

@@ -126,6 +126,20 @@ TEST_F(Timer, Scheduled_twice_fires_once) {
     EXPECT_THAT(times, ElementsAre(1s));
 }
 
+TEST_F(Timer, Scheduled_again_in_its_own_callback_keeps_to_its_dates) {
+    const auto timer = scheduledTimerWithTimeInterval(
+        loop, 1.0,
+        [&](QWTimer& which) {
+            times.push_back(loop.now());
+            which.schedule();
+        },
+        true);
+    loop.advance(3s);
+    timer->invalidate();
+    EXPECT_THAT(times, ElementsAre(1s, 2s, 3s));
+    EXPECT_EQ(loop.runUntilIdle(), 0u);
+}
+
 TEST_F(Timer, Invalidated_cannot_be_scheduled_again) {
     const auto timer = timerWithTimeInterval(loop, 1.0, noting(), true);
     timer->invalidate();
