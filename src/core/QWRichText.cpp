@@ -38,7 +38,9 @@ std::unique_ptr<QTextDocument> qw::richTextFromStoredValue(const QVariant& value
 QString qw::plainText(const QTextDocument& richText) {
     // Not QTextDocument::toPlainText, which would turn no-break spaces into spaces.
     QString text = richText.toRawText();
-    for (const QChar separator : {QChar(QChar::ParagraphSeparator), QChar(QChar::LineSeparator)})
-        text.replace(separator, QLatin1Char('\n'));
+    constexpr char16_t beginOfFrame = 0xfdd0, endOfFrame = 0xfdd1; // of tables and their cells
+    for (const QChar end : {QChar(QChar::ParagraphSeparator), QChar(QChar::LineSeparator),
+                            QChar(beginOfFrame), QChar(endOfFrame)})
+        text.replace(end, QLatin1Char('\n'));
     return text;
 }

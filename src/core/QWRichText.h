@@ -11,7 +11,7 @@ namespace qw {
 // a tag and plain text otherwise, or plain text [QString]. Null for no value and for data that is not UTF-8.
 std::unique_ptr<QTextDocument> richTextFromStoredValue(const QVariant& value);
 
-// Its characters, all formatting dropped; paragraphs and lines end in "\n".
+// Its characters, all formatting dropped; paragraphs, lines and the cells of tables end in "\n".
 QString plainText(const QTextDocument& richText);
 
 } // namespace qw
