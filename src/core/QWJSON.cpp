@@ -1,6 +1,8 @@
 #include "core/QWJSON.h"
 
+#include <QJsonArray>
 #include <QJsonDocument>
+#include <QJsonObject>
 #include <QStringDecoder>
 #include <algorithm>
 #include <cmath>
@@ -44,6 +46,37 @@ bool isContainer(const QVariant& value) {
     const auto type = value.typeId();
     return type == QMetaType::QVariantMap || type == QMetaType::QVariantList
            || type == QMetaType::QStringList;
+}
+
+// Fractions from 2^53 on are whole. As such they are written with all their digits, where a fraction is written with
+// as few as tell it from its neighbours: readers that take it for a whole number would then find another one.
+QJsonValue valueFromNumber(double number) {
+    return std::abs(number) >= 0x1p53 && std::abs(number) < 0x1p63 ? QJsonValue(static_cast<qint64>(number))
+                                                                   : QJsonValue(number);
+}
+
+QJsonValue valueFromTree(const QVariant& tree) {
+    switch (tree.typeId()) {
+    case QMetaType::QVariantMap: {
+        QJsonObject object;
+        const auto map = tree.toMap();
+        for (auto member = map.begin(); member != map.end(); ++member)
+            object.insert(member.key(), valueFromTree(*member));
+        return object;
+    }
+    case QMetaType::QVariantList: {
+        QJsonArray array;
+        const auto list = tree.toList();
+        for (const auto& member : list)
+            array.append(valueFromTree(member));
+        return array;
+    }
+    case QMetaType::Float:
+    case QMetaType::Double:
+        return valueFromNumber(tree.toDouble());
+    default:
+        return QJsonValue::fromVariant(tree);
+    }
 }
 
 std::optional<QByteArray> asUtf8(const QByteArray& bytes) {
@@ -92,8 +125,9 @@ bool qw::json::isValid(const QVariant& tree) {
 std::optional<QByteArray> qw::json::write(const QVariant& tree, Format format) {
     if (!isValid(tree))
         return std::nullopt;
-    return QJsonDocument::fromVariant(tree).toJson(format == Format::Compact ? QJsonDocument::Compact
-                                                                             : QJsonDocument::Indented);
+    const QJsonValue value = valueFromTree(tree);
+    const auto document = value.isObject() ? QJsonDocument(value.toObject()) : QJsonDocument(value.toArray());
+    return document.toJson(format == Format::Compact ? QJsonDocument::Compact : QJsonDocument::Indented);
 }
 
 std::optional<QVariant> qw::json::read(const QByteArray& bytes) {

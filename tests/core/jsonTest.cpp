@@ -65,6 +65,11 @@ TEST(JSON, Whole_numbers_keep_all_their_digits) {
     EXPECT_EQ(json::read(*json::write(numbers)), QVariant(numbers));
 }
 
+TEST(JSON, Large_fractions_are_written_as_the_whole_numbers_that_they_are) {
+    EXPECT_EQ(json::write(QVariantList{1.2345678901234567e17, -9007199254740994.0, 9223372036854774784.0}),
+              "[123456789012345664,-9007199254740994,9223372036854774784]");
+}
+
 TEST(JSON, Booleans_and_numbers_stay_different) {
     EXPECT_EQ(json::write(QVariantList{true, 1, 1.5}), "[true,1,1.5]");
 }
