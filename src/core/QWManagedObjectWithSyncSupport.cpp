@@ -109,8 +109,8 @@ void QWManagedObjectWithSyncSupport::awakeFromInsert() {
 
 bool QWManagedObjectWithSyncSupport::setValueForKey(const QString& key, const QVariant& value,
                                                     QWError* error) {
-    if (key == dateModifiedKey) {
-        if (const auto date = entity().property(key)->converted(value)) {
+    if (const auto* property = key == dateModifiedKey ? entity().property(key) : nullptr) {
+        if (const auto date = property->converted(value)) {
             setDateModified(date->toDateTime());
             return true;
         }

@@ -63,6 +63,27 @@ TEST_F(FieldDescription, Each_type_calls_the_one_operation_that_matches_it) {
               QStringList{"image Book(k, n)"});
 }
 
+TEST_F(FieldDescription, Each_type_hands_over_the_name_for_the_records_class_and_flags_that_are_off) {
+    EXPECT_EQ(visit(QWManagedObjectFieldDescriptionString("k", "s", "*C*N"), *book),
+              QStringList{"string Book(k, s, BookN)"});
+    EXPECT_EQ(visit(QWManagedObjectFieldDescriptionStringArray("k", "s", "*C*N"), *book),
+              QStringList{"stringArray Book(k, s, BookN)"});
+    EXPECT_EQ(visit(QWManagedObjectFieldDescriptionLongString("k", "*C*N", false), *book),
+              QStringList{"longString Book(k, NO, BookN)"});
+    EXPECT_EQ(visit(QWManagedObjectFieldDescriptionBool("k", "*C*N"), *book),
+              QStringList{"bool Book(k, BookN)"});
+    EXPECT_EQ(visit(QWManagedObjectFieldDescriptionNumber("k", false, "*C*N"), *book),
+              QStringList{"number Book(k, NO, BookN)"});
+    EXPECT_EQ(visit(QWManagedObjectFieldDescriptionDate("k", "*C*N", formatter), *book),
+              QStringList{"date Book(k, BookN, 1970)"});
+    EXPECT_EQ(visit(QWManagedObjectFieldDescriptionEnum("k", "nk", "*C*N", {1}, {"One"}), *book),
+              QStringList{"enum Book(k, nk, BookN, 1, One)"});
+    EXPECT_EQ(visit(QWManagedObjectFieldDescriptionLevel("k", "*C*N", false, 7), *book),
+              QStringList{"level Book(k, NO, 7, BookN)"});
+    EXPECT_EQ(visit(QWManagedObjectFieldDescriptionImageURL("k", "*C*N"), *book),
+              QStringList{"image Book(k, BookN)"});
+}
+
 TEST_F(FieldDescription, Settings_that_are_left_out_are_off) {
     EXPECT_EQ(visit(QWManagedObjectFieldDescriptionString("k", "n"), *book),
               QStringList{"string Book(k, null, n)"});
@@ -81,17 +102,16 @@ TEST_F(FieldDescription, Types_that_need_their_settings_cannot_be_made_without) 
 }
 
 TEST_F(FieldDescription, The_base_calls_no_operation) {
-    EXPECT_EQ(failedAssertion([&] { visit(Description("k", "n"), *book); }), "NO");
+    const auto failure = assertionFailure([&] { visit(Description("k", "n"), *book); });
+    EXPECT_EQ(failure.expression, "NO");
+    EXPECT_EQ(failure.operation, "-[QWManagedObjectFieldDescription performAcceptVisitor:onObject:]");
+    EXPECT_EQ(failure.file, "QWManagedObjectFieldDescription.cpp");
 }
 
 TEST_F(FieldDescription, A_date_without_formatter_is_a_programming_error_of_its_own_class) {
-    try {
-        QWManagedObjectFieldDescriptionDate("k", "n", nullptr);
-        FAIL() << "made";
-    } catch (const AssertionFailed& assertion) {
-        EXPECT_EQ(assertion.failure.expression, "formatter");
-        EXPECT_EQ(assertion.failure.file, "QWManagedObjectFieldDescriptionDate.cpp");
-    }
+    const auto failure = assertionFailure([] { QWManagedObjectFieldDescriptionDate("k", "n", nullptr); });
+    EXPECT_EQ(failure.expression, "formatter");
+    EXPECT_EQ(failure.file, "QWManagedObjectFieldDescriptionDate.cpp");
 }
 
 TEST_F(FieldDescription, A_dates_formatter_may_be_replaced) {
@@ -126,6 +146,13 @@ TEST_F(FieldDescription, A_marker_in_a_name_that_is_set_later_stays_as_it_is) {
     Description description("k", "Title");
     description.setName("*C*Title");
     EXPECT_EQ(description.nameWithObjectToManage(book.data()), "*C*Title");
+}
+
+TEST_F(FieldDescription, A_name_that_replaces_one_with_the_marker_is_still_translated) {
+    const OneTranslation translation("Title", "Titel");
+    Description description("k", "*C*Title");
+    description.setName("Title");
+    EXPECT_EQ(description.nameWithObjectToManage(book.data()), "Titel");
 }
 
 // Relationships ---------------------------------------------------------------------------------------------
@@ -194,6 +221,9 @@ TEST_F(FieldDescription, Destinations_that_do_not_accept_visitors_are_passed_ove
     const auto shelf = library.insert<Shelf>("Shelf");
     shelf->setRelatedObject("sticker", library.context->insertObject("Sticker").data());
     shelf->setRelatedObject("pen", library.insert<Pen>("Pen").data());
+    shelf->addRelatedObject("stickers", *library.context->insertObject("Sticker"));
+    EXPECT_EQ(visit(QWManagedObjectFieldDescriptionRelationship("stickers", "n", "Sticker", true), *shelf),
+              (QStringList{"explore Shelf(stickers, n, Sticker, YES)", "close Shelf(stickers, n)"}));
     EXPECT_EQ(visit(QWManagedObjectFieldDescriptionRelationship("sticker", "n", "Sticker", false), *shelf),
               (QStringList{"explore Shelf(sticker, n, Sticker, NO)", "close Shelf(sticker, n)"}));
     EXPECT_EQ(visit(QWManagedObjectFieldDescriptionRelationship("pen", "n", "Pen", false), *shelf),
@@ -224,8 +254,21 @@ TEST_F(FieldDescription, A_visitor_that_answers_the_question_but_not_the_close_i
 TEST_F(FieldDescription, A_visitor_answers_the_required_operations_and_by_default_not_the_optional_ones) {
     RecordingVisitor visitor;
     visitor.answersRelationships = false;
-    EXPECT_TRUE(visitor.respondsToSelector("beginVisitOfObject:"));
-    EXPECT_TRUE(visitor.respondsToSelector("visitObject:enumForKey:nameKey:name:choiceValues:choiceNames:"));
+    for (const auto* required : {
+             "beginVisitOfObject:",
+             "endVisitOfObject:",
+             "visitObject:stringForKey:sortKey:name:",
+             "visitObject:stringArrayForKey:sortKey:name:",
+             "visitObject:longStringForKey:richText:name:",
+             "visitObject:boolForKey:name:",
+             "visitObject:numberForKey:acceptFloat:name:",
+             "visitObject:dateForKey:name:formatter:",
+             "visitObject:imageURLForKey:name:",
+             "visitObject:levelForKey:isRating:maximum:name:",
+             "visitObject:enumForKey:nameKey:name:choiceValues:choiceNames:",
+         })
+        EXPECT_TRUE(visitor.respondsToSelector(required)) << required;
+    EXPECT_FALSE(visitor.respondsToSelector("visitObject:"));
     EXPECT_FALSE(visitor.respondsToSelector(QWVisitShouldExploreRelationshipSelector));
     EXPECT_FALSE(visitor.respondsToSelector(QWVisitCloseRelationshipSelector));
 }

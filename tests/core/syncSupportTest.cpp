@@ -2,9 +2,49 @@
 #include "support/BookLibrary.h"
 #include "support/RecordingVisitor.h"
 
+#include <atomic>
+#include <thread>
+
 namespace {
 
 using Synced = QWManagedObjectWithSyncSupport;
+
+class Undated final : public Synced {};
+
+// Notes whether two threads are in its insertion at once.
+class Guest final : public Synced {
+public:
+    void awakeFromInsert() override {
+        Synced::awakeFromInsert();
+        if (++inside > 1)
+            haveMet = true;
+        for (int turn = 0; turn < 10; ++turn)
+            std::this_thread::yield();
+        --inside;
+    }
+    static inline std::atomic<int> inside = 0;
+    static inline std::atomic<bool> haveMet = false;
+};
+
+// Brings the one guest of honour along.
+class Party final : public Synced {
+public:
+    void awakeFromInsert() override {
+        Synced::awakeFromInsert();
+        fetchObjectWithUUID(QStringLiteral("HONOUR"), QStringLiteral("Guest"), *managedObjectContext(), true);
+    }
+};
+
+// Entities that differ from books in one thing each.
+std::shared_ptr<QWPersistentStoreCoordinator> oddities(const QWVirtualWorld& world, const QString& path) {
+    auto model = std::make_shared<QWManagedObjectModel>();
+    addSyncAttributes(model->addEntity<Guest>("Guest"));
+    addSyncAttributes(model->addEntity<Party>("Party"));
+    model->addEntity<Undated>("Undated").addAttribute("uuid", QWAttributeType::String);
+    auto coordinator = std::make_shared<QWPersistentStoreCoordinator>(model, world.environment());
+    EXPECT_TRUE(coordinator->addStore(path));
+    return coordinator;
+}
 
 struct SyncSupport : testing::Test {
     BookLibrary library;
@@ -67,6 +107,13 @@ TEST_F(SyncSupport, Setting_the_date_by_key_is_setting_the_date) {
     EXPECT_FALSE(book->setValueForKey("dateModified", "soon", &error));
     EXPECT_EQ(error.userInfo.value("key"), "dateModified");
     EXPECT_EQ(book->dateModified(), library.world.clock->now());
+}
+
+TEST_F(SyncSupport, Setting_the_date_by_key_on_an_entity_without_one_is_an_error) {
+    QWManagedObjectContext undated(oddities(library.world, library.path("oddities")));
+    QWError error;
+    EXPECT_FALSE(undated.insertObject("Undated")->setValueForKey("dateModified", QVariant(), &error));
+    EXPECT_EQ(error.userInfo.value("key"), "dateModified");
 }
 
 TEST_F(SyncSupport, Date_and_flag_are_announced_one_inside_the_other_with_both_values_in_place) {
@@ -143,10 +190,32 @@ TEST_F(SyncSupport, A_missing_record_is_created_once_with_the_uuid_as_it_was_spe
 TEST_F(SyncSupport, Two_records_with_one_uuid_are_a_programming_error) {
     library.insertBook({{"uuid", "ABC"}});
     library.insertBook({{"uuid", "abc"}});
-    EXPECT_EQ(failedAssertion([&] { Synced::fetchObjectWithUUID("ABC", "Book", context); }),
-              "[objects count] == 1");
+    const auto failure = assertionFailure([&] { Synced::fetchObjectWithUUID("ABC", "Book", context); });
+    EXPECT_EQ(failure.expression, "[objects count] == 1");
+    EXPECT_EQ(failure.file, "QWManagedObjectWithSyncSupport.cpp");
     EXPECT_EQ(failedAssertion([&] { Synced::fetchObjectWithUUID("ABC", "Book", context, true); }),
               "[objects count] == 1");
+}
+
+TEST_F(SyncSupport, An_insertion_may_create_other_records_by_their_uuid) {
+    QWManagedObjectContext parties(oddities(library.world, library.path("oddities")));
+    for (const auto* uuid : {"ONE", "TWO"})
+        EXPECT_TRUE(Synced::fetchObjectWithUUID(uuid, "Party", parties, true));
+    EXPECT_EQ(parties.count(QWFetchRequest("Party")), 2);
+    EXPECT_EQ(parties.count(QWFetchRequest("Guest")), 1);
+}
+
+TEST_F(SyncSupport, Missing_records_are_created_by_one_thread_at_a_time) {
+    const auto createGuests = [this](const char* store) {
+        const QWVirtualWorld world;
+        QWManagedObjectContext guests(oddities(world, library.path(store)));
+        for (int number = 0; number < 500; ++number)
+            Synced::fetchObjectWithUUID(QString::number(number), "Guest", guests, true);
+    };
+    std::thread other(createGuests, "one");
+    createGuests("other");
+    other.join();
+    EXPECT_FALSE(Guest::haveMet);
 }
 
 TEST_F(SyncSupport, A_failed_fetch_counts_as_none_found) {

@@ -12,13 +12,19 @@ struct AssertionFailed : std::logic_error {
     QWAssertionFailure failure;
 };
 
-// The expression text of the assertion that `action` fails; null when it fails none.
+// The assertion that `action` fails; all its texts are null when it fails none.
 template <class Action>
-QString failedAssertion(Action action) {
+QWAssertionFailure assertionFailure(Action action) {
     try {
         action();
     } catch (const AssertionFailed& failed) {
-        return failed.failure.expression;
+        return failed.failure;
     }
     return {};
+}
+
+// Its expression alone.
+template <class Action>
+QString failedAssertion(Action action) {
+    return assertionFailure(action).expression;
 }
