@@ -14,6 +14,14 @@
 
 Q_LOGGING_CATEGORY(qwCoreLog, "qwlibrary.core")
 
+namespace {
+
+QVariant valueOfText(const QString& text) {
+    return text.isNull() ? QVariant() : QVariant(text);
+}
+
+} // namespace
+
 QWManagedObjectToJSONConverter::QWManagedObjectToJSONConverter()
     // Points to the converter without owning it: it would never be released otherwise.
     : richTexts_(std::shared_ptr<void>(), this) {}
@@ -140,8 +148,9 @@ void QWManagedObjectToJSONConverter::visitObjectLongStringForKey(QWManagedObject
         return;
     }
     const auto document = qw::richTextFromStoredValue(stored);
-    saveValue(document && richTexts_ ? richTexts_->convertedStringFromRichText(*document) : QVariant(),
-              object, key);
+    saveValue(
+        valueOfText(document && richTexts_ ? richTexts_->convertedStringFromRichText(*document) : QString()),
+        object, key);
 }
 
 void QWManagedObjectToJSONConverter::visitObjectBoolForKey(QWManagedObject& object, const QString& key,
@@ -157,8 +166,7 @@ void QWManagedObjectToJSONConverter::visitObjectNumberForKey(QWManagedObject& ob
 void QWManagedObjectToJSONConverter::visitObjectDateForKey(QWManagedObject& object, const QString& key,
                                                            const QString&, const QWDateFormatterRef&) {
     const QDateTime date = object.valueForKey(key).toDateTime();
-    saveValue(date.isValid() ? dateFormatterToConvertDateInJSON()->stringFromDate(date) : QVariant(), object,
-              key);
+    saveValue(valueOfText(dateFormatterToConvertDateInJSON()->stringFromDate(date)), object, key);
 }
 
 void QWManagedObjectToJSONConverter::visitObjectImageURLForKey(QWManagedObject& object, const QString& key,
@@ -166,7 +174,7 @@ void QWManagedObjectToJSONConverter::visitObjectImageURLForKey(QWManagedObject& 
     const auto* context = object.managedObjectContext();
     const QUrl url = object.valueForKey(key).toUrl();
     if (images_ && context && fileExistsAtURL(context->environment().files(), url))
-        saveValue(hexadecimalString(images_->convertedImageDataFromURL(url)), object, key);
+        saveValue(valueOfText(hexadecimalString(images_->convertedImageDataFromURL(url))), object, key);
 }
 
 void QWManagedObjectToJSONConverter::visitObjectLevelForKey(QWManagedObject& object, const QString& key, bool,

@@ -8,5 +8,6 @@ class QTextDocument;
 class QWRichTextConvertionManager {
 public:
     virtual ~QWRichTextConvertionManager() = default;
+    // Null text is exported as no value.
     virtual QString convertedStringFromRichText(const QTextDocument& richText) = 0;
 };

@@ -124,7 +124,16 @@ TEST_F(JSONConverter, Opening_a_relationship_inside_of_another_is_a_programming_
     };
     converter.beginVisitOfObject(*book);
     open("author");
-    EXPECT_EQ(failedAssertion([&] { open("editor"); }), "!subElements");
+    const auto failure = assertionFailure([&] { open("editor"); });
+    EXPECT_EQ(failure.expression, "!subElements");
+    EXPECT_EQ(failure.file, "QWManagedObjectToJSONConverter.cpp");
+}
+
+TEST_F(JSONConverter, Answers_the_operations_of_relationships) {
+    EXPECT_TRUE(converter.respondsToSelector(QWVisitShouldExploreRelationshipSelector));
+    EXPECT_TRUE(converter.respondsToSelector(QWVisitCloseRelationshipSelector));
+    EXPECT_TRUE(converter.respondsToSelector("beginVisitOfObject:"));
+    EXPECT_FALSE(converter.respondsToSelector("visitObject:"));
 }
 
 TEST_F(JSONConverter, A_converter_starts_afresh_with_each_record) {
@@ -178,6 +187,12 @@ TEST_F(JSONConverter, An_image_becomes_hexadecimal_text_of_what_the_manager_make
     EXPECT_EQ(manager->asked, QList<QUrl>{book->image});
 }
 
+TEST_F(JSONConverter, An_image_that_the_manager_makes_nothing_of_is_null) {
+    converter.setImageConvertionManager(std::make_shared<ImageBytes>(QByteArray()));
+    book->image = imageFile();
+    EXPECT_EQ(exported(*book).value("imageURL"), null());
+}
+
 // Rich text -------------------------------------------------------------------------------------------------
 
 TEST_F(JSONConverter, Rich_text_becomes_its_plain_characters) {
@@ -196,6 +211,20 @@ TEST_F(JSONConverter, Rich_text_becomes_HTML_with_the_HTML_manager) {
     const auto html = exported(*book)["notes"].toString();
     EXPECT_TRUE(html.startsWith("<p")) << html.toStdString();
     EXPECT_FALSE(html.contains("<body")) << html.toStdString();
+}
+
+TEST_F(JSONConverter, Rich_text_that_the_manager_makes_nothing_of_is_null) {
+    struct Nothing final : QWRichTextConvertionManager {
+        QString convertedStringFromRichText(const QTextDocument&) override { return {}; }
+    };
+    book->setValueForKey("notes", "text");
+    converter.setRichTextConvertionManager(std::make_shared<Nothing>());
+    EXPECT_EQ(exported(*book).value("notes"), null());
+}
+
+TEST_F(JSONConverter, Rich_text_of_no_characters_is_not_null) {
+    book->setValueForKey("notes", "");
+    EXPECT_EQ(exported(*book).value("notes"), QVariant(""));
 }
 
 TEST_F(JSONConverter, Rich_text_that_cannot_be_read_is_null) {
