@@ -1,5 +1,6 @@
 #include "sync/records/QWPropertyList_p.h"
 
+#include "sync/records/QWPlainLocale_p.h"
 #include "sync/records/QWPropertyListGuard_p.h"
 
 #include <QDateTime>
@@ -180,6 +181,7 @@ std::optional<QByteArray> qw::sync::writePropertyList(const QVariantMap& diction
     const Node node = nodeFromMap(dictionary);
     if (!node)
         return std::nullopt;
+    const PlainLocale pointInFractions;
     char* xml = nullptr;
     uint32_t length = 0;
     plist_to_xml(node.get(), &xml, &length);
@@ -190,6 +192,7 @@ std::optional<QByteArray> qw::sync::writePropertyList(const QVariantMap& diction
 std::optional<QVariant> qw::sync::readPropertyList(const QByteArray& bytes) {
     if (bytes.size() > std::numeric_limits<qint32>::max() || !isSafePropertyList(bytes))
         return std::nullopt;
+    const PlainLocale pointInFractions;
     plist_t parsed = nullptr;
     plist_from_memory(bytes.constData(), static_cast<quint32>(bytes.size()), &parsed);
     const Node node(parsed);

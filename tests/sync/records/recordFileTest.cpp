@@ -2,7 +2,11 @@
 
 #include "core/QWJSON.h"
 
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
 #include <QTimeZone>
+#include <clocale>
 #include <plist/plist.h>
 
 using qw::json::null;
@@ -24,6 +28,31 @@ QByteArray nestedXML(int depth) {
         content = "<array>" + content + "</array>";
     return xmlList("<dict><key>a</key>" + content + "</dict>");
 }
+
+// A user who writes 9,5: while it lives, the process's locale is the system's plainest with its point replaced.
+class CommaLocale {
+public:
+    CommaLocale() {
+        QFile plain(QStringLiteral("/usr/lib/locale/C.utf8/LC_NUMERIC")),
+            comma(folder_.filePath("comma/LC_NUMERIC"));
+        QDir(folder_.path()).mkdir("comma");
+        EXPECT_TRUE(plain.open(QFile::ReadOnly) && comma.open(QFile::WriteOnly));
+        comma.write(plain.readAll().replace('.', ','));
+        comma.close();
+        qputenv("LOCPATH", folder_.path().toUtf8());
+        std::setlocale(LC_NUMERIC, "comma");
+        EXPECT_STREQ(std::localeconv()->decimal_point, ",");
+    }
+    ~CommaLocale() {
+        std::setlocale(LC_NUMERIC, "C");
+        qunsetenv("LOCPATH");
+    }
+    CommaLocale(const CommaLocale&) = delete;
+    CommaLocale& operator=(const CommaLocale&) = delete;
+
+private:
+    QTemporaryDir folder_;
+};
 
 // The two bytes by which a binary list refers to an object or an offset.
 QByteArray word(qsizetype number) {
@@ -90,6 +119,15 @@ TEST(RecordFile, Dates_in_property_lists_are_cut_to_the_second_downwards) {
     const QDateTime base(QDate(2001, 1, 1), QTime(0, 0), Qt::UTC);
     EXPECT_EQ(written(base.addMSecs(1999)), base.addSecs(1));
     EXPECT_EQ(written(base.addMSecs(-1)), base.addSecs(-1));
+}
+
+TEST(RecordFile, Numbers_in_property_lists_have_a_point_whatever_the_locale_of_the_process) {
+    const CommaLocale locale;
+    const QVariantMap record = {{"data", QByteArray("b")}, {"price", 9.5}};
+    const auto bytes = recordFileBytes(record);
+    EXPECT_TRUE(bytes->contains("<real>9.5</real>")) << bytes->toStdString();
+    EXPECT_EQ(recordFromFileBytes(*bytes), record);
+    EXPECT_STREQ(std::localeconv()->decimal_point, ",") << "the process's own locale stays";
 }
 
 TEST(RecordFile, What_fits_neither_form_is_nothing) {
