@@ -61,6 +61,10 @@ TEST(FileExistsAtURL, Answers_for_files_and_folders_and_no_for_everything_else) 
     files.write(path, "x");
     EXPECT_TRUE(fileExistsAtURL(files, QUrl::fromLocalFile(path)));
     EXPECT_TRUE(fileExistsAtURL(files, QUrl::fromLocalFile(folder.path())));
+    QUrl remote = QUrl::fromLocalFile(path);
+    remote.setScheme("http");
+    remote.setHost("127.0.0.1");
+    EXPECT_TRUE(fileExistsAtURL(files, remote)); // by its path alone
     EXPECT_FALSE(fileExistsAtURL(files, QUrl::fromLocalFile(folder.filePath("missing"))));
     EXPECT_FALSE(fileExistsAtURL(files, QUrl()));
     EXPECT_FALSE(fileExistsAtURL(files, QUrl("http://127.0.0.1")));

@@ -155,7 +155,7 @@ void QWDropboxSyncManagedObjectDictionaryImporter::visitObjectDateForKey(
         const QString text = value.toString();
         QDateTime date =
             QWManagedObjectToJSONConverter::dateFormatterToConvertDateInJSON()->dateFromString(text);
-        if (!date.isValid())
+        if (!date.isValid() && formatter)
             date = formatter->dateFromString(text);
         value = date.isValid() ? QVariant(date) : QVariant();
     }

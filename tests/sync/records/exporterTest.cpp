@@ -113,6 +113,20 @@ TEST_F(RecordExporter, An_ordered_to_many_is_written_in_its_order) {
               QVariant(QVariantList{reference(*third), reference(*book), reference(*second)}));
 }
 
+TEST_F(RecordExporter, Never_asks_for_destinations_and_passes_over_records_that_are_not_exported) {
+    const auto other = library.insertBook();
+    exporter.beginVisitOfObject(*book);
+    EXPECT_FALSE(exporter.visitObjectShouldExploreRelationshipForKey(*other, "author", "n", "Author", false));
+    EXPECT_EQ(exporter.jsonData(), "{\n}\n");
+    EXPECT_FALSE(exporter.visitObjectShouldExploreRelationshipForKey(*book, "author", "n", "Author", false));
+    EXPECT_FALSE(exporter.visitObjectShouldExploreRelationshipForKey(*book, "related", "n", "Book", true));
+    EXPECT_EQ(exporter.jsonData(), "{\n    \"author\": null,\n    \"related\": [\n    ]\n}\n");
+}
+
+TEST_F(RecordExporter, Answers_the_question_about_relationships) {
+    EXPECT_TRUE(exporter.respondsToSelector(QWVisitShouldExploreRelationshipSelector));
+}
+
 TEST_F(RecordExporter, A_destination_that_is_no_synced_record_is_a_programming_error) {
     const auto shelf = library.insert<Shelf>("Shelf");
     const auto sticker = library.context->insertObject("Sticker");
@@ -120,8 +134,9 @@ TEST_F(RecordExporter, A_destination_that_is_no_synced_record_is_a_programming_e
     const auto exporting = [&] { all.dictionaryToInsertOrUpdateObjectToSync(*shelf); };
 
     shelf->addRelatedObject("stickers", *sticker);
-    EXPECT_EQ(failedAssertion(exporting),
-              "[referencedObject isKindOfClass:[QWManagedObjectWithSyncSupport class]]");
+    const auto failure = assertionFailure(exporting);
+    EXPECT_EQ(failure.expression, "[referencedObject isKindOfClass:[QWManagedObjectWithSyncSupport class]]");
+    EXPECT_EQ(failure.file, "QWDropboxSyncManagedObjectDictionaryExporter.cpp");
 }
 
 TEST_F(RecordExporter, So_is_one_at_the_end_of_a_to_one) {

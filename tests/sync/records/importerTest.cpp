@@ -2,7 +2,10 @@
 #include "support/BookLibrary.h"
 #include "sync/records/QWDropboxSyncManagedObjectDictionaryExporter.h"
 #include "sync/records/QWDropboxSyncManagedObjectDictionaryImporter.h"
+#include "sync/records/QWSyncRecordFile.h"
 #include "testing/QWLogCapture.h"
+
+#include <limits>
 
 using qw::json::null;
 
@@ -54,6 +57,13 @@ TEST_F(RecordImporter, An_earlier_date_is_none) {
 
 TEST_F(RecordImporter, Equal_dates_are_none_and_logged) {
     book->setDateModified(utc("2013-05-04 16:22:10 +0000"));
+    const QWLogCapture log;
+    EXPECT_FALSE(needsUpdate({{"dateModified", "2013-05-04 18:22:10 +0200"}}));
+    EXPECT_EQ(log.texts("qwlibrary.sync"), QStringList{"No...Update Needed"});
+}
+
+TEST_F(RecordImporter, A_later_local_date_is_logged_too) {
+    book->setDateModified(utc("2013-05-04 16:22:11 +0000"));
     const QWLogCapture log;
     EXPECT_FALSE(needsUpdate({{"dateModified", "2013-05-04 18:22:10 +0200"}}));
     EXPECT_EQ(log.texts("qwlibrary.sync"), QStringList{"No...Update Needed"});
@@ -159,6 +169,12 @@ TEST_F(RecordImporter, An_image_is_left_to_its_own_file) {
 TEST_F(RecordImporter, A_date_is_read_by_the_fields_own_formatter_when_the_shared_one_cannot) {
     apply({{"added", "04.05.2013 16:22"}});
     EXPECT_EQ(book->valueForKey("added").toDateTime(), utc("2013-05-04 16:22:00 +0000"));
+}
+
+TEST_F(RecordImporter, A_date_text_for_a_field_without_formatter_is_null) {
+    book->setValueForKey("added", utc("2013-05-04 16:22:10 +0000"));
+    importer.visitObjectDateForKey(*book, "added", "Added", nullptr);
+    EXPECT_FALSE(book->valueForKey("added").isValid());
 }
 
 TEST_F(RecordImporter, A_date_text_that_nobody_can_read_is_null_and_not_logged) {
@@ -330,6 +346,15 @@ TEST_F(RecordImporter, A_reference_that_names_nothing_resolves_to_nothing) {
     EXPECT_TRUE(Importer::objectReferencedByDictionary(reference("ABC", "Pen"), *library.context));
 }
 
+TEST_F(RecordImporter, Asks_for_no_destination_and_forgets_the_dictionary_after_the_update) {
+    EXPECT_TRUE(importer.respondsToSelector(QWVisitShouldExploreRelationshipSelector));
+    EXPECT_TRUE(importer.respondsToSelector(QWVisitCloseRelationshipSelector));
+    EXPECT_FALSE(importer.visitObjectShouldExploreRelationshipForKey(*book, "author", "n", "Author", false));
+    importer.visitObjectCloseRelationshipForKey(*book, "author", "n");
+    apply({{"title", "New"}});
+    EXPECT_FALSE(importer.updatedValueForKey("title").isValid());
+}
+
 // Both ways -------------------------------------------------------------------------------------------------
 
 TEST_F(RecordImporter, What_one_desktop_exports_another_imports_unchanged) {
@@ -348,4 +373,21 @@ TEST_F(RecordImporter, What_one_desktop_exports_another_imports_unchanged) {
     const auto received = other.insertBook();
     importer.updateObject(*received, sent);
     EXPECT_EQ(exporter.dictionaryToInsertOrUpdateObjectToSync(*received), sent);
+}
+
+TEST_F(RecordImporter, Every_fraction_travels_exactly) {
+    QWDropboxSyncManagedObjectDictionaryExporter exporter(names);
+    using Limits = std::numeric_limits<double>;
+    for (const double price :
+         {0.1, -0.1, 1e15, 1.2345678901234567e17, 9223372036854775808.0, -9223372036854775808.0,
+          1.2345678901234567e19, 1e22, 1e300, Limits::min(), Limits::denorm_min(), Limits::max(),
+          Limits::lowest(), Limits::infinity(), -Limits::infinity()}) {
+        const auto sender = library.insertBook({{"price", price}});
+        const auto file = qw::sync::recordFileBytes(exporter.dictionaryToInsertOrUpdateObjectToSync(*sender));
+        ASSERT_TRUE(file) << price;
+        const QWLogCapture log;
+        apply(qw::sync::recordFromFileBytes(*file).value_or(QVariantMap()));
+        EXPECT_EQ(book->valueForKey("price"), QVariant(price)) << file->toStdString();
+        EXPECT_TRUE(log.lines().empty());
+    }
 }
