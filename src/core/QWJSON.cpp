@@ -48,8 +48,9 @@ bool isContainer(const QVariant& value) {
            || type == QMetaType::QStringList;
 }
 
-// Fractions from 2^53 on are whole. As such they are written with all their digits, where a fraction is written with
-// as few as tell it from its neighbours: readers that take it for a whole number would then find another one.
+// Fractions from 2^53 on are whole. As such they are written with all their digits, where a fraction is
+// written with as few as tell it from its neighbours: readers that take it for a whole number would find
+// another one.
 QJsonValue valueFromNumber(double number) {
     return std::abs(number) >= 0x1p53 && std::abs(number) < 0x1p63 ? QJsonValue(static_cast<qint64>(number))
                                                                    : QJsonValue(number);

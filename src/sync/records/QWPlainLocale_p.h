@@ -9,7 +9,8 @@
 
 namespace qw::sync {
 
-// While it lives, C functions on this thread write and read fractions with a point, whatever the user's locale is.
+// While it lives, C functions on this thread write and read fractions with a point, whatever the user's
+// locale is.
 class PlainLocale {
 public:
     PlainLocale(const PlainLocale&) = delete;

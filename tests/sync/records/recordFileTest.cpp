@@ -29,7 +29,8 @@ QByteArray nestedXML(int depth) {
     return xmlList("<dict><key>a</key>" + content + "</dict>");
 }
 
-// A user who writes 9,5: while it lives, the process's locale is the system's plainest with its point replaced.
+// A user who writes 9,5: while it lives, the process's locale is the system's plainest with its point
+// replaced.
 class CommaLocale {
 public:
     CommaLocale() {
