@@ -55,12 +55,6 @@ QString QWManagedObjectToJSONConverter::convertedStringFromRichText(const QTextD
 
 // Nesting ---------------------------------------------------------------------------------------------------
 
-bool QWManagedObjectToJSONConverter::respondsToSelector(const QString& selector) const {
-    return selector == QWVisitShouldExploreRelationshipSelector
-           || selector == QWVisitCloseRelationshipSelector
-           || QWManagedObjectVisitor::respondsToSelector(selector);
-}
-
 void QWManagedObjectToJSONConverter::beginVisitOfObject(QWManagedObject& object) {
     if (!root_) {
         root_.reset(&object);
@@ -127,40 +121,18 @@ void QWManagedObjectToJSONConverter::saveValue(const QVariant& value, const QWMa
         current_->insert(key, value.isValid() ? value : qw::json::null());
 }
 
-void QWManagedObjectToJSONConverter::visitObjectStringForKey(QWManagedObject& object, const QString& key,
-                                                             const QString& sortKey, const QString&) {
+void QWManagedObjectToJSONConverter::visitObjectValueForKey(QWManagedObject& object, const QString& key) {
     saveValue(object.valueForKey(key), object, key);
-    if (!sortKey.isNull())
-        saveValue(object.valueForKey(sortKey), object, sortKey);
-}
-
-void QWManagedObjectToJSONConverter::visitObjectStringArrayForKey(QWManagedObject& object, const QString& key,
-                                                                  const QString& sortKey,
-                                                                  const QString& name) {
-    QWManagedObjectToJSONConverter::visitObjectStringForKey(object, key, sortKey, name);
 }
 
 void QWManagedObjectToJSONConverter::visitObjectLongStringForKey(QWManagedObject& object, const QString& key,
                                                                  bool richText, const QString&) {
-    const QVariant stored = object.valueForKey(key);
-    if (!richText) {
-        saveValue(stored, object, key);
-        return;
-    }
-    const auto document = qw::richTextFromStoredValue(stored);
-    saveValue(
-        valueOfText(document && richTexts_ ? richTexts_->convertedStringFromRichText(*document) : QString()),
-        object, key);
-}
-
-void QWManagedObjectToJSONConverter::visitObjectBoolForKey(QWManagedObject& object, const QString& key,
-                                                           const QString&) {
-    saveValue(object.valueForKey(key), object, key);
-}
-
-void QWManagedObjectToJSONConverter::visitObjectNumberForKey(QWManagedObject& object, const QString& key,
-                                                             bool, const QString&) {
-    saveValue(object.valueForKey(key), object, key);
+    if (!richText)
+        return visitObjectValueForKey(object, key);
+    const auto document = qw::richTextFromStoredValue(object.valueForKey(key));
+    const bool isReadable = document && richTexts_;
+    saveValue(valueOfText(isReadable ? richTexts_->convertedStringFromRichText(*document) : QString()),
+              object, key);
 }
 
 void QWManagedObjectToJSONConverter::visitObjectDateForKey(QWManagedObject& object, const QString& key,
@@ -175,15 +147,4 @@ void QWManagedObjectToJSONConverter::visitObjectImageURLForKey(QWManagedObject& 
     const QUrl url = object.valueForKey(key).toUrl();
     if (images_ && context && fileExistsAtURL(context->environment().files(), url))
         saveValue(valueOfText(hexadecimalString(images_->convertedImageDataFromURL(url))), object, key);
-}
-
-void QWManagedObjectToJSONConverter::visitObjectLevelForKey(QWManagedObject& object, const QString& key, bool,
-                                                            qint64, const QString&) {
-    saveValue(object.valueForKey(key), object, key);
-}
-
-void QWManagedObjectToJSONConverter::visitObjectEnumForKey(QWManagedObject& object, const QString& key,
-                                                           const QString&, const QString&,
-                                                           const QVariantList&, const QStringList&) {
-    saveValue(object.valueForKey(key), object, key);
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/QWImageConvertionManager.h"
-#include "core/QWManagedObjectVisitor.h"
+#include "core/QWManagedObjectValueVisitor.h"
 #include "core/QWRichTextConvertionManager.h"
 #include "store/QWManagedObject.h"
 
@@ -17,7 +17,8 @@
 // images hexadecimal text of what `imageConvertionManager` makes of them; an image whose file is missing, and
 // every image without a manager, is left out. A relationship of the record becomes an array of dictionaries,
 // for a to-one too; relationships of the records in it are not followed.
-class QWManagedObjectToJSONConverter : public QWManagedObjectVisitor, public QWRichTextConvertionManager {
+class QWManagedObjectToJSONConverter : public QWManagedObjectValueVisitor,
+                                       public QWRichTextConvertionManager {
 public:
     QWManagedObjectToJSONConverter();
     ~QWManagedObjectToJSONConverter() override;
@@ -42,26 +43,13 @@ public:
 
     QString convertedStringFromRichText(const QTextDocument& richText) override;
 
-    bool respondsToSelector(const QString& selector) const override;
     void beginVisitOfObject(QWManagedObject& object) override;
     void endVisitOfObject(QWManagedObject& object) override;
-    void visitObjectStringForKey(QWManagedObject& object, const QString& key, const QString& sortKey,
-                                 const QString& name) override;
-    void visitObjectStringArrayForKey(QWManagedObject& object, const QString& key, const QString& sortKey,
-                                      const QString& name) override;
     void visitObjectLongStringForKey(QWManagedObject& object, const QString& key, bool richText,
                                      const QString& name) override;
-    void visitObjectBoolForKey(QWManagedObject& object, const QString& key, const QString& name) override;
-    void visitObjectNumberForKey(QWManagedObject& object, const QString& key, bool acceptFloat,
-                                 const QString& name) override;
     void visitObjectDateForKey(QWManagedObject& object, const QString& key, const QString& name,
                                const QWDateFormatterRef& formatter) override;
     void visitObjectImageURLForKey(QWManagedObject& object, const QString& key, const QString& name) override;
-    void visitObjectLevelForKey(QWManagedObject& object, const QString& key, bool isRating, qint64 maximum,
-                                const QString& name) override;
-    void visitObjectEnumForKey(QWManagedObject& object, const QString& key, const QString& nameKey,
-                               const QString& name, const QVariantList& choiceValues,
-                               const QStringList& choiceNames) override;
     // Opening a relationship while one is open is a programming error: assertion "!subElements".
     bool visitObjectShouldExploreRelationshipForKey(QWManagedObject& object, const QString& key,
                                                     const QString& name, const QString& destinationEntityName,
@@ -70,6 +58,7 @@ public:
                                             const QString& name) override;
 
 protected:
+    void visitObjectValueForKey(QWManagedObject& object, const QString& key) override;
     const QWManagedObject* rootObject() const { return root_.data(); }
     // The values of the record exported last, until the next export begins.
     const QVariantMap& rootDictionaryToExport() const { return rootDictionary_; }

@@ -95,12 +95,6 @@ QWDropboxSyncManagedObjectDictionaryImporter::objectReferencedByDictionary(const
 
 // Visit -----------------------------------------------------------------------------------------------------
 
-bool QWDropboxSyncManagedObjectDictionaryImporter::respondsToSelector(const QString& selector) const {
-    return selector == QWVisitShouldExploreRelationshipSelector
-           || selector == QWVisitCloseRelationshipSelector
-           || QWManagedObjectVisitor::respondsToSelector(selector);
-}
-
 void QWDropboxSyncManagedObjectDictionaryImporter::beginVisitOfObject(QWManagedObject&) {}
 
 void QWDropboxSyncManagedObjectDictionaryImporter::endVisitOfObject(QWManagedObject&) {
@@ -115,36 +109,8 @@ void QWDropboxSyncManagedObjectDictionaryImporter::apply(QWManagedObject& object
             << fileName_ + QStringLiteral(": the local value stays:") << error.message;
 }
 
-void QWDropboxSyncManagedObjectDictionaryImporter::visitObjectStringForKey(QWManagedObject& object,
-                                                                           const QString& key,
-                                                                           const QString& sortKey,
-                                                                           const QString&) {
-    apply(object, key, updatedValueForKey(key));
-    if (!sortKey.isNull())
-        apply(object, sortKey, updatedValueForKey(sortKey));
-}
-
-void QWDropboxSyncManagedObjectDictionaryImporter::visitObjectStringArrayForKey(QWManagedObject& object,
-                                                                                const QString& key,
-                                                                                const QString& sortKey,
-                                                                                const QString& name) {
-    visitObjectStringForKey(object, key, sortKey, name);
-}
-
-void QWDropboxSyncManagedObjectDictionaryImporter::visitObjectLongStringForKey(QWManagedObject& object,
-                                                                               const QString& key, bool,
-                                                                               const QString&) {
-    apply(object, key, updatedValueForKey(key));
-}
-
-void QWDropboxSyncManagedObjectDictionaryImporter::visitObjectBoolForKey(QWManagedObject& object,
-                                                                         const QString& key, const QString&) {
-    apply(object, key, updatedValueForKey(key));
-}
-
-void QWDropboxSyncManagedObjectDictionaryImporter::visitObjectNumberForKey(QWManagedObject& object,
-                                                                           const QString& key, bool,
-                                                                           const QString&) {
+void QWDropboxSyncManagedObjectDictionaryImporter::visitObjectValueForKey(QWManagedObject& object,
+                                                                          const QString& key) {
     apply(object, key, updatedValueForKey(key));
 }
 
@@ -165,19 +131,6 @@ void QWDropboxSyncManagedObjectDictionaryImporter::visitObjectDateForKey(
 void QWDropboxSyncManagedObjectDictionaryImporter::visitObjectImageURLForKey(QWManagedObject&, const QString&,
                                                                              const QString&) {
     // Images are applied from files of their own.
-}
-
-void QWDropboxSyncManagedObjectDictionaryImporter::visitObjectLevelForKey(QWManagedObject& object,
-                                                                          const QString& key, bool, qint64,
-                                                                          const QString&) {
-    apply(object, key, updatedValueForKey(key));
-}
-
-void QWDropboxSyncManagedObjectDictionaryImporter::visitObjectEnumForKey(QWManagedObject& object,
-                                                                         const QString& key, const QString&,
-                                                                         const QString&, const QVariantList&,
-                                                                         const QStringList&) {
-    apply(object, key, updatedValueForKey(key));
 }
 
 bool QWDropboxSyncManagedObjectDictionaryImporter::visitObjectShouldExploreRelationshipForKey(

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/QWManagedObjectVisitor.h"
+#include "core/QWManagedObjectValueVisitor.h"
 #include "core/QWManagedObjectWithSyncSupport.h"
 #include "sync/records/QWSyncRecord.h"
 
@@ -10,7 +10,7 @@
 
 // Judges whether a received sync record is newer than the local record, and applies it. Reusable; one thread
 // at a time. An empty dictionary stands for a file that could not be read.
-class QWDropboxSyncManagedObjectDictionaryImporter final : public QWManagedObjectVisitor {
+class QWDropboxSyncManagedObjectDictionaryImporter final : public QWManagedObjectValueVisitor {
 public:
     explicit QWDropboxSyncManagedObjectDictionaryImporter(const QStringList& entityDependencyNames);
 
@@ -36,26 +36,11 @@ public:
     static QWRef<QWManagedObjectWithSyncSupport>
     objectReferencedByDictionary(const QVariantMap& reference, QWManagedObjectContext& context);
 
-    bool respondsToSelector(const QString& selector) const override;
     void beginVisitOfObject(QWManagedObject& object) override;
     void endVisitOfObject(QWManagedObject& object) override;
-    void visitObjectStringForKey(QWManagedObject& object, const QString& key, const QString& sortKey,
-                                 const QString& name) override;
-    void visitObjectStringArrayForKey(QWManagedObject& object, const QString& key, const QString& sortKey,
-                                      const QString& name) override;
-    void visitObjectLongStringForKey(QWManagedObject& object, const QString& key, bool richText,
-                                     const QString& name) override;
-    void visitObjectBoolForKey(QWManagedObject& object, const QString& key, const QString& name) override;
-    void visitObjectNumberForKey(QWManagedObject& object, const QString& key, bool acceptFloat,
-                                 const QString& name) override;
     void visitObjectDateForKey(QWManagedObject& object, const QString& key, const QString& name,
                                const QWDateFormatterRef& formatter) override;
     void visitObjectImageURLForKey(QWManagedObject& object, const QString& key, const QString& name) override;
-    void visitObjectLevelForKey(QWManagedObject& object, const QString& key, bool isRating, qint64 maximum,
-                                const QString& name) override;
-    void visitObjectEnumForKey(QWManagedObject& object, const QString& key, const QString& nameKey,
-                               const QString& name, const QVariantList& choiceValues,
-                               const QStringList& choiceNames) override;
     // Always NO: no destination is visited.
     bool visitObjectShouldExploreRelationshipForKey(QWManagedObject& object, const QString& key,
                                                     const QString& name, const QString& destinationEntityName,
@@ -64,6 +49,7 @@ public:
                                             const QString& name) override;
 
 private:
+    void visitObjectValueForKey(QWManagedObject& object, const QString& key) override;
     void apply(QWManagedObject& object, const QString& key, const QVariant& value);
 
     QStringList entityNames_;
