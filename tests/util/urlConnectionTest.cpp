@@ -91,6 +91,16 @@ TEST_F(URLConnection, Completes_with_an_empty_body) {
     EXPECT_THAT(bodies, ElementsAre(QByteArray()));
 }
 
+TEST_F(URLConnection, Follows_a_redirection_and_completes_with_the_last_body_alone) {
+    const ScriptedServer target(answerOf("200 OK", "there", 5));
+    const auto location = "302 Found\r\nLocation: " + target.request().url().toEncoded();
+    const ScriptedServer server(answerOf(location, "elsewhere", 9));
+    connect(server.request());
+    ASSERT_TRUE(waitForAnswer());
+    EXPECT_THAT(bodies, ElementsAre(QByteArray("there")));
+    EXPECT_TRUE(errors.empty());
+}
+
 TEST_F(URLConnection, That_fails_after_some_bytes_calls_only_the_error_callback) {
     const ScriptedServer server(answerOf("200 OK", "half of it", 1000));
     const auto* connection = connect(server.request()).get();
@@ -126,9 +136,9 @@ TEST_P(ErrorStatus, Is_an_answer_that_completes_with_its_body) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Table, ErrorStatus,
-                         testing::Values("400 Bad Request", "403 Forbidden", "404 Not Found", "409 Conflict",
-                                         "429 Too Many Requests", "500 Internal Server Error",
-                                         "503 Service Unavailable"));
+                         testing::Values("400 Bad Request", "401 Unauthorized", "403 Forbidden",
+                                         "404 Not Found", "409 Conflict", "429 Too Many Requests",
+                                         "500 Internal Server Error", "503 Service Unavailable"));
 
 TEST_F(URLConnection, That_is_not_started_immediately_sends_nothing_until_it_is_started) {
     const ScriptedServer server(answerOf("200 OK", "late", 4));
