@@ -222,6 +222,7 @@ private:
     bool isReplaced(const ObjectWaitingSync& row);
     // One request of the row was answered; whether it was the last. A row that is not known counts as finished.
     bool finishRequestOfRow(const QWRef<ObjectWaitingSync>& row);
+    void sendObjectWhoseFilesAreGone(const ObjectWaitingSync& row);
     void removeFromSyncingAndDeleteFromContextObject(const QWRef<ObjectWaitingSync>& row);
 
     // Delta download ------------------------------------------------------------------------------------------
@@ -245,6 +246,9 @@ private:
     QWRef<QWManagedObjectWithSyncSupport> objectReferencedWithLowerCaseFileName(const QString& fileName,
                                                                                 bool createIfNotExisting);
     void processDeleteFromDeltaEntry(const DBDeltaEntry& entry);
+    void deleteImageOfObject(const QWManagedObjectWithSyncSupport& object);
+    QWRef<ObjectWaitingSync> rowOfDeletedObject(const QString& fileName);
+    bool isOvertakenInBatch(const QWManagedObjectWithSyncSupport& object, const QVariantMap& record) const;
     // False when the file cannot be read, or placed, for now.
     bool importRecord(const QString& localPath, const DBMetadata& metadata);
     void finishConflictedCopy(QWManagedObjectWithSyncSupport& object, const DBMetadata& metadata);
@@ -258,6 +262,7 @@ private:
     // Merge ---------------------------------------------------------------------------------------------------
 
     void giveWayToMainContext(QWManagedObjectContext& context);
+    void reconcilePlaceholders(QWManagedObjectContext& context);
     QWMergeDecision decideConflict(const QWSaveConflict& conflict);
     void syncSupportManagedObjectContextDidSave(const QWDidSaveNotice& notice);
     void replaceInsertionsOfMainContext(const QWDidSaveNotice& notice);
@@ -273,7 +278,7 @@ private:
     // Recovery ------------------------------------------------------------------------------------------------
 
     QWDropboxSyncJournal& journal();
-    void noteUnsavedDeletions(const QWManagedObjectSet& records);
+    void noteDeletions(const QWManagedObjectSet& records);
     void noteBeforeUpload(const QString& fileName, const QWManagedObjectWithSyncSupport& object);
     void noteBeforeDeletion(const ObjectWaitingSync& row);
     void noteBeforeImport(const QString& fileName, const QWManagedObjectWithSyncSupport& object);
@@ -308,7 +313,8 @@ private:
     // Import and merge: what the running batch has applied. Released when it has ended.
     std::shared_ptr<QWManagedObjectContext> syncSupportManagedObjectCopy_;
     std::set<QWSyncedIdentity> objectsReceived_; // with a received version or deletion in that context
-    QStringList conflictedCopiesMerged_;         // to be deleted in the cloud once the batch is saved
+    std::set<QWSyncedIdentity> objectsToSendAfterBatch_; // received, to be queued once they are saved
+    QStringList conflictedCopiesMerged_;                 // to be deleted in the cloud once the batch is saved
 
     // Upload: rows in flight by upper-cased uuid. Written by upload; emptied by `deactivateSync`.
     QWRowsInFlight objectsSyncing_;

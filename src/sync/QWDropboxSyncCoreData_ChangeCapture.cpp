@@ -14,7 +14,7 @@
 #include "util/QWOperationQueue.h"
 
 void QWDropboxSyncCoreData::mainManagedObjctContextObjectsChanged(const QWObjectsDidChangeNotice& notice) {
-    noteUnsavedDeletions(notice.deleted);
+    noteDeletions(notice.deleted);
     const QDateTime now = environment().clock().now();
     updateObjects(notice.inserted, now, QWDropboxSyncActionInsertOrUpdate, false);
     updateObjects(notice.refreshed, now, QWDropboxSyncActionInsertOrUpdate, true);

@@ -11,6 +11,7 @@
 
 #include "core/QWManagedObjectWithSyncSupport.h"
 #include "platform/text/QWText.h"
+#include "sync/QWRecordVersions.h"
 #include "sync/QWSyncFileNames.h"
 #include "sync/QWSyncLog_p.h"
 #include "sync/records/QWDropboxSyncManagedObjectDictionaryImporter.h"
@@ -65,16 +66,22 @@ bool QWDropboxSyncCoreData::importRecord(const QString& localPath, const DBMetad
         qCWarning(qwSyncLog).noquote() << "the download cannot be read:" << localPath << error.message;
         return false;
     }
+    const auto entry = deltaEntryForFileNamed(metadata.filename());
+    const bool isConflictedCopy = entry && entry->specialAction != SpecialActionNone;
+    if (isConflictedCopy && rowOfDeletedObject(metadata.filename())) {
+        environment().files().remove(localPath);
+        dropboxRestClient_->deletePath(qw::sync::remotePath(metadata.filename()));
+        return true;
+    }
     const auto object = objectReferencedWithLowerCaseFileName(metadata.filename(), true);
     if (!object) {
         ignoreFile(QStringLiteral("it belongs to no entity"), metadata, localPath);
         return true;
     }
     const QVariantMap record = qw::sync::recordFromFileBytes(*bytes).value_or(QVariantMap());
-    const auto entry = deltaEntryForFileNamed(metadata.filename());
-    const bool isConflictedCopy = entry && entry->specialAction != SpecialActionNone;
 
-    if (syncDictionaryImporter().needsToUpdateObject(*object, record)) {
+    if (syncDictionaryImporter().needsToUpdateObject(*object, record)
+        && !isOvertakenInBatch(*object, record)) {
         noteBeforeImport(metadata.filename(), *object);
         syncDictionaryImporter().updateObject(*object, record, metadata.filename());
         if (isConflictedCopy)
@@ -88,6 +95,18 @@ bool QWDropboxSyncCoreData::importRecord(const QString& localPath, const DBMetad
     else
         recordFileMetadata(metadata);
     return true;
+}
+
+// A record that this batch has made may have several files in it: its own, and the copies of a conflict. The importer
+// takes any of them, since the record was never saved; the later one wins.
+bool QWDropboxSyncCoreData::isOvertakenInBatch(const QWManagedObjectWithSyncSupport& object,
+                                               const QVariantMap& record) const {
+    const QDateTime present = object.dateModified();
+    if (!object.isInserted() || !present.isValid() || !objectsReceived_.contains(QWSyncedIdentity(object)))
+        return false;
+    const QDateTime received = QWManagedObjectWithSyncSupport::dateModifiedFormatter()->dateFromString(
+        record.value(QStringLiteral("dateModified")).toString());
+    return !qw::sync::receivedVersionWins(received, present);
 }
 
 // The copy's revision is known only to the client whose upload the cloud made it of. That client is about to remove
@@ -115,15 +134,34 @@ void QWDropboxSyncCoreData::finishConflictedCopiesOfBatch(bool isSaved) {
         dropboxRestClient_->deletePath(path);
 }
 
+// An object that only the running batch has is queued when it has been saved: until then its row would seem to stand
+// for nothing.
 void QWDropboxSyncCoreData::queueForUpload(const QWManagedObjectWithSyncSupport& object) {
-    if (const auto row = objectWaitingSyncForObject(object, true))
+    if (object.isInserted() && object.managedObjectContext() == syncSupportManagedObjectCopy_.get())
+        objectsToSendAfterBatch_.insert(QWSyncedIdentity(object));
+    else if (const auto row = objectWaitingSyncForObject(object, true))
         row->setAction(QWDropboxSyncActionInsertOrUpdate);
+}
+
+// The waiting deletion of the object that a file belongs to, when the object has gone. A copy of a conflict, or an
+// image, does not bring it back.
+QWRef<ObjectWaitingSync> QWDropboxSyncCoreData::rowOfDeletedObject(const QString& fileName) {
+    const auto named = qw::sync::objectNamedByFile(fileName);
+    const auto row = named && !objectReferencedWithLowerCaseFileName(fileName, false)
+                         ? QWFindObjectWaitingSync(*dropboxCacheManagedObjectContext(), named->uuid)
+                         : QWRef<ObjectWaitingSync>();
+    return row && row->action() == QWDropboxSyncActionDelete ? row : QWRef<ObjectWaitingSync>();
 }
 
 // Images ---------------------------------------------------------------------------------------------------------
 
 bool QWDropboxSyncCoreData::importImage(const QString& localPath, const DBMetadata& metadata) {
     const auto known = objectReferencedWithLowerCaseFileName(metadata.filename(), false);
+    if (const auto row = rowOfDeletedObject(metadata.filename())) {
+        row->setObjectCouldHaveAnImage(true);
+        environment().files().remove(localPath);
+        return true;
+    }
     const auto object = known ? known : objectReferencedWithLowerCaseFileName(metadata.filename(), true);
     if (!object) {
         ignoreFile(QStringLiteral("it belongs to no entity"), metadata, localPath);
@@ -136,6 +174,10 @@ bool QWDropboxSyncCoreData::importImage(const QString& localPath, const DBMetada
         ignoreFile(QStringLiteral("its object has no image"), metadata, localPath);
         return true;
     }
+    // The record's file counts as known from now on, so that its deletion, should it never arrive, is not passed over.
+    if (!known)
+        fileMetadataManager().fileMetadataForFileName(
+            fileNameWithUUID(object->uuid(), object->entity().name(), false), true);
     if (object->isInserted() || objectsReceived_.contains(QWSyncedIdentity(*object)))
         noteBeforeImport(metadata.filename(), *object);
     auto& files = environment().files();
@@ -159,14 +201,18 @@ bool QWDropboxSyncCoreData::importImage(const QString& localPath, const DBMetada
 void QWDropboxSyncCoreData::processDeleteFromDeltaEntry(const DBDeltaEntry& entry) {
     const QString name = qw::text::deletingPathExtension(qw::text::lastPathComponent(entry.lowercasePath));
     if (const auto object = objectReferencedWithLowerCaseFileName(name, false)) {
-        const QString imagePath = object->imageURL().toLocalFile();
         noteBeforeImport(qw::text::lastPathComponent(entry.lowercasePath), *object);
+        deleteImageOfObject(*object);
         syncSupportManagedObjectContextCopy()->deleteObject(*object);
-        if (!imagePath.isEmpty() && environment().files().exists(imagePath))
-            environment().files().remove(imagePath);
     }
     fileMetadataManager().deleteDropboxFileMetadataWithName(name);
     saveCacheContext();
+}
+
+void QWDropboxSyncCoreData::deleteImageOfObject(const QWManagedObjectWithSyncSupport& object) {
+    const QString imagePath = object.imageURL().toLocalFile();
+    if (!imagePath.isEmpty() && environment().files().exists(imagePath))
+        environment().files().remove(imagePath);
 }
 
 // Objects --------------------------------------------------------------------------------------------------------

@@ -53,6 +53,7 @@ void QWDropboxSyncCoreData::setSyncSupportManagedObjectContextCopy(
     std::shared_ptr<QWManagedObjectContext> context) {
     syncSupportManagedObjectCopy_ = std::move(context);
     objectsReceived_.clear();
+    objectsToSendAfterBatch_.clear();
 }
 
 // Saving ---------------------------------------------------------------------------------------------------------
@@ -60,6 +61,7 @@ void QWDropboxSyncCoreData::setSyncSupportManagedObjectContextCopy(
 bool QWDropboxSyncCoreData::saveSyncSupportContext() {
     const auto context = syncSupportManagedObjectContextCopy();
     giveWayToMainContext(*context);
+    reconcilePlaceholders(*context);
     const auto observation = context->observeDidSave(
         [this](const QWDidSaveNotice& notice) { syncSupportManagedObjectContextDidSave(notice); });
     if (!saveContext(*context, "saveSyncSupportContext"))
@@ -88,6 +90,24 @@ void QWDropboxSyncCoreData::giveWayToMainContext(QWManagedObjectContext& context
         insertInSyncQueueManagedObject(*object, isDeleted ? QWDropboxSyncActionDelete
                                                           : QWDropboxSyncActionInsertOrUpdate);
         qw::sync::discardChanges(*record);
+    }
+}
+
+// A record without date was made for a reference or an image whose record has not arrived. Its waiting row is older:
+// an insertion that died unsaved, which would send an empty record, or a deletion, which stands. (If the host holds
+// the insertion still, the two become one in the merge, and that is queued.)
+void QWDropboxSyncCoreData::reconcilePlaceholders(QWManagedObjectContext& context) {
+    for (const auto& record : context.insertedObjects()) {
+        auto* object = synced(record);
+        const auto row = object && !object->dateModified().isValid()
+                             ? objectWaitingSyncForObject(*object, false)
+                             : QWRef<ObjectWaitingSync>();
+        if (!row)
+            continue;
+        if (row->action() == QWDropboxSyncActionDelete)
+            qw::sync::deleteWithoutRules(*object);
+        else
+            deleteObjectWaitingSync(*row);
     }
 }
 

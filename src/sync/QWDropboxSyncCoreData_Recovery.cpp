@@ -25,11 +25,15 @@ QWDropboxSyncJournal& QWDropboxSyncCoreData::journal() {
 
 // Noting ---------------------------------------------------------------------------------------------------------
 
-void QWDropboxSyncCoreData::noteUnsavedDeletions(const QWManagedObjectSet& records) {
-    for (const auto& record : records)
-        if (const auto* object = dynamic_cast<QWManagedObjectWithSyncSupport*>(record.data()))
-            if (object->hasChanges())
-                objectsDeletedUnsaved_.insert(QWSyncedIdentity(*object));
+// An insertion that was never saved leaves nothing to be saved by its deletion.
+void QWDropboxSyncCoreData::noteDeletions(const QWManagedObjectSet& records) {
+    for (const auto& record : records) {
+        const auto* object = dynamic_cast<QWManagedObjectWithSyncSupport*>(record.data());
+        if (object && object->hasChanges())
+            objectsDeletedUnsaved_.insert(QWSyncedIdentity(*object));
+        else if (object)
+            journal().forget(QWSyncedIdentity(*object));
+    }
 }
 
 void QWDropboxSyncCoreData::noteBeforeUpload(const QString& fileName,
@@ -91,6 +95,10 @@ void QWDropboxSyncCoreData::forgetReceivedObjects() {
     for (const auto& identity : std::exchange(objectsReceived_, {}))
         if (!isUnsavedInMainContext(identity))
             journal().forget(identity);
+    for (const auto& identity : std::exchange(objectsToSendAfterBatch_, {}))
+        if (const auto object = QWManagedObjectWithSyncSupport::fetchObjectWithUUID(
+                identity.uuid, identity.entityName, *mainManagedObjectContext_))
+            queueForUpload(*object);
 }
 
 // Putting back ---------------------------------------------------------------------------------------------------

@@ -256,8 +256,22 @@ void QWDropboxSyncCoreData::restClientDeletedPath(DBRestClient&, const QString& 
     const auto row = objectSyncingForFileWithName(fileName);
     if (!finishRequestOfRow(row))
         return;
+    const bool wasDropped = row && !row->managedObjectContext();
     removeFromSyncingAndDeleteFromContextObject(row);
+    if (wasDropped)
+        sendObjectWhoseFilesAreGone(*row);
     beginSyncOfObjectsWaitingSync();
+}
+
+// An import has made the object again, and dropped the row, when the deletion was on its way: the cloud has lost
+// what was imported.
+void QWDropboxSyncCoreData::sendObjectWhoseFilesAreGone(const ObjectWaitingSync& row) {
+    const QWSyncedIdentity identity(row.objectEntityName(), row.objectUUID());
+    if (const auto object = objectReferencedByWaitingObject(row))
+        queueForUpload(*object);
+    else if (objectsReceived_.contains(identity))
+        objectsToSendAfterBatch_.insert(identity);
+    saveCacheContext();
 }
 
 void QWDropboxSyncCoreData::restClientDeletePathFailedWithError(DBRestClient& client, const QWError& error) {

@@ -118,6 +118,12 @@ void discardChanges(Record& record) {
         keepUnsavedLinks(record, *property, members);
 }
 
+void deleteWithoutRules(Record& record) {
+    for (const auto* property : relationships(record))
+        setDestinations(record, *property, {});
+    record.managedObjectContext()->deleteObject(record);
+}
+
 void replaceRecords(QWManagedObjectContext& context, const std::vector<RecordReplacement>& replacements) {
     if (replacements.empty())
         return;

@@ -19,6 +19,9 @@ bool holdsOwnChanges(const QWManagedObject& record);
 // other records hold themselves stays.
 void discardChanges(QWManagedObject& record);
 
+// Deletes the record and no other: what refers to it, and what its delete rules would take along, stays without it.
+void deleteWithoutRules(QWManagedObject& record);
+
 // `to` is what `from`, an unsaved insertion of the same uuid in the same context, was meant to be.
 struct RecordReplacement {
     QWRef<QWManagedObject> from;

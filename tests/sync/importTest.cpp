@@ -97,6 +97,40 @@ TEST_F(Import, A_conflicted_copy_of_this_desktops_own_upload_is_sent_again_befor
     EXPECT_FALSE(desktop.fileMetadata(copy));
 }
 
+TEST_F(Import, Of_two_files_of_a_new_record_in_one_batch_the_later_one_wins_in_either_order) {
+    const QString copy = "(Bob's conflicted copy).data";
+    for (const bool copyIsLater : {false, true}) {
+        for (const bool copyComesFirst : {false, true}) {
+            const QString uuid = QStringLiteral("N%1%2").arg(copyIsLater).arg(copyComesFirst);
+            client->forget();
+            receive({changed("Book!!!" + uuid + ".data"), changed("Book!!!" + uuid + " " + copy)});
+            const auto requests = client->requests;
+            ASSERT_EQ(requests.size(), 2);
+            for (const bool isCopy : {copyComesFirst, !copyComesFirst}) {
+                const auto& request = requests[requests[0].path.contains(copy) == isCopy ? 0 : 1];
+                loaded(request, record(isCopy == copyIsLater ? "Later" : "Earlier",
+                                       isCopy == copyIsLater ? later : earlier));
+            }
+            const auto book = desktop.find(uuid);
+            EXPECT_EQ(book->valueForKey("title"), "Later") << copyIsLater << copyComesFirst;
+            EXPECT_EQ(client->count(QWRestRequest::Upload) > 0, copyIsLater || copyComesFirst);
+        }
+    }
+}
+
+TEST_F(Import, A_row_left_over_from_a_lost_insertion_does_not_send_the_empty_record_of_a_reference) {
+    const auto author = desktop.add("Author");
+    author->setUuid("A");
+    engine().insertInSyncQueueManagedObject(*author, QWDropboxSyncActionInsertOrUpdate);
+    desktop.context->rollback();
+    client->forget();
+    receive({changed("Book!!!X.data")});
+    loaded(client->requests[0], R"({"title":"Remote","author":{"entityName":"Author","uuid":"A"}})");
+    ASSERT_TRUE(desktop.find("A", "Author"));
+    EXPECT_EQ(client->count(QWRestRequest::Upload), 0);
+    EXPECT_EQ(engine().numberOfObjectsWaitingSync(), 0);
+}
+
 TEST_F(Import, An_image_is_moved_to_its_place_and_takes_the_remote_date) {
     const auto book = savedBook();
     import("Book!!!X.image", "cover");
@@ -133,6 +167,14 @@ TEST_F(Import, An_image_that_arrives_before_its_record_makes_the_record) {
     import("Book!!!X.image", "cover");
     ASSERT_TRUE(desktop.find("X"));
     EXPECT_EQ(desktop.image(*desktop.find("X")), "cover");
+}
+
+TEST_F(Import, A_record_made_for_an_image_goes_with_the_deletion_of_a_file_that_never_arrived) {
+    import("Book!!!X.image", "cover");
+    const QString file = desktop.find("X")->imageURL().toLocalFile();
+    receive({deleted("Book!!!X.data"), deleted("Book!!!X.image")});
+    EXPECT_FALSE(desktop.find("X"));
+    EXPECT_FALSE(desktop.world.files->exists(file));
 }
 
 TEST_F(Import, A_deletion_deletes_the_record_and_its_image_and_is_not_sent_back) {

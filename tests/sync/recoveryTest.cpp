@@ -181,6 +181,16 @@ TEST_F(Recovery, An_upload_acknowledged_for_a_record_that_has_gone_does_not_keep
     EXPECT_EQ(knownRev("Book!!!F.data"), "none") << "nor does one whose row is not known";
 }
 
+TEST_F(Recovery, An_insertion_that_is_deleted_before_it_was_saved_keeps_no_entry) {
+    const auto fresh = desktop.add("Book");
+    desktop.context->processPendingChanges();
+    turn();
+    EXPECT_EQ(entries(), 1);
+    desktop.context->deleteObject(*fresh);
+    desktop.context->processPendingChanges();
+    EXPECT_EQ(entries(), 0);
+}
+
 // Imports --------------------------------------------------------------------------------------------------------
 
 TEST_F(Recovery, An_import_that_died_unsaved_is_forgotten_and_its_row_and_the_cursor_are_back) {
