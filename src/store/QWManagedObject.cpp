@@ -101,11 +101,20 @@ void QWManagedObject::setPrimitiveValueForKey(const QString& key, const QVariant
              "-[QWManagedObject setPrimitiveValue:forKey:]");
     const std::optional<QVariant> converted = property->converted(value);
     QWAssert(converted, "value of the attribute's type", "-[QWManagedObject setPrimitiveValue:forKey:]");
-    if (!unpackedValues())
+    if (!context_ || !unpackedValues())
         return;
-    if (state_ & Awakening && !Changes::find(changes().sinceEvent, property->index()))
-        changes().baseline.push_back({property->index(), *converted});
-    values_[property->index()] = *converted;
+    const int index = property->index();
+    if (state_ & Awakening) {
+        // What an ordinary setter has changed or announced stays a change of the insertion.
+        const bool announced = changes_ && Changes::find(changes_->sinceEvent, index);
+        if (!announced && !differsInEvent(index))
+            Changes::set(changes().baseline, index, *converted);
+    } else if (!isInserted()) {
+        Changes::note(changes().sinceSave, index, values_[index]); // for a save that something else causes
+    }
+    values_[index] = *converted;
+    if (property->isIndexed() || property->isFolded())
+        context_->refile(*this);
 }
 
 void QWManagedObject::willChangeValueForKey(const QString& key) {

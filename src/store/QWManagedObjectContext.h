@@ -164,6 +164,7 @@ private:
 
     // Change tracking
     void noteChange(QWManagedObject& record, const QWPropertyDescription& property);
+    void refile(QWManagedObject& record);
     void listInEvent(QWManagedObject& record, quint16 state);
     void setPending(QWManagedObject& record, quint16 state);
     void clearPending(QWManagedObject& record);

@@ -24,12 +24,12 @@ void Context::noteChange(Record& record, const QWPropertyDescription& property) 
     const QVariant& present = record.slot(index);
     if (record.isDeleted())
         return;
-    const bool clean = !record.hasChanges();
-    if (clean)
+    if (!record.hasChanges()) {
+        refile(record);
         setPending(record, Record::Updated);
-    else if (property.isIndexed() || property.isFolded())
-        for (const auto& lookup : lookups_)
-            lookup->changed.push_back(&record);
+    } else if (property.isIndexed() || property.isFolded()) {
+        refile(record);
+    }
     listInEvent(record, Record::UpdatedInEvent);
     if (property.isToMany())
         return;
@@ -37,6 +37,13 @@ void Context::noteChange(Record& record, const QWPropertyDescription& property) 
         Record::Changes::note(record.changes().sinceSave, index, present);
     if (!(record.state_ & Record::InsertedInEvent))
         Record::Changes::note(record.changes().sinceEvent, index, present);
+}
+
+// The lookups have read the record, or passed it while it was clean, and are to read it again.
+void Context::refile(Record& record) {
+    if (record.state_ & Record::Pending)
+        for (const auto& lookup : lookups_)
+            lookup->changed.push_back(&record);
 }
 
 void Context::listInEvent(Record& record, quint16 state) {
@@ -269,4 +276,5 @@ void Context::reload(Record& record, const QVariant* values, qint64 version) {
             own[index] = values[index];
     }
     record.version_ = version;
+    refile(record);
 }

@@ -96,4 +96,8 @@ struct QWManagedObject::Changes {
         if (!find(list, index))
             list.push_back({index, value});
     }
+    static void set(std::vector<Before>& list, int index, const QVariant& value) {
+        std::erase_if(list, [index](const Before& before) { return before.index == index; });
+        list.push_back({index, value});
+    }
 };

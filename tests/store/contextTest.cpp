@@ -152,6 +152,31 @@ TEST_F(Context, Pending_records_are_found_by_an_indexed_value_while_it_changes) 
     EXPECT_EQ(fetch("Author", "code ==[c] \"xyz\"").size(), 1u);
 }
 
+TEST_F(Context, A_record_that_was_refreshed_and_changed_again_is_found_by_its_indexed_value) {
+    Ref author = insert("Author", {{"code", "ABC"}});
+    save();
+    insert("Author");
+    author->setValueForKey("name", "Ana");
+    context->refreshObject(*author, false);
+    EXPECT_EQ(fetch("Author", "code ==[c] \"abc\"").size(), 1u);
+    author->setValueForKey("name", "Eve");
+    EXPECT_EQ(fetch("Author", "code ==[c] \"abc\""), QWManagedObjectSet{author});
+}
+
+TEST_F(Context, A_pending_record_is_found_by_the_indexed_value_that_a_refresh_or_a_primitive_gave_it) {
+    Ref author = insert("Author", {{"code", "ABC"}});
+    save();
+    author->setValueForKey("name", "Ana");
+    EXPECT_EQ(fetch("Author", "code ==[c] \"abc\"").size(), 1u);
+    auto other = makeContext();
+    fetchIn(*other, "Author").at(0)->setValueForKey("code", "DEF");
+    save(*other);
+    context->refreshObject(*author, true);
+    EXPECT_EQ(fetch("Author", "code ==[c] \"def\""), QWManagedObjectSet{author});
+    author->setPrimitiveValueForKey("code", "GHI");
+    EXPECT_EQ(fetch("Author", "code ==[c] \"ghi\""), QWManagedObjectSet{author});
+}
+
 TEST_F(Context, A_record_can_be_excluded_by_identity_saved_or_not) {
     Ref saved = insert("Author");
     save();
