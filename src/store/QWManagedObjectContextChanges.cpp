@@ -69,8 +69,10 @@ void Context::processPendingChanges() {
 
 // False when observers went on changing records after a thousand passes.
 bool Context::processAllChanges() {
-    if (delivering_)
+    if (delivering_) {
+        runDeleteRules(); // a save must not wait for them
         return true;
+    }
     for (int pass = 0; !event_.empty() || !undeclaredDeletes_.empty(); ++pass) {
         if (pass == maximumPasses) {
             schedulePass();
@@ -214,13 +216,15 @@ void Context::rollback() {
     if (!hasChanges() && undeclaredDeletes_.empty())
         return;
     undeclaredDeletes_.clear();
-    for (const auto& record : std::exchange(event_, {}))
+    QWManagedObjectSet discarded = forgetPending();
+    std::erase_if(discarded, [](const auto& record) {
+        return !record->hasChanges() && !(record->state_ & Record::Forgotten);
+    });
+    // What is discarded has nothing to report any more; the clean records of the event have.
+    for (const auto& record : discarded)
         record->state_ &= ~Record::EventStates;
-    QWManagedObjectSet discarded;
-    for (const auto& record : forgetPending()) {
-        if (!record->hasChanges() && !(record->state_ & Record::Forgotten))
-            continue;
-        discarded.push_back(record);
+    std::erase_if(event_, [](const auto& record) { return !(record->state_ & Record::ListedInEvent); });
+    for (const auto& record : discarded) {
         if (record->isInserted() || record->state_ & Record::Forgotten) {
             clearPending(*record);
             abandon(*record);
@@ -233,7 +237,8 @@ void Context::rollback() {
 }
 
 void Context::refreshObject(Record& record, bool mergeChanges) {
-    if (record.context_ != this || record.isFault() || record.isInserted())
+    const bool hasNoRow = record.state_ & (Record::Inserted | Record::Gone | Record::Forgotten);
+    if (record.context_ != this || record.isFault() || hasNoRow)
         return;
     const QWRef<Record> keepAlive(&record);
     if (mergeChanges) {

@@ -328,6 +328,44 @@ TEST_F(ChangeNotice, Refreshing_reports_clean_records_as_refreshed_without_keys)
     EXPECT_EQ(author->valueForKey("name"), "Ana");
 }
 
+TEST_F(ChangeNotice, Refreshing_a_fault_does_nothing) {
+    const QWManagedObjectID id = insert("Author")->objectID();
+    save();
+    Ref fault = context->objectWithID(id);
+    NoticeLog log(*context);
+    context->refreshObject(*fault, true);
+    context->refreshObject(*fault, false);
+    context->processPendingChanges();
+    EXPECT_TRUE(log.notices.empty());
+    EXPECT_TRUE(fault->isFault());
+}
+
+TEST_F(ChangeNotice, Refreshing_a_record_whose_deletion_is_reported_leaves_it_readable) {
+    Ref unsaved = insert("Author", {{"name", "Ana"}});
+    context->processPendingChanges();
+    const QWObservation observation =
+        context->observeObjectsDidChange([&](const QWObjectsDidChangeNotice& notice) {
+            for (bool merging : {false, true})
+                context->refreshObject(const_cast<QWManagedObject&>(*notice.deleted.at(0)), merging);
+            EXPECT_EQ(notice.deleted.at(0)->valueForKey("name"), "Ana");
+        });
+    context->deleteObject(*unsaved);
+    context->processPendingChanges();
+    EXPECT_EQ(unsaved->valueForKey("name"), "Ana");
+}
+
+TEST_F(ChangeNotice, Rolling_back_keeps_the_report_of_clean_records_that_were_refreshed) {
+    Ref refreshed = insert("Author"), changed = insert("Author");
+    save();
+    NoticeLog log(*context);
+    context->refreshObject(*refreshed, true);
+    changed->setValueForKey("name", "Ana");
+    context->rollback();
+    context->processPendingChanges();
+    ASSERT_EQ(log.notices.size(), 1u);
+    EXPECT_EQ(log.notices[0].refreshed, (QWManagedObjectSet{refreshed, changed}));
+}
+
 TEST_F(ChangeNotice, Refreshing_with_merging_keeps_own_changes_and_stays_updated) {
     Ref author = insert("Author", {{"name", "Ana"}, {"code", "a"}});
     save();
