@@ -83,7 +83,8 @@ bool QWManagedObject::setValueForKey(const QString& key, const QVariant& value, 
     }
     if (!context_)
         return true;
-    willChange(*property);
+    if (!willChange(*property, error))
+        return false;
     values_[property->index()] = std::move(*converted);
     didChange(*property);
     return true;
@@ -121,9 +122,10 @@ void QWManagedObject::willChangeValueForKey(const QString& key) {
     if (!context_)
         return;
     const QWPropertyDescription* property = entity_->property(key);
-    if (property)
-        context_->noteChange(*this, *property);
-    notifyObservers(key, Phase::WillChange);
+    if (!property)
+        return notifyObservers(key, Phase::WillChange);
+    if (willChange(*property) && state_ & Awakening && property->isAttribute())
+        Changes::note(changes().sinceEvent, property->index(), slot(property->index()));
 }
 
 void QWManagedObject::didChangeValueForKey(const QString& key) {
@@ -131,9 +133,12 @@ void QWManagedObject::didChangeValueForKey(const QString& key) {
         notifyObservers(key, Phase::DidChange);
 }
 
-void QWManagedObject::willChange(const QWPropertyDescription& property) {
+bool QWManagedObject::willChange(const QWPropertyDescription& property, QWError* error) {
+    if (isFault() && !context_->realise(*this, error))
+        return false;
     context_->noteChange(*this, property);
     notifyObservers(property.name(), Phase::WillChange);
+    return true;
 }
 
 void QWManagedObject::didChange(const QWPropertyDescription& property) {

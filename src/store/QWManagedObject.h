@@ -16,8 +16,8 @@ class QWManagedObjectContext;
 // One record of a store, live in one context: while anybody holds it, the context hands out this object for this
 // identity. A context holds clean records weakly and changed ones strongly until they are saved or discarded.
 //
-// A record starts as a fault when nothing was read yet; its values are read from the store on first access. After
-// its deletion was saved, or its context has gone, the last values stay readable and setters do nothing.
+// A record starts as a fault when nothing was read yet; its values are read from the store on first access. When
+// that fails it has no values, cannot be edited, and is read again on the next access. After its deletion was saved, or its context has gone, the last values stay readable and setters do nothing.
 //
 // Belongs to the thread of its context.
 class QWManagedObject : public QSharedData {
@@ -44,7 +44,8 @@ public:
     // value) or of a to-many one (QList<QWRef<QWManagedObject>>). Any other key: `valueForUndefinedKey`.
     QVariant valueForKey(const QString& key) const;
     // Sets a value as a person's edit would: observers are told, the record becomes updated, inverses follow.
-    // False with an error naming entity, key, expected and given when the value does not fit; it then stays.
+    // False with an error naming entity, key, expected and given when the value does not fit, or with the store's
+    // error when the record is a fault that cannot be read; the value then stays.
     // Subclasses with a setter of their own for a key override this to run it.
     virtual bool setValueForKey(const QString& key, const QVariant& value, QWError* error = nullptr);
 
@@ -56,7 +57,8 @@ public:
     void willChangeValueForKey(const QString& key);
     void didChangeValueForKey(const QString& key);
 
-    // Relationships. To-many results are in relationship order when ordered, else in a stable order.
+    // Relationships. To-many results are in relationship order when ordered, else in a stable order. Linking a
+    // record of another entity or context is a programming error.
     QWRef<QWManagedObject> relatedObject(const QString& key) const;
     QList<QWRef<QWManagedObject>> relatedObjects(const QString& key) const;
     void setRelatedObject(const QString& key, QWManagedObject* destination);
@@ -126,10 +128,14 @@ private:
     QVariant* unpackedValues() const; // all of them; null for a fault without context
     const QWPropertyDescription* relationship(const QString& key, const char* operation) const;
     const QWPropertyDescription* toMany(const QString& key, const char* operation) const;
+    bool canLink(const QWPropertyDescription& property, const QWManagedObject* destination) const;
+    void assertFits(const QWPropertyDescription& property, const QWManagedObject* destination,
+                    const char* operation) const;
     void setToOne(const QWPropertyDescription& property, QWManagedObject* destination);
     void setMembers(const QWPropertyDescription& property, const QList<QWRef<QWManagedObject>>& destinations);
     bool setRelationship(const QWPropertyDescription& property, const QVariant& value, QWError* error);
-    void willChange(const QWPropertyDescription& property);
+    // False, with nothing announced, when the record is a fault that cannot be read.
+    bool willChange(const QWPropertyDescription& property, QWError* error = nullptr);
     void didChange(const QWPropertyDescription& property);
     void notifyObservers(const QString& key, Phase phase);
     void attach(const QWPropertyDescription& property, QWManagedObject& destination);

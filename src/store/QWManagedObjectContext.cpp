@@ -63,7 +63,8 @@ QWRef<Record> Context::objectWithID(const QWManagedObjectID& id) {
     return record ? record : registerRecord(*id.entity, id.key);
 }
 
-// The record at the far end of a to-one relationship; null when its row has gone.
+// The record at the far end of a to-one relationship. A row that has gone is noticed here in a hierarchy, where the
+// row tells the entity; otherwise when the record is read.
 QWRef<Record> Context::recordForKey(const QWEntityDescription& destination, qint64 key) {
     const QWEntityDescription* entity = &destination;
     if (QWRef<Record> record = registeredObject({entity, key}))
@@ -73,8 +74,9 @@ QWRef<Record> Context::recordForKey(const QWEntityDescription& destination, qint
     return entity ? registerRecord(*entity, key) : QWRef<Record>();
 }
 
-// Reads a fault. A row that has gone leaves every value empty: readers need no special case for it.
-void Context::realise(Record& record) {
+// Reads a fault. A row that has gone leaves every value empty: readers need no special case for it. False when the
+// store failed; the record stays a fault then, lest an empty one is taken for what is saved.
+bool Context::realise(Record& record, QWError* error) {
     class Sink final : public QWSQLiteStore::RowSink {
     public:
         explicit Sink(Record& target) : record(target) {}
@@ -84,14 +86,17 @@ void Context::realise(Record& record) {
         }
         Record& record;
     } sink(record);
-    QWError error;
+    QWError failure;
     if (coordinator_->hasStore())
-        coordinator_->store_->readRow(record.entity_->root(), record.key_, sink, &error);
+        coordinator_->store_->readRow(record.entity_->root(), record.key_, sink, &failure);
+    if (failure.isError()) {
+        qCWarning(qwStoreLog) << "a record of" << record.entity_->name()
+                              << "cannot be read:" << failure.message;
+        return qw::fail(error, failure);
+    }
     if (record.packed_.isEmpty())
         record.values_ = std::make_unique<QVariant[]>(record.entity_->properties().size());
-    if (error.isError())
-        qCWarning(qwStoreLog) << "a record of" << record.entity_->name()
-                              << "cannot be read:" << error.message;
+    return true;
 }
 
 std::vector<QWManagedObjectID> Context::savedMembers(const QWPropertyDescription& property,

@@ -158,7 +158,7 @@ private:
     QWRef<QWManagedObject> recordForKey(const QWEntityDescription& destination, qint64 key);
     void unregister(QWManagedObject& record);
     void abandon(QWManagedObject& record); // unregisters a live record: it keeps its values and nothing else
-    void realise(QWManagedObject& record);
+    bool realise(QWManagedObject& record, QWError* error = nullptr);
     std::vector<QWManagedObjectID> savedMembers(const QWPropertyDescription& property,
                                                 const QWManagedObject& owner);
 

@@ -204,7 +204,8 @@ bool Context::resolveConflict(Record& record, SaveOutcome& outcome, QWError* err
     Record stored;
     stored.entity_ = record.entity_;
     stored.key_ = record.key_;
-    realise(stored);
+    if (!realise(stored, error))
+        return false;
     const bool gone = stored.version_ == 0;
     if (gone && record.isDeleted())
         return true;

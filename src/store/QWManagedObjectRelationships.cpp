@@ -23,6 +23,17 @@ const QWPropertyDescription* Record::toMany(const QString& key, const char* oper
     return property;
 }
 
+bool Record::canLink(const QWPropertyDescription& property, const QWManagedObject* destination) const {
+    return destination && destination->entity().isKindOf(*property.destination())
+           && destination->managedObjectContext() == context_;
+}
+
+void Record::assertFits(const QWPropertyDescription& property, const QWManagedObject* destination,
+                        const char* operation) const {
+    QWAssert(canLink(property, destination), "destination of the relationship's entity in the same context",
+             operation);
+}
+
 Record::Members& Record::memberChanges(const QWPropertyDescription& property) const {
     if (!members_)
         members_ = std::make_unique<Members[]>(entity_->properties().size());
@@ -66,27 +77,36 @@ QList<QWRef<Record>> Record::relatedObjects(const QString& key) const {
 }
 
 void Record::setRelatedObject(const QString& key, QWManagedObject* destination) {
-    const QWPropertyDescription* property = relationship(key, "-[QWManagedObject setRelatedObject:]");
-    QWAssert(!property->isToMany(), "!toMany", "-[QWManagedObject setRelatedObject:]");
-    QWAssert(!destination || destination->entity().isKindOf(*property->destination()), "destination's entity",
-             "-[QWManagedObject setRelatedObject:]");
-    if (context_)
-        setToOne(*property, destination);
+    const char* const operation = "-[QWManagedObject setRelatedObject:]";
+    const QWPropertyDescription* property = relationship(key, operation);
+    QWAssert(!property->isToMany(), "!toMany", operation);
+    if (!context_)
+        return;
+    if (destination)
+        assertFits(*property, destination, operation);
+    setToOne(*property, destination);
 }
 
 void Record::setRelatedObjects(const QString& key, const QList<QWRef<Record>>& destinations) {
-    const QWPropertyDescription* property = toMany(key, "-[QWManagedObject setRelatedObjects:]");
-    if (context_)
-        setMembers(*property, destinations);
+    const char* const operation = "-[QWManagedObject setRelatedObjects:]";
+    const QWPropertyDescription* property = toMany(key, operation);
+    if (!context_)
+        return;
+    for (const auto& destination : destinations)
+        assertFits(*property, destination.data(), operation);
+    setMembers(*property, destinations);
 }
 
 void Record::setUnorderedRelatedObjects(const QString& key, const QList<QWRef<Record>>& destinations) {
-    const QWPropertyDescription* property = toMany(key, "-[QWManagedObject setUnorderedRelatedObjects:]");
+    const char* const operation = "-[QWManagedObject setUnorderedRelatedObjects:]";
+    const QWPropertyDescription* property = toMany(key, operation);
     if (!context_)
         return;
     QSet<QWManagedObjectID> wanted;
-    for (const auto& destination : destinations)
+    for (const auto& destination : destinations) {
+        assertFits(*property, destination.data(), operation);
         wanted.insert(destination->objectID());
+    }
     QList<QWRef<Record>> inOrder;
     const QWMemberList& present = members(*property).list;
     for (const QWManagedObjectID& id : present.ids())
@@ -99,10 +119,13 @@ void Record::setUnorderedRelatedObjects(const QString& key, const QList<QWRef<Re
 }
 
 void Record::addRelatedObject(const QString& key, QWManagedObject& destination) {
-    const QWPropertyDescription* property = toMany(key, "-[QWManagedObject addRelatedObject:]");
+    const char* const operation = "-[QWManagedObject addRelatedObject:]";
+    const QWPropertyDescription* property = toMany(key, operation);
     if (!context_)
         return;
-    willChange(*property);
+    assertFits(*property, &destination, operation);
+    if (!willChange(*property))
+        return;
     if (!members(*property).list.contains(destination.objectID()))
         attach(*property, destination);
     didChange(*property);
@@ -112,7 +135,8 @@ void Record::removeRelatedObject(const QString& key, QWManagedObject& destinatio
     const QWPropertyDescription* property = toMany(key, "-[QWManagedObject removeRelatedObject:]");
     if (!context_)
         return;
-    willChange(*property);
+    if (!willChange(*property))
+        return;
     if (members(*property).list.contains(destination.objectID()))
         detach(*property, destination);
     didChange(*property);
@@ -131,8 +155,7 @@ bool Record::setRelationship(const QWPropertyDescription& property, const QVaria
     if (destinations.size() == 1 && !destinations.first() && !property.isToMany())
         destinations.clear();
     for (const Ref& destination : destinations)
-        fits = fits && destination && destination->entity().isKindOf(*property.destination())
-               && destination->managedObjectContext() == context_;
+        fits = fits && canLink(property, destination.data());
     if (!fits)
         return qw::fail(error,
                         QWMakeStoreError(QWStoreErrorCode::WrongType,
@@ -156,7 +179,8 @@ bool Record::setRelationship(const QWPropertyDescription& property, const QVaria
 
 void Record::setToOne(const QWPropertyDescription& property, QWManagedObject* destination) {
     const QWRef<Record> keepAlive(destination);
-    willChange(property);
+    if (!willChange(property))
+        return;
     const QVariant old = slot(property.index());
     const bool same = destination ? old.isValid() && old.toLongLong() == destination->key_ : !old.isValid();
     if (!same) {
@@ -173,7 +197,8 @@ void Record::setToOne(const QWPropertyDescription& property, QWManagedObject* de
 }
 
 void Record::setMembers(const QWPropertyDescription& property, const QList<QWRef<Record>>& destinations) {
-    willChange(property);
+    if (!willChange(property))
+        return;
     Members& present = members(property);
     QWMemberList wanted;
     for (const auto& destination : destinations)
@@ -226,7 +251,8 @@ void Record::changeMember(const QWPropertyDescription& property, const QWManaged
 void Record::assignEnd(const QWPropertyDescription& property, QWManagedObject& other, bool linked) {
     if (isDeleted())
         return;
-    willChange(property);
+    if (!willChange(property))
+        return;
     if (property.isToMany()) {
         changeMember(property, other.objectID(), linked);
     } else {

@@ -18,6 +18,7 @@ public:
         sqlite3_vfs_register(real_, 1);
         result_ = SQLITE_OK;
         calls_ = 0;
+        readsFail_ = false;
     }
 
     // Every call that changes a file answers `result`, after `after` more that work.
@@ -25,17 +26,22 @@ public:
         result_ = result;
         calls_ = after;
     }
-    void mend() { result_ = SQLITE_OK; }
+    void failReads(bool fail) { readsFail_ = fail; }
+    void mend() {
+        result_ = SQLITE_OK;
+        readsFail_ = false;
+    }
 
 private:
     static int open(sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int* outFlags) {
         const int code = real_->xOpen(real_, name, file, flags, outFlags);
         if (code != SQLITE_OK)
             return code;
-        // The file's own methods, but for those that change it.
+        // The file's own methods, but for those that can be made to fail.
         sqlite3_io_methods& methods = methods_[file->pMethods];
         realMethods_[&methods] = file->pMethods;
         methods = *file->pMethods;
+        methods.xRead = read;
         methods.xWrite = write;
         methods.xSync = sync;
         file->pMethods = &methods;
@@ -43,6 +49,9 @@ private:
     }
     static const sqlite3_io_methods& realOf(sqlite3_file* file) { return *realMethods_.at(file->pMethods); }
     static bool fails() { return result_ != SQLITE_OK && calls_-- <= 0; }
+    static int read(sqlite3_file* file, void* bytes, int size, sqlite3_int64 offset) {
+        return readsFail_ ? SQLITE_IOERR_READ : realOf(file).xRead(file, bytes, size, offset);
+    }
     static int write(sqlite3_file* file, const void* bytes, int size, sqlite3_int64 offset) {
         return fails() ? result_ : realOf(file).xWrite(file, bytes, size, offset);
     }
@@ -56,4 +65,5 @@ private:
     static inline std::map<const sqlite3_io_methods*, const sqlite3_io_methods*> realMethods_;
     static inline int result_ = SQLITE_OK;
     static inline int calls_ = 0;
+    static inline bool readsFail_ = false;
 };

@@ -303,6 +303,16 @@ TEST_F(Context, Records_outlive_their_context_with_their_values) {
     EXPECT_EQ(author->valueForKey("name"), "Ana");
 }
 
+TEST_F(Context, A_fault_that_outlives_its_context_has_no_values_and_fits_no_comparison) {
+    const QWManagedObjectID id = insert("Author", {{"name", "Ana"}})->objectID();
+    save();
+    Ref fault = context->objectWithID(id);
+    context.reset();
+    EXPECT_FALSE(fault->valueForKey("name").isValid());
+    EXPECT_FALSE(QWPredicate::parse("name == \"Ana\"")->evaluate(*fault));
+    EXPECT_TRUE(QWPredicate::parse("name == nil")->evaluate(*fault));
+}
+
 TEST_F(Context, Editors_are_asked_to_commit_until_one_refuses) {
     EXPECT_TRUE(context->commitEditing());
     int asked = 0;

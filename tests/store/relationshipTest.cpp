@@ -1,5 +1,7 @@
 #include "store/StoreFixture.h"
 
+#include "support/AssertionProbe.h"
+
 // Both ends of every relationship move together, are reported together and survive a save.
 
 using Relationship = StoreTest;
@@ -131,6 +133,23 @@ TEST_F(Relationship, A_record_of_another_entity_or_context_is_refused_and_the_va
     EXPECT_FALSE(book->setValueForKey("author", QVariant::fromValue(stranger)));
     EXPECT_FALSE(book->setValueForKey("author", "Ana"));
     EXPECT_EQ(book->relatedObject("author"), author);
+}
+
+TEST_F(Relationship, Linking_a_record_of_another_entity_or_context_is_a_programming_error) {
+    Ref author = insert("Author"), book = insert("Book"), tag = insert("Tag", {{"name", "red"}});
+    save();
+    auto other = makeContext();
+    Ref stranger = fetchIn(*other, "Book").at(0), owner = fetchIn(*other, "Author").at(0);
+    const auto refuses = [](const std::function<void()>& link) {
+        EXPECT_EQ(failedAssertion(link), "destination of the relationship's entity in the same context");
+    };
+    refuses([&] { author->addRelatedObject("books", *stranger); });
+    refuses([&] { author->setRelatedObjects("books", {stranger}); });
+    refuses([&] { author->setUnorderedRelatedObjects("books", {tag}); });
+    refuses([&] { book->setRelatedObject("author", owner.data()); });
+    refuses([&] { book->setRelatedObject("author", tag.data()); });
+    EXPECT_TRUE(author->relatedObjects("books").isEmpty());
+    EXPECT_FALSE(context->hasChanges());
 }
 
 // Delete rules ---------------------------------------------------------------------------------------------------

@@ -146,5 +146,8 @@ bool QWPredicate::isAlwaysTrue() const {
 bool QWPredicate::evaluate(const QWManagedObject& record) const {
     const auto bound = QWBoundPredicate::bind(*this, record.entity(), nullptr);
     QWAssert(bound, "predicate fits the record's entity", "-[QWPredicate evaluateWithObject:]");
-    return bound->evaluate(record.unpackedValues(), record.objectID());
+    if (const QVariant* values = record.unpackedValues())
+        return bound->evaluate(values, record.objectID());
+    const std::vector<QVariant> none(record.entity().properties().size()); // of a fault that nothing can read
+    return bound->evaluate(none.data(), record.objectID());
 }
