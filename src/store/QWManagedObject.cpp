@@ -174,8 +174,9 @@ bool QWManagedObject::differsInEvent(int index) const {
     if (property.isToMany()) {
         if (!members_)
             return false;
-        return state_ & (InsertedInEvent | ReportedInserted) ? !members_[index].list.isEmpty()
-                                                             : !members_[index].sinceEvent.isEmpty();
+        // All members of an insertion are new, loaded or not.
+        return state_ & InsertedInEvent ? !members_[index].sinceSave.added.isEmpty()
+                                        : !members_[index].sinceEvent.isEmpty();
     }
     if (!values_)
         return false;
@@ -195,13 +196,13 @@ QStringList QWManagedObject::changedKeysForCurrentEvent() const {
         for (const QWPropertyDescription* property : properties) {
             const int index = property->index();
             if (property->isToMany()) {
-                if (differsInEvent(index))
+                if (members_ && members_[index].hadAdded())
                     keys << property->name();
                 continue;
             }
             const QVariant* before = changes_ ? Changes::find(changes_->sinceEvent, index) : nullptr;
             const QVariant* baseline = changes_ ? Changes::find(changes_->baseline, index) : nullptr;
-            const QVariant& reported = before ? *before : values_[index];
+            const QVariant& reported = before ? *before : slot(index);
             if (reported != (baseline ? *baseline : property->defaultValue()))
                 keys << property->name();
         }

@@ -74,6 +74,11 @@ struct QWManagedObject::Members {
     bool loaded = false; // `list` is complete; otherwise it is what is saved, changed by `sinceSave`
     QWMemberList list;
     QWMemberDelta sinceSave, sinceEvent;
+
+    // Whether members had been added since the last save when the present event began.
+    bool hadAdded() const {
+        return sinceSave.added.count() + sinceEvent.removed.count() > sinceEvent.added.count();
+    }
 };
 
 struct QWManagedObject::Changes {
