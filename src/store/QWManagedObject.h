@@ -144,6 +144,7 @@ private:
     void assignEnd(const QWPropertyDescription& property, QWManagedObject& other, bool linked);
     Members& members(const QWPropertyDescription& property) const;       // loaded
     Members& memberChanges(const QWPropertyDescription& property) const; // perhaps not loaded
+    std::vector<QWManagedObjectID> linkedSinceSave(const QWPropertyDescription& property) const;
     bool differsInEvent(int index) const;
     Changes& changes();
 

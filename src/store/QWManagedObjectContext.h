@@ -193,7 +193,7 @@ private:
     bool writeChanges(SaveOutcome& outcome, QWError* error);
     bool writeRecord(QWManagedObject& record, SaveOutcome& outcome, QWError* error);
     bool resolveConflict(QWManagedObject& record, SaveOutcome& outcome, QWError* error);
-    bool writeMembers(QWManagedObject& record, QWError* error);
+    bool writeMembers(QWManagedObject& record, bool replaces, QWError* error);
     void finishSave(const SaveOutcome& outcome);
     void takeStored(QWManagedObject& record, bool gone);
 

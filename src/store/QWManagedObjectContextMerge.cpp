@@ -5,7 +5,7 @@
 #include "store/sqlite/QWSQLiteStore.h"
 
 // Taking over what another context of the same coordinator has saved. Identity crosses by id, values are copied
-// from the saving context's records where they are loaded. No setter runs, so nothing here counts as an edit; the
+// from the saving context's records where they are loaded and as saved. No setter runs, so nothing here counts as an edit; the
 // merge is reported before the call returns.
 
 using Context = QWManagedObjectContext;
@@ -34,10 +34,12 @@ void Context::mergeUpdated(const Record& saved) {
         return;
     Record stored;
     const Record* source = &saved;
-    if (saved.isFault()) {
+    if (saved.isFault() || saved.hasChanges()) {
         stored.entity_ = record->entity_;
         stored.key_ = record->key_;
         realise(stored);
+        if (stored.version_ == 0)
+            return; // gone meanwhile, or unreadable: what is here stays
         source = &stored;
     }
     if (record->isDeleted()) {
@@ -48,19 +50,17 @@ void Context::mergeUpdated(const Record& saved) {
     listInEvent(*record, Record::RefreshedInEvent);
 }
 
-// The deletion wins over changes here. Unsaved records that were linked to the record let go of it; saved ones
-// were changed by the saving context's own delete rules and come in its updated set.
+// The deletion wins over changes here. Records that were linked to the record here, unsaved, let go of it; those
+// that were linked in the store were changed by the saving context's own delete rules and come in its updated set.
 void Context::mergeDeleted(const Record& saved) {
     const QWRef<Record> record = registeredObject(saved.objectID());
     if (!record)
         return;
-    for (const QWPropertyDescription* property : record->entity_->properties()) {
-        if (!property->isToMany() || !property->inverse() || !record->members_)
-            continue;
-        for (const QWManagedObjectID& id : record->members_[property->index()].sinceSave.added.ids())
-            if (const QWRef<Record> member = registeredObject(id))
-                member->assignEnd(*property->inverse(), *record, false);
-    }
+    for (const QWPropertyDescription* property : record->entity_->properties())
+        if (property->inverse())
+            for (const QWManagedObjectID& id : record->linkedSinceSave(*property))
+                if (const QWRef<Record> linked = registeredObject(id))
+                    linked->assignEnd(*property->inverse(), *record, false);
     if (record->isFault() && !saved.isFault()) {
         const size_t count = record->entity_->properties().size();
         record->values_ = std::make_unique<QVariant[]>(count);

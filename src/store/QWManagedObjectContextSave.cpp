@@ -172,7 +172,8 @@ bool Context::writeChanges(SaveOutcome& outcome, QWError* error) {
                                                 {{"conflicts", outcome.conflicts}}));
     for (const auto& record : pending_)
         if (record->members_ && record->state_ & (Record::Inserted | Record::Updated)
-            && !outcome.takeStored.contains(record.data()) && !writeMembers(*record, error))
+            && !outcome.takeStored.contains(record.data())
+            && !writeMembers(*record, outcome.baseVersions.contains(record.data()), error))
             return false;
     return true;
 }
@@ -237,9 +238,13 @@ bool Context::resolveConflict(Record& record, SaveOutcome& outcome, QWError* err
            == QWSQLiteStore::Write::Done;
 }
 
-bool Context::writeMembers(Record& record, QWError* error) {
+// A record that replaces another's version writes all the members that it knows, any other what it has changed.
+bool Context::writeMembers(Record& record, bool replaces, QWError* error) {
     for (const QWPropertyDescription* property : record.entity_->properties()) {
-        if (!property->isToMany() || record.members_[property->index()].sinceSave.isEmpty())
+        if (!property->isToMany())
+            continue;
+        const Record::Members& own = record.members_[property->index()];
+        if (own.sinceSave.isEmpty() && !(replaces && own.loaded))
             continue;
         const bool heldByFarEnd = property->inverse() && !property->inverse()->isToMany();
         if (heldByFarEnd && !property->isOrdered())

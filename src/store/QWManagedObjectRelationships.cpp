@@ -44,13 +44,16 @@ Record::Members& Record::members(const QWPropertyDescription& property) const {
     Members& members = memberChanges(property);
     if (members.loaded)
         return members;
-    members.list.clear();
+    QWMemberList present;
     if (context_ && !isInserted())
         for (const QWManagedObjectID& id : context_->savedMembers(property, *this))
             if (!members.sinceSave.removed.contains(id))
-                members.list.add(id);
+                present.add(id);
     for (const QWManagedObjectID& id : members.sinceSave.added.ids())
-        members.list.add(id);
+        present.add(id);
+    if (members.sinceSave.reordered)
+        present.arrange(members.list); // the order given here, which a reload must not lose
+    members.list = std::move(present);
     members.loaded = true;
     return members;
 }
@@ -265,4 +268,14 @@ void Record::assignEnd(const QWPropertyDescription& property, QWManagedObject& o
         values_[property.index()] = linked ? QVariant(qlonglong(other.key_)) : QVariant();
     }
     didChange(property);
+}
+
+// The far ends of links that are not saved.
+std::vector<QWManagedObjectID> Record::linkedSinceSave(const QWPropertyDescription& property) const {
+    const int index = property.index();
+    if (property.isToMany())
+        return members_ ? members_[index].sinceSave.added.ids() : std::vector<QWManagedObjectID>();
+    if (!changes_ || !Changes::find(changes_->sinceSave, index) || !slot(index).isValid())
+        return {};
+    return {{property.destination(), slot(index).toLongLong()}};
 }

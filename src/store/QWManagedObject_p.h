@@ -39,6 +39,15 @@ public:
         ids_.clear();
         places_.clear();
     }
+    // Members that `order` has come first, in its order; the others follow in theirs.
+    void arrange(const QWMemberList& order) {
+        std::vector<QWManagedObjectID> arranged = order.ids();
+        std::erase_if(arranged, [this](const QWManagedObjectID& id) { return !contains(id); });
+        for (const QWManagedObjectID& id : ids())
+            if (!order.contains(id))
+                arranged.push_back(id);
+        assign(arranged);
+    }
     std::vector<QWManagedObjectID> ids() const {
         std::vector<QWManagedObjectID> result;
         result.reserve(places_.size());

@@ -138,6 +138,96 @@ TEST_F(TwoContexts, Links_made_elsewhere_are_seen_after_the_merge) {
     EXPECT_EQ(names(ana->relatedObjects("books"), "title"), QStringList{"One"});
 }
 
+TEST_F(TwoContexts, A_merge_takes_what_was_saved_and_not_what_was_changed_since) {
+    merges = false;
+    const QWObservation early = other->observeDidSave([&](const QWDidSaveNotice& notice) {
+        others->setValueForKey("name", "unsaved");
+        context->mergeChangesFromContextDidSave(notice);
+    });
+    others->setValueForKey("name", "saved");
+    save(*other);
+    EXPECT_EQ(ana->valueForKey("name"), "saved");
+}
+
+TEST_F(TwoContexts, A_merge_runs_no_setters_and_tells_no_key_observers) {
+    QStringList told;
+    const QWObservation observation = ana->observeKey(
+        "name", [&](QWManagedObject&, const QString& key, QWManagedObject::Phase) { told << key; });
+    others->setValueForKey("name", "Eve");
+    save(*other);
+    context->refreshObject(*ana, true);
+    context->refreshObject(*ana, false);
+    EXPECT_EQ(ana->valueForKey("name"), "Eve");
+    EXPECT_TRUE(told.isEmpty());
+}
+
+TEST_F(TwoContexts, Nothing_of_a_merge_is_left_for_the_end_of_the_turn) {
+    Ref book = insert("Book");
+    context->processPendingChanges();
+    others->setValueForKey("name", "Eve");
+    insertIn(*other, "Author");
+    save(*other);
+    NoticeLog log(*context);
+    world.runLoop->runDue();
+    EXPECT_TRUE(log.notices.empty());
+}
+
+TEST_F(TwoContexts, A_merge_ignores_rows_that_nobody_holds_here) {
+    const QWManagedObjectID id = ana->objectID();
+    ana.reset();
+    NoticeLog log(*context);
+    others->setValueForKey("name", "Eve");
+    save(*other);
+    other->deleteObject(*others);
+    save(*other);
+    EXPECT_TRUE(log.notices.empty());
+    EXPECT_EQ(context->registeredObject(id), Ref());
+}
+
+TEST_F(TwoContexts, A_merged_deletion_of_a_fault_is_reported_with_the_values_that_were_saved) {
+    const QWManagedObjectID id = ana->objectID();
+    ana.reset();
+    Ref fault = context->objectWithID(id);
+    other->deleteObject(*others);
+    save(*other);
+    EXPECT_EQ(fault->managedObjectContext(), nullptr);
+    EXPECT_EQ(fault->valueForKey("name"), "Ana");
+}
+
+TEST_F(TwoContexts, A_record_with_changes_here_lets_go_of_a_merged_deletion_at_either_end) {
+    Ref book = insertIn(*other, "Book"), partner = insertIn(*other, "Author");
+    save(*other);
+    Ref bookHere = context->objectWithID(book->objectID());
+    bookHere->setRelatedObject("author", ana.data());
+    ana->setRelatedObject("spouse", context->objectWithID(partner->objectID()).data());
+    other->deleteObject(*book);
+    other->deleteObject(*partner);
+    save(*other);
+    EXPECT_TRUE(ana->relatedObjects("books").isEmpty());
+    EXPECT_FALSE(ana->valueForKey("spouse").isValid());
+    save();
+}
+
+TEST_F(TwoContexts, A_merge_keeps_an_order_that_was_changed_here) {
+    Ref book = insert("Book");
+    QList<Ref> chapters;
+    for (const char* heading : {"a", "b", "c"})
+        chapters << insert("Chapter", {{"heading", heading}});
+    book->setRelatedObjects("chapters", chapters);
+    save();
+    Ref theirs = fetchIn(*other, "Book").at(0);
+    book->setRelatedObjects("chapters", {chapters[2], chapters[0], chapters[1]});
+    theirs->addRelatedObject("chapters", *insertIn(*other, "Chapter", {{"heading", "d"}}));
+    theirs->removeRelatedObject("chapters", *theirs->relatedObjects("chapters").at(1));
+    save(*other);
+    EXPECT_EQ(names(book->relatedObjects("chapters"), "heading"), (QStringList{"c", "a", "d"}));
+    save();
+    merges = false;
+    auto third = makeContext();
+    EXPECT_EQ(names(fetchIn(*third, "Book").at(0)->relatedObjects("chapters"), "heading"),
+              (QStringList{"c", "a", "d"}));
+}
+
 // Conflicts ------------------------------------------------------------------------------------------------------
 
 TEST_F(TwoContexts, Without_a_merge_function_a_conflict_fails_the_whole_save_and_lists_the_records) {
@@ -178,6 +268,45 @@ TEST_F(TwoContexts, A_version_that_is_kept_replaces_the_stored_one_with_every_ke
     ana->setValueForKey("name", "again");
     context->setMergeFunction({});
     save();
+}
+
+TEST_F(TwoContexts, A_version_that_is_kept_replaces_the_links_that_it_knows) {
+    merges = false;
+    Ref book = insert("Book"), red = insert("Tag", {{"name", "red"}}),
+        blue = insert("Tag", {{"name", "blue"}});
+    book->setRelatedObjects("tags", {red});
+    save();
+    Ref theirs = fetchIn(*other, "Book").at(0);
+    theirs->setRelatedObjects("tags", {other->objectWithID(blue->objectID())});
+    save(*other);
+    book->setValueForKey("title", "mine");
+    context->setMergeFunction([](const QWSaveConflict&) { return QWMergeDecision::KeepLocal; });
+    save();
+    auto third = makeContext();
+    EXPECT_EQ(names(fetchIn(*third, "Book").at(0)->relatedObjects("tags"), "name"), QStringList{"red"});
+    other->deleteObject(*theirs);
+    other->setMergeFunction([](const QWSaveConflict&) { return QWMergeDecision::KeepLocal; });
+    save(*other);
+    book->setValueForKey("title", "mine again");
+    save();
+    auto fourth = makeContext();
+    EXPECT_EQ(names(fetchIn(*fourth, "Book").at(0)->relatedObjects("tags"), "name"), QStringList{"red"});
+}
+
+TEST_F(TwoContexts, A_deletion_that_a_save_gives_way_to_is_reported_although_the_rest_is_rolled_back) {
+    merges = false;
+    other->deleteObject(*others);
+    save(*other);
+    ana->setValueForKey("name", "mine");
+    context->setMergeFunction([](const QWSaveConflict&) { return QWMergeDecision::TakeStored; });
+    save();
+    insert("Book");
+    NoticeLog log(*context);
+    context->rollback();
+    context->processPendingChanges();
+    ASSERT_EQ(log.notices.size(), 1u);
+    EXPECT_EQ(log.notices[0].deleted, QWManagedObjectSet{ana});
+    EXPECT_EQ(ana->managedObjectContext(), nullptr);
 }
 
 TEST_F(TwoContexts, A_version_that_gives_way_takes_the_stored_one_and_drops_its_own_changes) {
