@@ -25,6 +25,19 @@ TEST_F(Context, Clean_records_are_held_weakly_and_changed_ones_until_they_are_sa
     EXPECT_FALSE(again->isFault());
 }
 
+TEST_F(Context, Fields_outside_the_model_live_as_long_as_the_record_is_held) {
+    Ref record = insert("Hooked");
+    const QWManagedObjectID id = record->objectID();
+    static_cast<HookedRecord&>(*record).awakenings = 7;
+    save();
+    context->refreshObject(*record, false);
+    context->processPendingChanges();
+    EXPECT_EQ(static_cast<HookedRecord&>(*fetch("Hooked").at(0)).awakenings, 7);
+    record.reset();
+    EXPECT_EQ(static_cast<HookedRecord&>(*fetch("Hooked").at(0)).awakenings, 0);
+    EXPECT_EQ(context->registeredObject(id), Ref());
+}
+
 TEST_F(Context, Identities_never_change_from_insertion_on) {
     Ref author = insert("Author");
     const QWManagedObjectID before = author->objectID();

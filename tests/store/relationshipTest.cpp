@@ -32,6 +32,19 @@ TEST_F(Relationship, Both_ends_are_reported_as_updated_each_with_its_own_key) {
     EXPECT_EQ(log.keys[0], (QStringList{"author", "books"}));
 }
 
+TEST_F(Relationship, Key_observers_of_the_far_end_are_told) {
+    Ref author = insert("Author"), book = insert("Book");
+    QStringList told;
+    const auto note = [&](QWManagedObject&, const QString& key, QWManagedObject::Phase) { told << key; };
+    const QWObservation one = author->observeKey("books", note), other = book->observeKey("author", note);
+    book->setRelatedObject("author", author.data());
+    EXPECT_EQ(told.count("books"), 2);
+    EXPECT_EQ(told.count("author"), 2);
+    author->setRelatedObjects("books", {});
+    EXPECT_EQ(told.count("books"), 4);
+    EXPECT_EQ(told.count("author"), 4);
+}
+
 TEST_F(Relationship, An_equal_set_marks_the_owner_and_touches_no_far_end) {
     Ref author = insert("Author"), book = insert("Book");
     author->setRelatedObjects("books", {book});
