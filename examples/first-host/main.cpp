@@ -1,4 +1,4 @@
-// A notebook that is the same on every desktop: first-host FOLDER CLOUD [NOTE…] adds notes and lists them all.
+// A notebook, the same on every desktop: first-host FOLDER CLOUD [NOTE…] adds notes and lists them all.
 #include "core/QWManagedObjectWithSyncSupport.h"
 #include "dropbox/folder/QWFolderRestClient.h"
 #include "sync/QWDropboxSyncCoreData.h"
