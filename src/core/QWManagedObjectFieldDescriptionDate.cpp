@@ -1,3 +1,4 @@
+// In a file of its own, because the assertion's text names the class's file.
 #include "core/QWManagedObjectFieldDescription.h"
 #include "core/QWManagedObjectVisitor.h"
 #include "platform/QWAssert.h"

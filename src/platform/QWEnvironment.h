@@ -14,6 +14,9 @@
 // contexts, records and the engine reach it through their context. Nothing else in the library reads the
 // clock, makes a uuid, schedules or touches files, so a test that supplies its own parts decides everything
 // that happens.
+//
+// Threads: contexts use the clock, the uuids and the files on their own threads, and the real ones bear that.
+// The other parts belong to one thread, that of the run loop.
 class QWEnvironment {
 public:
     // A part left empty is the real one.

@@ -2,8 +2,6 @@
 
 #include "platform/QWPlatformLog_p.h"
 
-Q_LOGGING_CATEGORY(qwPlatformLog, "qwlibrary.platform")
-
 QWErrorPresenter::~QWErrorPresenter() = default;
 
 void QWLogErrorPresenter::presentError(const QWError& error) {

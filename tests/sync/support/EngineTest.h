@@ -23,7 +23,7 @@ struct EngineTest : testing::Test {
         engine().restClientLoadedDeltaEntries(*client, {}, false, "cursor-0", false);
         client->forget();
     }
-    // As `activateIdle`, and lets what was posted and is due run.
+    // Lets what was posted and is due run.
     void turn() { desktop.world.runLoop->runDue(); }
     void pass(double seconds) {
         desktop.advance(std::chrono::milliseconds(static_cast<qint64>(seconds * 1000)));
