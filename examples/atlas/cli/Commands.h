@@ -1,12 +1,9 @@
 #pragma once
 
 #include "cli/CommandLine.h"
+#include "model/AtlasLibrary.h"
 
 #include <memory>
-
-namespace atlas {
-class AtlasLibrary;
-}
 
 // RecordCommands.cpp
 int runAdd(const Arguments& arguments);
@@ -29,10 +26,6 @@ enum class Missing { Refuse, Make };
 std::unique_ptr<atlas::AtlasLibrary> openLibrary(const Arguments& arguments,
                                                  Missing missing = Missing::Refuse);
 // The record of that uuid.
-template <class Library>
-auto findRecord(Library& library, const QString& uuid) {
-    auto record = library.record(uuid);
-    if (!record)
-        throw Failure("no record " + uuid);
-    return record;
-}
+QWRef<QWManagedObjectWithSyncSupport> findRecord(atlas::AtlasLibrary& library, const QString& uuid);
+// Refuses a name that no entity has.
+void checkEntityName(const QString& name);

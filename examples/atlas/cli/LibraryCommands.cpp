@@ -3,7 +3,7 @@
 #include "cli/Commands.h"
 #include "cli/Progress.h"
 #include "model/AtlasDigest.h"
-#include "model/AtlasLibrary.h"
+#include "model/AtlasModel.h"
 #include "model/ISOImport.h"
 
 using atlas::AtlasLibrary;
@@ -35,6 +35,19 @@ std::unique_ptr<AtlasLibrary> openLibrary(const Arguments& arguments, Missing mi
     if (!library)
         throw Failure(error);
     return library;
+}
+
+QWRef<QWManagedObjectWithSyncSupport> findRecord(AtlasLibrary& library, const QString& uuid) {
+    auto record = library.record(uuid);
+    if (!record)
+        throw Failure("no record " + uuid);
+    return record;
+}
+
+void checkEntityName(const QString& name) {
+    if (!atlas::entityNames().contains(name))
+        throw Failure(
+            QStringLiteral("no entity %1: there are %2").arg(name, atlas::entityNames().join(", ")));
 }
 
 int runImport(const Arguments& arguments) {

@@ -2,9 +2,6 @@
 
 #include "cli/Commands.h"
 #include "cli/RecordJSON.h"
-#include "model/AtlasLibrary.h"
-#include "model/AtlasModel.h"
-#include "store/QWStoreError.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -69,16 +66,14 @@ int runShow(const Arguments& arguments) {
 int runList(const Arguments& arguments) {
     const QString name = arguments.positional.first();
     const auto library = openLibrary(arguments);
-    const auto* entity = library->context().model().entity(name);
-    if (!entity)
-        throw Failure(
-            QStringLiteral("no entity %1: there are %2").arg(name, atlas::entityNames().join(", ")));
+    checkEntityName(name);
+    const auto& entity = *library->context().model().entity(name);
 
     QWFetchRequest request(name);
     if (arguments.has("where"))
-        request.predicate = parsedCondition(arguments.value("where"), *entity);
+        request.predicate = parsedCondition(arguments.value("where"), entity);
     if (arguments.has("sort"))
-        request.sortDescriptors = {sortedBy(arguments.value("sort"), *entity)};
+        request.sortDescriptors = {sortedBy(arguments.value("sort"), entity)};
     QWError error;
     const auto records = library->context().fetch(request, &error);
     if (!records)

@@ -2,8 +2,6 @@
 
 #include "cli/Commands.h"
 #include "cli/RecordEditor.h"
-#include "model/AtlasLibrary.h"
-#include "model/AtlasModel.h"
 
 using atlas::AtlasLibrary;
 
@@ -20,9 +18,7 @@ void save(AtlasLibrary& library) {
 int runAdd(const Arguments& arguments) {
     RecordEditor editor(arguments.positional.mid(1));
     const QString entity = arguments.positional.first();
-    if (!atlas::entityNames().contains(entity))
-        throw Failure(
-            QStringLiteral("no entity %1: there are %2").arg(entity, atlas::entityNames().join(", ")));
+    checkEntityName(entity);
     const auto library = openLibrary(arguments, Missing::Make);
     const QWRef<QWManagedObjectWithSyncSupport> record(
         static_cast<QWManagedObjectWithSyncSupport*>(library->context().insertObject(entity).data()));
