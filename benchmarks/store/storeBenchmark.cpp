@@ -10,8 +10,8 @@
 #include <QTemporaryDir>
 #include <QUuid>
 
-// The object store beside the bare SQLite C API (and QtSql) doing the same statements on the same tables, with
-// synchronous=FULL at both ends.
+// The object store beside the bare SQLite C API (and QtSql) doing the same statements on the same tables,
+// with synchronous=FULL at both ends.
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <functional>
 #include <vector>
 
-// Compares two ways of doing the same work in one process. Subject and peer run in turn, so that a machine whose
-// speed drifts slows both; the ratio quoted is the median of the rounds' ratios.
+// Compares two ways of doing the same work in one process. Subject and peer run in turn, so that a machine
+// whose speed drifts slows both; the ratio quoted is the median of the rounds' ratios.
 namespace bench {
 
 // Seconds of wall time that `work` takes.
@@ -26,8 +26,8 @@ struct Row {
     QString unit = QStringLiteral("s");
 };
 
-// Runs both `rounds` times after one round that does not count. The functions answer the seconds that count, so
-// that preparation stays outside.
+// Runs both `rounds` times after one round that does not count. The functions answer the seconds that count,
+// so that preparation stays outside.
 Row compare(const QString& name, double target, int rounds, const std::function<double()>& subject,
             const std::function<double()>& peer);
 

@@ -8,8 +8,8 @@
 #include <QCoreApplication>
 #include <QTemporaryDir>
 
-// What one record costs the engine, from an edit to the app folder in memory and from there into an empty desktop,
-// and whether that cost grows with the number of records. Time is virtual: what is measured is work.
+// What one record costs the engine, from an edit to the app folder in memory and from there into an empty
+// desktop, and whether that cost grows with the number of records. Time is virtual: what is measured is work.
 
 namespace {
 

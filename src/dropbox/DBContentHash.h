@@ -3,6 +3,6 @@
 #include <QByteArrayView>
 #include <QString>
 
-// The service's hash of a file's content: SHA-256 over the SHA-256 digests of its blocks of 4 MiB (the last one
-// may be shorter), in lower-case hex.
+// The service's hash of a file's content: SHA-256 over the SHA-256 digests of its blocks of 4 MiB (the last
+// one may be shorter), in lower-case hex.
 QString dropboxContentHash(QByteArrayView bytes);

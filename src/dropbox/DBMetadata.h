@@ -3,7 +3,7 @@
 #include <QDateTime>
 #include <QString>
 
-// What the cloud says of one file or folder of the app folder. The names are those of the service's desktop SDK.
+// What the cloud says of one file or folder of the app folder. The names are those of its desktop SDK.
 struct DBMetadata {
     QString path; // as it is spelt there, from the app folder's root: "/Folder/Name.data"
     QString rev;  // opaque revision, equal only for the same content version; empty for a folder

@@ -11,8 +11,8 @@
 
 class DBRestClient;
 
-// Receives the answers of a DBRestClient: exactly one for each request, on the client's thread, never inside the
-// call that asked.
+// Receives the answers of a DBRestClient: exactly one for each request, on the client's thread, never inside
+// the call that asked.
 //
 // An error has the domain "dropbox" and as code the HTTP status (0: no answer at all); its userInfo holds
 // "sourcePath" and "destinationPath" for uploads, "path" and "destinationPath" for file loads, "path" for
@@ -54,12 +54,12 @@ public:
     }
     DBRestClientDelegate* delegate() const { return lifetime_ ? delegate_ : nullptr; }
 
-    // Changes since `cursor`; an empty cursor lists everything. Of several changes of one path only its present
-    // state is given. `reset` in the answer: the cursor was lost and this is a listing from scratch.
+    // Changes since `cursor`; an empty cursor lists everything. Of several changes of one path only its
+    // present state is given. `reset` in the answer: the cursor was lost and this is a listing from scratch.
     virtual void loadDelta(const QString& cursor) = 0;
-    // Writes the local file as `folder`/`filename`. With a parent revision that is still current it replaces the
-    // file; with any other, or none where a file of other content stands, the cloud keeps that file and stores
-    // this one as a conflicted copy.
+    // Writes the local file as `folder`/`filename`. With a parent revision that is still current it replaces
+    // the file; with any other, or none where a file of other content stands, the cloud keeps that file and
+    // stores this one as a conflicted copy.
     virtual void uploadFile(const QString& filename, const QString& folder, const QString& parentRev,
                             const QString& localPath) = 0;
     virtual void deletePath(const QString& path) = 0;

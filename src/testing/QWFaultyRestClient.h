@@ -21,11 +21,11 @@ struct QWRestRequest {
 };
 
 // What goes wrong with some requests: which ones, then how. Everything that is not said stays as it is, so
-// `on(Upload).number(3).answersWith(500)` lets all but the third upload pass. Faults add up when several name the
-// same request.
+// `on(Upload).number(3).answersWith(500)` lets all but the third upload pass. Faults add up when several name
+// the same request.
 class QWRestFault {
 public:
-    // Which of the requests that the fault is for, counted from 1 since it was made; without this: all of them.
+    // Which of the requests that the fault is for, counted from 1 since it was made; without this: all.
     QWRestFault& number(int number);
     QWRestFault& first(int count);
     // Only requests for which the condition holds; the others are not counted.
@@ -68,9 +68,9 @@ private:
     std::vector<std::function<void(Effect&)>> changes_;
 };
 
-// A client that passes everything on to another one and writes it down, with faults where a test asks for them.
-// It makes itself the other's delegate; the engine is its delegate. The other client must outlive it, and have
-// nobody else who makes requests.
+// A client that passes everything on to another one and writes it down, with faults where a test asks for
+// them. It makes itself the other's delegate; the engine is its delegate. The other client must outlive it,
+// and have nobody else who makes requests.
 class QWFaultyRestClient final : public QObject, public DBRestClient, private DBRestClientDelegate {
 public:
     QWFaultyRestClient(DBRestClient& client, std::shared_ptr<QWEnvironment> environment);

@@ -2,8 +2,8 @@
 
 #include "util/QWTimer.h"
 
-// Timers that call a callback. The interval is in seconds; the callback gets the timer that fired. See QWTimer for
-// when it fires and who owns what.
+// Timers that call a callback. The interval is in seconds; the callback gets the timer that fired. See
+// QWTimer for when it fires and who owns what.
 
 // A timer that is scheduled on `runLoop` already.
 std::shared_ptr<QWTimer> scheduledTimerWithTimeInterval(QWRunLoop& runLoop, double interval,

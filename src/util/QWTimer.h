@@ -5,15 +5,16 @@
 
 #include <memory>
 
-// Fires once or repeatedly on a run loop. The dates at which it fires are creation + n·interval, so a late callback
-// delays none of the later ones; periods missed while the run loop was busy fire once together.
+// Fires once or repeatedly on a run loop. The dates at which it fires are creation + n·interval, so a late
+// callback delays none of the later ones; periods missed while the run loop was busy fire once together.
 //
-// Ownership: a timer owns its target, and with it what the callback captures, until it is invalidated; a scheduled
-// timer is kept by its run loop, so the caller keeps it only in order to invalidate it. Threads: the run loop's.
+// Ownership: a timer owns its target, and with it what the callback captures, until it is invalidated; a
+// scheduled timer is kept by its run loop, so the caller keeps it only in order to invalidate it. Threads:
+// the run loop's.
 class QWTimer final : public std::enable_shared_from_this<QWTimer> {
 public:
-    // `interval` in seconds; 0, negative ones and those below 0.1 ms count as 0.1 ms. The run loop must outlive the
-    // timer's validity.
+    // `interval` in seconds; 0, negative ones and those below 0.1 ms count as 0.1 ms. The run loop must
+    // outlive the timer's validity.
     static std::shared_ptr<QWTimer> create(QWRunLoop& runLoop, double interval,
                                            std::shared_ptr<const QWTimerWithBlockHelper> target,
                                            bool repeats);

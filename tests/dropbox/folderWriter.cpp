@@ -1,6 +1,6 @@
-// folder_writer DIRECTORY NAME COUNT: uploads /shared/NAME 0, 1, … COUNT-1 and after each one to /shared/counter,
-// whose content is the number of uploads to it and the last one's NAME. Prints a line for each of its own files
-// when both uploads were acknowledged.
+// folder_writer DIRECTORY NAME COUNT: uploads /shared/NAME 0, 1, … COUNT-1 and after each one to
+// /shared/counter, whose content is the number of uploads to it and the last one's NAME. Prints a line for
+// each of its own files when both uploads were acknowledged.
 #include "dropbox/folder/QWAppFolder.h"
 
 #include <QCoreApplication>
@@ -8,8 +8,8 @@
 
 namespace {
 
-// Adds one to the number in a file that others write too. The name keeps two writers from writing the same bytes,
-// which would be no conflict.
+// Adds one to the number in a file that others write too. The name keeps two writers from writing the same
+// bytes, which would be no conflict.
 bool count(QWAppFolder& folder, const QString& path, const QString& name) {
     for (;;) {
         const auto file = folder.read(path);

@@ -10,8 +10,8 @@
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
-// A small set of ISO tables and flags: two countries with a flag, one without; regions whose parents are written in
-// both ways; two languages, two currencies.
+// A small set of ISO tables and flags: two countries with a flag, one without; regions whose parents are
+// written in both ways; two languages, two currencies.
 class ISOFixture {
 public:
     ISOFixture() {

@@ -82,7 +82,8 @@ public:
     }
     int waiting() const { return status()["waiting"].toInt(); }
     QString digest() const { return tell({"digest"}); }
-    // Makes the flags older than anything that the cloud will date within this second: its dates are whole seconds.
+    // Makes the flags older than anything that the cloud will date within this second: its dates are whole
+    // seconds.
     void ageFlags() const {
         for (const QFileInfo& flag : QDir(file("images")).entryInfoList(QDir::Files)) {
             QFile image(flag.filePath());

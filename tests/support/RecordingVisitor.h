@@ -5,7 +5,8 @@
 
 #include <QStringList>
 
-// Writes down what it is told, one line for each call: the operation's keywords with the arguments in their order.
+// Writes down what it is told, one line for each call: the operation's keywords with the arguments in their
+// order.
 class RecordingVisitor : public QWManagedObjectVisitor {
 public:
     QStringList calls;

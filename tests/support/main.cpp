@@ -8,7 +8,8 @@
 int main(int argc, char** argv) {
     // Dates are written in the local zone; tests that depend on it set their own.
     qputenv("TZ", "UTC");
-    // Temporary files in memory, where the system offers it: many tests make a store, and disks are slow to sync.
+    // Temporary files in memory, where the system offers it: many tests make a store, and disks are slow to
+    // sync.
     if (!qEnvironmentVariableIsSet("TMPDIR") && QDir("/dev/shm").exists())
         qputenv("TMPDIR", "/dev/shm");
     QCoreApplication application(argc, argv);

@@ -7,8 +7,8 @@
 
 struct QWError;
 
-// How a command ends when it does not succeed: thrown by whatever finds out, answered by `main`, which prints the
-// message on stderr and exits with the code.
+// How a command ends when it does not succeed: thrown by whatever finds out, answered by `main`, which prints
+// the message on stderr and exits with the code.
 struct Failure {
     explicit Failure(QString text, int code = 1) : message(std::move(text)), exitCode(code) {}
     explicit Failure(const QWError& error);

@@ -2,7 +2,7 @@
 
 #include <QString>
 
-// How far a long operation is, as one line on stderr that is drawn over itself. Silent when stderr is no terminal.
+// How far a long operation is, as one line on stderr that is drawn over itself. Silent without a terminal.
 class Progress {
 public:
     Progress();

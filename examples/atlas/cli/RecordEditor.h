@@ -6,12 +6,12 @@
 #include <QMap>
 #include <optional>
 
-// Sets fields of a record from the texts of a command line, "key=value": text as it is, true and false, numbers with
-// a point, dates "yyyy-MM-dd HH:mm:ss Z", tags separated by commas, relationships by uuid; "key=" clears and
-// "key=@FILE" takes the value from a file (of rich text and images the file itself).
+// Sets fields of a record from the texts of a command line, "key=value": text as it is, true and false,
+// numbers with a point, dates "yyyy-MM-dd HH:mm:ss Z", tags separated by commas, relationships by uuid;
+// "key=" clears and "key=@FILE" takes the value from a file (of rich text and images the file itself).
 //
-// All texts are read before anything is changed; what is wrong with them is thrown as a Failure that names key and
-// value.
+// All texts are read before anything is changed; what is wrong with them is thrown as a Failure that names
+// key and value.
 class RecordEditor final : private QWManagedObjectVisitor {
 public:
     explicit RecordEditor(const QStringList& assignments);

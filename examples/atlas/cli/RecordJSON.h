@@ -5,9 +5,9 @@
 
 #include <QJsonObject>
 
-// A record as JSON for other programs: "uuid" and every described key in JSON's own types. Dates are text, tags an
-// array of texts, relationships a uuid or an array of uuids, rich text plain text, images the SHA-256 of the file;
-// what has no value is null.
+// A record as JSON for other programs: "uuid" and every described key in JSON's own types. Dates are text,
+// tags an array of texts, relationships a uuid or an array of uuids, rich text plain text, images the SHA-256
+// of the file; what has no value is null.
 class RecordJSON final : private QWManagedObjectVisitor {
 public:
     static QJsonObject of(QWManagedObjectWithSyncSupport& record);

@@ -49,8 +49,8 @@ std::unique_ptr<QLockFile> lock(const QString& folder, QWError* error) {
     return nullptr;
 }
 
-// Whether a cache file is one that the engine can work with: it opens, or is made, and can be read. The engine itself
-// carries on without one, and would then queue nothing.
+// Whether a cache file is one that the engine can work with: it opens, or is made, and can be read. The
+// engine itself carries on without one, and would then queue nothing.
 bool checkCache(const QString& folder, const std::shared_ptr<QWEnvironment>& environment, QWError* error) {
     if (!environment->files().makeFolder(cacheFolder(folder), error))
         return false;
@@ -67,8 +67,8 @@ bool checkCache(const QString& folder, const std::shared_ptr<QWEnvironment>& env
 
 } // namespace
 
-// Logs the failures that the engine would show to a person, and keeps the first, so that the operation that led to
-// it fails.
+// Logs the failures that the engine would show to a person, and keeps the first, so that the operation that
+// led to it fails.
 class AtlasLibrary::Presenter final : public QWErrorPresenter {
 public:
     void presentError(const QWError& error) override {

@@ -23,12 +23,13 @@ class AtlasLibrary final : public QObject, private QWDropboxSyncCoreDataDelegate
     Q_OBJECT
 
 public:
-    // Opens the library in `folder`, made when missing. Null, with an error that names the file and the reason, when
-    // another process has it open or a file of it cannot be used (damaged, written by a later version, read-only).
+    // Opens the library in `folder`, made when missing. Null, with an error that names the file and the
+    // reason, when another process has it open or a file of it cannot be used (damaged, written by a later
+    // version, read-only).
     static std::unique_ptr<AtlasLibrary> open(const QString& folder, QWError* error = nullptr);
     static bool exists(const QString& folder);
-    // Moves the engine's cache file out of the way of a library that is not open, usable or not. `newPath` is where
-    // it is now; null when there was none. To be followed by `forgetCloudState`.
+    // Moves the engine's cache file out of the way of a library that is not open, usable or not. `newPath` is
+    // where it is now; null when there was none. To be followed by `forgetCloudState`.
     static bool putCacheAside(const QString& folder, QString* newPath, QWError* error = nullptr);
     ~AtlasLibrary() override;
 

@@ -14,8 +14,8 @@ const QStringList& entityNames();
 
 std::shared_ptr<QWManagedObjectModel> makeModel();
 
-// Whether the event that is being reported changed anything that travels: a described key or the sort form of one.
-// A Country that only gained a visit did not change.
+// Whether the event that is being reported changed anything that travels: a described key or the sort form of
+// one. A Country that only gained a visit did not change.
 bool changedDescribedKey(const QWManagedObject& record);
 
 } // namespace atlas

@@ -73,8 +73,7 @@ const QWFieldDescriptions* Region::fieldDescriptions() const {
     return &fields;
 }
 
-// Country
-// ---------------------------------------------------------------------------------------------------
+// Country ---------------------------------------------------------------------------------------------------
 
 const QWFieldDescriptions* Country::fieldDescriptions() const {
     static const QWFieldDescriptions fields = {
@@ -125,8 +124,7 @@ void Country::didSave() {
         remove();
 }
 
-// Visit
-// -----------------------------------------------------------------------------------------------------
+// Visit -----------------------------------------------------------------------------------------------------
 
 const QWFieldDescriptions* Visit::fieldDescriptions() const {
     static const QWFieldDescriptions fields = {

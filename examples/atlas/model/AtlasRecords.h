@@ -4,8 +4,8 @@
 
 #include <functional>
 
-// The records of an atlas. Attribute and relationship names are the keys of their field descriptions; AtlasModel.cpp
-// declares their types.
+// The records of an atlas. Attribute and relationship names are the keys of their field descriptions;
+// AtlasModel.cpp declares their types.
 namespace atlas {
 
 class Currency final : public QWManagedObjectWithSyncSupport {
@@ -18,16 +18,17 @@ public:
     const QWFieldDescriptions* fieldDescriptions() const override;
 };
 
-// A country has a flag: the image file DIR/images/Country-UUID, where DIR is the folder of the library's store. The
-// file need not exist. An empty one means that the flag was taken away: the cloud carries files, not their absence.
+// A country has a flag: the image file DIR/images/Country-UUID, where DIR is the folder of the library's
+// store. The file need not exist. An empty one means that the flag was taken away: the cloud carries files,
+// not their absence.
 class Country final : public QWManagedObjectWithSyncSupport {
 public:
     const QWFieldDescriptions* fieldDescriptions() const override;
 
     // Never empty while the record is in a context.
     QUrl imageURL() const override;
-    // Replaces the file, which then bears `date`. Whoever edits stamps the record afterwards, so that the change is
-    // sent.
+    // Replaces the file, which then bears `date`. Whoever edits stamps the record afterwards, so that the
+    // change is sent.
     bool writeFlag(const QByteArray& bytes, const QDateTime& date, QWError* error = nullptr);
 
     // Setting "name" sets "sortName" too.

@@ -60,8 +60,8 @@ private:
     using Record = QWManagedObjectWithSyncSupport;
     using Records = QHash<QString, QWRef<Record>>; // by uuid
 
-    // Adds a record for each entry first, so that entries may refer to each other in any order, then fills those that
-    // are new.
+    // Adds a record for each entry first, so that entries may refer to each other in any order, then fills
+    // those that are new.
     template <class Entry, class Fill>
     void importTable(const QString& entityName, const QList<Entry>& entries, QString Entry::*code,
                      Fill fill) {

@@ -23,12 +23,14 @@ struct ISOImportResult {
 // Called with the number of entries that are done, and of all.
 using ISOProgress = std::function<void(qint64 done, qint64 all)>;
 
-// Adds what the tables have and the library lacks. Its uuids follow from the codes and its dates are one fixed
-// instant long ago, so that two desktops that import the same table hold the same records, and an import never beats
-// an edit: a record that is here already is left alone, unless it is a bare one that another record refers to.
+// Adds what the tables have and the library lacks. Its uuids follow from the codes and its dates are one
+// fixed instant long ago, so that two desktops that import the same table hold the same records, and an
+// import never beats an edit: a record that is here already is left alone, unless it is a bare one that
+// another record refers to.
 //
-// The caller saves; the context must have no other unsaved changes. Nothing is changed when a table is broken.
-// Flags are written at once, before the records that they belong to are saved: a saved country has its flag.
+// The caller saves; the context must have no other unsaved changes. Nothing is changed when a table is
+// broken. Flags are written at once, before the records that they belong to are saved: a saved country has
+// its flag.
 std::optional<ISOImportResult> importISO(QWManagedObjectContext& context, const ISOSource& source,
                                          const ISOProgress& progress = {}, QWError* error = nullptr);
 

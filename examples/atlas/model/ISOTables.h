@@ -36,9 +36,10 @@ struct ISOTables {
     QList<ISORegion> regions;
 };
 
-// Reads the tables iso_4217.json, iso_639-2.json, iso_3166-1.json and iso_3166-2.json of Debian's iso-codes from
-// `folder`, as many as are wanted; regions bring their countries. Nothing, with an error that names file, entry, key and value, when one is broken:
-// unreadable, a key missing or of the wrong type, a code used twice, a region without its country or parent.
+// Reads the tables iso_4217.json, iso_639-2.json, iso_3166-1.json and iso_3166-2.json of Debian's iso-codes
+// from `folder`, as many as are wanted; regions bring their countries. Nothing, with an error that names
+// file, entry, key and value, when one is broken: unreadable, a key missing or of the wrong type, a code used
+// twice, a region without its country or parent.
 std::optional<ISOTables> readISOTables(const QString& folder, ISOTableSet wanted, QWError* error = nullptr);
 
 } // namespace atlas

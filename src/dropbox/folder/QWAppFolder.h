@@ -54,15 +54,15 @@ struct QWAppFolderOptions {
     qint64 capacity = 0;
 };
 
-// An application folder of the cloud service on this machine: files with revisions, folders, and a feed of their
-// changes. Every operation is carried out at once, whole or not at all.
+// An application folder of the cloud service on this machine: files with revisions, folders, and a feed of
+// their changes. Every operation is carried out at once, whole or not at all.
 //
-// Paths start with "/" and have no trailing slash. They are compared without regard to case and keep the spelling
-// with which they were made. Folders above an uploaded file make themselves.
+// Paths start with "/" and have no trailing slash. They are compared without regard to case and keep the
+// spelling with which they were made. Folders above an uploaded file make themselves.
 //
-// A folder in memory lives as long as this object. A folder in a directory is one database file there, which any
-// number of processes may use at once, each through an object of its own: a write is visible to the others whole
-// or not at all, and a process that is killed leaves nothing to repair.
+// A folder in memory lives as long as this object. A folder in a directory is one database file there, which
+// any number of processes may use at once, each through an object of its own: a write is visible to the
+// others whole or not at all, and a process that is killed leaves nothing to repair.
 //
 // Threads: an object is used by one thread at a time.
 class QWAppFolder {
@@ -87,9 +87,10 @@ public:
     std::optional<DBMetadata> metadata(const QString& path, QWError* error = nullptr);
     std::optional<File> read(const QString& path, QWError* error = nullptr);
 
-    // Writes a file. The answer's path differs from the one asked for when a conflict renamed it: an added file to
-    // "stem (1).ext", an updated one to "stem (NAME's conflicted copy).ext". An update of a deleted file makes it
-    // again, whatever the revision. Identical bytes answer what stands there and change nothing.
+    // Writes a file. The answer's path differs from the one asked for when a conflict renamed it: an added
+    // file to "stem (1).ext", an updated one to "stem (NAME's conflicted copy).ext". An update of a deleted
+    // file makes it again, whatever the revision. Identical bytes answer what stands there and change
+    // nothing.
     std::optional<DBMetadata> upload(const QString& path, const QByteArray& bytes, const QWWriteMode& mode,
                                      QWError* error = nullptr);
     std::optional<DBMetadata> createFolder(const QString& path, QWError* error = nullptr);
@@ -101,12 +102,12 @@ public:
         QString cursor; // where the next page starts, or the next query when there is none
         bool hasMore = false;
     };
-    // A page of at most `limit` entries, which is 1 or more. An empty cursor starts a listing of everything that
-    // stands; the cursor of a query's last page starts a query for what has changed since.
+    // A page of at most `limit` entries, which is 1 or more. An empty cursor starts a listing of everything
+    // that stands; the cursor of a query's last page starts a query for what has changed since.
     //
-    // One query, over all its pages, holds a path at most once and with its present state. What changes while its
-    // pages are read is in the next query (and perhaps in this one too, if it is a listing). Folders come before
-    // what is in them, whether they stand or were deleted.
+    // One query, over all its pages, holds a path at most once and with its present state. What changes while
+    // its pages are read is in the next query (and perhaps in this one too, if it is a listing). Folders come
+    // before what is in them, whether they stand or were deleted.
     std::optional<Page> changes(const QString& cursor, int limit, QWError* error = nullptr);
 
     // From here on every cursor given so far is lost, in all processes.

@@ -28,8 +28,8 @@ const char* const schema = R"(
 // In the order of bytes "0" follows "/".
 #define QW_DESCENDANTS "lowercasePath > ?1 || '/' AND lowercasePath < ?1 || '0'"
 
-// Readers and a writer at the same time. Processes that make the database at once are refused here without being
-// made to wait; waiting for a transaction's turn makes up for it.
+// Readers and a writer at the same time. Processes that make the database at once are refused here without
+// being made to wait; waiting for a transaction's turn makes up for it.
 void startWriteAheadLog(QWFolderDatabase& database) {
     for (int attempt = 1;; ++attempt) {
         try {

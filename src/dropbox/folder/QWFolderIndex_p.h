@@ -4,11 +4,12 @@
 
 #include <vector>
 
-// What an app folder holds: one row for each path that something ever stood at, with its content, in one SQLite
-// database. It knows the order of changes but none of the rules of the service; those are QWAppFolder's.
+// What an app folder holds: one row for each path that something ever stood at, with its content, in one
+// SQLite database. It knows the order of changes but none of the rules of the service; those are
+// QWAppFolder's.
 //
-// Each change gives its path the next number of one sequence, so the changes since a cursor are the rows with a
-// greater number. A row without a number is a deletion that the deletion of a folder above it covers.
+// Each change gives its path the next number of one sequence, so the changes since a cursor are the rows with
+// a greater number. A row without a number is a deletion that the deletion of a folder above it covers.
 //
 // All operations throw QWFolderFailure. Those that write belong inside a transaction.
 class QWFolderIndex {
@@ -45,7 +46,8 @@ public:
     void put(const QString& lowercasePath, const DBMetadata& metadata, const QByteArray& content);
     // Deletes one entry, as the change after the last.
     void markDeleted(const Entry& entry);
-    // Deletes everything under a deleted folder and takes it out of the sequence. Answers what had stood, by path.
+    // Deletes everything under a deleted folder and takes it out of the sequence. Answers what had stood, by
+    // path.
     std::vector<qint64> coverDescendants(const QString& lowercasePath);
     // The deletions under a folder that have no number, by path.
     std::vector<qint64> coveredDescendants(const QString& lowercasePath);

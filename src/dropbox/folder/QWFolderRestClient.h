@@ -9,13 +9,13 @@ struct QWFolderRestClientOptions {
     int pageSize = 1000; // entries in a page of changes
 };
 
-// The embedded client: answers from an app folder on this machine. Each request is carried out and answered on
-// one later turn of the environment's run loop, in the order of the requests.
+// The embedded client: answers from an app folder on this machine. Each request is carried out and answered
+// on one later turn of the environment's run loop, in the order of the requests.
 //
 // Codes of errors: 400 malformed path, 404 nothing there, 409 conflict, 503 the folder cannot be used, 507 no
-// space, 0 the local file cannot be read or written. An upload asks the folder to update the parent revision, or
-// without one a revision that no file has, and to rename on conflict: whatever stands in the way of other content,
-// the answer is a conflicted copy. The local file is read on the turn that answers.
+// space, 0 the local file cannot be read or written. An upload asks the folder to update the parent revision,
+// or without one a revision that no file has, and to rename on conflict: whatever stands in the way of other
+// content, the answer is a conflicted copy. The local file is read on the turn that answers.
 //
 // A cursor that the folder does not know is answered with the first page of a fresh listing; only that page
 // carries the reset flag.
@@ -26,8 +26,8 @@ public:
     QWFolderRestClient(std::shared_ptr<QWAppFolder> folder, std::shared_ptr<QWEnvironment> environment,
                        QWFolderRestClientOptions options = {});
 
-    // A client for the cloud address "folder:PATH", whose directory is made when missing. Null, with an error, for
-    // any other address or a directory that cannot be used.
+    // A client for the cloud address "folder:PATH", whose directory is made when missing. Null, with an
+    // error, for any other address or a directory that cannot be used.
     static std::unique_ptr<QWFolderRestClient>
     open(const QString& address, std::shared_ptr<QWEnvironment> environment, QWError* error = nullptr);
 
