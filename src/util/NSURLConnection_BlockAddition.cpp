@@ -52,14 +52,17 @@ void QWURLConnection::start() {
 }
 
 void QWURLConnection::replyFinished(QNetworkReply& reply) {
-    if (!isAnswer(reply)) {
-        connectionDidFailWithError({QStringLiteral("network"),
-                                    int(reply.error()),
-                                    reply.errorString(),
-                                    {{QStringLiteral("url"), reply.url()}}});
-        return;
-    }
+    const auto fail = [&](QNetworkReply::NetworkError code, const QString& why) {
+        connectionDidFailWithError(
+            {QStringLiteral("network"), int(code), why, {{QStringLiteral("url"), reply.url()}}});
+    };
+    if (!isAnswer(reply))
+        return fail(reply.error(), reply.errorString());
     connectionDidReceiveData(reply.readAll());
+    // Of an error status whose body was cut off, Qt reports the status or the end of the connection, by
+    // chance.
+    if (connectionData_.size() < reply.header(QNetworkRequest::ContentLengthHeader).toLongLong())
+        return fail(QNetworkReply::RemoteHostClosedError, QStringLiteral("the answer was cut off"));
     connectionDidFinishLoading();
 }
 

@@ -101,6 +101,14 @@ TEST_F(URLConnection, Follows_a_redirection_and_completes_with_the_last_body_alo
     EXPECT_TRUE(errors.empty());
 }
 
+TEST_F(URLConnection, Completes_with_a_body_that_was_longer_when_compressed) {
+    const auto compressed = QByteArray::fromHex("1f8b0800000000000203ab00008316dc8c01000000");
+    const ScriptedServer server(answerOf("200 OK\r\nContent-Encoding: gzip", compressed, compressed.size()));
+    connect(server.request());
+    ASSERT_TRUE(waitForAnswer());
+    EXPECT_THAT(bodies, ElementsAre(QByteArray("x")));
+}
+
 TEST_F(URLConnection, That_fails_after_some_bytes_calls_only_the_error_callback) {
     const ScriptedServer server(answerOf("200 OK", "half of it", 1000));
     const auto* connection = connect(server.request()).get();
@@ -139,6 +147,15 @@ INSTANTIATE_TEST_SUITE_P(Table, ErrorStatus,
                          testing::Values("400 Bad Request", "401 Unauthorized", "403 Forbidden",
                                          "404 Not Found", "409 Conflict", "429 Too Many Requests",
                                          "500 Internal Server Error", "503 Service Unavailable"));
+
+TEST_F(URLConnection, Whose_error_status_comes_without_its_whole_body_fails) {
+    const ScriptedServer server(answerOf("404 Not Found", "so", 5));
+    connect(server.request());
+    ASSERT_TRUE(waitForAnswer());
+    EXPECT_TRUE(bodies.empty());
+    ASSERT_EQ(errors.size(), 1u);
+    EXPECT_EQ(errors.front().code, QNetworkReply::RemoteHostClosedError);
+}
 
 TEST_F(URLConnection, That_is_not_started_immediately_sends_nothing_until_it_is_started) {
     const ScriptedServer server(answerOf("200 OK", "late", 4));
