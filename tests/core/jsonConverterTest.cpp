@@ -107,6 +107,19 @@ TEST_F(JSONConverter, A_to_one_becomes_an_array_of_one_dictionary) {
               QVariant(QVariantList{QVariantMap{{"name", "Ann"}, {"dateModified", null()}}}));
 }
 
+TEST_F(JSONConverter, A_destination_has_nothing_of_the_one_before) {
+    converter.setImageConvertionManager(std::make_shared<ImageBytes>("x"));
+    const auto plain = library.insertBook();
+    const auto shelf = library.insert<Shelf>("Shelf");
+    book->image = imageFile();
+    shelf->addRelatedObject("books", *book);
+    shelf->addRelatedObject("books", *plain);
+    const auto books = exported(*shelf)["books"].toList();
+    ASSERT_EQ(books.size(), 2);
+    EXPECT_TRUE(books[0].toMap().contains("imageURL"));
+    EXPECT_FALSE(books[1].toMap().contains("imageURL"));
+}
+
 TEST_F(JSONConverter, Relationships_of_destinations_are_not_followed) {
     const auto chapter = library.insertChapter(*book, "One");
     EXPECT_EQ(exported(*book)["chapters"], QVariant(QVariantList{QVariantMap{{"heading", "One"}}}));

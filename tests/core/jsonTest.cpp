@@ -55,6 +55,21 @@ TEST(JSON, Nesting_is_read_down_to_512_and_no_deeper) {
     EXPECT_FALSE(json::read(QByteArray(1'000'000, '[')));
 }
 
+TEST(JSON, Nesting_is_written_down_to_512_and_no_deeper) {
+    const auto tree = [](int depth, auto contain) {
+        QVariant value = QVariantList();
+        for (int i = 1; i < depth; ++i)
+            value = contain(value);
+        return value;
+    };
+    const auto inList = [](const QVariant& value) { return QVariant(QVariantList{value}); };
+    const auto inMap = [](const QVariant& value) { return QVariant(QVariantMap{{"a", value}}); };
+    EXPECT_TRUE(json::write(tree(512, inList)));
+    EXPECT_TRUE(json::write(tree(512, inMap)));
+    EXPECT_FALSE(json::write(tree(513, inList)));
+    EXPECT_FALSE(json::write(tree(513, inMap)));
+}
+
 TEST(JSON, Brackets_inside_of_strings_are_not_nesting) {
     EXPECT_TRUE(json::read("[\"\\\"" + QByteArray(600, '[') + "\"]"));
 }
@@ -77,6 +92,7 @@ TEST(JSON, Booleans_and_numbers_stay_different) {
 TEST(JSON, Only_trees_of_dictionaries_arrays_strings_numbers_booleans_and_null_are_valid) {
     EXPECT_TRUE(json::isValid(QVariantMap{{"list", QVariantList{"text", 1, 1.5, false, json::null()}}}));
     EXPECT_TRUE(json::isValid(QStringList{"a", "b"}));
+    EXPECT_TRUE(json::isValid(QVariantList{1U, 1LL, 1ULL, 1.0F}));
 
     EXPECT_FALSE(json::isValid("text"));
     EXPECT_FALSE(json::isValid(QVariant()));

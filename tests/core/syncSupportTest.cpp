@@ -168,6 +168,11 @@ TEST_F(SyncSupport, A_lookup_finds_saved_and_unsaved_records_whatever_the_letter
     EXPECT_EQ(library.count("Book"), 1);
 }
 
+TEST_F(SyncSupport, A_lookup_has_an_index) {
+    const auto author = library.insertAuthor();
+    EXPECT_TRUE(author->entity().property("uuid")->isFolded());
+}
+
 TEST_F(SyncSupport, A_lookup_looks_in_one_entity) {
     const auto book = library.insertBook();
     EXPECT_FALSE(Synced::fetchObjectWithUUID(book->uuid(), "Author", context));

@@ -22,6 +22,7 @@ TEST(DateFormatter, A_pattern_is_written_and_read_in_the_local_zone) {
     const QWPatternDateFormatter formatter("d MMMM yyyy hh:mm:ss", QLocale(QLocale::French));
     EXPECT_EQ(formatter.stringFromDate(date), "4 mai 2013 18:22:10");
     EXPECT_EQ(formatter.dateFromString("4 mai 2013 18:22:10"), date);
+    EXPECT_EQ(formatter.dateFromString("4 mai 2013 18:22:10").timeSpec(), Qt::UTC);
     EXPECT_FALSE(formatter.dateFromString("4 May 2013 18:22:10").isValid());
 }
 

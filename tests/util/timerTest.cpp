@@ -162,6 +162,13 @@ TEST_F(Timer, Fires_once_for_all_periods_that_were_missed_and_keeps_to_its_dates
     EXPECT_THAT(times, ElementsAre(1s, 5s, 6s, 7s));
 }
 
+TEST_F(Timer, Has_the_nearest_microsecond) {
+    const auto timer =
+        scheduledTimerWithTimeInterval(loop, 1.005, noting(), false); // a little less in binary
+    loop.advance(2s);
+    EXPECT_THAT(times, ElementsAre(1005ms));
+}
+
 TEST_F(Timer, Does_not_drift) {
     const auto timer = scheduledTimerWithTimeInterval(
         loop, 0.1,

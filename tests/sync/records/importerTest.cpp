@@ -327,6 +327,11 @@ TEST_F(RecordImporter, A_malformed_reference_keeps_the_local_one_is_logged_and_t
     EXPECT_EQ(library.count("Chapter"), 1);
 }
 
+TEST_F(RecordImporter, A_log_line_shows_the_beginning_of_a_long_name) {
+    const auto line = logLine({{"author", reference("ABC", QString(1'000'000, 'x'))}});
+    EXPECT_LT(line.size(), 300U);
+}
+
 TEST_F(RecordImporter, One_malformed_reference_keeps_the_whole_local_array_and_makes_no_bare_records) {
     const auto other = library.insertBook();
     book->addRelatedObject("related", *other);

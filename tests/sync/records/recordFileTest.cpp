@@ -84,13 +84,16 @@ TEST(RecordFile, A_record_of_JSON_values_is_compact_JSON) {
 
 TEST(RecordFile, A_record_with_bytes_or_dates_is_an_XML_property_list_without_its_null_keys) {
     const QDateTime date(QDate(2013, 5, 4), QTime(16, 22, 10), Qt::UTC);
-    const auto bytes =
-        recordFileBytes({{"data", QByteArray("\x00\xff", 2)}, {"date", date}, {"none", null()}});
+    const auto bytes = recordFileBytes({{"data", QByteArray("\x00\xff", 2)},
+                                        {"date", date},
+                                        {"none", null()},
+                                        {"list", QVariantList{"a", null()}}});
     ASSERT_TRUE(bytes);
     EXPECT_TRUE(bytes->startsWith("<?xml"));
     EXPECT_TRUE(bytes->contains("<date>2013-05-04T16:22:10Z</date>"));
-    EXPECT_EQ(recordFromFileBytes(*bytes),
-              (QVariantMap{{"data", QByteArray("\x00\xff", 2)}, {"date", date}}));
+    EXPECT_EQ(
+        recordFromFileBytes(*bytes),
+        (QVariantMap{{"data", QByteArray("\x00\xff", 2)}, {"date", date}, {"list", QVariantList{"a"}}}));
 }
 
 TEST(RecordFile, Every_value_survives_the_property_list) {
@@ -98,10 +101,12 @@ TEST(RecordFile, Every_value_survives_the_property_list) {
         {"bytes", QByteArray("b")},
         {"bool", true},
         {"number", qlonglong(-5)},
+        {"int", -5},
+        {"unsigned", 5U},
         {"large", std::numeric_limits<qlonglong>::max()},
         {"fraction", 0.1},
         {"tiny", -1.5e-300},
-        {"text", QStringLiteral("a<b>&\"é\U0001F600\n")},
+        {"text", QStringLiteral("a<b>&\"é\U0001F600\n\t")},
         {"empty", ""},
         {"list", QVariantList{"a", QVariantMap{{"uuid", "U"}}, QVariantList()}},
     };
@@ -109,8 +114,9 @@ TEST(RecordFile, Every_value_survives_the_property_list) {
 }
 
 TEST(RecordFile, A_property_list_replaces_characters_that_XML_cannot_carry) {
-    const auto bytes = recordFileBytes({{"data", QByteArray("b")}, {"text", QStringLiteral("a\u0001b")}});
-    EXPECT_EQ(recordFromFileBytes(*bytes)->value("text"), QStringLiteral("a\ufffdb"));
+    const auto bytes =
+        recordFileBytes({{"data", QByteArray("b")}, {"text", QStringLiteral("a\u0001b\ufffec")}});
+    EXPECT_EQ(recordFromFileBytes(*bytes)->value("text"), QStringLiteral("a\ufffdb\ufffdc"));
 }
 
 TEST(RecordFile, Dates_in_property_lists_are_cut_to_the_second_downwards) {
@@ -196,6 +202,20 @@ TEST(RecordFile, Nesting_beyond_512_is_nothing_in_every_form) {
     };
     EXPECT_TRUE(recordFromFileBytes(chain(512)));
     EXPECT_FALSE(recordFromFileBytes(chain(513)));
+
+    // An array of two: a chain, and a chain that ends in the first.
+    const auto chains = [](int depthOfEach) {
+        const int first = 3, second = first + depthOfEach + 1;
+        auto objects = dictionaryOfObject2 + QByteArrayList{"\xa2" + word(first) + word(second)};
+        for (int i = 0; i < depthOfEach; ++i)
+            objects.append("\xa1" + word(objects.size() + 1));
+        objects.append("\x09");
+        for (int i = 1; i < depthOfEach; ++i)
+            objects.append("\xa1" + word(objects.size() + 1));
+        return binaryList(objects + QByteArrayList{"\xa1" + word(first)});
+    };
+    EXPECT_TRUE(recordFromFileBytes(chains(255)));
+    EXPECT_FALSE(recordFromFileBytes(chains(256)));
 }
 
 TEST(RecordFile, A_binary_list_that_contains_itself_is_nothing) {
@@ -211,6 +231,7 @@ TEST(RecordFile, A_binary_list_may_share_objects_but_not_grow_without_bounds) {
         return binaryList(objects + QByteArrayList{"\x09"});
     };
     EXPECT_TRUE(recordFromFileBytes(doubling(3)));
+    EXPECT_FALSE(recordFromFileBytes(doubling(20)));
     EXPECT_FALSE(recordFromFileBytes(doubling(60)));
 }
 
@@ -218,4 +239,6 @@ TEST(RecordFile, An_XML_list_that_declares_entities_is_nothing) {
     EXPECT_FALSE(
         recordFromFileBytes("<?xml version=\"1.0\"?><!DOCTYPE plist [<!ENTITY x \"y\">]><plist "
                             "version=\"1.0\"><dict><key>a</key><string>&x;</string></dict></plist>"));
+    EXPECT_FALSE(recordFromFileBytes("<?xml version=\"1.0\"?><!DOCTYPE plist [<!ENTITY x \"y\">]><plist "
+                                     "version=\"1.0\"><dict><key>a</key><string>b</string></dict></plist>"));
 }
