@@ -26,8 +26,8 @@ public:
     void sort(const QStringList& entityNames);
     void clear();
 
-    // The first entry whose file name is not in process; null when there is none. It stays where it is: the caller
-    // puts it in process or removes it. Entries of one file so come one after the other.
+    // The first entry whose file name is not in process; null when there is none. It stays where it is: the
+    // caller puts it in process or removes it. Entries of one file so come one after the other.
     DBDeltaEntryRef next(const InProcess& inProcess);
     // The name has left the process: its entries may be found again.
     void release(const QString& name);

@@ -4,10 +4,9 @@
 
 // Names and numbers of the sync engine that hosts, their tests and other machines depend on.
 
-// Waiting times, in seconds.
-inline constexpr double QWDBTimeScheduleDeltaDownloadInterval =
-    600.0; // from one complete batch to the next query
-inline constexpr double QWDBTimeScheduleErrorRetryInterval = 10.0; // from a failed request to its repetition
+// Seconds from one complete batch to the next query, and from a failed request to its repetition.
+inline constexpr double QWDBTimeScheduleDeltaDownloadInterval = 600.0;
+inline constexpr double QWDBTimeScheduleErrorRetryInterval = 10.0;
 
 // How many requests for different objects, or downloads, are out at one time.
 inline constexpr int QWDBMaximumNumberOfObjectsSyncing = 5;
@@ -31,8 +30,8 @@ inline const QString QWDBMetadataCursorKey = QStringLiteral("Cursor");
 // Keys in the host's user defaults.
 inline const QString QWDBNeedToUploadSyncedPreferencesPrefKey = QStringLiteral("NeedToUploadPrefKey");
 inline const QString QWDBLastTimeTokenExpiredPrefKey = QStringLiteral("LastTimeTokenExpired");
-inline const QString QWDBLastTimeLoadedDeltaUpdatesPrefKey =
-    QStringLiteral("LastTimeLoadedDelta"); // for the host's use
+// For the host's use.
+inline const QString QWDBLastTimeLoadedDeltaUpdatesPrefKey = QStringLiteral("LastTimeLoadedDelta");
 
 // Posted when the shared engine was replaced; its object is the new one, or nothing.
 inline const QString QWDropboxSyncCoreDataSharedInstanceChangedNotification =

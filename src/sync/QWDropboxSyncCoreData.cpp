@@ -1,16 +1,16 @@
 // Lifecycle and status.
 //
-// Started by the host: construction, activation with a client. Ended by `deactivateSync`, by a refused token, by
-// destruction.
+// Started by the host: construction, activation with a client. Ended by
+// `deactivateSync`, by a refused token, by destruction.
 //
-// States (`status`): disabled (3) from construction and after `deactivateSync`; token invalid (4) after a 401; in
-// between active: idle (0), looking for or downloading remote changes (1), uploading (2).
+// States (`status`): disabled (3) from construction and after `deactivateSync`; token invalid (4) after a
+// 401; in between active: idle (0), looking for or downloading remote changes (1), uploading (2).
 //
 // Invariants:
 // - Changes of the main context are observed, and queued, from construction to destruction; only a merge
-//   (CacheStore) suspends it.
-// - Stopping empties what is in flight and what waits to be imported, never the rows of the queue, so nothing is
-//   lost by it: the rows wait again, and the next query starts from the cursor of the last complete batch.
+//   (Merge) suspends it.
+// - Stopping empties what is in flight and what waits to be imported, never the rows of the queue, so nothing
+//   is lost by it: the rows wait again, and the next query starts from the cursor of the last complete batch.
 #include "sync/QWDropboxSyncCoreData.h"
 
 #include "platform/text/QWText.h"
@@ -27,7 +27,7 @@ std::shared_ptr<QWDropboxSyncCoreData>& sharedEngine() {
 
 } // namespace
 
-// Shared instance ------------------------------------------------------------------------------------------------
+// Shared instance -------------------------------------------------------------------------------------------
 
 std::shared_ptr<QWDropboxSyncCoreData> QWDropboxSyncCoreData::sharedInstance() {
     return sharedEngine();
@@ -41,7 +41,7 @@ void QWDropboxSyncCoreData::setSharedInstance(std::shared_ptr<QWDropboxSyncCoreD
     center.post({QWDropboxSyncCoreDataSharedInstanceChangedNotification, sharedEngine().get(), {}});
 }
 
-// Construction ---------------------------------------------------------------------------------------------------
+// Construction ----------------------------------------------------------------------------------------------
 
 QWDropboxSyncCoreData::QWDropboxSyncCoreData(std::shared_ptr<QWManagedObjectContext> mainManagedObjectContext,
                                              const QStringList& entityNames, const QUrl& localCacheURL)
@@ -68,7 +68,7 @@ void QWDropboxSyncCoreData::observeMainContext() {
         [this](const QWObjectsDidChangeNotice& notice) { mainManagedObjctContextObjectsChanged(notice); });
 }
 
-// Activation -----------------------------------------------------------------------------------------------------
+// Activation ------------------------------------------------------------------------------------------------
 
 void QWDropboxSyncCoreData::activateSyncWithDropboxRestClient(std::shared_ptr<DBRestClient> client) {
     if (client && client != dropboxRestClient_)
@@ -122,7 +122,7 @@ void QWDropboxSyncCoreData::applicationWillClose() {
     saveManagedObjectContexes();
 }
 
-// Status ---------------------------------------------------------------------------------------------------------
+// Status ----------------------------------------------------------------------------------------------------
 
 bool QWDropboxSyncCoreData::isSyncEnabled() const {
     return status() != QWDropboxSyncStatusTokenInvalid || status() != QWDropboxSyncStatusDisabled;
@@ -143,7 +143,7 @@ void QWDropboxSyncCoreData::setDelegate(QWDropboxSyncCoreDataDelegate* delegate,
     delegateLifetime_ = lifetime;
 }
 
-// Companions -----------------------------------------------------------------------------------------------------
+// Companions ------------------------------------------------------------------------------------------------
 
 QWDropboxSyncManagedObjectDictionaryExporter& QWDropboxSyncCoreData::syncDictionaryExporter() {
     if (!syncDictionaryExporter_)

@@ -23,9 +23,9 @@ class QWDropboxSyncManagedObjectDictionaryImporter;
 class QWManagedObjectWithSyncSupport;
 class QWTimer;
 
-// Keeps the records of a host's store in step with an application folder in the cloud. The host makes one engine
-// for its main context and gives it a client when the user has signed in; from its construction on every change
-// of a synced record is queued, also while nobody is signed in.
+// Keeps the records of a host's store in step with an application folder in the cloud. The host makes one
+// engine for its main context and gives it a client when the user has signed in; from its construction on
+// every change of a synced record is queued, also while nobody is signed in.
 //
 //     QWDropboxSyncCoreData engine(mainContext, {"Author", "Book"}, QUrl::fromLocalFile(cacheFolder));
 //     engine.setDelegate(&host, &host);
@@ -43,9 +43,10 @@ class QWTimer;
 // | Full re-upload and bulk update | QWDropboxSyncCoreData_FullReupload.cpp |
 // | Recovery after a crash or a discard | QWDropboxSyncCoreData_Recovery.cpp |
 //
-// The client's answers come in by the DBRestClientDelegate operations; each stands in the file of its main case
-// and forks from there. Everything runs on the thread of the main context. The run loop, the clock, the files, the
-// user defaults, the notification centre and the error presenter are those of the main context's coordinator.
+// The client's answers come in by the DBRestClientDelegate operations; each stands in the
+// file of its main case and forks from there. Everything runs on the thread of the main
+// context. The run loop, the clock, the files, the user defaults, the notification centre and
+// the error presenter are those of the main context's coordinator.
 class QWDropboxSyncCoreData final : public QObject, public DBRestClientDelegate {
     Q_OBJECT
     // Their signals come with every set, equal values too, before the setter returns.
@@ -54,26 +55,32 @@ class QWDropboxSyncCoreData final : public QObject, public DBRestClientDelegate 
                    NOTIFY numberOfItemsToProcessChanged)
 
 public:
-    // Lifecycle and status ------------------------------------------------------------------------------------
+    // Lifecycle and status ----------------------------------------------------------------------------------
 
-    // The engine that user interface elements follow; null until it is set. Held until it is replaced, which
-    // posts QWDropboxSyncCoreDataSharedInstanceChangedNotification on the notification centre of the new engine
-    // or, when there is none, of the one that goes. Replace it by null before the application object goes.
+    // The engine that user interface elements follow; null until it is set. Held until it
+    // is replaced, which posts QWDropboxSyncCoreDataSharedInstanceChangedNotification on
+    // the notification centre of the new engine or, when there is none, of the one that
+    // goes. Replace it by null before the application object goes.
     static std::shared_ptr<QWDropboxSyncCoreData> sharedInstance();
     static void setSharedInstance(std::shared_ptr<QWDropboxSyncCoreData> instance);
 
-    // `entityNames` are the synced entities in order of dependency: a record may refer to those of its own entity
-    // and of the entities before it. `localCacheURL` is a folder of this engine's own, made when missing.
+    // `entityNames` are the synced entities in order of dependency: a record may
+    // refer to those of its own entity and of the entities before it.
+    // `localCacheURL` is a folder of this engine's own, made when missing.
     QWDropboxSyncCoreData(std::shared_ptr<QWManagedObjectContext> mainManagedObjectContext,
                           const QStringList& entityNames, const QUrl& localCacheURL);
     ~QWDropboxSyncCoreData() override;
 
     // Starts to synchronise; without a client, with the one given before. Again after `deactivateSync` or a
-    // refused token.
+    // refused token. The first time ever, and after a refused token, the sync folder is looked up before
+    // anything else; when that look-up fails otherwise than by a missing folder or a refused token, it is not
+    // repeated and the status stays QWDropboxSyncStatusCheckingForUpdates until the host activates again.
     void activateSyncWithDropboxRestClient(std::shared_ptr<DBRestClient> client);
     // Stops. Answers that are still out and timers that are pending arrive all the same.
     void deactivateSync();
+    // What a 401 to any request does: stops, notes it for the next activation and tells the delegate.
     void tokenBecameInvalid();
+    // Saves what is unsaved in the engine's own contexts; called when the application is about to terminate.
     void applicationWillClose();
     // YES in every state: whoever asks checks the status as well.
     bool isSyncEnabled() const;
@@ -91,12 +98,14 @@ public:
     // When the last complete delta arrived; null before.
     QDateTime lastTimeQueriedDeltaEntries() const { return _lastTimeQueriedDeltaEntries; }
 
+    // The engine's own, for its entities: made on first use, gone with the engine.
     QWDropboxSyncManagedObjectDictionaryExporter& syncDictionaryExporter();
     QWDropboxSyncManagedObjectDictionaryImporter& syncDictionaryImporter();
 
-    // Cache store ---------------------------------------------------------------------------------------------
+    // Cache store -------------------------------------------------------------------------------------------
 
-    // Made on first use. The coordinator is without a store, and the log says why, when the file cannot be opened.
+    // Made on first use. The coordinator is without a store, and the log says why,
+    // when the file cannot be opened.
     const std::shared_ptr<QWManagedObjectModel>& dropboxCacheManagedObjectModel();
     const std::shared_ptr<QWPersistentStoreCoordinator>& dropboxCachePersistentStoreCoordinator();
     const std::shared_ptr<QWManagedObjectContext>& dropboxCacheManagedObjectContext();
@@ -106,49 +115,56 @@ public:
     QWRef<Metadata> metadataWithKey(const QString& key);
     // What cannot be saved is shown to the user and stays in the context for the next save.
     void saveCacheContext();
+    // The same for the sync support context, if there is one, and then for the cache context.
     void saveManagedObjectContexes();
     // Rows of the queue, those in flight included.
     qint64 numberOfObjectsWaitingSync();
 
-    // Change capture ------------------------------------------------------------------------------------------
+    // Change capture ----------------------------------------------------------------------------------------
 
+    // Queues a change, unsaved. `action`, a QWDropboxSyncAction, overrides that of an earlier change that waits
+    // still; an object in flight is marked, so that it is processed again.
     void insertInSyncQueueManagedObject(QWManagedObjectWithSyncSupport& object, qint32 action);
-    // The row of an object; null when there is none, unless it is to be made, unsaved. An object without a uuid
-    // that can name a file never gets one. Two rows are a programming error: "[fetchedObjects count] == 1".
+    // The row of an object; null when there is none, unless it is to be made,
+    // unsaved. An object without a uuid that can name a file never gets one. Two
+    // rows are a programming error: "[fetchedObjects count] == 1".
     QWRef<ObjectWaitingSync> objectWaitingSyncForObject(const QWManagedObjectWithSyncSupport& object,
                                                         bool createIfNotExisting);
 
-    // Upload --------------------------------------------------------------------------------------------------
+    // Upload ------------------------------------------------------------------------------------------------
 
+    // Whether fewer objects are in flight than may be.
     bool canUploadAnotherObject() const;
     // Sends waiting rows until the pool is full.
     void beginSyncOfObjectsWaitingSync();
     qint64 numberOfObjectsSyncing() const { return objectsSyncing_.count(); }
 
+    // The remote files of an object: "Entity!!!UUID.data", and "Entity!!!UUID.image" of its image.
     QString fileNameWithUUID(const QString& uuid, const QString& entityName, bool isImage) const;
     QString fileNameForObjectWaitingToSync(const ObjectWaitingSync& row, bool isImage) const;
 
-    // Delta download ------------------------------------------------------------------------------------------
+    // Delta download ----------------------------------------------------------------------------------------
 
     // Asks the cloud for changes since the last batch.
     void loadDeltaPotentialUpdates();
     // Entries received and not yet finished.
     const QWDeltaQueue& deltaEntriesToImport() const { return deltaEntriesToImport_; }
 
-    // Merge ---------------------------------------------------------------------------------------------------
+    // Merge -------------------------------------------------------------------------------------------------
 
-    // The context on the host's store in which a batch is applied; made on first use, released after the batch.
+    // The context on the host's store in which a batch is applied; made on first
+    // use, released after the batch.
     const std::shared_ptr<QWManagedObjectContext>& syncSupportManagedObjectContextCopy();
     void setSyncSupportManagedObjectContextCopy(std::shared_ptr<QWManagedObjectContext> context);
-    // Saves the batch and merges it into the main context, whatever the host has changed meanwhile. False when
-    // the store takes nothing; the user has been told then.
+    // Saves the batch and merges it into the main context, whatever the host has changed meanwhile. False
+    // when the store takes nothing; the user has been told then.
     bool saveSyncSupportContext();
 
-    // Full re-upload and bulk update --------------------------------------------------------------------------
+    // Full re-upload and bulk update ------------------------------------------------------------------------
 
-    // Queues the objects that are synced records, as one edit made at `date`: stamps those whose date was not
-    // set explicitly; skips those whose change does not matter or, with `askDelegateConfirmation`, those that the
-    // delegate does not want sent.
+    // Queues the objects that are synced records, as one edit made at `date`: stamps those whose date
+    // was not set explicitly; skips those whose change does not matter or, with
+    // `askDelegateConfirmation`, those that the delegate does not want sent.
     void updateObjects(const QWManagedObjectSet& objects, const QDateTime& date, qint32 action,
                        bool askDelegateConfirmation);
     bool isUsefullToUpdateDateModifiedOfObject(const QWManagedObjectWithSyncSupport& object);
@@ -157,7 +173,7 @@ public:
     // Forgets every remote revision and queues every object. Dates stay as they are.
     void resetSyncAndUploadAllItems();
 
-    // DBRestClientDelegate ------------------------------------------------------------------------------------
+    // DBRestClientDelegate ----------------------------------------------------------------------------------
 
     void restClientLoadedDeltaEntries(DBRestClient& client, const QList<DBDeltaEntryRef>& entries, bool reset,
                                       const QString& cursor, bool hasMore) override;
@@ -180,7 +196,7 @@ Q_SIGNALS:
 private:
     friend struct QWDropboxSyncCoreDataProbe; // tests/sync: the one door to what follows
 
-    // Lifecycle -----------------------------------------------------------------------------------------------
+    // Lifecycle ---------------------------------------------------------------------------------------------
 
     QWEnvironment& environment() const { return mainManagedObjectContext_->environment(); }
     QString localPath(const QString& fileName) const; // in the cache folder
@@ -189,18 +205,19 @@ private:
     // Runs `block` once; pending until then in `scheduledTimers_`, whatever the status.
     void scheduleTimer(double seconds, std::function<void()> block);
 
-    // Cache store ---------------------------------------------------------------------------------------------
+    // Cache store -------------------------------------------------------------------------------------------
 
+    // False when the save failed. `operation` is who saves, for the log.
     bool saveContext(QWManagedObjectContext& context, const char* operation);
     void deleteAllResultOfFetchRequest(const QWFetchRequest& request);
     void deleteObjectWaitingSync(ObjectWaitingSync& row);
     void recordFileMetadata(const DBMetadata& metadata, const QString& localPath = {});
 
-    // Change capture ------------------------------------------------------------------------------------------
+    // Change capture ----------------------------------------------------------------------------------------
 
     void mainManagedObjctContextObjectsChanged(const QWObjectsDidChangeNotice& notice);
 
-    // Upload --------------------------------------------------------------------------------------------------
+    // Upload ------------------------------------------------------------------------------------------------
 
     std::vector<QWRef<ObjectWaitingSync>> nextObjectsWaitingSync();
     // False when the object does not exist any more: the row is dropped.
@@ -220,12 +237,13 @@ private:
     bool hasImageChangedSinceItWasSent(const QString& path);
     void dateImageAfterItsRemoteCopy(const QString& path, const DBMetadata& metadata);
     bool isReplaced(const ObjectWaitingSync& row);
-    // One request of the row was answered; whether it was the last. A row that is not known counts as finished.
+    // One request of the row was answered; whether it was the last. A row that is
+    // not known counts as finished.
     bool finishRequestOfRow(const QWRef<ObjectWaitingSync>& row);
     void sendObjectWhoseFilesAreGone(const ObjectWaitingSync& row);
     void removeFromSyncingAndDeleteFromContextObject(const QWRef<ObjectWaitingSync>& row);
 
-    // Delta download ------------------------------------------------------------------------------------------
+    // Delta download ----------------------------------------------------------------------------------------
 
     void addDeletionsOfResetListing();
     void scheduleNextDeltaEntryCheckWithLastSucceded(bool succeeded);
@@ -240,7 +258,7 @@ private:
     void emptyDeltaEntries();
     void downloadDataWithDropboxMetadata(const DBMetadata& metadata);
 
-    // Import --------------------------------------------------------------------------------------------------
+    // Import ------------------------------------------------------------------------------------------------
 
     // The object that a remote file belongs to, in the sync support context.
     QWRef<QWManagedObjectWithSyncSupport> objectReferencedWithLowerCaseFileName(const QString& fileName,
@@ -259,7 +277,7 @@ private:
     // Notes a file that this library can do nothing with; `localPath` is where it was downloaded.
     void ignoreFile(const QString& reason, const DBMetadata& metadata, const QString& localPath = {});
 
-    // Merge ---------------------------------------------------------------------------------------------------
+    // Merge -------------------------------------------------------------------------------------------------
 
     void giveWayToMainContext(QWManagedObjectContext& context);
     void reconcilePlaceholders(QWManagedObjectContext& context);
@@ -268,14 +286,14 @@ private:
     void replaceInsertionsOfMainContext(const QWDidSaveNotice& notice);
     void replaceInsertionsOfBatch(const QWDidSaveNotice& notice);
 
-    // Full re-upload ------------------------------------------------------------------------------------------
+    // Full re-upload ----------------------------------------------------------------------------------------
 
     void fetchAllItemsForUpload();
     void fetchAllItemsForUploadWithEntityName(const QString& entityName);
     void deleteAllFileMetadata();
     void deleteObjectWaitingSyncWithActionDelete();
 
-    // Recovery ------------------------------------------------------------------------------------------------
+    // Recovery ----------------------------------------------------------------------------------------------
 
     QWDropboxSyncJournal& journal();
     void noteDeletions(const QWManagedObjectSet& records);
@@ -292,7 +310,7 @@ private:
     void recover(const std::function<bool(const QWSyncedIdentity&)>& isLost);
     void sendObjectsWhoseDeletionWasLost();
 
-    // Fields --------------------------------------------------------------------------------------------------
+    // Fields ------------------------------------------------------------------------------------------------
 
     // Given by the host.
     std::shared_ptr<DBRestClient> dropboxRestClient_; // at activation
@@ -331,8 +349,8 @@ private:
 
     // Recovery.
     std::unique_ptr<QWDropboxSyncJournal> journal_; // made on first use
-    std::set<QWSyncedIdentity>
-        objectsDeletedUnsaved_;  // in the main context. Written by change capture and recovery
+    // In the main context. Written by change capture and recovery.
+    std::set<QWSyncedIdentity> objectsDeletedUnsaved_;
     bool isRecoveryDue_ = false; // something was discarded
 
     // Every concern.

@@ -1,13 +1,13 @@
 // Cache store: the engine's own books.
 //
-// Made on first use; lives as long as the engine. Ends with the last save, at the latest when the application closes.
+// Made on first use; lives as long as the engine. Ends with the last save, at the
+// latest when the application closes.
 //
 // Invariants:
 // - One context reads and writes the cache store.
 // - Rows leave by `deleteObjectWaitingSync` only, so that those in flight are told.
 #include "sync/QWDropboxSyncCoreData.h"
 
-#include "platform/text/QWText.h"
 #include "sync/QWSyncLog_p.h"
 
 namespace {
@@ -63,7 +63,7 @@ qint64 QWDropboxSyncCoreData::numberOfObjectsWaitingSync() {
         .value_or(0);
 }
 
-// Saving ---------------------------------------------------------------------------------------------------------
+// Saving ----------------------------------------------------------------------------------------------------
 
 bool QWDropboxSyncCoreData::saveContext(QWManagedObjectContext& context, const char* operation) {
     if (!context.commitEditing())
@@ -87,7 +87,7 @@ void QWDropboxSyncCoreData::saveManagedObjectContexes() {
     saveCacheContext();
 }
 
-// Rows -----------------------------------------------------------------------------------------------------------
+// Rows ------------------------------------------------------------------------------------------------------
 
 void QWDropboxSyncCoreData::deleteAllResultOfFetchRequest(const QWFetchRequest& request) {
     const auto found = dropboxCacheManagedObjectContext()->fetch(request);

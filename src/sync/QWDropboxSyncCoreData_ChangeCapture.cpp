@@ -1,7 +1,7 @@
 // Change capture: from the main context's change notices to rows of the queue.
 //
-// Started by every change notice of the main context, whatever the status. Ends with the cache context saved and
-// the upload pool started on a later turn of the run loop.
+// Started by every change notice of the main context, whatever the status. Ends with the cache context saved
+// and the upload pool started on a later turn of the run loop.
 //
 // Invariants:
 // - At most one row for each object; its action is that of the latest change.

@@ -1,16 +1,18 @@
 // Delta download: from the change feed of the cloud to files on this machine.
 //
-// Started by activation, by a poll timer and by the host. A query collects pages until there are no more; the
-// entries are sorted and then worked off by one loop: what is of no use is dropped, deletions are applied at once,
-// at most five files are out at a time, and each one that arrives (Import) runs the loop again. Ends with the cursor
-// saved, the batch merged into the main context, the uploads started and the next poll set for 600 seconds later.
+// Started by activation, by a poll timer and by the host. A query collects pages until there are no
+// more; the entries are sorted and then worked off by one loop: what is of no use is dropped,
+// deletions are applied at once, at most five files are out at a time, and each one that arrives
+// (Import) runs the loop again. Ends with the cursor saved, the batch merged into the main context,
+// the uploads started and the next poll set for 600 seconds later.
 //
-// States of an entry: to import; in process as well, while its file is out; finished, which takes it out of both.
+// States of an entry: to import; in process as well, while its file is out;
+// finished, which takes it out of both.
 //
 // Invariants:
 // - The saved cursor is that of the last batch whose every entry was finished.
-// - What is in process is to import, too. A file that has vanished (404) is never finished, so it holds its batch
-//   open until deactivation or a full re-upload.
+// - What is in process is to import, too. A file that has vanished (404) is never finished, so it
+//   holds its batch open until deactivation or a full re-upload.
 // - Nothing but a 401 ends the polling: a failed query is repeated after 10 seconds, as is a failed download.
 #include "sync/QWDropboxSyncCoreData.h"
 
@@ -26,7 +28,7 @@
 using qw::sync::requestFailure;
 using qw::sync::RequestFailure;
 
-// Query ----------------------------------------------------------------------------------------------------------
+// Query -----------------------------------------------------------------------------------------------------
 
 void QWDropboxSyncCoreData::loadDeltaPotentialUpdates() {
     setStatus(QWDropboxSyncStatusCheckingForUpdates);
@@ -72,7 +74,8 @@ void QWDropboxSyncCoreData::scheduleNextDeltaEntryCheckWithLastSucceded(bool suc
                   [this] { loadDeltaPotentialUpdates(); });
 }
 
-// A file that waits to be sent, or whose deletion does, is not deleted here: its upload settles what becomes of it.
+// A file that waits to be sent, or whose deletion does, is not deleted here: its
+// upload settles what becomes of it.
 void QWDropboxSyncCoreData::addDeletionsOfResetListing() {
     auto& context = *dropboxCacheManagedObjectContext();
     const auto uuidOf = [](const QString& fileName) {
@@ -96,7 +99,7 @@ void QWDropboxSyncCoreData::addDeletionsOfResetListing() {
     resetListing_.end();
 }
 
-// The loop -------------------------------------------------------------------------------------------------------
+// The loop --------------------------------------------------------------------------------------------------
 
 DBDeltaEntryRef QWDropboxSyncCoreData::extractNextDeltaEntryToProcess() {
     return deltaEntriesToImport_.next(deltaEntriesInProcess_);
@@ -164,7 +167,7 @@ void QWDropboxSyncCoreData::finishDeltaBatch() {
     scheduleNextDeltaEntryCheckWithLastSucceded(true);
 }
 
-// Entries --------------------------------------------------------------------------------------------------------
+// Entries ---------------------------------------------------------------------------------------------------
 
 DBDeltaEntryRef QWDropboxSyncCoreData::deltaEntryForFileNamed(const QString& fileName) const {
     return deltaEntriesInProcess_.value(qw::text::lowercase(fileName));
@@ -190,7 +193,7 @@ void QWDropboxSyncCoreData::emptyDeltaEntries() {
     resetListing_.end();
 }
 
-// Downloads ------------------------------------------------------------------------------------------------------
+// Downloads -------------------------------------------------------------------------------------------------
 
 void QWDropboxSyncCoreData::downloadDataWithDropboxMetadata(const DBMetadata& metadata) {
     dropboxRestClient_->loadFile(metadata.path, localPath(*qw::sync::downloadFileName(metadata.filename())));
@@ -215,7 +218,7 @@ void QWDropboxSyncCoreData::restClientLoadFileFailedWithError(DBRestClient&, con
     }
 }
 
-// Metadata of the sync folder ------------------------------------------------------------------------------------
+// Metadata of the sync folder -------------------------------------------------------------------------------
 
 void QWDropboxSyncCoreData::restClientLoadedMetadata(DBRestClient&, const DBMetadata& metadata) {
     if (!isEqualToDropboxPath(metadata.path, QWDBFileCacheDirectoryInDropboxFolder))

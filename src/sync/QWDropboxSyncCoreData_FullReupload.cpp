@@ -1,9 +1,9 @@
 // Full re-upload and bulk update: what acts on many objects at once.
 //
-// The bulk update is the filter between the main context's change notices and the queue; it is started by change
-// capture, or by the host, and has no state. The full re-upload is started when the sync folder is found missing
-// (at activation, or by its deletion in a delta) and ends with every object queued; whoever started it sets the
-// status.
+// The bulk update is the filter between the main context's change notices and the queue; it is
+// started by change capture, or by the host, and has no state. The full re-upload is started
+// when the sync folder is found missing (at activation, or by its deletion in a delta) and ends
+// with every object queued; whoever started it sets the status.
 //
 // Invariants:
 // - The bulk update leaves the one-pass flag of every synced record that it was given down.
@@ -11,9 +11,8 @@
 #include "sync/QWDropboxSyncCoreData.h"
 
 #include "core/QWManagedObjectWithSyncSupport.h"
-#include "sync/QWSyncFileNames.h"
 
-// Bulk update ----------------------------------------------------------------------------------------------------
+// Bulk update -----------------------------------------------------------------------------------------------
 
 void QWDropboxSyncCoreData::updateObjects(const QWManagedObjectSet& objects, const QDateTime& date,
                                           qint32 action, bool askDelegateConfirmation) {
@@ -36,8 +35,8 @@ void QWDropboxSyncCoreData::updateObjects(const QWManagedObjectSet& objects, con
     }
 }
 
-// A date on its own is no change worth sending (the stamp of the pass before comes back as one), unless it stands
-// for a new image, which the store does not see.
+// A date on its own is no change worth sending (the stamp of the pass before comes back as one),
+// unless it stands for a new image, which the store does not see.
 bool QWDropboxSyncCoreData::isUsefullToUpdateDateModifiedOfObject(
     const QWManagedObjectWithSyncSupport& object) {
     const QStringList keys = object.changedKeysForCurrentEvent();
@@ -50,7 +49,7 @@ bool QWDropboxSyncCoreData::isUsefullToUpdateDateModifiedOfObject(
     return isImagePending && !objectWaitingSyncForObject(object, false);
 }
 
-// Full re-upload -------------------------------------------------------------------------------------------------
+// Full re-upload --------------------------------------------------------------------------------------------
 
 void QWDropboxSyncCoreData::checkIsSyncNeedToBeResetted() {
     setStatus(QWDropboxSyncStatusCheckingForUpdates);

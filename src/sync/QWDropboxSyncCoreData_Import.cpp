@@ -1,12 +1,12 @@
 // Import: what a downloaded file, or a deletion, does to the records of the host.
 //
-// Started by a finished download or by the delta loop at a deletion; ends with the entry finished, the cache context
-// saved and, after a download, the delta loop run again.
+// Started by a finished download or by the delta loop at a deletion; ends with the entry finished, the cache
+// context saved and, after a download, the delta loop run again.
 //
 // Invariants:
 // - Records change in the sync support context only; they reach the main context when the batch ends.
-// - Whatever a file holds or is called, its entry is finished. One that cannot be read or placed here keeps its entry
-//   until it can: it is tried again every 10 seconds.
+// - Whatever a file holds or is called, its entry is finished. One that cannot be read or placed here keeps
+//   its entry until it can: it is tried again every 10 seconds.
 #include "sync/QWDropboxSyncCoreData.h"
 
 #include "core/QWManagedObjectWithSyncSupport.h"
@@ -43,7 +43,8 @@ void QWDropboxSyncCoreData::restClientLoadedFile(DBRestClient&, const QString& l
     beginProcessOfNextDeltaEntryWaiting();
 }
 
-// This machine's trouble, such as a full disk, is waited out. A batch that was given up meanwhile comes again.
+// This machine's trouble, such as a full disk, is waited out. A batch that was given
+// up meanwhile comes again.
 void QWDropboxSyncCoreData::repeatImportOfFile(const QString& localPath, const DBMetadata& metadata,
                                                bool isRecord) {
     const auto entry = deltaEntryForFileNamed(metadata.filename());
@@ -57,7 +58,7 @@ void QWDropboxSyncCoreData::repeatImportOfFile(const QString& localPath, const D
     });
 }
 
-// Records --------------------------------------------------------------------------------------------------------
+// Records ---------------------------------------------------------------------------------------------------
 
 bool QWDropboxSyncCoreData::importRecord(const QString& localPath, const DBMetadata& metadata) {
     QWError error;
@@ -97,8 +98,8 @@ bool QWDropboxSyncCoreData::importRecord(const QString& localPath, const DBMetad
     return true;
 }
 
-// A record that this batch has made may have several files in it: its own, and the copies of a conflict. The importer
-// takes any of them, since the record was never saved; the later one wins.
+// A record that this batch has made may have several files in it: its own, and the copies of a conflict. The
+// importer takes any of them, since the record was never saved; the later one wins.
 bool QWDropboxSyncCoreData::isOvertakenInBatch(const QWManagedObjectWithSyncSupport& object,
                                                const QVariantMap& record) const {
     const QDateTime present = object.dateModified();
@@ -109,9 +110,9 @@ bool QWDropboxSyncCoreData::isOvertakenInBatch(const QWManagedObjectWithSyncSupp
     return !qw::sync::receivedVersionWins(received, present);
 }
 
-// The copy's revision is known only to the client whose upload the cloud made it of. That client is about to remove
-// the one place where its version stands, so it sends it again. What was merged, or is to be sent, must be saved
-// before the copy goes.
+// The copy's revision is known only to the client whose upload the cloud made it of. That client
+// is about to remove the one place where its version stands, so it sends it again. What was
+// merged, or is to be sent, must be saved before the copy goes.
 void QWDropboxSyncCoreData::finishConflictedCopy(QWManagedObjectWithSyncSupport& object,
                                                  const DBMetadata& metadata) {
     const QString path = qw::sync::remotePath(metadata.filename());
@@ -134,8 +135,8 @@ void QWDropboxSyncCoreData::finishConflictedCopiesOfBatch(bool isSaved) {
         dropboxRestClient_->deletePath(path);
 }
 
-// An object that only the running batch has is queued when it has been saved: until then its row would seem to stand
-// for nothing.
+// An object that only the running batch has is queued when it has been saved: until
+// then its row would seem to stand for nothing.
 void QWDropboxSyncCoreData::queueForUpload(const QWManagedObjectWithSyncSupport& object) {
     if (object.isInserted() && object.managedObjectContext() == syncSupportManagedObjectCopy_.get())
         objectsToSendAfterBatch_.insert(QWSyncedIdentity(object));
@@ -143,8 +144,8 @@ void QWDropboxSyncCoreData::queueForUpload(const QWManagedObjectWithSyncSupport&
         row->setAction(QWDropboxSyncActionInsertOrUpdate);
 }
 
-// The waiting deletion of the object that a file belongs to, when the object has gone. A copy of a conflict, or an
-// image, does not bring it back.
+// The waiting deletion of the object that a file belongs to, when the object has gone.
+// A copy of a conflict, or an image, does not bring it back.
 QWRef<ObjectWaitingSync> QWDropboxSyncCoreData::rowOfDeletedObject(const QString& fileName) {
     const auto named = qw::sync::objectNamedByFile(fileName);
     const auto row = named && !objectReferencedWithLowerCaseFileName(fileName, false)
@@ -153,7 +154,7 @@ QWRef<ObjectWaitingSync> QWDropboxSyncCoreData::rowOfDeletedObject(const QString
     return row && row->action() == QWDropboxSyncActionDelete ? row : QWRef<ObjectWaitingSync>();
 }
 
-// Images ---------------------------------------------------------------------------------------------------------
+// Images ----------------------------------------------------------------------------------------------------
 
 bool QWDropboxSyncCoreData::importImage(const QString& localPath, const DBMetadata& metadata) {
     const auto known = objectReferencedWithLowerCaseFileName(metadata.filename(), false);
@@ -174,7 +175,8 @@ bool QWDropboxSyncCoreData::importImage(const QString& localPath, const DBMetada
         ignoreFile(QStringLiteral("its object has no image"), metadata, localPath);
         return true;
     }
-    // The record's file counts as known from now on, so that its deletion, should it never arrive, is not passed over.
+    // The record's file counts as known from now on, so that its deletion, should it
+    // never arrive, is not passed over.
     if (!known)
         fileMetadataManager().fileMetadataForFileName(
             fileNameWithUUID(object->uuid(), object->entity().name(), false), true);
@@ -196,7 +198,7 @@ bool QWDropboxSyncCoreData::importImage(const QString& localPath, const DBMetada
     return true;
 }
 
-// Deletions ------------------------------------------------------------------------------------------------------
+// Deletions -------------------------------------------------------------------------------------------------
 
 void QWDropboxSyncCoreData::processDeleteFromDeltaEntry(const DBDeltaEntry& entry) {
     const QString name = qw::text::deletingPathExtension(qw::text::lastPathComponent(entry.lowercasePath));
@@ -215,10 +217,10 @@ void QWDropboxSyncCoreData::deleteImageOfObject(const QWManagedObjectWithSyncSup
         environment().files().remove(imagePath);
 }
 
-// Objects --------------------------------------------------------------------------------------------------------
+// Objects ---------------------------------------------------------------------------------------------------
 
-// Null for a name without its second piece, for an entity that the model lacks and for one whose records are not
-// synced.
+// Null for a name without its second piece, for an entity that the model lacks and
+// for one whose records are not synced.
 QWRef<QWManagedObjectWithSyncSupport>
 QWDropboxSyncCoreData::objectReferencedWithLowerCaseFileName(const QString& fileName,
                                                              bool createIfNotExisting) {

@@ -1,20 +1,20 @@
 // Merge: how a batch that was applied in the sync support context reaches the host's store and main context.
 //
-// Started at the end of a batch, and when the application closes in the middle of one. The host may hold another
-// version of a record that the batch has received: unsaved in the main context, or saved since the batch read it.
-// Before the save the batch's version gives way where the host's unsaved one wins; during it the merge function
-// decides about saved ones; between save and merge the host's unsaved versions that lost give way.
+// Started at the end of a batch, and when the application closes in the middle of one. The host
+// may hold another version of a record that the batch has received: unsaved in the main context,
+// or saved since the batch read it. Before the save the batch's version gives way where the
+// host's unsaved one wins; during it the merge function decides about saved ones; between save
+// and merge the host's unsaved versions that lost give way.
 //
 // Invariants:
-// - One version of a record wins whole: the one with the later date, the host's on a tie; a deletion wins over any
-//   version of the other side. What the host wins is queued, since the import has dropped its row.
+// - One version of a record wins whole: the one with the later date, the host's on a tie; a deletion wins
+//   over any version of the other side. What the host wins is queued, since the import has dropped its row.
 // - Other people's changes never fail the save of a batch.
 // - What the merge changes in the main context is not seen as an edit of the host's.
 // - One uuid stays one record, also when both contexts have inserted it.
 #include "sync/QWDropboxSyncCoreData.h"
 
 #include "core/QWManagedObjectWithSyncSupport.h"
-#include "platform/text/QWText.h"
 #include "sync/QWRecordVersions.h"
 
 using qw::sync::RecordReplacement;
@@ -37,7 +37,7 @@ Insertions insertionsOf(const QWManagedObjectContext& context) {
 
 } // namespace
 
-// The context ----------------------------------------------------------------------------------------------------
+// The context -----------------------------------------------------------------------------------------------
 
 const std::shared_ptr<QWManagedObjectContext>& QWDropboxSyncCoreData::syncSupportManagedObjectContextCopy() {
     if (syncSupportManagedObjectCopy_)
@@ -56,7 +56,7 @@ void QWDropboxSyncCoreData::setSyncSupportManagedObjectContextCopy(
     objectsToSendAfterBatch_.clear();
 }
 
-// Saving ---------------------------------------------------------------------------------------------------------
+// Saving ----------------------------------------------------------------------------------------------------
 
 bool QWDropboxSyncCoreData::saveSyncSupportContext() {
     const auto context = syncSupportManagedObjectContextCopy();
@@ -70,8 +70,8 @@ bool QWDropboxSyncCoreData::saveSyncSupportContext() {
     return true;
 }
 
-// The host's pending edits are stamped and queued first, so that their dates count. A record that the batch has
-// touched without receiving it (the far end of a link) follows whatever the main context has saved.
+// The host's pending edits are stamped and queued first, so that their dates count. A record that the batch
+// has touched without receiving it (the far end of a link) follows whatever the main context has saved.
 void QWDropboxSyncCoreData::giveWayToMainContext(QWManagedObjectContext& context) {
     mainManagedObjectContext_->processPendingChanges();
     context.processPendingChanges();
@@ -93,9 +93,9 @@ void QWDropboxSyncCoreData::giveWayToMainContext(QWManagedObjectContext& context
     }
 }
 
-// A record without date was made for a reference or an image whose record has not arrived. Its waiting row is older:
-// an insertion that died unsaved, which would send an empty record, or a deletion, which stands. (If the host holds
-// the insertion still, the two become one in the merge, and that is queued.)
+// A record without date was made for a reference or an image whose record has not arrived. Its waiting row is
+// older: an insertion that died unsaved, which would send an empty record, or a deletion, which stands. (If
+// the host holds the insertion still, the two become one in the merge, and that is queued.)
 void QWDropboxSyncCoreData::reconcilePlaceholders(QWManagedObjectContext& context) {
     for (const auto& record : context.insertedObjects()) {
         auto* object = synced(record);
@@ -127,7 +127,7 @@ QWMergeDecision QWDropboxSyncCoreData::decideConflict(const QWSaveConflict& conf
     return QWMergeDecision::TakeStored;
 }
 
-// Merging --------------------------------------------------------------------------------------------------------
+// Merging ---------------------------------------------------------------------------------------------------
 
 void QWDropboxSyncCoreData::syncSupportManagedObjectContextDidSave(const QWDidSaveNotice& notice) {
     mainManagedObjectContext_->processPendingChanges();

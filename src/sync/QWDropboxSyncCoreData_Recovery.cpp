@@ -1,15 +1,18 @@
 // Recovery: the cache store never claims what the host's store does not hold.
 //
-// Upload, import and deletion note in the journal what the cache store said before, where they touch a record that is
-// unsaved in the main or the sync support context. Started by a save of either context, which forgets the entries of
-// what it has committed; by a discard (rollback, a refresh without merging, a batch that could not be saved), after
-// which the entries left are put back as soon as no batch runs and nothing is in flight; and by the first use of the
-// cache store, when all that the last process has left is put back.
+// Upload, import and deletion note in the journal what the cache store said before, where they touch a record
+// that is unsaved in the main or the sync support context. Started by a save of either context, which forgets
+// the entries of what it has committed; by a discard (rollback, a refresh without merging, a batch that could
+// not be saved), after which the entries left are put back as soon as no batch runs and nothing is in flight;
+// and by the first use of the cache store, when all that the last process has left is put back.
 //
 // Invariants:
-// - A record that is clean in both contexts has no entry, but between a discard and the recovery that follows it.
-// - An entry is saved before its request is sent, or with the effects of its import; it goes after the commit.
-// - What is put back only makes the engine do again what it has done: `docs/guarantees.md` goes through the cases.
+// - A record that is clean in both contexts has no entry, but between a discard and
+//   the recovery that follows it.
+// - An entry is saved before its request is sent, or with the effects of its import;
+//   it goes after the commit.
+// - What is put back only makes the engine do again what it has done:
+//   `docs/guarantees.md` goes through the cases.
 #include "sync/QWDropboxSyncCoreData.h"
 
 #include "sync/QWSyncFileNames.h"
@@ -23,7 +26,7 @@ QWDropboxSyncJournal& QWDropboxSyncCoreData::journal() {
     return *journal_;
 }
 
-// Noting ---------------------------------------------------------------------------------------------------------
+// Noting ----------------------------------------------------------------------------------------------------
 
 // An insertion that was never saved leaves nothing to be saved by its deletion.
 void QWDropboxSyncCoreData::noteDeletions(const QWManagedObjectSet& records) {
@@ -58,7 +61,7 @@ void QWDropboxSyncCoreData::noteBeforeImport(const QString& fileName,
     journal().note(fileName, object.uuid(), object.entity().name());
 }
 
-// Forgetting -----------------------------------------------------------------------------------------------------
+// Forgetting ------------------------------------------------------------------------------------------------
 
 bool QWDropboxSyncCoreData::isUnsavedInMainContext(const QWSyncedIdentity& identity) {
     if (objectsDeletedUnsaved_.contains(identity))
@@ -101,7 +104,7 @@ void QWDropboxSyncCoreData::forgetReceivedObjects() {
             queueForUpload(*object);
 }
 
-// Putting back ---------------------------------------------------------------------------------------------------
+// Putting back ----------------------------------------------------------------------------------------------
 
 void QWDropboxSyncCoreData::mainContextDidDiscard(const QWManagedObjectSet& records) {
     for (const auto& record : records)
@@ -137,8 +140,8 @@ void QWDropboxSyncCoreData::recover(const std::function<bool(const QWSyncedIdent
     saveCacheContext();
 }
 
-// Their record files may be in the cloud or not, which the revision put back allows for. Their images are sent
-// again: where they still are in the cloud, the same bytes change nothing.
+// Their record files may be in the cloud or not, which the revision put back allows for. Their images are
+// sent again: where they still are in the cloud, the same bytes change nothing.
 void QWDropboxSyncCoreData::sendObjectsWhoseDeletionWasLost() {
     const QWFetchRequest deletions(
         QWDBEntityNameObjectWaitingSync,

@@ -1,15 +1,16 @@
 // Upload: from the rows of the queue to the files of the sync folder.
 //
-// Started by change capture, by the end of a delta batch and by each completion; ends when no row waits. A row
-// waits until the pool takes it, is in flight until each of its one or two requests was answered by a success (or
-// the 404 of a deletion), and is then retired, or sent again when its object changed meanwhile. A failed request
-// is repeated after 10 seconds, without limit and whatever the status.
+// Started by change capture, by the end of a delta batch and by each completion; ends when no row waits. A
+// row waits until the pool takes it, is in flight until each of its one or two requests was answered by a
+// success (or the 404 of a deletion), and is then retired, or sent again when its object changed meanwhile. A
+// failed request is repeated after 10 seconds, without limit and whatever the status.
 //
 // Invariants:
 // - A row is in the store until the cloud holds what it stands for.
-// - Of the rows of one object, of which there are two after an import has dropped one in flight, one is in flight.
-// - Rows are taken only in the states idle and uploading; at most five are in flight, but for a start that finds
-//   five of them there: its limit is then 0, which is none.
+// - Of the rows of one object, of which there are two after an import has dropped
+//   one in flight, one is in flight.
+// - Rows are taken only in the states idle and uploading; at most five are in flight, but for a start that
+//   finds five of them there: its limit is then 0, which is none.
 // - The revision sent as the parent is the one known when the request is sent.
 #include "sync/QWDropboxSyncCoreData.h"
 
@@ -26,12 +27,13 @@
 using qw::sync::requestFailure;
 using qw::sync::RequestFailure;
 
-// The pool -------------------------------------------------------------------------------------------------------
+// The pool --------------------------------------------------------------------------------------------------
 
 bool QWDropboxSyncCoreData::canUploadAnotherObject() const {
     return objectsSyncing_.count() < QWDBMaximumNumberOfObjectsSyncing;
 }
 
+// `isSyncEnabled`, YES in every status, is asked on purpose: a rule of its own would count here.
 void QWDropboxSyncCoreData::beginSyncOfObjectsWaitingSync() {
     if (status() != QWDropboxSyncStatusIdle && status() != QWDropboxSyncStatusUploading)
         return;
@@ -111,8 +113,8 @@ void QWDropboxSyncCoreData::uploadFilesOfObjectWaiting(const QWRef<ObjectWaiting
     uploadRecordOfObjectWaiting(row, object);
 }
 
-// A record that cannot be staged is not sent, since an older version may stand there; it is tried again like a
-// failed request.
+// A record that cannot be staged is not sent, since an older version may stand
+// there; it is tried again like a failed request.
 void QWDropboxSyncCoreData::uploadRecordOfObjectWaiting(const QWRef<ObjectWaitingSync>& row,
                                                         QWManagedObjectWithSyncSupport& object) {
     noteBeforeUpload(fileNameForObjectWaitingToSync(*row, false), object);
@@ -149,7 +151,7 @@ void QWDropboxSyncCoreData::uploadFileWithName(const QString& fileName, const QU
                                    known ? known->rev() : QString(), localURL.toLocalFile());
 }
 
-// Completions ----------------------------------------------------------------------------------------------------
+// Completions -----------------------------------------------------------------------------------------------
 
 void QWDropboxSyncCoreData::restClientUploadedFile(DBRestClient&, const QString& destinationPath,
                                                    const QString& sourcePath, const DBMetadata& metadata) {
@@ -189,7 +191,8 @@ void QWDropboxSyncCoreData::dateImageAfterItsRemoteCopy(const QString& path, con
         files.setModificationDate(path, remote.addSecs(1));
 }
 
-// An object that has gone meanwhile is made again by its file, if nobody deletes that: its revision must not be known.
+// An object that has gone meanwhile is made again by its file, if nobody deletes
+// that: its revision must not be known.
 bool QWDropboxSyncCoreData::existsObjectOfUpload(const QString& fileName,
                                                  const QWRef<ObjectWaitingSync>& row) {
     if (row)
@@ -210,7 +213,8 @@ void QWDropboxSyncCoreData::finishUploadOfObjectWaiting(const QWRef<ObjectWaitin
     beginSyncOfObjectsWaitingSync();
 }
 
-// Dropped while it was in flight, and a later change of the object has made another row, which waits for this one.
+// Dropped while it was in flight, and a later change of the object has made another
+// row, which waits for this one.
 bool QWDropboxSyncCoreData::isReplaced(const ObjectWaitingSync& row) {
     const QWFetchRequest request(
         QWDBEntityNameObjectWaitingSync,
@@ -232,8 +236,8 @@ void QWDropboxSyncCoreData::restClientUploadFileFailedWithError(DBRestClient&, c
     qCWarning(qwSyncLog).noquote() << "restClient:uploadFileFailedWithError:" << error.message;
 }
 
-// A file that has gone can only fail again: an image without its file is not waited for any longer, a record is
-// staged anew. After a deactivation the row's next start has seen to it.
+// A file that has gone can only fail again: an image without its file is not waited for any longer, a record
+// is staged anew. After a deactivation the row's next start has seen to it.
 void QWDropboxSyncCoreData::uploadFileAgain(const QString& fileName, const QUrl& localURL, int generation) {
     if (environment().files().exists(localURL.toLocalFile())) {
         uploadFileWithName(fileName, localURL);
@@ -263,8 +267,8 @@ void QWDropboxSyncCoreData::restClientDeletedPath(DBRestClient&, const QString& 
     beginSyncOfObjectsWaitingSync();
 }
 
-// An import has made the object again, and dropped the row, when the deletion was on its way: the cloud has lost
-// what was imported.
+// An import has made the object again, and dropped the row, when the deletion was on
+// its way: the cloud has lost what was imported.
 void QWDropboxSyncCoreData::sendObjectWhoseFilesAreGone(const ObjectWaitingSync& row) {
     const QWSyncedIdentity identity(row.objectEntityName(), row.objectUUID());
     if (const auto object = objectReferencedByWaitingObject(row))
@@ -309,7 +313,7 @@ void QWDropboxSyncCoreData::removeFromSyncingAndDeleteFromContextObject(const QW
     saveCacheContext();
 }
 
-// Names and objects ----------------------------------------------------------------------------------------------
+// Names and objects -----------------------------------------------------------------------------------------
 
 QString QWDropboxSyncCoreData::fileNameWithUUID(const QString& uuid, const QString& entityName,
                                                 bool isImage) const {

@@ -11,15 +11,16 @@ namespace qw::sync {
 // The later date wins, a tie is the host's. A version without date is earlier than every other.
 bool receivedVersionWins(const QDateTime& received, const QDateTime& host);
 
-// Whether the record holds unsaved values of its own. Members of a to-many relationship that they themselves hold
-// are none: a country that gained a visit is no other version of the country.
+// Whether the record holds unsaved values of its own. Members of a to-many relationship that they themselves
+// hold are none: a country that gained a visit is no other version of the country.
 bool holdsOwnChanges(const QWManagedObject& record);
 
 // Drops the record's unsaved changes, and with them its links as the records at their far ends see them. What
 // other records hold themselves stays.
 void discardChanges(QWManagedObject& record);
 
-// Deletes the record and no other: what refers to it, and what its delete rules would take along, stays without it.
+// Deletes the record and no other: what refers to it, and what its delete rules
+// would take along, stays without it.
 void deleteWithoutRules(QWManagedObject& record);
 
 // `to` is what `from`, an unsaved insertion of the same uuid in the same context, was meant to be.
@@ -28,7 +29,8 @@ struct RecordReplacement {
     QWRef<QWManagedObject> to;
     bool takesValues = false; // `to` takes the values of `from`
 };
-// Whatever refers to a record that is replaced refers to the other one then, and the one that is replaced goes.
+// Whatever refers to a record that is replaced refers to the other one then, and the
+// one that is replaced goes.
 void replaceRecords(QWManagedObjectContext& context, const std::vector<RecordReplacement>& replacements);
 
 } // namespace qw::sync

@@ -8,9 +8,9 @@
 #include <QStringList>
 #include <optional>
 
-// Finds out what was deleted while a lost cursor hid it: a listing from scratch tells what the app folder holds,
-// never what it held. Follows the queries of the engine, of which several may be out at once; a listing that a
-// failure interrupts goes on with the next query. Letter case of names does not count.
+// Finds out what was deleted while a lost cursor hid it: a listing from scratch tells what the app folder
+// holds, never what it held. Follows the queries of the engine, of which several may be out at once; a
+// listing that a failure interrupts goes on with the next query. Letter case of names does not count.
 class QWResetListing {
 public:
     void queryBegan();
@@ -21,8 +21,9 @@ public:
     // True when this page completes a listing.
     bool pageArrived(const QList<DBDeltaEntryRef>& entries, bool reset, bool hasMore);
 
-    // The deletions that the complete listing tells of: one for each of the known files of the sync folder that it
-    // lacks and that were not written since it was asked for; that of the folder alone when it lacks the folder.
+    // The deletions that the complete listing tells of: one for each of the known
+    // files of the sync folder that it lacks and that were not written since it was
+    // asked for; that of the folder alone when it lacks the folder.
     QList<DBDeltaEntryRef> deletions(const QStringList& knownFileNames) const;
     // The listing is of no more use.
     void end();

@@ -7,9 +7,9 @@
 #include <QSet>
 #include <QStringList>
 
-// The rows of the queue whose requests the cloud has not answered, by upper-cased uuid. Holding them keeps their
-// counts and marks alive. A row may be deleted from the store while it is in flight (an import drops it, a full
-// re-upload gives it up); it stays here until its requests are answered.
+// The rows of the queue whose requests the cloud has not answered, by upper-cased uuid. Holding them keeps
+// their counts and marks alive. A row may be deleted from the store while it is in flight (an import drops
+// it, a full re-upload gives it up); it stays here until its requests are answered.
 class QWRowsInFlight {
 public:
     // A row that is sent again after its deletion from the store stays deleted.

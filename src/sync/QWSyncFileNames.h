@@ -3,8 +3,8 @@
 #include <QString>
 #include <optional>
 
-// Names of the files that carry records: "Entity!!!UUID.data" for the record and "Entity!!!UUID.image" for its
-// image in the sync folder, and the local files that they pass through.
+// Names of the files that carry records: "Entity!!!UUID.data" for the record and "Entity!!!UUID.image" for
+// its image in the sync folder, and the local files that they pass through.
 namespace qw::sync {
 
 QString fileName(const QString& uuid, const QString& entityName, bool isImage);
@@ -17,19 +17,21 @@ struct NamedObject {
     QString entityName;
     QString uuid; // upper case
 };
-// Nothing for a name without "!!!" and a uuid after it. Text from the first blank on is that of a conflicted copy.
+// Nothing for a name without "!!!" and a uuid after it. Text from the first blank on
+// is that of a conflicted copy.
 std::optional<NamedObject> objectNamedByFile(const QString& remoteName);
-// The uuid alone, in upper case; the extension is taken off twice. Null where `objectNamedByFile` finds nothing.
+// The uuid alone, in upper case; the extension is taken off twice. Null where
+// `objectNamedByFile` finds nothing.
 QString uuidNamedByFile(const QString& remoteName);
 
-// Whether the files of such an object can be sent from here and downloaded elsewhere. Uuids of which they cannot
-// are met in damaged records only.
+// Whether the files of such an object can be sent from here and downloaded elsewhere.
+// Uuids of which they cannot are met in damaged records only.
 bool canNameFiles(const QString& uuid, const QString& entityName);
 
 // Where a record is written before its upload: "Uploading-UUID.data".
 QString stagingFileName(const QString& uuid);
-// Where a download of `remoteName` goes: "Download-" and the last component in lower case, so that no name leads
-// out of the folder. Nothing when no disk takes the name: too long, or with a NUL in it.
+// Where a download of `remoteName` goes: "Download-" and the last component in lower case, so that no name
+// leads out of the folder. Nothing when no disk takes the name: too long, or with a NUL in it.
 std::optional<QString> downloadFileName(const QString& remoteName);
 
 } // namespace qw::sync

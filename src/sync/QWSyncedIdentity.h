@@ -7,7 +7,8 @@
 #include <QString>
 #include <tuple>
 
-// By what every context, store and machine knows a synced record: its entity, and its uuid without letter case.
+// By what every context, store and machine knows a synced record: its entity, and
+// its uuid without letter case.
 struct QWSyncedIdentity {
     QString entityName;
     QString uuid; // folded

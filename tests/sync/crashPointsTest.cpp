@@ -1,8 +1,8 @@
 #include "support/Desktop.h"
 
-// A desktop dies at each single step of a day's work: before and after every commit of either store, inside every
-// change notice, between any two turns of the run loop. Started again, it must come in step with the other, with
-// everything that its host, or the other, had saved.
+// A desktop dies at each single step of a day's work: before and after every commit of either store, inside
+// every change notice, between any two turns of the run loop. Started again, it must come in step with the
+// other, with everything that its host, or the other, had saved.
 
 namespace {
 

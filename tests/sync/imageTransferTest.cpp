@@ -30,7 +30,7 @@ struct ImageTransfer : EngineTest {
 
 } // namespace
 
-// Upload ---------------------------------------------------------------------------------------------------------
+// Upload ----------------------------------------------------------------------------------------------------
 
 TEST_F(ImageTransfer, An_image_that_changes_on_its_way_is_sent_again_before_the_row_is_retired) {
     const auto book = bookInFlight();
@@ -96,7 +96,7 @@ TEST_F(ImageTransfer, An_image_that_vanishes_ends_no_row_that_was_started_since)
     EXPECT_TRUE(desktop.row(*book)) << "its record is not answered";
 }
 
-// Download -------------------------------------------------------------------------------------------------------
+// Download --------------------------------------------------------------------------------------------------
 
 namespace {
 

@@ -89,14 +89,13 @@ TEST_F(MergeDeletion, A_record_that_the_batch_only_links_to_can_be_deleted_by_th
     }
 }
 
-// One uuid, two insertions ---------------------------------------------------------------------------------------
+// One uuid, two insertions ----------------------------------------------------------------------------------
 
 namespace {
 
 struct MergeInsertion : MergeTest {
-    Record
-        host; // an author that the host inserts while the batch has one of the same uuid, and a book of its own
-    Record hostsBook;
+    // An author that the host inserts while the batch has one of the same uuid, and a book of its own.
+    Record host, hostsBook;
 
     // The batch has received the author "N", and a book that it wrote.
     void beginBatchWithAuthor(const QString& dateModified) {

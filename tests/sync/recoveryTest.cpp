@@ -43,7 +43,7 @@ struct Recovery : EngineTest {
 
 } // namespace
 
-// Uploads and deletions ------------------------------------------------------------------------------------------
+// Uploads and deletions -------------------------------------------------------------------------------------
 
 TEST_F(Recovery, A_clean_record_has_no_entry) {
     book->setValueForKey("title", "New");
@@ -191,7 +191,7 @@ TEST_F(Recovery, An_insertion_that_is_deleted_before_it_was_saved_keeps_no_entry
     EXPECT_EQ(entries(), 0);
 }
 
-// Imports --------------------------------------------------------------------------------------------------------
+// Imports ---------------------------------------------------------------------------------------------------
 
 TEST_F(Recovery, An_import_that_died_unsaved_is_forgotten_and_its_row_and_the_cursor_are_back) {
     engine().insertInSyncQueueManagedObject(*book, QWDropboxSyncActionInsertOrUpdate);
@@ -260,7 +260,7 @@ TEST_F(Recovery, A_version_of_the_hosts_that_beat_a_received_one_keeps_the_entry
     EXPECT_EQ(entries(), 0);
 }
 
-// Discards -------------------------------------------------------------------------------------------------------
+// Discards --------------------------------------------------------------------------------------------------
 
 TEST_F(Recovery, A_rollback_puts_back_what_an_upload_had_changed) {
     edit("New");

@@ -55,7 +55,7 @@ TEST_F(ReplacedClient, What_was_in_flight_without_a_deactivation_is_sent_by_the_
     EXPECT_EQ(second->log(), QStringList({"delta", "upload " + remote(dataFile(*author))}));
 }
 
-// A query given up by a deactivation ----------------------------------------------------------------------------
+// A query given up by a deactivation ------------------------------------------------------------------------
 
 TEST_F(ReplacedClient, A_page_of_a_query_given_up_saves_no_cursor_also_after_a_newer_query_failed) {
     activateIdle();

@@ -94,7 +94,7 @@ TEST(ResetListing, A_listing_that_was_ended_completes_no_more) {
     EXPECT_FALSE(listing.pageArrived({}, false, false));
 }
 
-// In the engine --------------------------------------------------------------------------------------------------
+// In the engine ---------------------------------------------------------------------------------------------
 
 namespace {
 

@@ -84,7 +84,7 @@ std::vector<QWRef<Record>> QWFetchCacheRecords(QWManagedObjectContext& context,
     return records;
 }
 
-// The row of an object, and the setting of a key; null when there is none. Two rows of one object are a programming
-// error: assertion "[fetchedObjects count] == 1".
+// The row of an object, and the setting of a key; null when there is none. Two rows of one object are a
+// programming error: assertion "[fetchedObjects count] == 1".
 QWRef<ObjectWaitingSync> QWFindObjectWaitingSync(QWManagedObjectContext& context, const QString& objectUUID);
 QWRef<Metadata> QWFindMetadata(QWManagedObjectContext& context, const QString& key);

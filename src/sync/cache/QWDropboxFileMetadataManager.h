@@ -8,18 +8,18 @@
 #include <QUrl>
 
 // What this client knows of the files of the app folder, kept as one FileMetadata for each file that it has
-// uploaded or imported: which entries of a delta are worth a download, whether an image must be uploaded, whether
-// it is older than its remote copy. Names are told apart without regard to letter case.
+// uploaded or imported: which entries of a delta are worth a download, whether an image must be uploaded,
+// whether it is older than its remote copy. Names are told apart without regard to letter case.
 //
-// Never saves; whoever calls it saves the cache context. A fetch that fails reads as "no such file". Used on the
-// thread of the context.
+// Never saves; whoever calls it saves the cache context. A fetch that fails reads as
+// "no such file". Used on the thread of the context.
 class QWDropboxFileMetadataManager {
 public:
     explicit QWDropboxFileMetadataManager(
         std::shared_ptr<QWManagedObjectContext> dropboxCacheManagedObjectContext);
 
-    // The record for a file name; null when there is none, unless it is to be made, spelt as given. Two records
-    // are a programming error: assertion "[fetchedItems count] == 1".
+    // The record for a file name; null when there is none, unless it is to be made, spelt as given. Two
+    // records are a programming error: assertion "[fetchedItems count] == 1".
     QWRef<FileMetadata> fileMetadataForFileName(const QString& fileName, bool createIfMissing) const;
     // Notes what the cloud holds now. `localPath` is where an image stands, which gets the remote date; other
     // files have none.

@@ -27,7 +27,7 @@ const QStringList syncedEntities{"Author", "Book", "Chapter"};
 
 } // namespace
 
-// Model ----------------------------------------------------------------------------------------------------------
+// Model -----------------------------------------------------------------------------------------------------
 
 const QWFieldDescriptions* Author::fieldDescriptions() const {
     static const auto fields =
@@ -92,7 +92,7 @@ std::shared_ptr<QWManagedObjectModel> desktop::model() {
     return model;
 }
 
-// Cloud ----------------------------------------------------------------------------------------------------------
+// Cloud -----------------------------------------------------------------------------------------------------
 
 QStringList Cloud::fileNames() {
     QStringList names;
@@ -131,7 +131,7 @@ void Cloud::remove(const QString& fileName) {
     EXPECT_TRUE(folder->remove("/SyncCache.dbSync/" + fileName));
 }
 
-// Desktop --------------------------------------------------------------------------------------------------------
+// Desktop ---------------------------------------------------------------------------------------------------
 
 Desktop::Desktop(Cloud& cloud, quint64 seed) : world(seed, cloud.world.runLoop), cloud_(cloud) {
     start();
@@ -256,7 +256,7 @@ bool Desktop::shouldUploadUpdateManagedObject(QWManagedObjectWithSyncSupport& ob
                        [&](const auto& field) { return changed.contains(field->key()); });
 }
 
-// Two desktops ---------------------------------------------------------------------------------------------------
+// Two desktops ----------------------------------------------------------------------------------------------
 
 void TwoDesktops::sync() {
     for (int round = 0; round < 2; ++round) {

@@ -11,8 +11,8 @@
 #include <gtest/gtest.h>
 #include <unordered_set>
 
-// Desktops of one user, each a world of its own with a host application, and the cloud between them, all on one
-// virtual time.
+// Desktops of one user, each a world of its own with a host application, and the
+// cloud between them, all on one virtual time.
 
 namespace desktop {
 
@@ -60,7 +60,8 @@ struct Cloud {
     std::shared_ptr<QWAppFolder> folder;
 };
 
-// What stands in /tmp of one desktop, its host and its engine. Its host wants every change of a described key sent.
+// What stands in /tmp of one desktop, its host and its engine. Its host wants every
+// change of a described key sent.
 class Desktop : public QObject, public QWDropboxSyncCoreDataDelegate {
 public:
     explicit Desktop(Cloud& cloud, quint64 seed = 1);
