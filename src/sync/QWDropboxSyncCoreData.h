@@ -263,6 +263,9 @@ private:
     // The object that a remote file belongs to, in the sync support context.
     QWRef<QWManagedObjectWithSyncSupport> objectReferencedWithLowerCaseFileName(const QString& fileName,
                                                                                 bool createIfNotExisting);
+    QWRef<QWManagedObjectWithSyncSupport> objectReferencedByFile(const QString& fileName,
+                                                                 QWManagedObjectContext& context,
+                                                                 bool createIfNotExisting);
     void processDeleteFromDeltaEntry(const DBDeltaEntry& entry);
     void deleteImageOfObject(const QWManagedObjectWithSyncSupport& object);
     QWRef<ObjectWaitingSync> rowOfDeletedObject(const QString& fileName);
@@ -283,6 +286,7 @@ private:
     void reconcilePlaceholders(QWManagedObjectContext& context);
     QWMergeDecision decideConflict(const QWSaveConflict& conflict);
     void syncSupportManagedObjectContextDidSave(const QWDidSaveNotice& notice);
+    void changeMainContextUnseen(const std::function<void()>& change);
     void replaceInsertionsOfMainContext(const QWDidSaveNotice& notice);
     void replaceInsertionsOfBatch(const QWDidSaveNotice& notice);
 

@@ -4,7 +4,9 @@
 // context saved and, after a download, the delta loop run again.
 //
 // Invariants:
-// - Records change in the sync support context only; they reach the main context when the batch ends.
+// - Records change in the sync support context only; they reach the main context when the batch ends. A
+//   received deletion of a record that the host has not saved yet, and that no other context can see, is
+//   applied at once.
 // - Whatever a file holds or is called, its entry is finished. One that cannot be read or placed here keeps
 //   its entry until it can: it is tried again every 10 seconds.
 #include "sync/QWDropboxSyncCoreData.h"
@@ -206,6 +208,11 @@ void QWDropboxSyncCoreData::processDeleteFromDeltaEntry(const DBDeltaEntry& entr
         noteBeforeImport(qw::text::lastPathComponent(entry.lowercasePath), *object);
         deleteImageOfObject(*object);
         syncSupportManagedObjectContextCopy()->deleteObject(*object);
+    } else if (const auto unsaved = objectReferencedByFile(name, *mainManagedObjectContext_, false);
+               unsaved && unsaved->isInserted()) {
+        deleteImageOfObject(*unsaved);
+        journal().forget(QWSyncedIdentity(*unsaved));
+        changeMainContextUnseen([&] { mainManagedObjectContext_->deleteObject(*unsaved); });
     }
     fileMetadataManager().deleteDropboxFileMetadataWithName(name);
     saveCacheContext();
@@ -219,17 +226,23 @@ void QWDropboxSyncCoreData::deleteImageOfObject(const QWManagedObjectWithSyncSup
 
 // Objects ---------------------------------------------------------------------------------------------------
 
-// Null for a name without its second piece, for an entity that the model lacks and
-// for one whose records are not synced.
 QWRef<QWManagedObjectWithSyncSupport>
 QWDropboxSyncCoreData::objectReferencedWithLowerCaseFileName(const QString& fileName,
                                                              bool createIfNotExisting) {
+    return objectReferencedByFile(fileName, *syncSupportManagedObjectContextCopy(), createIfNotExisting);
+}
+
+// Null for a name without its second piece, for an entity that the model lacks and for one whose records are not
+// synced.
+QWRef<QWManagedObjectWithSyncSupport>
+QWDropboxSyncCoreData::objectReferencedByFile(const QString& fileName, QWManagedObjectContext& context,
+                                              bool createIfNotExisting) {
     const auto named = qw::sync::objectNamedByFile(fileName);
-    const auto* entity = named ? mainManagedObjectContext_->model().entity(named->entityName) : nullptr;
+    const auto* entity = named ? context.model().entity(named->entityName) : nullptr;
     if (!entity || !isSynced(*entity))
         return {};
-    return QWManagedObjectWithSyncSupport::fetchObjectWithUUID(
-        named->uuid, named->entityName, *syncSupportManagedObjectContextCopy(), createIfNotExisting);
+    return QWManagedObjectWithSyncSupport::fetchObjectWithUUID(named->uuid, named->entityName, context,
+                                                               createIfNotExisting);
 }
 
 // Other programs' files and damaged names: noted once, so that they are not downloaded again.

@@ -130,18 +130,25 @@ QWMergeDecision QWDropboxSyncCoreData::decideConflict(const QWSaveConflict& conf
 // Merging ---------------------------------------------------------------------------------------------------
 
 void QWDropboxSyncCoreData::syncSupportManagedObjectContextDidSave(const QWDidSaveNotice& notice) {
+    changeMainContextUnseen([&] {
+        for (const auto& record : notice.updated) {
+            const auto* object = synced(record);
+            if (!object || !objectsReceived_.contains(QWSyncedIdentity(*object)))
+                continue;
+            const auto host = mainManagedObjectContext_->registeredObject(record->objectID());
+            if (host && host->hasChanges() && qw::sync::holdsOwnChanges(*host))
+                qw::sync::discardChanges(*host);
+        }
+        mainManagedObjectContext_->mergeChangesFromContextDidSave(notice);
+        replaceInsertionsOfMainContext(notice);
+    });
+}
+
+// What the host did before is seen by change capture, what `change` does is not.
+void QWDropboxSyncCoreData::changeMainContextUnseen(const std::function<void()>& change) {
     mainManagedObjectContext_->processPendingChanges();
     mainContextObservation_.stop();
-    for (const auto& record : notice.updated) {
-        const auto* object = synced(record);
-        if (!object || !objectsReceived_.contains(QWSyncedIdentity(*object)))
-            continue;
-        const auto host = mainManagedObjectContext_->registeredObject(record->objectID());
-        if (host && host->hasChanges() && qw::sync::holdsOwnChanges(*host))
-            qw::sync::discardChanges(*host);
-    }
-    mainManagedObjectContext_->mergeChangesFromContextDidSave(notice);
-    replaceInsertionsOfMainContext(notice);
+    change();
     mainManagedObjectContext_->processPendingChanges();
     observeMainContext();
 }

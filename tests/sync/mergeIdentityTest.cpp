@@ -31,6 +31,32 @@ TEST_F(MergeDeletion, A_received_deletion_of_a_record_that_the_host_deleted_too_
     EXPECT_FALSE(stored());
 }
 
+TEST_F(MergeDeletion, A_received_deletion_of_a_record_whose_deletion_the_host_has_not_saved_is_fine) {
+    beginDeletion();
+    desktop.context->deleteObject(*book);
+    desktop.context->processPendingChanges();
+    endBatch();
+    desktop.save();
+    EXPECT_TRUE(desktop.world.errorPresenter->errors().empty());
+    EXPECT_FALSE(stored());
+}
+
+TEST_F(MergeDeletion, A_received_deletion_leaves_what_the_host_has_just_linked_to_the_record) {
+    beginDeletion();
+    const auto chapter = desktop.add("Chapter", {{"heading", "New"}});
+    chapter->setRelatedObject("book", book.data());
+    const auto author = desktop.add("Author");
+    book->setRelatedObject("author", author.data());
+    desktop.context->processPendingChanges();
+    endBatch();
+    EXPECT_FALSE(desktop.find("X"));
+    EXPECT_TRUE(author->relatedObjects("books").isEmpty());
+    EXPECT_FALSE(chapter->relatedObject("book"));
+    desktop.save();
+    EXPECT_TRUE(stored(chapter->uuid(), "Chapter"));
+    EXPECT_FALSE(stored());
+}
+
 TEST_F(MergeDeletion, A_version_uploaded_after_a_deletion_makes_the_record_again) {
     beginDeletion();
     edit();
@@ -175,6 +201,22 @@ TEST_F(MergeInsertion, A_saved_insertion_is_found_by_the_files_that_come_after_i
         R"({"title":"Y","dateModified":"2026-01-01 00:00:30 +0000","author":{"uuid":"n","entityName":"Author"}})");
     endBatch();
     expectOneAuthor("Received");
+}
+
+TEST_F(MergeInsertion, A_received_deletion_wins_over_an_insertion_that_was_sent_and_not_saved) {
+    insert();
+    for (const QString fileName : {"Author!!!n.data", "Book!!!HB.data"})
+        engine().fileMetadataManager().updateFileMetadataEquivalentToDropboxFileMetadata(metadata(fileName));
+    forgetQueue();
+    receive({deleted("Author!!!n.data"), changed("Chapter!!!LAST.data")});
+    endBatch();
+    turn();
+    EXPECT_FALSE(desktop.find("n", "Author"));
+    EXPECT_FALSE(hostsBook->relatedObject("author"));
+    EXPECT_EQ(engine().numberOfObjectsWaitingSync(), 0) << "unseen by change capture";
+    desktop.save();
+    EXPECT_FALSE(stored("n", "Author"));
+    EXPECT_TRUE(stored("HB"));
 }
 
 TEST_F(MergeInsertion, A_record_that_was_only_referred_to_gives_way_to_an_insertion) {
