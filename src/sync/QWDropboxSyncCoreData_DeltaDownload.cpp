@@ -74,13 +74,17 @@ void QWDropboxSyncCoreData::scheduleNextDeltaEntryCheckWithLastSucceded(bool suc
                   [this] { loadDeltaPotentialUpdates(); });
 }
 
-// A file that waits to be sent, or whose deletion does, is not deleted here: its
-// upload settles what becomes of it.
+// A file that waits to be sent, or whose deletion does, is not deleted here: its upload settles what becomes
+// of it. Nor is a record file that was never seen: its record was made for an image, and stands as long as
+// that does.
 void QWDropboxSyncCoreData::addDeletionsOfResetListing() {
     auto& context = *dropboxCacheManagedObjectContext();
     const auto uuidOf = [](const QString& fileName) {
         const auto named = qw::sync::objectNamedByFile(fileName);
         return named ? named->uuid : QString();
+    };
+    const auto imageNameOf = [](const QString& fileName) {
+        return qw::text::deletingPathExtension(fileName) + QLatin1Char('.') + QWDBFileNameImageExtension;
     };
     QSet<QString> waiting;
     for (const auto& row :
@@ -92,7 +96,8 @@ void QWDropboxSyncCoreData::addDeletionsOfResetListing() {
         const QString name = file->fileName();
         const bool isPreferences =
             isEqualToDropboxPath(QLatin1Char('/') + name, QWDBFileSyncedPreferencesInDropboxFolder);
-        if (!isPreferences && !waiting.contains(uuidOf(name)))
+        const bool standsForImage = file->rev().isEmpty() && resetListing_.holds(imageNameOf(name));
+        if (!isPreferences && !standsForImage && !waiting.contains(uuidOf(name)))
             known.append(name);
     }
     deltaEntriesToImport_.append(resetListing_.deletions(known));

@@ -57,10 +57,12 @@ void QWDropboxSyncCoreData::checkIsSyncNeedToBeResetted() {
         dropboxRestClient_->loadMetadata(QWDBFileCacheDirectoryInDropboxFolder);
 }
 
+// What a running batch has received is in no main context yet and is queued when it is saved.
 void QWDropboxSyncCoreData::resetSyncAndUploadAllItems() {
     emptyDeltaEntries();
     deleteAllFileMetadata();
     fetchAllItemsForUpload();
+    objectsToSendAfterBatch_.insert(objectsReceived_.begin(), objectsReceived_.end());
     deleteObjectWaitingSyncWithActionDelete();
     saveCacheContext();
 }

@@ -248,7 +248,7 @@ QWDropboxSyncCoreData::objectReferencedByFile(const QString& fileName, QWManaged
 // Other programs' files and damaged names: noted once, so that they are not downloaded again.
 void QWDropboxSyncCoreData::ignoreFile(const QString& reason, const DBMetadata& metadata,
                                        const QString& localPath) {
-    qCWarning(qwSyncLog).noquote() << "ignored, because" << reason << ":" << metadata.path;
+    qCWarning(qwSyncLog).noquote() << "ignored, because" << reason + QLatin1Char(':') << metadata.path;
     if (!localPath.isEmpty())
         environment().files().remove(localPath);
     recordFileMetadata(metadata);

@@ -46,11 +46,14 @@ bool QWResetListing::pageArrived(const QList<DBDeltaEntryRef>& entries, bool res
     return !hasMore && unansweredQueries_ == 0;
 }
 
+bool QWResetListing::holds(const QString& fileName) const {
+    return listing_ && listing_->fileNames.contains(qw::text::foldCase(fileName));
+}
+
 QList<DBDeltaEntryRef> QWResetListing::deletions(const QStringList& knownFileNames) const {
     QList<DBDeltaEntryRef> deletions;
     for (const QString& fileName : knownFileNames) {
-        const QString folded = qw::text::foldCase(fileName);
-        if (listing_->fileNames.contains(folded) || written_.contains(folded))
+        if (holds(fileName) || written_.contains(qw::text::foldCase(fileName)))
             continue;
         if (!listing_->holdsSyncFolder)
             return {DBMakeDeltaEntry(qw::text::lowercase(QWDBFileCacheDirectoryInDropboxFolder))};

@@ -21,6 +21,8 @@ public:
     // True when this page completes a listing.
     bool pageArrived(const QList<DBDeltaEntryRef>& entries, bool reset, bool hasMore);
 
+    // Whether the listing holds a file of the sync folder.
+    bool holds(const QString& fileName) const;
     // The deletions that the complete listing tells of: one for each of the known
     // files of the sync folder that it lacks and that were not written since it was
     // asked for; that of the folder alone when it lacks the folder.

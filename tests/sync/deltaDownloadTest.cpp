@@ -126,6 +126,32 @@ TEST_F(DeltaDownload, A_failed_query_is_logged_and_repeated_after_10_seconds_fro
     EXPECT_EQ(client->requests[0].cursor, "cursor-0");
 }
 
+TEST_F(DeltaDownload, A_query_that_fails_after_its_first_page_goes_on_from_there) {
+    engine().loadDeltaPotentialUpdates();
+    engine().restClientLoadedDeltaEntries(*client, {changed("Book!!!X.data")}, false, "cursor-1", true);
+    client->forget();
+    const QWLogCapture log;
+    engine().restClientLoadDeltaFailedWithError(*client, failure(500));
+    EXPECT_EQ(engine().deltaEntriesToImport().count(), 1);
+    EXPECT_EQ(desktop.savedCursor(), "cursor-0");
+    pass(10);
+    ASSERT_EQ(client->log(), QStringList{"delta"});
+    EXPECT_EQ(client->requests[0].cursor, "cursor-1");
+    engine().restClientLoadedDeltaEntries(*client, {}, false, "cursor-2", false);
+    loadedBook(client->requests[1]);
+    EXPECT_EQ(books(), 1);
+    EXPECT_EQ(desktop.savedCursor(), "cursor-2");
+}
+
+TEST_F(DeltaDownload, What_stands_behind_five_files_waits_until_one_has_arrived) {
+    engine().fileMetadataManager().updateFileMetadataEquivalentToDropboxFileMetadata(
+        metadata("Chapter!!!C.data"));
+    receive(changedBooks(5) << deleted("Chapter!!!C.data"));
+    EXPECT_EQ(engine().numberOfItemsToProcess(), -6);
+    loadedBook(client->requests[4]);
+    EXPECT_EQ(engine().numberOfItemsToProcess(), -4) << "the deletion went with it";
+}
+
 TEST_F(DeltaDownload, A_query_refused_with_401_arms_no_timer) {
     const std::size_t timers = probe().scheduledTimers();
     engine().restClientLoadDeltaFailedWithError(*client, failure(401));

@@ -56,6 +56,23 @@ TEST_F(DeltaEdges, The_preferences_file_does_not_count_as_a_file_that_a_reset_li
     EXPECT_EQ(desktop.savedCursor(), "cursor-1");
 }
 
+TEST_F(DeltaEdges, A_record_made_for_an_image_is_as_long_as_the_image_in_a_reset_listing) {
+    receive({changed("Book!!!X.image")});
+    loaded(client->requests[0], "cover");
+    ASSERT_TRUE(desktop.find("X"));
+    for (const bool hasImage : {true, false}) {
+        QList<DBDeltaEntryRef> listing{changed("Author!!!A.data")};
+        if (hasImage)
+            listing.append(changed("Book!!!X.IMAGE"));
+        engine().loadDeltaPotentialUpdates();
+        client->forget();
+        engine().restClientLoadedDeltaEntries(*client, listing, true, "cursor-2", false);
+        for (const auto& request : std::exchange(client->requests, {}))
+            loaded(request, R"({"name":"A"})");
+        EXPECT_EQ(desktop.find("X") != nullptr, hasImage);
+    }
+}
+
 TEST_F(DeltaEdges, A_vanished_file_that_nobody_waits_for_ends_the_batch_with_another_query) {
     engine().syncSupportManagedObjectContextCopy()->insertObject("Author");
     engine().metadataWithKey(QWDBMetadataCursorKey)->setValue("older");

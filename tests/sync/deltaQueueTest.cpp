@@ -1,5 +1,6 @@
 #include "sync/QWDeltaQueue.h"
 
+#include <ctime>
 #include <gtest/gtest.h>
 
 namespace {
@@ -81,6 +82,29 @@ TEST_F(DeltaQueue, Sorting_keeps_what_is_in_process_out_and_the_rest_in_order) {
     EXPECT_EQ(queue.next(inProcess), nullptr);
     finish(b);
     EXPECT_TRUE(queue.isEmpty());
+}
+
+TEST_F(DeltaQueue, One_of_100_000_entries_costs_no_more_than_one_of_1_000) {
+    const auto costOfOne = [&](int count) {
+        QList<DBDeltaEntryRef> entries;
+        for (int index = 0; index < count; ++index)
+            entries.append(changed(QString::number(index % 2 == 0 ? index : index - 1) + ".data"));
+        const std::clock_t start = std::clock();
+        queue.append(entries);
+        std::vector<DBDeltaEntryRef> out;
+        while (!queue.isEmpty()) {
+            while (out.size() < 5 && queue.next(inProcess)) {
+                out.push_back(queue.next(inProcess));
+                begin(out.back());
+            }
+            finish(out.front());
+            out.erase(out.begin());
+        }
+        return double(std::clock() - start) / count;
+    };
+    costOfOne(1'000); // warms the caches
+    const double few = costOfOne(1'000);
+    EXPECT_LT(costOfOne(100'000), 20 * few) << "100 times is what a quadratic cost would be";
 }
 
 TEST_F(DeltaQueue, Removing_an_entry_that_is_not_there_does_nothing) {

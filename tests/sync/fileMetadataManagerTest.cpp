@@ -120,6 +120,7 @@ TEST_F(FileMetadataManager, An_image_must_be_uploaded_when_it_is_later_than_its_
     EXPECT_FALSE(manager().needsToUploadOfImageAtURL(image(remoteDate), "Book!!!X.image"));
     EXPECT_FALSE(manager().needsToUploadOfImageAtURL(image(remoteDate.addSecs(-1)), "Book!!!X.image"));
     EXPECT_TRUE(manager().needsToUploadOfImageAtURL(image(remoteDate.addSecs(1)), "book!!!x.IMAGE"));
+    EXPECT_TRUE(manager().needsToUploadOfImageAtURL(image(remoteDate.addMSecs(1)), "Book!!!X.image"));
     EXPECT_FALSE(
         manager().needsToUploadOfImageAtURL(QUrl::fromLocalFile(desktop.path("none")), "Other.image"));
     EXPECT_FALSE(manager().needsToUploadOfImageAtURL(QUrl(), "Other.image"));
@@ -127,6 +128,7 @@ TEST_F(FileMetadataManager, An_image_must_be_uploaded_when_it_is_later_than_its_
 
 TEST_F(FileMetadataManager, An_image_is_outdated_when_it_is_earlier_than_the_date) {
     EXPECT_TRUE(manager().isOudatedCoverImageAtURL(image(remoteDate.addSecs(-1)), remoteDate));
+    EXPECT_TRUE(manager().isOudatedCoverImageAtURL(image(remoteDate.addMSecs(-1)), remoteDate));
     EXPECT_FALSE(manager().isOudatedCoverImageAtURL(image(remoteDate), remoteDate));
     EXPECT_FALSE(manager().isOudatedCoverImageAtURL(image(remoteDate.addSecs(1)), remoteDate));
     EXPECT_FALSE(manager().isOudatedCoverImageAtURL(QUrl::fromLocalFile(desktop.path("none")), remoteDate));
@@ -135,6 +137,8 @@ TEST_F(FileMetadataManager, An_image_is_outdated_when_it_is_earlier_than_the_dat
 TEST_F(FileMetadataManager, Recording_an_image_gives_the_local_file_the_remote_date) {
     const QUrl url = image(remoteDate.addDays(3));
     manager().updateFileMetadataEquivalentToDropboxFileMetadata(metadata("Book!!!X.data"), url.toLocalFile());
+    manager().updateFileMetadataEquivalentToDropboxFileMetadata(metadata("Book!!!X.IMAGE"),
+                                                                url.toLocalFile());
     EXPECT_EQ(desktop.world.files->modificationDate(url.toLocalFile()), remoteDate.addDays(3));
     manager().updateFileMetadataEquivalentToDropboxFileMetadata(metadata("Book!!!X.image"),
                                                                 url.toLocalFile());

@@ -77,6 +77,40 @@ TEST_F(FullReupload, A_deletion_in_flight_is_given_up_in_the_store_and_finishes_
     EXPECT_EQ(engine().numberOfObjectsSyncing(), 1);
 }
 
+TEST_F(FullReupload, Objects_are_queued_entity_by_entity_in_order_of_dependency) {
+    const auto chapter = desktop.add("Chapter"), book = desktop.add("Book"), author = desktop.add("Author");
+    saveAndTurn();
+    forgetQueue();
+    engine().deactivateSync();
+    activateIdle();
+    engine().resetSyncAndUploadAllItems();
+    engine().beginSyncOfObjectsWaitingSync();
+    EXPECT_EQ(client->log(),
+              QStringList({"upload " + remote(dataFile(*author)), "upload " + remote(dataFile(*book)),
+                           "upload " + remote(dataFile(*chapter))}));
+}
+
+TEST_F(FullReupload, What_the_running_batch_has_received_is_queued_when_it_is_saved) {
+    receive({changed("Author!!!A.data"), changed("Book!!!X.data")});
+    const auto second = client->requests[1];
+    loaded(client->requests[0], R"({"name":"Received"})");
+    receive({DBMakeDeltaEntry("/synccache.dbsync")});
+    ASSERT_TRUE(desktop.find("A", "Author"));
+    EXPECT_EQ(client->requests.back().path, remote("Author!!!A.data"));
+    EXPECT_EQ(client->requests.back().kind, QWRestRequest::Upload);
+}
+
+TEST_F(FullReupload, A_download_that_arrives_after_it_starts_no_query) {
+    receive({changed("Book!!!X.data"), changed("Book!!!Y.data")});
+    const auto requests = client->requests;
+    engine().restClientLoadFileFailedWithError(*client, failure(404, info(requests[0])));
+    engine().resetSyncAndUploadAllItems();
+    client->forget();
+    loaded(requests[1], record("T", "2026-01-01 00:00:00 +0000"));
+    EXPECT_EQ(client->log(), QStringList());
+    EXPECT_EQ(engine().status(), QWDropboxSyncStatusIdle);
+}
+
 TEST_F(FullReupload, A_missing_folder_at_activation_uploads_everything_without_a_parent_revision) {
     const auto author = desktop.add("Author");
     saveAndTurn();

@@ -39,6 +39,12 @@ TEST_F(Import, A_new_record_is_made_with_its_uuid_and_date_and_its_revision_reco
     EXPECT_FALSE(desktop.context->hasChanges());
 }
 
+TEST_F(Import, A_record_file_may_be_a_property_list) {
+    import("Book!!!X.data", R"(<?xml version="1.0" encoding="UTF-8"?><plist version="1.0"><dict>)"
+                            R"(<key>title</key><string>Remote</string></dict></plist>)");
+    EXPECT_EQ(desktop.find("X")->valueForKey("title"), "Remote");
+}
+
 TEST_F(Import, A_newer_record_replaces_the_local_one_and_drops_its_pending_change) {
     const auto book = savedBook();
     engine().insertInSyncQueueManagedObject(*book, QWDropboxSyncActionInsertOrUpdate);
