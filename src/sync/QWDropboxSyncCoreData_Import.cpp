@@ -232,8 +232,8 @@ QWDropboxSyncCoreData::objectReferencedWithLowerCaseFileName(const QString& file
     return objectReferencedByFile(fileName, *syncSupportManagedObjectContextCopy(), createIfNotExisting);
 }
 
-// Null for a name without its second piece, for an entity that the model lacks and for one whose records are not
-// synced.
+// Null for a name without its second piece, for an entity that the model lacks and
+// for one whose records are not synced.
 QWRef<QWManagedObjectWithSyncSupport>
 QWDropboxSyncCoreData::objectReferencedByFile(const QString& fileName, QWManagedObjectContext& context,
                                               bool createIfNotExisting) {
