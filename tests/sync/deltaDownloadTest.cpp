@@ -26,10 +26,13 @@ TEST_F(DeltaDownload, A_query_asks_from_the_cursor_of_the_last_batch) {
 }
 
 TEST_F(DeltaDownload, Pages_are_collected_before_any_entry_is_processed_and_the_cursor_is_saved_at_the_end) {
+    const QDateTime lastQuery = engine().lastTimeQueriedDeltaEntries();
+    pass(7);
     engine().restClientLoadedDeltaEntries(*client, {changed("Chapter!!!C.data")}, false, "cursor-1", true);
     ASSERT_EQ(client->log(), QStringList{"delta"});
     EXPECT_EQ(client->requests[0].cursor, "cursor-1");
-    EXPECT_TRUE(engine().lastTimeQueriedDeltaEntries().isValid());
+    EXPECT_TRUE(lastQuery.isValid());
+    EXPECT_EQ(engine().lastTimeQueriedDeltaEntries(), lastQuery) << "more pages are to come";
     client->forget();
     pass(7);
     engine().restClientLoadedDeltaEntries(*client, {changed("Author!!!A.data")}, false, "cursor-2", false);
@@ -169,7 +172,9 @@ TEST_F(DeltaDownload, A_failed_download_is_logged_whole_and_repeated_every_10_se
         EXPECT_EQ(
             log.texts("qwlibrary.sync"),
             QStringList{R"(restClient:loadFileFailedWithError: Error Domain=dropbox Code=500 "it failed")"});
-        pass(10);
+        pass(9.9);
+        EXPECT_EQ(client->log(), QStringList());
+        pass(0.1);
         ASSERT_EQ(client->log(), QStringList{"load " + remote("Book!!!X.data")});
         EXPECT_EQ(client->requests[0].localPath, request.localPath);
     }

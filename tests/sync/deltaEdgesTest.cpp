@@ -56,6 +56,18 @@ TEST_F(DeltaEdges, The_preferences_file_does_not_count_as_a_file_that_a_reset_li
     EXPECT_EQ(desktop.savedCursor(), "cursor-1");
 }
 
+TEST_F(DeltaEdges, A_reset_listing_that_is_interrupted_by_a_deactivation_tells_of_no_deletion) {
+    saveBooks({"X"});
+    know(metadata("Book!!!X.data"));
+    engine().loadDeltaPotentialUpdates();
+    engine().restClientLoadedDeltaEntries(*client, {changed("Author!!!A.data")}, true, "cursor-1", true);
+    engine().deactivateSync();
+    engine().restClientLoadedDeltaEntries(*client, {changed("Author!!!B.data")}, false, "cursor-2", false);
+    loaded(client->requests.back(), R"({"name":"B"})");
+    EXPECT_TRUE(desktop.find("B", "Author"));
+    EXPECT_TRUE(desktop.find("X"));
+}
+
 TEST_F(DeltaEdges, A_record_made_for_an_image_is_as_long_as_the_image_in_a_reset_listing) {
     receive({changed("Book!!!X.image")});
     loaded(client->requests[0], "cover");
