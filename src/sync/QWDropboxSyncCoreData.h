@@ -269,7 +269,6 @@ private:
     void processDeleteFromDeltaEntry(const DBDeltaEntry& entry);
     void deleteImageOfObject(const QWManagedObjectWithSyncSupport& object);
     QWRef<ObjectWaitingSync> rowOfDeletedObject(const QString& fileName);
-    bool isOvertakenInBatch(const QWManagedObjectWithSyncSupport& object, const QVariantMap& record) const;
     // False when the file cannot be read, or placed, for now.
     bool importRecord(const QString& localPath, const DBMetadata& metadata);
     void finishConflictedCopy(QWManagedObjectWithSyncSupport& object, const DBMetadata& metadata);

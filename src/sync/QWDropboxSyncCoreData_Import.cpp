@@ -30,6 +30,16 @@ QString folderOf(const QString& path) {
     return path.section(QLatin1Char('/'), 0, -2);
 }
 
+// A record that this batch has made may have several files in it: its own, and the copies of a conflict. The
+// importer takes any of them, since the record was never saved. It has a date as soon as one was applied, and
+// the later one wins.
+bool isOvertakenInBatch(const QWManagedObjectWithSyncSupport& object, const QVariantMap& record) {
+    const QDateTime present = object.dateModified();
+    const QDateTime received = QWManagedObjectWithSyncSupport::dateModifiedFormatter()->dateFromString(
+        record.value(QStringLiteral("dateModified")).toString());
+    return present.isValid() && !qw::sync::receivedVersionWins(received, present);
+}
+
 } // namespace
 
 void QWDropboxSyncCoreData::restClientLoadedFile(DBRestClient&, const QString& localPath, const QString&,
@@ -98,18 +108,6 @@ bool QWDropboxSyncCoreData::importRecord(const QString& localPath, const DBMetad
     else
         recordFileMetadata(metadata);
     return true;
-}
-
-// A record that this batch has made may have several files in it: its own, and the copies of a conflict. The
-// importer takes any of them, since the record was never saved; the later one wins.
-bool QWDropboxSyncCoreData::isOvertakenInBatch(const QWManagedObjectWithSyncSupport& object,
-                                               const QVariantMap& record) const {
-    const QDateTime present = object.dateModified();
-    if (!object.isInserted() || !present.isValid() || !objectsReceived_.contains(QWSyncedIdentity(object)))
-        return false;
-    const QDateTime received = QWManagedObjectWithSyncSupport::dateModifiedFormatter()->dateFromString(
-        record.value(QStringLiteral("dateModified")).toString());
-    return !qw::sync::receivedVersionWins(received, present);
 }
 
 // The copy's revision is known only to the client whose upload the cloud made it of. That client

@@ -44,6 +44,13 @@ TEST_F(BulkUpdate, A_date_alone_is_not_queued_for_an_image_that_the_cloud_has) {
     EXPECT_EQ(asked, 1);
 }
 
+TEST_F(BulkUpdate, A_deletion_together_with_a_date_alone_is_not_queued) {
+    book->setDateModified(desktop.now());
+    desktop.context->deleteObject(*book);
+    saveAndTurn();
+    EXPECT_EQ(engine().numberOfObjectsWaitingSync(), 0);
+}
+
 TEST_F(BulkUpdate, Without_a_delegate_a_refreshed_object_is_neither_stamped_nor_queued) {
     engine().setDelegate(nullptr, nullptr);
     const QDateTime date = book->dateModified();

@@ -42,6 +42,16 @@ TEST_F(FullReupload, A_deletion_that_waited_leaves_nothing_behind) {
     EXPECT_TRUE(desktop.row(*author));
 }
 
+TEST_F(FullReupload, An_object_that_stands_and_whose_deletion_waits_is_sent) {
+    const auto author = desktop.add("Author");
+    saveAndTurn();
+    engine().deactivateSync();
+    engine().insertInSyncQueueManagedObject(*author, QWDropboxSyncActionDelete);
+    engine().resetSyncAndUploadAllItems();
+    ASSERT_TRUE(desktop.row(*author));
+    EXPECT_EQ(desktop.row(*author)->action(), QWDropboxSyncActionInsertOrUpdate);
+}
+
 TEST_F(FullReupload, Objects_of_entities_that_are_not_listed_and_objects_without_uuid_get_no_row) {
     desktop.wantsUpdate = [](auto&) { return false; };
     desktop.add("BookAuthor");
