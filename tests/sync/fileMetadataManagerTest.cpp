@@ -134,6 +134,16 @@ TEST_F(FileMetadataManager, An_image_is_outdated_when_it_is_earlier_than_the_dat
     EXPECT_FALSE(manager().isOudatedCoverImageAtURL(QUrl::fromLocalFile(desktop.path("none")), remoteDate));
 }
 
+TEST_F(FileMetadataManager, An_image_whose_remote_date_is_not_known_keeps_its_date_and_is_to_be_uploaded) {
+    const QUrl url = image(remoteDate);
+    DBMetadata undated = metadata("Book!!!X.image");
+    undated.lastModifiedDate = {};
+    manager().updateFileMetadataEquivalentToDropboxFileMetadata(undated, url.toLocalFile());
+    EXPECT_EQ(desktop.world.files->modificationDate(url.toLocalFile()), remoteDate);
+    EXPECT_TRUE(manager().needsToUploadOfImageAtURL(url, "Book!!!X.image"));
+    EXPECT_FALSE(manager().isOudatedCoverImageAtURL(url, {}));
+}
+
 TEST_F(FileMetadataManager, Recording_an_image_gives_the_local_file_the_remote_date) {
     const QUrl url = image(remoteDate.addDays(3));
     manager().updateFileMetadataEquivalentToDropboxFileMetadata(metadata("Book!!!X.data"), url.toLocalFile());

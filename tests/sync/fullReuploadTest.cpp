@@ -47,9 +47,10 @@ TEST_F(FullReupload, An_object_that_stands_and_whose_deletion_waits_is_sent) {
     saveAndTurn();
     engine().deactivateSync();
     engine().insertInSyncQueueManagedObject(*author, QWDropboxSyncActionDelete);
+    const auto row = desktop.row(*author);
     engine().resetSyncAndUploadAllItems();
-    ASSERT_TRUE(desktop.row(*author));
-    EXPECT_EQ(desktop.row(*author)->action(), QWDropboxSyncActionInsertOrUpdate);
+    EXPECT_EQ(desktop.row(*author), row);
+    EXPECT_EQ(row->action(), QWDropboxSyncActionInsertOrUpdate);
 }
 
 TEST_F(FullReupload, Objects_of_entities_that_are_not_listed_and_objects_without_uuid_get_no_row) {

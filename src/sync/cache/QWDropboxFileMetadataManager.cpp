@@ -97,12 +97,12 @@ bool QWDropboxFileMetadataManager::needsToUploadOfImageAtURL(const QUrl& url,
     if (!known)
         return true;
     const auto date = files().modificationDate(path);
-    return date && (!known->lastModifiedDate().isValid() || *date > known->lastModifiedDate());
+    return date && *date > known->lastModifiedDate(); // a missing date is earlier than any
 }
 
 bool QWDropboxFileMetadataManager::isOudatedCoverImageAtURL(const QUrl& url, const QDateTime& date) const {
     const auto own = files().modificationDate(url.toLocalFile());
-    return own && date.isValid() && *own < date;
+    return own && *own < date;
 }
 
 void QWDropboxFileMetadataManager::updateAttributesOfImageAtPath(const QString& path,
