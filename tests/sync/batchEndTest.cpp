@@ -187,6 +187,20 @@ TEST_F(BatchEnd, A_batch_that_cannot_be_saved_is_shown_and_received_again) {
     EXPECT_EQ(desktop.savedCursor(), "cursor-1");
 }
 
+TEST_F(BatchEnd, What_a_batch_that_could_not_be_saved_has_received_is_the_hosts_again) {
+    {
+        const LockedStore other(desktop.path("library.sqlite"));
+        receive({changed("Author!!!A.data")});
+        loaded(client->requests[0], R"({"name":"A"})");
+    }
+    desktop.add("Author")->setUuid("A");
+    desktop.context->processPendingChanges();
+    turn();
+    EXPECT_EQ(desktop.rows("JournalEntry"), 1);
+    desktop.save();
+    EXPECT_EQ(desktop.rows("JournalEntry"), 0);
+}
+
 // Listings from scratch -------------------------------------------------------------------------------------
 
 TEST_F(BatchEnd, A_record_whose_image_alone_a_reset_listing_holds_is_deleted) {

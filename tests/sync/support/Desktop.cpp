@@ -57,7 +57,8 @@ QUrl Book::imageURL() const {
 const QWFieldDescriptions* Chapter::fieldDescriptions() const {
     static const auto fields =
         fieldList({new QWManagedObjectFieldDescriptionString("heading", "Heading"), dateModifiedField(),
-                   new QWManagedObjectFieldDescriptionRelationship("book", "Book", "Book", false)});
+                   new QWManagedObjectFieldDescriptionRelationship("book", "Book", "Book", false),
+                   new QWManagedObjectFieldDescriptionRelationship("parts", "Parts", "Chapter", true)});
     return &fields;
 }
 
@@ -86,6 +87,8 @@ std::shared_ptr<QWManagedObjectModel> desktop::model() {
     addSyncAttributes(chapter);
     chapter.addAttribute("heading", QWAttributeType::String);
     chapter.addToOne("book", "Book").setInverse("chapters");
+    chapter.addToMany("parts", "Chapter").setInverse("whole");
+    chapter.addToOne("whole", "Chapter").setInverse("parts"); // not described
 
     addSyncAttributes(model->addEntity<BookAuthor>("BookAuthor"));
     model->addEntity("Sticker").addAttribute("text", QWAttributeType::String);

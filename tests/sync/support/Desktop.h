@@ -39,7 +39,7 @@ public:
     const QWFieldDescriptions* fieldDescriptions() const override;
 };
 
-// Authors write books, books have chapters; stickers are not synced.
+// Authors write books, books have chapters, chapters have parts; stickers are not synced.
 std::shared_ptr<QWManagedObjectModel> model();
 
 using Record = QWRef<QWManagedObjectWithSyncSupport>;
