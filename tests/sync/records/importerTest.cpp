@@ -46,12 +46,11 @@ struct RecordImporter : testing::Test {
 class Letter final : public QWManagedObjectWithSyncSupport {
 public:
     const QWFieldDescriptions* fieldDescriptions() const override {
-        static const auto fields =
-            fieldList({new QWManagedObjectFieldDescriptionDate(
-                           "day", "Day",
-                           std::make_shared<QWPatternDateFormatter>("yyyy-dd-MM HH:mm:ss '+0000'",
-                                                                    QLocale::c())),
-                       new QWManagedObjectFieldDescriptionRelationship("writer", "Writer", "Person", false)});
+        static const auto fields = fieldList(
+            {new QWManagedObjectFieldDescriptionDate(
+                 "day", "Day",
+                 std::make_shared<QWPatternDateFormatter>("yyyy-dd-MM HH:mm:ss '+0000'", QLocale::c())),
+             new QWManagedObjectFieldDescriptionRelationship("writer", "Writer", "Person", false)});
         return &fields;
     }
 };
