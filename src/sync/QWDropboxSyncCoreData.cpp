@@ -95,7 +95,6 @@ void QWDropboxSyncCoreData::replaceClient(std::shared_ptr<DBRestClient> client) 
     emptyDeltaEntries();
     objectsSyncing_.clear();
     resetListing_ = {};
-    deltaQueriesGivenUp_ = 0;
 }
 
 void QWDropboxSyncCoreData::deactivateSync() {
@@ -105,7 +104,7 @@ void QWDropboxSyncCoreData::deactivateSync() {
     setStatus(QWDropboxSyncStatusDisabled);
     // The entries given up must come again: what still arrives of their batch may not save its cursor.
     deltaNextCursor_ = metadataWithKey(QWDBMetadataCursorKey)->value();
-    deltaQueriesGivenUp_ = resetListing_.unansweredQueries();
+    isDeltaCursorInDoubt_ = resetListing_.unansweredQueries() > 0;
 }
 
 void QWDropboxSyncCoreData::tokenBecameInvalid() {

@@ -245,6 +245,7 @@ private:
 
     // Delta download ----------------------------------------------------------------------------------------
 
+    void goBackToSavedCursor();
     void addDeletionsOfResetListing();
     void scheduleNextDeltaEntryCheckWithLastSucceded(bool succeeded);
     DBDeltaEntryRef extractNextDeltaEntryToProcess();
@@ -347,7 +348,8 @@ private:
     QWDeltaQueue::InProcess deltaEntriesInProcess_; // always some of those to import
     bool checkForDeltaUpdateImmediatelyAfterCurrentEntriesAnalysis_ = false;
     QString deltaNextCursor_; // of the last page; what is saved when the batch ends. Read back at activation.
-    int deltaQueriesGivenUp_ = 0; // unanswered at a deactivation: their answers' cursors are not kept
+    // Queries were unanswered at a deactivation: the cursors that arrive may pass over entries given up by it.
+    bool isDeltaCursorInDoubt_ = false;
     QWResetListing resetListing_;
 
     // Recovery.

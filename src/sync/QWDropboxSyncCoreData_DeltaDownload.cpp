@@ -10,7 +10,7 @@
 // finished, which takes it out of both.
 //
 // Invariants:
-// - The saved cursor is that of the last batch whose every entry was finished.
+// - The saved cursor is that of the last batch whose every entry was finished; no entry before it was dropped.
 // - What is in process is to import, too. A file that has vanished (404) is never finished, so it
 //   holds its batch open until deactivation or a full re-upload.
 // - Nothing but a 401 ends the polling: a failed query is repeated after 10 seconds, as is a failed download.
@@ -23,7 +23,6 @@
 #include "sync/QWSyncLog_p.h"
 
 #include <QSet>
-#include <algorithm>
 
 using qw::sync::requestFailure;
 using qw::sync::RequestFailure;
@@ -35,18 +34,26 @@ void QWDropboxSyncCoreData::loadDeltaPotentialUpdates() {
     checkForDeltaUpdateImmediatelyAfterCurrentEntriesAnalysis_ = false;
     if (!dropboxRestClient_)
         return;
+    if (isDeltaCursorInDoubt_ && resetListing_.unansweredQueries() == 0)
+        goBackToSavedCursor();
     resetListing_.queryBegan();
     dropboxRestClient_->loadDelta(deltaNextCursor_);
+}
+
+// An answer does not tell which query it is to. While one that a deactivation has given up may still arrive,
+// before or after those to newer queries, pages are followed and entries imported, but no cursor is saved and
+// no listing completed. The first query that is asked with none out starts again.
+void QWDropboxSyncCoreData::goBackToSavedCursor() {
+    isDeltaCursorInDoubt_ = false;
+    deltaNextCursor_ = metadataWithKey(QWDBMetadataCursorKey)->value();
+    resetListing_.end();
 }
 
 void QWDropboxSyncCoreData::restClientLoadedDeltaEntries(DBRestClient&, const QList<DBDeltaEntryRef>& entries,
                                                          bool reset, const QString& cursor, bool hasMore) {
     deltaEntriesToImport_.append(entries);
-    if (deltaQueriesGivenUp_ > 0)
-        --deltaQueriesGivenUp_;
-    else
-        deltaNextCursor_ = cursor;
-    if (resetListing_.pageArrived(entries, reset, hasMore))
+    deltaNextCursor_ = cursor;
+    if (resetListing_.pageArrived(entries, reset, hasMore) && !isDeltaCursorInDoubt_)
         addDeletionsOfResetListing();
     if (hasMore) {
         loadDeltaPotentialUpdates();
@@ -59,8 +66,6 @@ void QWDropboxSyncCoreData::restClientLoadedDeltaEntries(DBRestClient&, const QL
 
 void QWDropboxSyncCoreData::restClientLoadDeltaFailedWithError(DBRestClient&, const QWError& error) {
     resetListing_.queryFailed();
-    // Which query failed is not told: as long as one that was given up may still answer, it is waited for.
-    deltaQueriesGivenUp_ = std::min(deltaQueriesGivenUp_, resetListing_.unansweredQueries());
     if (requestFailure(error) == RequestFailure::TokenRefused) {
         tokenBecameInvalid();
         return;
@@ -153,7 +158,8 @@ bool QWDropboxSyncCoreData::beginDownloadOfDeltaEntry(const DBDeltaEntryRef& ent
 
 // The cursor is saved before the batch's records are; the journal keeps them from being lost in between.
 void QWDropboxSyncCoreData::finishDeltaBatch() {
-    metadataWithKey(QWDBMetadataCursorKey)->setValue(deltaNextCursor_);
+    if (!isDeltaCursorInDoubt_)
+        metadataWithKey(QWDBMetadataCursorKey)->setValue(deltaNextCursor_);
     saveCacheContext();
     if (checkForDeltaUpdateImmediatelyAfterCurrentEntriesAnalysis_) {
         loadDeltaPotentialUpdates();

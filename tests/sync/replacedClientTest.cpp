@@ -67,7 +67,62 @@ TEST_F(ReplacedClient, A_page_of_a_query_given_up_saves_no_cursor_also_after_a_n
     engine().restClientLoadDeltaFailedWithError(*client, failure(500));
     engine().restClientLoadedDeltaEntries(*client, {}, false, "cursor-2", false);
     EXPECT_EQ(desktop.savedCursor(), "cursor-0");
-    EXPECT_EQ(probe().deltaNextCursor(), "cursor-0");
-    receive({}, "cursor-3");
+    pass(10);
+    EXPECT_EQ(client->requests.back().cursor, "cursor-0");
+    engine().restClientLoadedDeltaEntries(*client, {}, false, "cursor-3", false);
     EXPECT_EQ(desktop.savedCursor(), "cursor-3");
+}
+
+TEST_F(ReplacedClient, A_page_of_a_query_given_up_saves_no_cursor_also_when_a_newer_query_is_answered_first) {
+    activateIdle();
+    engine().loadDeltaPotentialUpdates();
+    engine().restClientLoadedDeltaEntries(*client, {changed("Author!!!A.data")}, false, "cursor-5", true);
+    engine().deactivateSync();
+    engine().activateSyncWithDropboxRestClient(client);
+    engine().restClientLoadedDeltaEntries(*client, {}, false, "cursor-1", true);
+    EXPECT_EQ(client->requests.back().cursor, "cursor-1") << "its pages are followed";
+    engine().restClientLoadedDeltaEntries(*client, {}, false, "cursor-6", false);
+    EXPECT_EQ(desktop.savedCursor(), "cursor-0") << "what stands before is dropped or still to come";
+
+    const QWLogCapture log;
+    engine().restClientLoadDeltaFailedWithError(*client, failure(500));
+    client->forget();
+    pass(10);
+    ASSERT_EQ(client->log(), QStringList{"delta"});
+    EXPECT_EQ(client->requests[0].cursor, "cursor-0");
+    engine().restClientLoadedDeltaEntries(*client, {}, false, "cursor-7", false);
+    EXPECT_EQ(desktop.savedCursor(), "cursor-7");
+}
+
+TEST_F(ReplacedClient, A_page_of_a_query_given_up_completes_no_listing_of_a_newer_query) {
+    for (const QString uuid : {"A", "B"}) {
+        desktop.add("Author")->setUuid(uuid);
+        engine().fileMetadataManager().updateFileMetadataEquivalentToDropboxFileMetadata(
+            metadata("Author!!!" + uuid + ".data"));
+    }
+    saveAndTurn();
+    forgetQueue();
+    activateIdle();
+    const auto listed = changed("Author!!!B.data");
+    engine().loadDeltaPotentialUpdates();
+    engine().restClientLoadedDeltaEntries(*client, {listed}, true, "cursor-1", true);
+    engine().deactivateSync();
+    engine().activateSyncWithDropboxRestClient(client);
+    engine().restClientLoadedDeltaEntries(*client, {listed}, true, "cursor-1", true);
+    const QWLogCapture log;
+    engine().restClientLoadDeltaFailedWithError(*client, failure(500));
+    engine().restClientLoadedDeltaEntries(*client, {}, false, "cursor-3", false);
+    EXPECT_TRUE(desktop.find("A", "Author")) << "it stands on the page that failed";
+
+    client->forget();
+    pass(10);
+    ASSERT_EQ(client->log(), QStringList{"delta"});
+    DBMetadata folder;
+    folder.path = "/SyncCache.dbSync";
+    folder.isDirectory = true;
+    engine().restClientLoadedDeltaEntries(*client, {DBMakeDeltaEntry("/synccache.dbsync", folder)}, true,
+                                          "cursor-4", false);
+    EXPECT_FALSE(desktop.find("A", "Author")) << "a listing asked for since completes";
+    EXPECT_FALSE(desktop.find("B", "Author")) << "it knows nothing of the pages before";
+    EXPECT_EQ(desktop.savedCursor(), "cursor-4");
 }
