@@ -11,6 +11,7 @@
 #include "sync/QWDropboxSyncCoreData.h"
 
 #include "core/QWManagedObjectWithSyncSupport.h"
+#include "sync/QWSyncFileNames.h"
 
 // Bulk update -----------------------------------------------------------------------------------------------
 
@@ -27,7 +28,8 @@ void QWDropboxSyncCoreData::updateObjects(const QWManagedObjectSet& objects, con
         if (!object)
             continue;
         if (isToBeSent(*object)) {
-            if (!object->doNotUpdateDateModifiedDuringNextSave())
+            // A date that stays the same would come back as a change without keys, which is one to be sent.
+            if (!object->doNotUpdateDateModifiedDuringNextSave() && object->dateModified() != date)
                 object->setDateModified(date);
             insertInSyncQueueManagedObject(*object, action);
         }
@@ -36,16 +38,18 @@ void QWDropboxSyncCoreData::updateObjects(const QWManagedObjectSet& objects, con
 }
 
 // A date on its own is no change worth sending (the stamp of the pass before comes back as one),
-// unless it stands for a new image, which the store does not see.
+// unless it stands for a new image, which the store does not see. An object that can have no row is not stamped
+// for its image again and again.
 bool QWDropboxSyncCoreData::isUsefullToUpdateDateModifiedOfObject(
     const QWManagedObjectWithSyncSupport& object) {
     const QStringList keys = object.changedKeysForCurrentEvent();
     if (keys.size() >= 2 || !keys.contains(QLatin1String("dateModified")))
         return true;
+    const QString uuid = object.uuid(), entityName = object.entity().name();
     const QUrl imageURL = object.imageURL();
-    const bool isImagePending = !imageURL.isEmpty()
+    const bool isImagePending = !imageURL.isEmpty() && qw::sync::canNameFiles(uuid, entityName)
                                 && fileMetadataManager().needsToUploadOfImageAtURL(
-                                    imageURL, fileNameWithUUID(object.uuid(), object.entity().name(), true));
+                                    imageURL, fileNameWithUUID(uuid, entityName, true));
     return isImagePending && !objectWaitingSyncForObject(object, false);
 }
 

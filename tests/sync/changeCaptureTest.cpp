@@ -20,6 +20,10 @@ struct ChangeCapture : EngineTest {
         pass(3600);
         return book;
     }
+    void passWithoutTurn(std::chrono::milliseconds time) {
+        auto& clock = *desktop.world.clock;
+        clock.setOffset(clock.offset() + time);
+    }
     qint64 waiting() { return engine().numberOfObjectsWaitingSync(); }
 };
 
@@ -214,7 +218,101 @@ TEST_F(ChangeCapture, Both_ends_of_a_new_relationship_are_queued) {
 }
 
 TEST_F(ChangeCapture, The_sets_of_one_notice_are_stamped_with_one_date) {
-    const auto first = desktop.add("Book"), second = desktop.add("Author");
+    const auto refreshed = savedBook(), updated = savedBook();
+    const QDateTime date = desktop.now();
+    desktop.wantsUpdate = [this](auto&) {
+        passWithoutTurn(std::chrono::seconds(1));
+        return true;
+    };
+    desktop.context->refreshObject(*refreshed, true);
+    updated->setValueForKey("title", "New");
+    desktop.context->processPendingChanges();
+    EXPECT_EQ(refreshed->dateModified(), date);
+    EXPECT_EQ(updated->dateModified(), date);
+}
+
+TEST_F(ChangeCapture, The_sets_are_queued_in_the_order_inserted_refreshed_updated_deleted) {
+    const auto deleted = savedBook(), updated = savedBook(), refreshed = savedBook();
+    const QString deletedUuid = deleted->uuid();
+    desktop.context->deleteObject(*deleted);
+    updated->setValueForKey("title", "New");
+    desktop.context->refreshObject(*refreshed, true);
+    const auto inserted = desktop.add("Book");
+    desktop.context->processPendingChanges();
+
+    QStringList queued;
+    for (const auto& row : QWFetchCacheRecords<ObjectWaitingSync>(
+             *engine().dropboxCacheManagedObjectContext(), QWFetchRequest(QWDBEntityNameObjectWaitingSync)))
+        queued.append(row->objectUUID());
+    EXPECT_EQ(queued, QStringList({inserted->uuid(), refreshed->uuid(), updated->uuid(), deletedUuid}));
+}
+
+TEST_F(ChangeCapture, Uploads_start_on_a_later_turn_than_the_edit) {
+    activateIdle();
+    desktop.add("Author");
+    desktop.save();
+    EXPECT_EQ(client->log(), QStringList());
+    turn();
+    EXPECT_EQ(client->count(QWRestRequest::Upload), 1);
+}
+
+TEST_F(ChangeCapture, An_update_after_a_deletion_overrides_it) {
+    const auto book = savedBook();
+    engine().insertInSyncQueueManagedObject(*book, QWDropboxSyncActionDelete);
+    engine().insertInSyncQueueManagedObject(*book, QWDropboxSyncActionInsertOrUpdate);
+    EXPECT_EQ(desktop.row(*book)->action(), QWDropboxSyncActionInsertOrUpdate);
+    EXPECT_EQ(waiting(), 1);
+}
+
+TEST_F(ChangeCapture, A_row_belongs_to_the_object_of_exactly_its_uuid) {
+    const auto book = desktop.add("Book");
+    book->setUuid("lower");
     saveAndTurn();
-    EXPECT_EQ(first->dateModified(), second->dateModified());
+    ASSERT_TRUE(desktop.row(*book));
+    book->setUuid("LOWER");
+    EXPECT_FALSE(desktop.row(*book));
+}
+
+// What the stamp brings about -------------------------------------------------------------------------------
+
+TEST_F(ChangeCapture, A_second_edit_at_the_same_instant_is_captured_once) {
+    const auto book = savedBook();
+    for (const char* title : {"New", "Newer"}) {
+        asked.clear();
+        book->setValueForKey("title", title);
+        desktop.context->processPendingChanges();
+        ASSERT_EQ(asked.size(), 1u);
+    }
+    EXPECT_EQ(book->dateModified(), desktop.now());
+    saveAndTurn();
+    EXPECT_EQ(asked.size(), 1u);
+}
+
+TEST_F(ChangeCapture, A_refreshed_object_that_bears_the_date_already_stays_clean) {
+    const auto book = savedBook();
+    desktop.context->refreshObject(*book, true);
+    saveAndTurn();
+    asked.clear();
+    desktop.context->refreshObject(*book, true);
+    desktop.context->processPendingChanges();
+    ASSERT_EQ(asked.size(), 1u);
+    EXPECT_FALSE(book->hasChanges());
+}
+
+TEST_F(ChangeCapture, An_object_that_can_have_no_row_is_not_stamped_for_its_image_again_and_again) {
+    desktop.wantsUpdate = [this](QWManagedObjectWithSyncSupport& object) {
+        asked.push_back(object.uuid());
+        passWithoutTurn(std::chrono::milliseconds(1));
+        return true;
+    };
+    const auto book = savedBook();
+    book->setUuid("");
+    desktop.setImage(*book, "cover");
+    book->setValueForKey("title", "New");
+    desktop.context->processPendingChanges();
+    asked.clear();
+    book->setValueForKey("title", "Newer");
+    desktop.context->processPendingChanges();
+    EXPECT_EQ(asked.size(), 1u);
+    EXPECT_EQ(waiting(), 0);
 }
