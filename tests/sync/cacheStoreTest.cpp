@@ -168,6 +168,61 @@ TEST_F(CacheStore, Two_rows_for_one_object_are_a_programming_error) {
     for (int copy = 0; copy < 2; ++copy)
         QWInsertCacheRecord<ObjectWaitingSync>(cache(), QWDBEntityNameObjectWaitingSync)
             ->setObjectUUID(book->uuid());
-    EXPECT_EQ(failedAssertion([&] { engine().objectWaitingSyncForObject(*book, false); }),
-              "[fetchedObjects count] == 1");
+    const auto failure = assertionFailure([&] { engine().objectWaitingSyncForObject(*book, false); });
+    EXPECT_EQ(failure.expression, "[fetchedObjects count] == 1");
+    EXPECT_EQ(failure.operation, "-[QWDropboxSyncCoreData objectWaitingSyncForObject:createIfNotExisting:]");
+}
+
+TEST_F(CacheStore, Its_contexts_are_of_their_kinds_and_on_their_stores) {
+    EXPECT_EQ(cache().concurrencyType(), QWConcurrencyType::PrivateQueue);
+    EXPECT_EQ(cache().coordinator()->storePath(), desktop.path("cache/DropboxCache.sqlite"));
+    const auto& support = *engine().syncSupportManagedObjectContextCopy();
+    EXPECT_EQ(support.concurrencyType(), QWConcurrencyType::MainQueue);
+    EXPECT_EQ(support.coordinator(), desktop.coordinator);
+    EXPECT_EQ(engine().syncSupportManagedObjectContextCopy().get(), &support);
+}
+
+TEST_F(CacheStore, Only_what_the_engine_itself_saves_in_the_sync_support_context_is_merged) {
+    const auto book = desktop.add("Book", {{"title", "Old"}});
+    saveAndTurn();
+    const auto support = engine().syncSupportManagedObjectContextCopy();
+    support->insertObject("Author");
+    engine().saveSyncSupportContext();
+    QWManagedObjectWithSyncSupport::fetchObjectWithUUID(book->uuid(), "Book", *support)
+        ->setValueForKey("title", "New");
+    ASSERT_TRUE(support->save());
+    EXPECT_EQ(book->valueForKey("title"), "Old");
+}
+
+TEST_F(CacheStore, Edits_not_reported_yet_are_queued_when_a_received_deletion_is_applied_at_once) {
+    const auto book = desktop.add("Book");
+    saveAndTurn();
+    activateIdle();
+    const auto unsaved = desktop.add("Author");
+    desktop.context->processPendingChanges();
+    forgetQueue();
+    engine().fileMetadataManager().updateFileMetadataEquivalentToDropboxFileMetadata(
+        metadata(dataFile(*unsaved)));
+    pass(1);
+    book->setValueForKey("title", "New");
+    receive({deleted(dataFile(*unsaved))});
+    EXPECT_EQ(desktop.context->count(QWFetchRequest("Author")), 0);
+    EXPECT_TRUE(desktop.row(*book));
+}
+
+TEST_F(CacheStore, Names_and_numbers_that_files_settings_and_hosts_depend_on_are_these) {
+    EXPECT_EQ(QWDBEntityNameFileMetadata, "FileMetadata");
+    EXPECT_EQ(QWDBEntityNameMetadata, "Metadata");
+    EXPECT_EQ(QWDBEntityNameObjectWaitingSync, "ObjectWaitingSync");
+    EXPECT_EQ(QWDBMetadataCursorKey, "Cursor");
+    EXPECT_EQ(QWDBNeedToUploadSyncedPreferencesPrefKey, "NeedToUploadPrefKey");
+    EXPECT_EQ(QWDBLastTimeTokenExpiredPrefKey, "LastTimeTokenExpired");
+    EXPECT_EQ(QWDBLastTimeLoadedDeltaUpdatesPrefKey, "LastTimeLoadedDelta");
+    EXPECT_EQ(QWDropboxSyncActionDelete, 1);
+    EXPECT_EQ(QWDropboxSyncActionInsertOrUpdate, 2);
+    EXPECT_EQ(QWDropboxSyncStatusIdle, 0u);
+    EXPECT_EQ(QWDropboxSyncStatusCheckingForUpdates, 1u);
+    EXPECT_EQ(QWDropboxSyncStatusUploading, 2u);
+    EXPECT_EQ(QWDropboxSyncStatusDisabled, 3u);
+    EXPECT_EQ(QWDropboxSyncStatusTokenInvalid, 4u);
 }

@@ -6,6 +6,22 @@
 
 namespace {
 
+// What would be there after the process has died is in `permanent`.
+class Defaults final : public QWUserDefaults {
+public:
+    QHash<QString, QJsonValue> permanent;
+
+    QJsonValue object(const QString& key) const override {
+        return values_.value(key, QJsonValue(QJsonValue::Undefined));
+    }
+    void setObject(const QString& key, const QJsonValue& value) override { values_.insert(key, value); }
+    void remove(const QString& key) override { values_.remove(key); }
+    void synchronize() override { permanent = values_; }
+
+private:
+    QHash<QString, QJsonValue> values_;
+};
+
 struct Lifecycle : EngineTest {
     std::vector<quint64> statuses;
 
@@ -21,9 +37,18 @@ struct Lifecycle : EngineTest {
 TEST_F(Lifecycle, A_new_engine_is_disabled_and_has_made_its_cache_folder) {
     EXPECT_EQ(engine().status(), QWDropboxSyncStatusDisabled);
     EXPECT_EQ(engine().numberOfItemsToProcess(), 0);
+    EXPECT_TRUE(engine().lastTimeQueriedDeltaEntries().isNull());
     EXPECT_TRUE(QDir(desktop.path("cache")).exists());
     QWDropboxSyncCoreData other(desktop.context, {}, QUrl::fromLocalFile(desktop.path("a/b/c")));
     EXPECT_TRUE(QDir(desktop.path("a/b/c")).exists());
+}
+
+TEST_F(Lifecycle, A_cache_folder_that_cannot_be_made_stops_no_construction) {
+    ASSERT_TRUE(desktop.world.files->write(desktop.path("file"), "bytes"));
+    const QWLogCapture log;
+    QWDropboxSyncCoreData other(desktop.context, {}, QUrl::fromLocalFile(desktop.path("file/cache")));
+    EXPECT_EQ(other.status(), QWDropboxSyncStatusDisabled);
+    EXPECT_FALSE(other.dropboxCachePersistentStoreCoordinator()->hasStore());
 }
 
 TEST_F(Lifecycle, The_first_activation_ever_looks_the_folder_up_before_any_delta) {
@@ -134,6 +159,30 @@ TEST_F(Lifecycle, A_refused_token_stops_the_engine_and_tells_the_delegate_afterw
     EXPECT_EQ(desktop.refusedTokens, 1);
 }
 
+TEST_F(Lifecycle, The_delegate_hears_of_a_refused_token_when_the_engine_has_stopped_and_noted_it_for_good) {
+    struct Host : QObject, QWDropboxSyncCoreDataDelegate {
+        std::shared_ptr<Defaults> defaults = std::make_shared<Defaults>();
+        std::optional<quint64> status;
+        bool isNoted = false;
+
+        void accessTokenExpiredDropbox(QWDropboxSyncCoreData& engine) override {
+            status = engine.status();
+            isNoted = defaults->permanent.value("LastTimeTokenExpired") == QJsonValue(true);
+        }
+    } host;
+    desktop.crash();
+    desktop.world.userDefaults = host.defaults;
+    desktop.start();
+    engine().setDelegate(&host, &host);
+    activateIdle();
+    desktop.add("Author");
+    saveAndTurn();
+    engine().restClientUploadFileFailedWithError(*client, failure(401, info(client->requests[0])));
+    EXPECT_EQ(host.status, QWDropboxSyncStatusTokenInvalid);
+    EXPECT_TRUE(host.isNoted);
+    EXPECT_EQ(engine().numberOfObjectsSyncing(), 0);
+}
+
 TEST_F(Lifecycle, A_refused_token_without_a_delegate_stops_the_engine) {
     engine().setDelegate(nullptr, nullptr);
     engine().tokenBecameInvalid();
@@ -177,6 +226,18 @@ TEST_F(Lifecycle, The_end_of_the_application_saves_the_contexts) {
     desktop.world.notificationCenter->post({NSApplicationWillTerminateNotification, nullptr, {}});
     EXPECT_FALSE(engine().dropboxCacheManagedObjectContext()->hasChanges());
     EXPECT_EQ(desktop.context->count(QWFetchRequest("Author")), 1);
+}
+
+TEST_F(Lifecycle, The_end_of_the_application_in_the_middle_of_a_batch_keeps_what_has_arrived) {
+    activateIdle();
+    receive({changed("Author!!!A.data"), changed("Chapter!!!C.data")});
+    loaded(client->requests[0], R"({"name":"Received"})");
+    desktop.world.notificationCenter->post({NSApplicationWillTerminateNotification, nullptr, {}});
+    desktop.crash();
+    desktop.start();
+    ASSERT_TRUE(desktop.find("A", "Author"));
+    EXPECT_TRUE(desktop.fileMetadata("Author!!!A.data"))
+        << "it is known to be here: the journal was saved last";
 }
 
 TEST_F(Lifecycle, Nothing_is_called_after_the_engine_has_gone) {

@@ -59,6 +59,26 @@ TEST_F(Recovery, An_unsaved_record_has_an_entry_before_its_upload_is_sent) {
     EXPECT_FALSE(engine().dropboxCacheManagedObjectContext()->hasChanges());
 }
 
+TEST_F(Recovery, Each_entry_is_saved_before_its_request_goes_out) {
+    int asked = 0;
+    client->isAsked = [&](const QWRestRequest& request) {
+        ++asked;
+        EXPECT_EQ(entries(), request.kind == QWRestRequest::Upload ? asked : 2);
+        EXPECT_FALSE(engine().dropboxCacheManagedObjectContext()->hasChanges());
+    };
+    desktop.setImage(*book, "cover");
+    edit("New");
+    EXPECT_EQ(asked, 2);
+    for (int index : {0, 1})
+        uploaded(client->requests[index], "rev2");
+    desktop.save();
+    EXPECT_EQ(entries(), 0);
+    desktop.context->deleteObject(*book);
+    desktop.context->processPendingChanges();
+    turn();
+    EXPECT_EQ(asked, 4);
+}
+
 TEST_F(Recovery, An_acknowledged_upload_of_an_edit_that_died_unsaved_is_forgotten) {
     edit("New");
     uploaded(client->requests[0], "rev2");

@@ -17,6 +17,19 @@ struct UploadRepeat : EngineTest {
         EXPECT_TRUE(desktop.row(*author));
         return author;
     }
+    // Its path.
+    QString failDeletion() {
+        const auto author = desktop.add("Author");
+        saveAndTurn();
+        uploaded(client->requests[0]);
+        desktop.context->deleteObject(*author);
+        saveAndTurn();
+        const auto request = client->requests.back();
+        client->forget();
+        const QWLogCapture log;
+        engine().restClientDeletePathFailedWithError(*client, failure(500, info(request)));
+        return request.path;
+    }
 };
 
 } // namespace
@@ -100,18 +113,19 @@ TEST_F(UploadRepeat, An_upload_that_finds_nothing_there_is_repeated_like_any_oth
 }
 
 TEST_F(UploadRepeat, The_repetition_of_a_deletion_does_not_look_at_the_status) {
-    const auto author = desktop.add("Author");
-    saveAndTurn();
-    uploaded(client->requests[0]);
-    desktop.context->deleteObject(*author);
-    saveAndTurn();
-    const auto request = client->requests.back();
-    client->forget();
-    const QWLogCapture log;
-    engine().restClientDeletePathFailedWithError(*client, failure(500, info(request)));
+    const QString path = failDeletion();
     engine().deactivateSync();
     pass(10);
-    EXPECT_EQ(client->log(), QStringList{"delete " + request.path});
+    EXPECT_EQ(client->log(), QStringList{"delete " + path});
+}
+
+TEST_F(UploadRepeat, A_failed_deletion_is_repeated_by_the_client_that_failed) {
+    const QString path = failDeletion();
+    const auto second = std::make_shared<SilentClient>();
+    engine().activateSyncWithDropboxRestClient(second);
+    pass(10);
+    EXPECT_EQ(client->log(), QStringList{"delete " + path});
+    EXPECT_EQ(second->log(), QStringList{"delta"});
 }
 
 TEST_F(UploadRepeat, A_deletion_whose_row_is_not_known_starts_what_waits) {
@@ -142,4 +156,42 @@ TEST_F(UploadRepeat, With_a_large_queue_in_flight_only_what_is_not_there_yet_sta
     engine().beginSyncOfObjectsWaitingSync();
     EXPECT_EQ(client->log(), QStringList{"upload " + remote(dataFile(*last))});
     EXPECT_EQ(log.texts(), QStringList());
+}
+
+TEST_F(UploadRepeat, Whatever_is_no_upload_is_a_deletion) {
+    for (const qint16 action : {0, 7, -2}) {
+        const auto author = waitingAuthor();
+        const auto row = desktop.row(*author);
+        row->setAction(action);
+        client->forget();
+        probe().begin(row);
+        EXPECT_EQ(client->log(), QStringList{"delete " + remote(dataFile(*author))}) << action;
+    }
+}
+
+TEST_F(UploadRepeat, A_staged_file_is_deleted_whatever_the_letter_case_of_its_extension) {
+    const QString path = desktop.path("cache/Uploading-X.DATA");
+    desktop.world.files->write(path, "{}");
+    const QWLogCapture log;
+    engine().restClientUploadedFile(*client, remote("Author!!!X.data"), path, metadata("Author!!!X.data"));
+    EXPECT_FALSE(desktop.world.files->exists(path));
+}
+
+TEST_F(UploadRepeat, A_row_one_of_whose_files_failed_stays_in_flight_until_its_repetition_succeeds) {
+    const auto book = desktop.add("Book");
+    desktop.setImage(*book, "cover");
+    saveAndTurn();
+    const auto image = client->requests[0], data = client->requests[1];
+    client->forget();
+    const QWLogCapture log;
+    engine().restClientUploadFileFailedWithError(*client, failure(500, info(image)));
+    EXPECT_EQ(desktop.row(*book)->numberOfFilesUploadingToDropbox(), 2u);
+    uploaded(data);
+    EXPECT_TRUE(probe().rowInFlight(book->uuid()));
+    pass(10);
+    ASSERT_EQ(client->log(), QStringList{"upload " + image.path});
+    EXPECT_EQ(client->requests[0].localPath, image.localPath);
+    uploaded(client->requests[0]);
+    EXPECT_FALSE(desktop.row(*book));
+    EXPECT_EQ(engine().status(), QWDropboxSyncStatusIdle);
 }

@@ -27,6 +27,7 @@ TEST_F(Upload, A_record_is_staged_as_compact_JSON_and_uploaded_under_its_name) {
     ASSERT_EQ(client->log(), QStringList{"upload " + remote(dataFile(*author))});
     EXPECT_EQ(client->requests[0].localPath, desktop.path("cache/Uploading-" + author->uuid() + ".data"));
     EXPECT_EQ(client->requests[0].parentRev, QString());
+    EXPECT_FALSE(desktop.fileMetadata(dataFile(*author))) << "it is not in the cloud yet";
     const auto record = qw::json::read(staged(*author))->toMap();
     EXPECT_EQ(record["name"], "Ann");
     EXPECT_EQ(record["dateModified"], "2026-01-01 00:00:00 +0000");
@@ -251,6 +252,8 @@ TEST_F(Upload, A_row_with_a_uuid_in_lower_case_stays_in_flight_for_good) {
     uploaded(client->requests[0]);
     EXPECT_FALSE(desktop.row(*author));
     EXPECT_EQ(engine().numberOfObjectsSyncing(), 1);
+    EXPECT_EQ(engine().numberOfItemsToProcess(), 1) << "what is in flight, when nothing waits";
+    EXPECT_EQ(engine().status(), QWDropboxSyncStatusUploading);
 
     const auto other = desktop.add("Author");
     saveAndTurn();

@@ -4,6 +4,7 @@
 #include "testing/QWFaultyRestClient.h"
 
 #include <algorithm>
+#include <functional>
 #include <vector>
 
 // A client that writes down what it is asked and never answers: the test does, through the engine's delegate
@@ -11,6 +12,7 @@
 class SilentClient final : public DBRestClient {
 public:
     std::vector<QWRestRequest> requests;
+    std::function<void(const QWRestRequest&)> isAsked; // before the request is written down
 
     int count(QWRestRequest::Kind kind) const {
         return static_cast<int>(
@@ -27,20 +29,21 @@ public:
     }
     void forget() { requests.clear(); }
 
-    void loadDelta(const QString& cursor) override {
-        requests.push_back({QWRestRequest::LoadDelta, {}, {}, {}, cursor});
-    }
+    void loadDelta(const QString& cursor) override { take({QWRestRequest::LoadDelta, {}, {}, {}, cursor}); }
     void uploadFile(const QString& filename, const QString& folder, const QString& parentRev,
                     const QString& localPath) override {
-        requests.push_back({QWRestRequest::Upload, folder + '/' + filename, localPath, parentRev, {}});
+        take({QWRestRequest::Upload, folder + '/' + filename, localPath, parentRev, {}});
     }
-    void deletePath(const QString& path) override {
-        requests.push_back({QWRestRequest::Delete, path, {}, {}, {}});
-    }
+    void deletePath(const QString& path) override { take({QWRestRequest::Delete, path, {}, {}, {}}); }
     void loadFile(const QString& path, const QString& localPath) override {
-        requests.push_back({QWRestRequest::LoadFile, path, localPath, {}, {}});
+        take({QWRestRequest::LoadFile, path, localPath, {}, {}});
     }
-    void loadMetadata(const QString& path) override {
-        requests.push_back({QWRestRequest::LoadMetadata, path, {}, {}, {}});
+    void loadMetadata(const QString& path) override { take({QWRestRequest::LoadMetadata, path, {}, {}, {}}); }
+
+private:
+    void take(const QWRestRequest& request) {
+        if (isAsked)
+            isAsked(request);
+        requests.push_back(request);
     }
 };
