@@ -1,6 +1,6 @@
 #include "cli/SyncSession.h"
 
-#include "cli/Interrupt.h"
+#include "platform/QWInterrupt.h"
 
 SyncSession::SyncSession(atlas::AtlasLibrary& library, std::shared_ptr<CountingRestClient> client)
     : library_(library), engine_(library.engine()), client_(std::move(client)) {
@@ -10,7 +10,7 @@ SyncSession::SyncSession(atlas::AtlasLibrary& library, std::shared_ptr<CountingR
             &SyncSession::somethingHappened);
     connect(&engine_, &QWDropboxSyncCoreData::numberOfItemsToProcessChanged, this,
             &SyncSession::showProgress);
-    onInterrupt(this, [this] { finish(Outcome::Interrupted); });
+    QWOnInterrupt(this, [this] { finish(Outcome::Interrupted); });
 }
 
 SyncSession::Outcome SyncSession::runOnce(std::optional<std::chrono::seconds> timeout) {

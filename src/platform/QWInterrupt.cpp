@@ -1,4 +1,4 @@
-#include "cli/Interrupt.h"
+#include "platform/QWInterrupt.h"
 
 #include <QObject>
 #include <csignal>
@@ -26,7 +26,7 @@ BOOL WINAPI consoleInterrupted(DWORD) {
 }
 } // namespace
 
-void onInterrupt(QObject* receiver, std::function<void()> callback) {
+void QWOnInterrupt(QObject* receiver, std::function<void()> callback) {
     interrupted = receiver;
     onInterruption = std::move(callback);
     SetConsoleCtrlHandler(consoleInterrupted, TRUE);
@@ -44,7 +44,7 @@ void signalled(int signal) {
 }
 } // namespace
 
-void onInterrupt(QObject* receiver, std::function<void()> callback) {
+void QWOnInterrupt(QObject* receiver, std::function<void()> callback) {
     if (socketpair(AF_UNIX, SOCK_STREAM, 0, sockets) != 0)
         return;
     auto* notifier = new QSocketNotifier(sockets[1], QSocketNotifier::Read, receiver);
