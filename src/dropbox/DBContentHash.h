@@ -3,6 +3,10 @@
 #include <QByteArrayView>
 #include <QString>
 
+class QIODevice;
+
 // The service's hash of a file's content: SHA-256 over the SHA-256 digests of its blocks of 4 MiB (the last
 // one may be shorter), in lower-case hex.
 QString dropboxContentHash(QByteArrayView bytes);
+// The same of what an open device holds from its present position to its end, without holding it in memory.
+QString dropboxContentHash(QIODevice& content);

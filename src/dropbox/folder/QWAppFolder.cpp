@@ -4,6 +4,7 @@
 #include "dropbox/DBPath.h"
 #include "dropbox/folder/QWFolderIndex_p.h"
 
+#include <QBuffer>
 #include <QCryptographicHash>
 #include <algorithm>
 
@@ -143,39 +144,59 @@ std::optional<DBMetadata> QWAppFolder::metadata(const QString& path, QWError* er
     });
 }
 
+bool QWAppFolder::wasDeleted(const QString& path) {
+    const auto answer = attempt(nullptr, [&] {
+        const auto entry = index_->find(lowercaseDropboxPath(path));
+        return entry && entry->isDeleted;
+    });
+    return answer.value_or(false);
+}
+
 std::optional<QWAppFolder::File> QWAppFolder::read(const QString& path, QWError* error) {
+    QBuffer bytes;
+    bytes.open(QIODevice::WriteOnly);
+    const auto metadata = read(path, bytes, error);
+    return metadata ? std::optional(File{*metadata, bytes.data()}) : std::nullopt;
+}
+
+std::optional<DBMetadata> QWAppFolder::read(const QString& path, QIODevice& to, QWError* error) {
     return attempt(error, [&] {
         check(path);
-        QByteArray bytes;
-        const auto entry = index_->find(lowercaseDropboxPath(path), &bytes);
+        const auto entry = index_->find(lowercaseDropboxPath(path), &to);
         if (!entry || entry->isDeleted)
             throw notFound(path);
         if (entry->metadata.isDirectory)
             throw QWFolderFailure(QWAppFolderErrorCode::NotAFile,
                                   QStringLiteral("\"%1\" is a folder.").arg(path), path);
-        return File{entry->metadata, bytes};
+        return entry->metadata;
     });
 }
 
 std::optional<DBMetadata> QWAppFolder::upload(const QString& path, const QByteArray& bytes,
                                               const QWWriteMode& mode, QWError* error) {
+    QBuffer content;
+    content.setData(bytes);
+    content.open(QIODevice::ReadOnly);
+    return upload(path, content, mode, error);
+}
+
+std::optional<DBMetadata> QWAppFolder::upload(const QString& path, QIODevice& content,
+                                              const QWWriteMode& mode, QWError* error) {
     return attempt(error, [&] {
         check(path);
         QWFolderTransaction transaction(index_->database());
-        DBMetadata written = write(path, bytes, mode);
+        DBMetadata written = write(path, content, mode);
         transaction.commit();
         return written;
     });
 }
 
-std::optional<DBMetadata> QWAppFolder::createFolder(const QString& path, QWError* error) {
+std::optional<DBMetadata> QWAppFolder::createFolder(const QString& path, QWWriteMode::OnConflict onConflict,
+                                                    QWError* error) {
     return attempt(error, [&] {
         check(path);
         QWFolderTransaction transaction(index_->database());
-        const auto standing = index_->find(lowercaseDropboxPath(path));
-        if (standing && !standing->isDeleted)
-            throw inTheWay(standing->metadata, path);
-        DBMetadata made = makeFolder(path);
+        DBMetadata made = makeFolder(freePlace(path, onConflict));
         transaction.commit();
         return made;
     });
@@ -188,28 +209,71 @@ std::optional<DBMetadata> QWAppFolder::remove(const QString& path, QWError* erro
         const auto entry = index_->find(lowercaseDropboxPath(path));
         if (!entry || entry->isDeleted)
             throw notFound(path);
-        index_->markDeleted(*entry);
-        if (entry->metadata.isDirectory) {
-            const std::vector<qint64> children = index_->coverDescendants(entry->lowercasePath);
-            if (options_.reportsChildrenOfDeletedFolders)
-                index_->appendChanges(children);
-        }
+        deleteWithDescendants(entry->id, entry->lowercasePath, entry->metadata.isDirectory);
         transaction.commit();
         return entry->metadata;
     });
 }
 
-DBMetadata QWAppFolder::write(const QString& path, const QByteArray& bytes, const QWWriteMode& mode) {
-    const QString hash = dropboxContentHash(bytes);
+std::optional<DBMetadata> QWAppFolder::move(const QString& from, const QString& to,
+                                            QWWriteMode::OnConflict onConflict, QWError* error) {
+    return attempt(error, [&] {
+        check(from);
+        check(to);
+        QWFolderTransaction transaction(index_->database());
+        const auto moved = index_->find(lowercaseDropboxPath(from));
+        if (!moved || moved->isDeleted)
+            throw notFound(from);
+        const QString target = lowercaseDropboxPath(to);
+        if (target == moved->lowercasePath)
+            return moved->metadata;
+        if (target.startsWith(moved->lowercasePath + QLatin1Char('/')))
+            throw QWFolderFailure(QWAppFolderErrorCode::IntoItself,
+                                  QStringLiteral("\"%1\" cannot be moved into itself.").arg(from), to);
+
+        const QString place = freePlace(to, onConflict);
+        makeParents(place);
+        std::vector<QWFolderIndex::Entry> entries = index_->standingUnder(moved->lowercasePath);
+        entries.insert(entries.begin(), *moved);
+        for (const QWFolderIndex::Entry& entry : entries) {
+            DBMetadata metadata = entry.metadata;
+            metadata.path = place + entry.metadata.path.mid(moved->metadata.path.size());
+            if (!metadata.isDirectory)
+                metadata.rev = newRevision();
+            index_->copyContent(entry.id, put(metadata).id);
+        }
+        const DBMetadata result = index_->find(lowercaseDropboxPath(place))->metadata;
+        deleteWithDescendants(moved->id, moved->lowercasePath, moved->metadata.isDirectory);
+        transaction.commit();
+        return result;
+    });
+}
+
+void QWAppFolder::deleteWithDescendants(qint64 id, const QString& lowercasePath, bool isDirectory) {
+    index_->markDeleted(id);
+    if (!isDirectory)
+        return;
+    const std::vector<qint64> children = index_->coverDescendants(lowercasePath);
+    if (options_.reportsChildrenOfDeletedFolders)
+        index_->appendChanges(children);
+}
+
+DBMetadata QWAppFolder::write(const QString& path, QIODevice& content, const QWWriteMode& mode) {
+    const qint64 start = content.pos();
+    const QString hash = dropboxContentHash(content);
+    const qint64 size = content.pos() - start;
     QString place = path;
     for (int rename = 1;; ++rename) {
         const auto standing = index_->find(lowercaseDropboxPath(place));
-        if (!standing || standing->isDeleted)
+        const bool wantsWhatIsGone = mode.isStrict && mode.kind == QWWriteMode::Update && place == path;
+        if (!standing || (standing->isDeleted && !wantsWhatIsGone))
             break;
         const DBMetadata& there = standing->metadata;
-        if (there.hash == hash)
+        if (there.hash == hash && !mode.isStrict)
             return there;
-        if (mode.kind == QWWriteMode::Update && place == path && !there.isDirectory && there.rev == mode.rev)
+        if (place == path && !standing->isDeleted && !there.isDirectory
+            && (mode.kind == QWWriteMode::Overwrite
+                || (mode.kind == QWWriteMode::Update && there.rev == mode.rev)))
             break;
         if (mode.onConflict == QWWriteMode::Refuse)
             throw inTheWay(there, path);
@@ -219,7 +283,23 @@ DBMetadata QWAppFolder::write(const QString& path, const QByteArray& bytes, cons
     makeParents(place);
     const qint64 now = environment_->clock().now().toSecsSinceEpoch();
     const QDateTime date = QDateTime::fromSecsSinceEpoch(now, Qt::UTC);
-    return put({place, newRevision(), hash, date, bytes.size(), false}, bytes);
+    const Placed placed = put({place, newRevision(), hash, date, size, false});
+    content.seek(start);
+    index_->writeContent(placed.id, content);
+    return placed.metadata;
+}
+
+QString QWAppFolder::freePlace(const QString& path, QWWriteMode::OnConflict onConflict) {
+    QString place = path;
+    for (int rename = 1;; ++rename) {
+        const auto standing = index_->find(lowercaseDropboxPath(place));
+        if (!standing || standing->isDeleted)
+            return place;
+        if (onConflict == QWWriteMode::Refuse)
+            throw inTheWay(standing->metadata, path);
+        place = renamed(path, QWWriteMode::Add, rename, {});
+        check(place);
+    }
 }
 
 void QWAppFolder::makeParents(const QString& path) {
@@ -239,10 +319,10 @@ DBMetadata QWAppFolder::makeFolder(const QString& path) {
     DBMetadata folder;
     folder.path = path;
     folder.isDirectory = true;
-    return put(folder, {});
+    return put(folder).metadata;
 }
 
-DBMetadata QWAppFolder::put(DBMetadata metadata, const QByteArray& bytes) {
+QWAppFolder::Placed QWAppFolder::put(DBMetadata metadata) {
     const QString lowercasePath = lowercaseDropboxPath(metadata.path);
     const auto old = index_->find(lowercasePath);
     if (old && !old->isDeleted) {
@@ -250,11 +330,11 @@ DBMetadata QWAppFolder::put(DBMetadata metadata, const QByteArray& bytes) {
     } else if (const QString parent = parentOf(metadata.path); !parent.isEmpty()) {
         metadata.path.replace(0, parent.size(), index_->find(lowercaseDropboxPath(parent))->metadata.path);
     }
-    index_->put(lowercasePath, metadata, bytes);
+    const qint64 id = index_->put(lowercasePath, metadata);
     // The folder's deletion, which covered everything under it, will be reported to nobody any more.
     if (old && old->isDeleted && old->metadata.isDirectory)
         index_->appendChanges(index_->coveredDescendants(lowercasePath));
-    return metadata;
+    return {id, metadata};
 }
 
 QString QWAppFolder::newRevision() {
@@ -292,6 +372,10 @@ QWAppFolder::Page QWAppFolder::page(const QString& cursorText, int limit) {
     }
     page.cursor = (page.hasMore ? cursor : Cursor{false, cursor.upTo, 0}).toText(key);
     return page;
+}
+
+std::optional<QString> QWAppFolder::latestCursor(QWError* error) {
+    return attempt(error, [&] { return Cursor{false, index_->head(), 0}.toText(index_->cursorKey()); });
 }
 
 bool QWAppFolder::forgetCursors(QWError* error) {

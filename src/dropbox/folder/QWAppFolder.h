@@ -11,6 +11,7 @@
 #include <memory>
 #include <optional>
 
+class QIODevice;
 class QWFolderIndex;
 
 // Why an app folder refuses or fails an operation: the code of its errors, whose domain is "folder" and whose
@@ -21,23 +22,27 @@ enum class QWAppFolderErrorCode {
     FileInTheWay,      // conflict: a file of other content stands there
     FolderInTheWay,    // conflict: a folder stands there
     FileAmongParents,  // conflict: a file stands where a folder above is needed
+    IntoItself,        // a folder cannot be moved into itself
     MalformedPath,     // no path that the folder accepts
     CursorLost,        // the cursor is not of this folder, or was forgotten: list afresh
     InsufficientSpace, // the folder or its disk is full, or the file too large
     Unavailable,       // the directory cannot be read or written
 };
 
-// How an upload treats what stands at its path already. Identical bytes are never a conflict.
+// How an upload treats what stands at its path already. Identical bytes are no conflict, and an update of a
+// deleted file makes it again whatever the revision, unless the mode is strict.
 struct QWWriteMode {
     enum Kind {
-        Add,    // conflicts with any other content
-        Update, // replaces the revision `rev`, conflicts with any other one
+        Add,       // conflicts with any other content
+        Overwrite, // replaces whatever file stands there
+        Update,    // replaces the revision `rev`, conflicts with any other one
     };
     enum OnConflict { Refuse, Rename };
 
     Kind kind = Add;
     QString rev;
     OnConflict onConflict = Refuse;
+    bool isStrict = false;
 
     static QWWriteMode add(OnConflict onConflict = Refuse) { return {Add, {}, onConflict}; }
     static QWWriteMode update(const QString& rev, OnConflict onConflict = Refuse) {
@@ -85,15 +90,33 @@ public:
     };
     // What stands at the path; deleted things count as not found.
     std::optional<DBMetadata> metadata(const QString& path, QWError* error = nullptr);
+    // Something stood there, and nothing does now.
+    bool wasDeleted(const QString& path);
     std::optional<File> read(const QString& path, QWError* error = nullptr);
+    // Writes the file's bytes to an open device, piece by piece. After an error the device may hold some.
+    std::optional<DBMetadata> read(const QString& path, QIODevice& to, QWError* error = nullptr);
 
     // Writes a file. The answer's path differs from the one asked for when a conflict renamed it: an added
-    // file to "stem (1).ext", an updated one to "stem (NAME's conflicted copy).ext". An update of a deleted
-    // file makes it again, whatever the revision. Identical bytes answer what stands there and change
-    // nothing.
+    // file to "stem (1).ext", an updated one to "stem (NAME's conflicted copy).ext". Identical bytes answer
+    // what stands there and change nothing.
     std::optional<DBMetadata> upload(const QString& path, const QByteArray& bytes, const QWWriteMode& mode,
                                      QWError* error = nullptr);
-    std::optional<DBMetadata> createFolder(const QString& path, QWError* error = nullptr);
+    // The same from an open device that can be read twice: everything from its present position to its end,
+    // piece by piece.
+    std::optional<DBMetadata> upload(const QString& path, QIODevice& content, const QWWriteMode& mode,
+                                     QWError* error = nullptr);
+    std::optional<DBMetadata> createFolder(const QString& path, QWError* error = nullptr) {
+        return createFolder(path, QWWriteMode::Refuse, error);
+    }
+    // A folder that may be renamed on conflict becomes "name (1)".
+    std::optional<DBMetadata> createFolder(const QString& path, QWWriteMode::OnConflict onConflict,
+                                           QWError* error = nullptr);
+    // Moves a file, or a folder with everything in it; answers what stands at the new place. The feed tells
+    // of everything there, and of a deletion at the old place. Files get new revisions. A change of letter
+    // case only is no move: nothing happens.
+    std::optional<DBMetadata> move(const QString& from, const QString& to,
+                                   QWWriteMode::OnConflict onConflict = QWWriteMode::Refuse,
+                                   QWError* error = nullptr);
     // Deletes a file, or a folder with everything in it. Answers what stood there.
     std::optional<DBMetadata> remove(const QString& path, QWError* error = nullptr);
 
@@ -110,6 +133,9 @@ public:
     // before what is in them, whether they stand or were deleted.
     std::optional<Page> changes(const QString& cursor, int limit, QWError* error = nullptr);
 
+    // Where a query for what changes from now on starts.
+    std::optional<QString> latestCursor(QWError* error = nullptr);
+
     // From here on every cursor given so far is lost, in all processes.
     bool forgetCursors(QWError* error = nullptr);
 
@@ -117,10 +143,17 @@ private:
     QWAppFolder(std::shared_ptr<QWEnvironment> environment, QWAppFolderOptions options,
                 std::unique_ptr<QWFolderIndex> index, bool isInMemory);
 
-    DBMetadata write(const QString& path, const QByteArray& bytes, const QWWriteMode& mode);
+    struct Placed {
+        qint64 id;
+        DBMetadata metadata;
+    };
+
+    DBMetadata write(const QString& path, QIODevice& content, const QWWriteMode& mode);
+    QString freePlace(const QString& path, QWWriteMode::OnConflict onConflict);
     void makeParents(const QString& path);
     DBMetadata makeFolder(const QString& path);
-    DBMetadata put(DBMetadata metadata, const QByteArray& bytes);
+    Placed put(DBMetadata metadata);
+    void deleteWithDescendants(qint64 id, const QString& lowercasePath, bool isDirectory);
     QString newRevision();
     Page page(const QString& cursor, int limit);
 

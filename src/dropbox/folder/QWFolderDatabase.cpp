@@ -1,9 +1,13 @@
 #include "dropbox/folder/QWFolderDatabase_p.h"
 
+#include <QIODevice>
+#include <algorithm>
+
 namespace {
 
 // How long a write waits for the writes of other processes, which take milliseconds each.
 constexpr int busyTimeoutMilliseconds = 30'000;
+constexpr int pieceSize = 256 * 1024; // of content on its way in or out
 
 QWFolderFailure failure(sqlite3* database) {
     const int code = sqlite3_errcode(database) & 0xff;
@@ -37,11 +41,6 @@ QString QWFolderStatement::Rows::text(int column) const {
     return QString::fromUtf8(utf8, sqlite3_column_bytes(statement_, column));
 }
 
-QByteArray QWFolderStatement::Rows::bytes(int column) const {
-    const auto* data = static_cast<const char*>(sqlite3_column_blob(statement_, column));
-    return QByteArray(data, sqlite3_column_bytes(statement_, column));
-}
-
 void QWFolderStatement::bind(int parameter, qint64 value) {
     sqlite3_bind_int64(statement_, parameter, value);
 }
@@ -50,12 +49,6 @@ void QWFolderStatement::bind(int parameter, const QString& value) {
     const QByteArray utf8 = value.toUtf8();
     sqlite3_bind_text64(statement_, parameter, utf8.constData(), quint64(utf8.size()), SQLITE_TRANSIENT,
                         SQLITE_UTF8);
-}
-
-void QWFolderStatement::bind(int parameter, const QByteArray& value) {
-    if (sqlite3_bind_blob64(statement_, parameter, value.constData(), quint64(value.size()), SQLITE_TRANSIENT)
-        != SQLITE_OK)
-        throw failure(sqlite3_db_handle(statement_));
 }
 
 QWFolderDatabase::QWFolderDatabase(const QString& path) {
@@ -71,6 +64,42 @@ QWFolderDatabase::QWFolderDatabase(const QString& path) {
 void QWFolderDatabase::execute(const QByteArray& sql) {
     if (sqlite3_exec(database_, sql.constData(), nullptr, nullptr, nullptr) != SQLITE_OK)
         throw failure(database_);
+}
+
+QWFolderContent::QWFolderContent(QWFolderDatabase& database, qint64 entryId, Access access)
+    : database_(database) {
+    if (sqlite3_blob_open(database.handle(), "main", "entries", "content", entryId, access == Write,
+                          &content_)
+        != SQLITE_OK)
+        throw failure(database.handle());
+}
+
+void QWFolderContent::copyTo(QIODevice& device) {
+    const int size = sqlite3_blob_bytes(content_);
+    QByteArray piece;
+    for (int position = 0; position < size; position += int(piece.size())) {
+        piece.resize(std::min(size - position, pieceSize));
+        if (sqlite3_blob_read(content_, piece.data(), int(piece.size()), position) != SQLITE_OK)
+            throw failure(database_.handle());
+        if (device.write(piece) != piece.size())
+            throw QWFolderFailure(
+                QWAppFolderErrorCode::Unavailable,
+                QStringLiteral("The content cannot be passed on: %1.").arg(device.errorString()));
+    }
+}
+
+void QWFolderContent::copyFrom(QIODevice& device) {
+    const int size = sqlite3_blob_bytes(content_);
+    for (int position = 0; position < size;) {
+        const QByteArray piece = device.read(std::min(size - position, pieceSize));
+        if (piece.isEmpty())
+            throw QWFolderFailure(
+                QWAppFolderErrorCode::Unavailable,
+                QStringLiteral("The content cannot be read: %1.").arg(device.errorString()));
+        if (sqlite3_blob_write(content_, piece.constData(), int(piece.size()), position) != SQLITE_OK)
+            throw failure(database_.handle());
+        position += int(piece.size());
+    }
 }
 
 QWFolderTransaction::~QWFolderTransaction() {

@@ -31,7 +31,6 @@ public:
         bool next();
         qint64 integer(int column) const { return sqlite3_column_int64(statement_, column); }
         QString text(int column) const;
-        QByteArray bytes(int column) const;
 
     private:
         sqlite3_stmt* statement_;
@@ -54,7 +53,6 @@ public:
 private:
     void bind(int parameter, qint64 value);
     void bind(int parameter, const QString& value);
-    void bind(int parameter, const QByteArray& value);
 
     sqlite3_stmt* statement_ = nullptr;
 };
@@ -71,6 +69,23 @@ public:
 
 private:
     sqlite3* database_ = nullptr;
+};
+
+// The content of one entry, read or written piece by piece.
+class QWFolderContent {
+public:
+    enum Access { Read, Write };
+    QWFolderContent(QWFolderDatabase& database, qint64 entryId, Access access);
+    ~QWFolderContent() { sqlite3_blob_close(content_); }
+    Q_DISABLE_COPY_MOVE(QWFolderContent)
+
+    void copyTo(QIODevice& device);
+    // The device must hold as many bytes as the content has.
+    void copyFrom(QIODevice& device);
+
+private:
+    QWFolderDatabase& database_;
+    sqlite3_blob* content_ = nullptr;
 };
 
 // Everything written until `commit` is one step, also for other processes; without it, nothing was written.

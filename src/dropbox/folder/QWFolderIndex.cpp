@@ -108,17 +108,20 @@ struct QWFolderIndex::Statements {
     QWFolderStatement setFact{handle_, "UPDATE facts SET value = ?2 WHERE name = ?1"};
     QWFolderStatement head{handle_, "SELECT max(sequence) FROM entries"};
     QWFolderStatement find{handle_, "SELECT " QW_ENTRY_COLUMNS " FROM entries WHERE lowercasePath = ?1"};
-    QWFolderStatement read{handle_,
-                           "SELECT " QW_ENTRY_COLUMNS ", content FROM entries WHERE lowercasePath = ?1"};
     QWFolderStatement changes{handle_, "SELECT " QW_ENTRY_COLUMNS " FROM entries"
                                        " WHERE sequence > ?1 AND sequence <= ?2 ORDER BY sequence LIMIT ?3"};
     QWFolderStatement standing{handle_, "SELECT " QW_ENTRY_COLUMNS " FROM entries"
                                         " WHERE id > ?1 AND NOT isDeleted ORDER BY id LIMIT ?2"};
     QWFolderStatement put{
         handle_, "INSERT INTO entries (lowercasePath, sequence, isDeleted, isDirectory, path, rev, hash,"
-                 " size, modified, content) VALUES (?1, ?2, 0, ?3, ?4, ?5, ?6, ?7, ?8, ?9)"
+                 " size, modified, content) VALUES (?1, ?2, 0, ?3, ?4, ?5, ?6, ?7, ?8, zeroblob(?7))"
                  " ON CONFLICT (lowercasePath) DO UPDATE SET sequence = ?2, isDeleted = 0, isDirectory = ?3,"
-                 " path = ?4, rev = ?5, hash = ?6, size = ?7, modified = ?8, content = ?9"};
+                 " path = ?4, rev = ?5, hash = ?6, size = ?7, modified = ?8, content = zeroblob(?7)"
+                 " RETURNING id"};
+    QWFolderStatement copyContent{handle_, "UPDATE entries SET content ="
+                                           " (SELECT content FROM entries WHERE id = ?1) WHERE id = ?2"};
+    QWFolderStatement standingUnder{handle_, "SELECT " QW_ENTRY_COLUMNS " FROM entries WHERE " QW_DESCENDANTS
+                                             " AND NOT isDeleted ORDER BY lowercasePath"};
     QWFolderStatement markDeleted{handle_,
                                   "UPDATE entries SET sequence = ?2, isDeleted = 1, rev = '',"
                                   " hash = '', size = 0, modified = 0, content = NULL WHERE id = ?1"};
@@ -161,13 +164,15 @@ qint64 QWFolderIndex::head() {
     return rows.integer(0);
 }
 
-std::optional<QWFolderIndex::Entry> QWFolderIndex::find(const QString& lowercasePath, QByteArray* content) {
-    QWFolderStatement::Rows rows = (content ? statements_->read : statements_->find).rows(lowercasePath);
+std::optional<QWFolderIndex::Entry> QWFolderIndex::find(const QString& lowercasePath, QIODevice* content) {
+    QWFolderStatement::Rows rows = statements_->find.rows(lowercasePath);
     if (!rows.next())
         return std::nullopt;
-    if (content)
-        *content = rows.bytes(10);
-    return entry(rows);
+    Entry found = entry(rows);
+    // The row that is being read keeps other processes' writes out of sight until the content is read too.
+    if (content && !found.isDeleted && !found.metadata.isDirectory)
+        QWFolderContent(database_, found.id, QWFolderContent::Read).copyTo(*content);
+    return found;
 }
 
 std::vector<QWFolderIndex::Entry> QWFolderIndex::changes(qint64 after, qint64 upTo, int limit) {
@@ -178,14 +183,31 @@ std::vector<QWFolderIndex::Entry> QWFolderIndex::standing(qint64 afterId, int li
     return entries(statements_->standing.rows(afterId, qint64(limit)));
 }
 
-void QWFolderIndex::put(const QString& lowercasePath, const DBMetadata& metadata, const QByteArray& content) {
-    const qint64 modified = metadata.isDirectory ? 0 : metadata.lastModifiedDate.toSecsSinceEpoch();
-    statements_->put.run(lowercasePath, head() + 1, qint64(metadata.isDirectory), metadata.path, metadata.rev,
-                         metadata.hash, metadata.totalBytes, modified, content);
+std::vector<QWFolderIndex::Entry> QWFolderIndex::standingUnder(const QString& lowercasePath) {
+    return entries(statements_->standingUnder.rows(lowercasePath));
 }
 
-void QWFolderIndex::markDeleted(const Entry& entry) {
-    statements_->markDeleted.run(entry.id, head() + 1);
+qint64 QWFolderIndex::put(const QString& lowercasePath, const DBMetadata& metadata) {
+    const qint64 modified = metadata.isDirectory ? 0 : metadata.lastModifiedDate.toSecsSinceEpoch();
+    QWFolderStatement::Rows rows =
+        statements_->put.rows(lowercasePath, head() + 1, qint64(metadata.isDirectory), metadata.path,
+                              metadata.rev, metadata.hash, metadata.totalBytes, modified);
+    rows.next();
+    const qint64 id = rows.integer(0);
+    rows.next();
+    return id;
+}
+
+void QWFolderIndex::writeContent(qint64 id, QIODevice& content) {
+    QWFolderContent(database_, id, QWFolderContent::Write).copyFrom(content);
+}
+
+void QWFolderIndex::copyContent(qint64 fromId, qint64 toId) {
+    statements_->copyContent.run(fromId, toId);
+}
+
+void QWFolderIndex::markDeleted(qint64 id) {
+    statements_->markDeleted.run(id, head() + 1);
 }
 
 std::vector<qint64> QWFolderIndex::coverDescendants(const QString& lowercasePath) {

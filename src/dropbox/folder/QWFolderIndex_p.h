@@ -35,17 +35,23 @@ public:
 
     // The number of the last change.
     qint64 head();
-    // Also fetches the content when the caller wants it.
-    std::optional<Entry> find(const QString& lowercasePath, QByteArray* content = nullptr);
+    // Also writes the content of a file that stands there to an open device, when the caller gives one.
+    std::optional<Entry> find(const QString& lowercasePath, QIODevice* content = nullptr);
     // Entries changed after `after` and not after `upTo`, in the order of their changes.
     std::vector<Entry> changes(qint64 after, qint64 upTo, int limit);
     // Entries that stand and whose id is greater than `afterId`, by id.
     std::vector<Entry> standing(qint64 afterId, int limit);
 
-    // Puts a file or folder at its path, as the change after the last.
-    void put(const QString& lowercasePath, const DBMetadata& metadata, const QByteArray& content);
+    // What stands under a folder, folders before what is in them.
+    std::vector<Entry> standingUnder(const QString& lowercasePath);
+
+    // Puts a file or folder at its path, as the change after the last; answers its id. A file has as many
+    // bytes as its metadata say, all 0 until they are written.
+    qint64 put(const QString& lowercasePath, const DBMetadata& metadata);
+    void writeContent(qint64 id, QIODevice& content);
+    void copyContent(qint64 fromId, qint64 toId);
     // Deletes one entry, as the change after the last.
-    void markDeleted(const Entry& entry);
+    void markDeleted(qint64 id);
     // Deletes everything under a deleted folder and takes it out of the sequence. Answers what had stood, by
     // path.
     std::vector<qint64> coverDescendants(const QString& lowercasePath);

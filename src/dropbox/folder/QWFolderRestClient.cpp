@@ -22,6 +22,7 @@ int statusOf(const QWError& error) {
     case QWAppFolderErrorCode::FileInTheWay:
     case QWAppFolderErrorCode::FolderInTheWay:
     case QWAppFolderErrorCode::FileAmongParents:
+    case QWAppFolderErrorCode::IntoItself:
     case QWAppFolderErrorCode::CursorLost:
         return 409;
     case QWAppFolderErrorCode::MalformedPath:
