@@ -36,6 +36,8 @@ struct Failure {
 
     // The answer of a request that is not carried out.
     Reply reply(const QString& route) const;
+    // What happens to the answer of any request.
+    Reply::Fate fate() const { return kind == Lost ? Reply::Lost : kind == Cut ? Reply::Cut : Reply::Sent; }
     bool isCarriedOut() const { return kind == Lost || kind == Cut || kind == Delay || kind == Reset; }
 };
 

@@ -45,12 +45,11 @@ Exchange StandIn::began(const Request& head) {
         exchange.route = QStringLiteral("unknown");
     statistics_.began(exchange.route);
     // Every rule counts the request; the first one that strikes counts.
-    for (std::size_t rule = 0; rule < options_.failures.size(); ++rule) {
-        if (options_.failures[rule].strikes(exchange.route) && exchange.failure < 0)
-            exchange.failure = int(rule);
+    for (FailureRule& rule : options_.failures) {
+        if (rule.strikes(exchange.route) && !exchange.failure)
+            exchange.failure = &rule.failure();
     }
-    exchange.isDropped = exchange.failure >= 0
-                         && options_.failures[std::size_t(exchange.failure)].failure().kind == Failure::Drop;
+    exchange.isDropped = exchange.failure && exchange.failure->kind == Failure::Drop;
     return exchange;
 }
 
@@ -58,13 +57,9 @@ void StandIn::handle(const Exchange& exchange, const Request& request,
                      std::function<void(const Reply&)> answer) {
     if (exchange.route.isEmpty())
         return answer(jsonReply(statistics_.toJSON()));
-    const Failure* failure =
-        exchange.failure < 0 ? nullptr : &options_.failures[std::size_t(exchange.failure)].failure();
+    const Failure* const failure = exchange.failure;
     const auto delay = options_.latency + (failure ? failure->delay : std::chrono::milliseconds(0));
-    const Reply::Fate fate = !failure                         ? Reply::Sent
-                             : failure->kind == Failure::Lost ? Reply::Lost
-                             : failure->kind == Failure::Cut  ? Reply::Cut
-                                                              : Reply::Sent;
+    const Reply::Fate fate = failure ? failure->fate() : Reply::Sent;
     const auto answerInTime = [this, delay, fate, answer = std::move(answer)](Reply reply) {
         reply.fate = fate;
         if (delay.count() == 0)

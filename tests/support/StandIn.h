@@ -12,7 +12,7 @@
 // The cloud service on this machine, as a process of its own: the built program, which lies beside the tests.
 class StandIn {
 public:
-    // Starts it on a free port and waits until it listens. Ends with this object.
+    // Starts it on a free port, or the one in the options, and waits until it listens. Ends with this object.
     explicit StandIn(const QStringList& options = {}) {
         process_.start(program(), QStringList{"--port", "0"} + options);
         EXPECT_TRUE(process_.waitForStarted());

@@ -10,11 +10,13 @@ class QTcpSocket;
 
 namespace standin {
 
+struct Failure;
+
 // What is on its way between the head of a request and the end of its answer.
 struct Exchange {
     QString route;
-    bool isDropped = false; // the connection is closed before the request is read
-    int failure = -1;       // the handler's own mark
+    bool isDropped = false;           // the connection is closed before the request is read
+    const Failure* failure = nullptr; // what the handler does to it on purpose, if anything
 };
 
 // What connections ask of the program that they belong to.

@@ -16,6 +16,9 @@ struct BadRequest {
     QString problem;
 };
 
+// The token is not the one that is accepted: 401.
+struct BadToken {};
+
 // The route's own error: 409 and JSON. Each tag holds the next one under its name.
 struct EndpointError {
     QStringList tags;

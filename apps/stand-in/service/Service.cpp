@@ -125,24 +125,26 @@ void Service::handle(const Request& request, const Answer& answer) {
     const QString name = QLatin1String(route->name);
     try {
         checkToken(request, *route);
-        bool isAnsweredLater = false;
-        const Reply reply = carryOut(request, *route, answer, &isAnsweredLater);
-        if (!isAnsweredLater)
-            answer(reply);
+        if (route->style == Route::LongPoll) {
+            Arguments arguments = bodyArguments(request);
+            startLongPoll(arguments, answer);
+        } else {
+            answer(carryOut(request, *route));
+        }
     } catch (const BadRequest& bad) {
         answer(Reply::text(
             400, QStringLiteral("Error in call to API function \"%1\": %2").arg(name, bad.problem)));
+    } catch (const BadToken&) {
+        const QString tag = QStringLiteral("invalid_access_token");
+        answer(errorReply(401, {tag}, {{QStringLiteral(".tag"), tag}}));
     } catch (const EndpointError& error) {
         answer(errorReply(409, error.tags, errorObject(name, error)));
     } catch (const Breakdown& breakdown) {
         answer(Reply::text(500, breakdown.problem));
-    } catch (const Reply& refusal) {
-        answer(refusal);
     }
     checkLongPolls();
 }
 
-// Throws the refusal.
 void Service::checkToken(const Request& request, const Route& route) const {
     const auto authorization = request.header("Authorization");
     if (route.style == Route::LongPoll) {
@@ -156,20 +158,11 @@ void Service::checkToken(const Request& request, const Route& route) const {
     if (!authorization->startsWith(bearer) || authorization->size() == bearer.size())
         throw BadRequest{QStringLiteral("Invalid authorization value in HTTP header \"Authorization\": "
                                         "expecting \"Bearer <access token>\".")};
-    if (!options_.token.isEmpty() && authorization->mid(bearer.size()) != options_.token.toUtf8()) {
-        const QString tag = QStringLiteral("invalid_access_token");
-        throw errorReply(401, {tag}, {{QStringLiteral(".tag"), tag}});
-    }
+    if (!options_.token.isEmpty() && authorization->mid(bearer.size()) != options_.token.toUtf8())
+        throw BadToken();
 }
 
-Reply Service::carryOut(const Request& request, const Route& route, const Answer& answer,
-                        bool* isAnsweredLater) {
-    if (route.style == Route::LongPoll) {
-        Arguments arguments = bodyArguments(request);
-        startLongPoll(arguments, answer);
-        *isAnsweredLater = true;
-        return {};
-    }
+Reply Service::carryOut(const Request& request, const Route& route) {
     if (route.style == Route::RPC) {
         Arguments arguments = bodyArguments(request);
         return (this->*route.handler)(arguments, request);

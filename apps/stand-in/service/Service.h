@@ -60,7 +60,7 @@ private:
     static const std::vector<Route>& routes();
     static const Route* find(const QString& name);
     void checkToken(const Request& request, const Route& route) const;
-    Reply carryOut(const Request& request, const Route& route, const Answer& answer, bool* isAnsweredLater);
+    Reply carryOut(const Request& request, const Route& route);
 
     Reply getMetadata(Arguments& arguments, const Request& request);
     Reply download(Arguments& arguments, const Request& request);
