@@ -184,6 +184,25 @@ TEST_P(AppFolderTest, A_conflicting_upload_that_is_repeated_finds_its_own_copy) 
     EXPECT_EQ(query().entries.size(), 2);
 }
 
+TEST_P(AppFolderTest, The_revision_of_a_conflicted_copy_does_not_replace_the_copy) {
+    add("/a.data", "one");
+    const auto copy = folder->upload("/a.data", "two", Mode::update("000000000", Mode::Rename));
+    EXPECT_EQ(folder->upload("/a.data", "three", Mode::update(copy->rev, Mode::Rename))->path,
+              "/a (Owner's conflicted copy) (1).data");
+    EXPECT_EQ(bytesAt(copy->path), "two");
+}
+
+TEST_P(AppFolderTest, A_conflict_whose_new_name_would_be_too_long_changes_nothing) {
+    const QString path = "/" + QString(250, 'n') + ".data";
+    add(path, "one");
+    for (const Mode& mode : {Mode::add(Mode::Rename), Mode::update("000000000", Mode::Rename)}) {
+        EXPECT_FALSE(folder->upload(path, "two", mode, &error));
+        EXPECT_EQ(codeOf(error), Code::MalformedPath);
+    }
+    EXPECT_EQ(query().texts(), QStringList(path));
+    EXPECT_EQ(bytesAt(path), "one");
+}
+
 TEST_P(AppFolderTest, A_folder_is_in_the_way_of_a_file) {
     add("/folder/child");
     EXPECT_FALSE(folder->upload("/Folder", "x", Mode::add(), &error));

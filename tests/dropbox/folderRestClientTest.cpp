@@ -142,6 +142,22 @@ TEST_F(FolderRestClient, A_full_folder_answers_507) {
     EXPECT_EQ(answers(), QStringList("upload 507 /a"));
 }
 
+TEST_F(FolderRestClient, A_folder_that_cannot_be_read_any_more_answers_503) {
+    const QString cloud = directory.filePath("cloud");
+    QWAppFolder::inDirectory(cloud, environment)->upload("/a", "x", QWWriteMode::add());
+    const auto other = QWFolderRestClient::open("folder:" + cloud, environment);
+    ASSERT_TRUE(other);
+    other->setDelegate(&delegate, &delegate);
+    QFile database(cloud + "/app-folder.sqlite");
+    ASSERT_TRUE(database.open(QFile::ReadWrite));
+    ASSERT_TRUE(database.seek(4096)); // the first page tells the form, the others hold the entries
+    database.write(QByteArray(database.size() - 4096, 'x'));
+    database.close();
+    other->loadMetadata("/a");
+    other->loadDelta({});
+    EXPECT_EQ(answers(), QStringList({"metadata 503 /a", "delta 503"}));
+}
+
 TEST_F(FolderRestClient, A_delta_query_comes_in_pages_of_the_chosen_size) {
     client = std::make_unique<QWFolderRestClient>(folder, environment,
                                                   QWFolderRestClientOptions{.latency = {}, .pageSize = 2});

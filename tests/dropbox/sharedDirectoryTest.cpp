@@ -95,6 +95,18 @@ TEST_F(SharedDirectory, A_file_that_is_no_app_folder_is_refused_and_left_alone) 
     EXPECT_EQ(world.files->read(database), foreign);
 }
 
+TEST_F(SharedDirectory, A_folder_of_another_version_of_the_library_is_refused_and_left_alone) {
+    open()->upload("/a", "x", QWWriteMode::add());
+    const QString database = path + "/app-folder.sqlite";
+    QByteArray newer = *world.files->read(database);
+    newer[63] = 2; // where such a file has the number of its form
+    ASSERT_TRUE(world.files->write(database, newer));
+    EXPECT_FALSE(QWAppFolder::inDirectory(path, world.environment(), {}, &error));
+    EXPECT_EQ(error.code, int(QWAppFolderErrorCode::Unavailable));
+    EXPECT_TRUE(error.message.contains("(2)")) << error.message.toStdString();
+    EXPECT_EQ(world.files->read(database), newer);
+}
+
 TEST_F(SharedDirectory, A_directory_that_cannot_be_made_is_an_error) {
     ASSERT_TRUE(world.files->write(path, "a file"));
     EXPECT_FALSE(QWAppFolder::inDirectory(path + "/cloud", world.environment(), {}, &error));
