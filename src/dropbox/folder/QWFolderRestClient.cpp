@@ -8,8 +8,6 @@ using namespace std::chrono_literals;
 
 constexpr QWRunLoop::Duration memoryLatency = 50ms;
 const QString addressScheme = QStringLiteral("folder:");
-// Looks like a revision and is none: no change has the number 0.
-const QString noRevision = QStringLiteral("000000000");
 const QString contentType = QStringLiteral("application/octet-stream");
 
 int statusOf(const QWError& error) {
@@ -91,8 +89,7 @@ void QWFolderRestClient::uploadFile(const QString& filename, const QString& fold
     later([this, path, parentRev, localPath] {
         QWError error;
         const auto bytes = environment_->files().read(localPath, &error);
-        const auto mode =
-            QWWriteMode::update(parentRev.isEmpty() ? noRevision : parentRev, QWWriteMode::Rename);
+        const auto mode = QWWriteMode::update(parentRev, QWWriteMode::Rename);
         const auto written = bytes ? folder_->upload(path, *bytes, mode, &error) : std::nullopt;
         DBRestClientDelegate* const to = delegate();
         if (to && written)

@@ -13,9 +13,9 @@ struct QWFolderRestClientOptions {
 // on one later turn of the environment's run loop, in the order of the requests.
 //
 // Codes of errors: 400 malformed path, 404 nothing there, 409 conflict, 503 the folder cannot be used, 507 no
-// space, 0 the local file cannot be read or written. An upload asks the folder to update the parent revision,
-// or without one a revision that no file has, and to rename on conflict: whatever stands in the way of other
-// content, the answer is a conflicted copy. The local file is read on the turn that answers.
+// space, 0 the local file cannot be read or written. An upload asks the folder to update the parent revision
+// (no file has an empty one) and to rename on conflict: whatever stands in the way of other content, the
+// answer is a conflicted copy. The local file is read on the turn that answers.
 //
 // A cursor that the folder does not know is answered with the first page of a fresh listing; only that page
 // carries the reset flag.
