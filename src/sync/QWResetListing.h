@@ -10,7 +10,8 @@
 
 // Finds out what was deleted while a lost cursor hid it: a listing from scratch tells what the app folder
 // holds, never what it held. Follows the queries of the engine, of which several may be out at once; a
-// listing that a failure interrupts goes on with the next query. Letter case of names does not count.
+// listing that a failure interrupts goes on with the next query, and one whose cursor is lost begins anew.
+// Letter case of names does not count.
 class QWResetListing {
 public:
     void queryBegan();

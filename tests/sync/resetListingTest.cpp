@@ -76,6 +76,27 @@ TEST(ResetListing, A_listing_that_a_failure_interrupts_goes_on_with_the_next_que
     EXPECT_EQ(paths(listing.deletions({"A.data", "B.data", "C.data"})), QStringList());
 }
 
+TEST(ResetListing, A_listing_whose_cursor_is_lost_begins_anew) {
+    QWResetListing listing;
+    listing.queryBegan();
+    EXPECT_FALSE(listing.pageArrived({syncFolder, entry("/SyncCache.dbSync/A.data")}, true, true));
+    listing.queryBegan();
+    listing.fileWritten("B.data");
+    EXPECT_FALSE(listing.pageArrived({syncFolder}, true, true));
+    listing.queryBegan();
+    EXPECT_TRUE(listing.pageArrived({entry("/SyncCache.dbSync/C.data")}, false, false));
+    EXPECT_EQ(paths(listing.deletions({"A.data", "B.data", "C.data"})),
+              QStringList{"/synccache.dbsync/a.data"});
+}
+
+TEST(ResetListing, A_deletion_among_the_entries_holds_neither_its_file_nor_the_folder) {
+    QWResetListing listing;
+    listing.queryBegan();
+    EXPECT_TRUE(listing.pageArrived(
+        {DBMakeDeltaEntry("/synccache.dbsync"), DBMakeDeltaEntry("/synccache.dbsync/a.data")}, true, false));
+    EXPECT_EQ(paths(listing.deletions({"A.data"})), QStringList{"/synccache.dbsync"});
+}
+
 TEST(ResetListing, Two_queries_at_once_complete_one_listing_with_the_last_answer) {
     QWResetListing listing;
     listing.queryBegan();
@@ -117,6 +138,21 @@ struct LostCursor : TwoDesktops {
 TEST_F(LostCursor, A_deletion_that_it_hid_is_applied) {
     b.sync();
     EXPECT_TRUE(onB(keep));
+    EXPECT_FALSE(onB(gone));
+}
+
+TEST_F(LostCursor, A_deletion_is_applied_when_the_cursor_is_lost_between_two_pages_too) {
+    const QString last = "Author!!!" + keep->uuid() + ".data";
+    b.folderClient = std::make_unique<QWFolderRestClient>(
+        cloud.folder, b.environment,
+        QWFolderRestClientOptions{.latency = std::chrono::seconds(1), .pageSize = 2});
+    b.engine->activateSyncWithDropboxRestClient(std::move(b.folderClient));
+    cloud.put("Author!!!OTHER.data", R"({"name":"Other"})");
+    b.advance(std::chrono::milliseconds(1500));
+    cloud.remove(last);
+    cloud.folder->forgetCursors();
+    b.advance(std::chrono::seconds(20));
+    EXPECT_FALSE(onB(keep));
     EXPECT_FALSE(onB(gone));
 }
 
