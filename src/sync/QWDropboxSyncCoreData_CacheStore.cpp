@@ -102,8 +102,6 @@ void QWDropboxSyncCoreData::deleteAllResultOfFetchRequest(const QWFetchRequest& 
 }
 
 void QWDropboxSyncCoreData::deleteObjectWaitingSync(ObjectWaitingSync& row) {
-    if (!row.managedObjectContext())
-        return;
     objectsSyncing_.rowWillBeDeleted(row);
     dropboxCacheManagedObjectContext()->deleteObject(row);
 }

@@ -58,6 +58,15 @@ TEST_F(ImageTransfer, An_image_that_changed_on_its_way_is_sent_by_the_next_activ
     EXPECT_TRUE(client->log().contains("upload " + remote(imageFile(*book))));
 }
 
+TEST_F(ImageTransfer, An_image_that_changed_after_the_date_of_its_remote_copy_keeps_its_own) {
+    const auto book = bookInFlight();
+    const QDateTime date = metadata("x").lastModifiedDate.addSecs(100);
+    ASSERT_TRUE(files().setModificationDate(path(*book), date));
+    uploaded(image, "rev5");
+    EXPECT_EQ(files().modificationDate(path(*book)), date);
+    EXPECT_EQ(client->count(QWRestRequest::Upload), 1);
+}
+
 TEST_F(ImageTransfer, An_image_that_changed_on_its_way_is_not_sent_for_a_deleted_record) {
     const auto book = bookInFlight();
     replaceImage(*book);

@@ -89,3 +89,25 @@ TEST_F(LocalTrouble, A_record_that_could_not_be_staged_is_sent_once_after_a_new_
     pass(20);
     EXPECT_EQ(client->count(QWRestRequest::Upload), 1);
 }
+
+TEST_F(LocalTrouble, A_record_that_cannot_be_staged_is_not_sent_once_an_earlier_upload_has_settled_its_row) {
+    const auto disk = std::make_shared<FullDisk>();
+    disk->isFull = false;
+    desktop.crash();
+    desktop.world.files = disk;
+    desktop.start();
+    activateIdle();
+    const auto author = desktop.add("Author");
+    saveAndTurn();
+    const auto request = client->requests[0];
+    const QWLogCapture log;
+    engine().deactivateSync();
+    disk->isFull = true;
+    activateIdle();
+    EXPECT_EQ(log.texts("qwlibrary.sync").size(), 1);
+    uploaded(request);
+    EXPECT_FALSE(desktop.row(*author));
+    disk->isFull = false;
+    pass(10);
+    EXPECT_EQ(client->count(QWRestRequest::Upload), 0);
+}

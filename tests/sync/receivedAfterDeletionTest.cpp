@@ -88,6 +88,7 @@ TEST_F(ReceivedAfterDeletion, A_version_that_came_while_the_files_were_being_del
         engine().restClientDeletedPath(*client, deletion.path);
     ASSERT_EQ(client->count(QWRestRequest::Upload), 1);
     EXPECT_EQ(client->requests[0].parentRev, "");
+    EXPECT_FALSE(engine().dropboxCacheManagedObjectContext()->hasChanges()) << "its row is saved";
 }
 
 TEST_F(ReceivedAfterDeletion, A_version_of_a_batch_that_still_runs_is_sent_again_when_it_ends) {

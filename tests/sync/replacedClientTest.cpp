@@ -55,6 +55,15 @@ TEST_F(ReplacedClient, What_was_in_flight_without_a_deactivation_is_sent_by_the_
     EXPECT_EQ(second->log(), QStringList({"delta", "upload " + remote(dataFile(*author))}));
 }
 
+TEST_F(ReplacedClient, What_was_being_downloaded_without_a_deactivation_is_loaded_by_the_new_one) {
+    activateIdle();
+    receive({changed("Author!!!A.data")});
+    engine().activateSyncWithDropboxRestClient(second);
+    EXPECT_EQ(second->requests[0].cursor, "cursor-0");
+    engine().restClientLoadedDeltaEntries(*second, {changed("Author!!!A.data")}, false, "cursor-9", false);
+    EXPECT_EQ(second->log(), QStringList({"delta", "load " + remote("Author!!!A.data")}));
+}
+
 // A query given up by a deactivation ------------------------------------------------------------------------
 
 TEST_F(ReplacedClient, A_page_of_a_query_given_up_saves_no_cursor_also_after_a_newer_query_failed) {

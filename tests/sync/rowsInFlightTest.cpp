@@ -63,3 +63,25 @@ TEST_F(DroppedRow, A_row_that_waits_for_it_takes_no_place_of_another) {
     saveAndTurn();
     EXPECT_EQ(client->log(), QStringList{"upload " + remote(dataFile(*other))});
 }
+
+TEST_F(DroppedRow, It_counts_for_nothing_once_it_has_left) {
+    auto& cache = *engine().dropboxCacheManagedObjectContext();
+    const auto row = QWInsertCacheRecord<ObjectWaitingSync>(cache, QWDBEntityNameObjectWaitingSync);
+    const auto other = QWInsertCacheRecord<ObjectWaitingSync>(cache, QWDBEntityNameObjectWaitingSync);
+    row->setObjectUUID("x");
+    other->setObjectUUID("X");
+    QWRowsInFlight rows;
+    for (const bool leavesAlone : {true, false}) {
+        rows.insert("X", row);
+        rows.rowWillBeDeleted(*other);
+        EXPECT_EQ(rows.countInStore(), 1);
+        rows.rowWillBeDeleted(*row);
+        EXPECT_EQ(rows.countInStore(), 0);
+        if (leavesAlone)
+            rows.remove("X");
+        else
+            rows.clear();
+        EXPECT_EQ(rows.count(), 0);
+        EXPECT_EQ(rows.countInStore(), 0);
+    }
+}

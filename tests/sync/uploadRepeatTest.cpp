@@ -195,3 +195,25 @@ TEST_F(UploadRepeat, A_row_one_of_whose_files_failed_stays_in_flight_until_its_r
     EXPECT_FALSE(desktop.row(*book));
     EXPECT_EQ(engine().status(), QWDropboxSyncStatusIdle);
 }
+
+TEST_F(UploadRepeat, A_file_whose_object_nobody_can_tell_keeps_its_revision) {
+    const QWLogCapture log;
+    for (const char* name : {"notes.txt", "BookAuthor!!!X.data"}) {
+        engine().restClientUploadedFile(*client, remote(name), desktop.path(name), metadata(name, "rev5"));
+        ASSERT_TRUE(desktop.fileMetadata(name)) << name;
+        EXPECT_EQ(desktop.fileMetadata(name)->rev(), "rev5");
+    }
+}
+
+TEST_F(UploadRepeat, A_second_answer_to_an_object_with_a_uuid_in_lower_case_blocks_none_of_its_edits) {
+    const auto author = desktop.add("Author");
+    author->setUuid("lower");
+    saveAndTurn();
+    const auto request = client->requests[0];
+    uploaded(request);
+    uploaded(request);
+    client->forget();
+    author->setValueForKey("name", "New");
+    saveAndTurn();
+    EXPECT_EQ(client->log(), QStringList{"upload " + request.path});
+}
