@@ -126,12 +126,16 @@ TEST_F(ReplacedClient, A_page_of_a_query_given_up_completes_no_listing_of_a_newe
     client->forget();
     pass(10);
     ASSERT_EQ(client->log(), QStringList{"delta"});
+    engine().restClientLoadedDeltaEntries(*client, {}, false, "cursor-4", false);
+    EXPECT_TRUE(desktop.find("A", "Author")) << "no page before counts any more";
+    EXPECT_EQ(desktop.savedCursor(), "cursor-4");
+
     DBMetadata folder;
     folder.path = "/SyncCache.dbSync";
     folder.isDirectory = true;
+    engine().loadDeltaPotentialUpdates();
     engine().restClientLoadedDeltaEntries(*client, {DBMakeDeltaEntry("/synccache.dbsync", folder)}, true,
-                                          "cursor-4", false);
+                                          "cursor-5", false);
     EXPECT_FALSE(desktop.find("A", "Author")) << "a listing asked for since completes";
     EXPECT_FALSE(desktop.find("B", "Author")) << "it knows nothing of the pages before";
-    EXPECT_EQ(desktop.savedCursor(), "cursor-4");
 }
