@@ -89,6 +89,10 @@ public:
     void setDelegate(QWDropboxSyncCoreDataDelegate* delegate, QObject* lifetime);
     QWDropboxSyncCoreDataDelegate* delegate() const { return delegateLifetime_ ? delegate_ : nullptr; }
 
+    const std::shared_ptr<QWManagedObjectContext>& mainManagedObjectContext() const {
+        return mainManagedObjectContext_;
+    }
+
     // A QWDropboxSyncStatus.
     quint64 status() const { return _status; }
     void setStatus(quint64 status);
@@ -131,6 +135,10 @@ public:
     QWRef<ObjectWaitingSync> objectWaitingSyncForObject(const QWManagedObjectWithSyncSupport& object,
                                                         bool createIfNotExisting);
 
+    // Queues an object as it stands, unsaved: no change of it is marked. One that only the running batch has is
+    // queued when that has been saved.
+    void queueForUpload(const QWManagedObjectWithSyncSupport& object);
+
     // Upload ------------------------------------------------------------------------------------------------
 
     // Whether fewer objects are in flight than may be.
@@ -138,6 +146,8 @@ public:
     // Sends waiting rows until the pool is full.
     void beginSyncOfObjectsWaitingSync();
     qint64 numberOfObjectsSyncing() const { return objectsSyncing_.count(); }
+    // The row in flight that a remote file belongs to; null when there is none.
+    QWRef<ObjectWaitingSync> objectSyncingForFileWithName(const QString& fileName) const;
 
     // The remote files of an object: "Entity!!!UUID.data", and "Entity!!!UUID.image" of its image.
     QString fileNameWithUUID(const QString& uuid, const QString& entityName, bool isImage) const;
@@ -147,8 +157,28 @@ public:
 
     // Asks the cloud for changes since the last batch.
     void loadDeltaPotentialUpdates();
+    // For a client that neither sends nor answers the query that it was just asked for: all is as if it had not
+    // been asked. `status` is what it was before.
+    void takeBackDeltaQuery(quint64 status);
+    // Adds a file to the batch that is running.
+    void addDeltaEntry(const DBDeltaEntryRef& entry) { deltaEntriesToImport_.append({entry}); }
     // Entries received and not yet finished.
     const QWDeltaQueue& deltaEntriesToImport() const { return deltaEntriesToImport_; }
+
+    // Import ------------------------------------------------------------------------------------------------
+
+    // The object that a remote file belongs to, in the sync support context or in the one given. Null for a
+    // name without its second piece and for one whose entity the model lacks or does not sync.
+    QWRef<QWManagedObjectWithSyncSupport> objectReferencedWithLowerCaseFileName(const QString& fileName,
+                                                                                bool createIfNotExisting);
+    static QWRef<QWManagedObjectWithSyncSupport> objectReferencedByFile(const QString& fileName,
+                                                                        QWManagedObjectContext& context,
+                                                                        bool createIfNotExisting);
+    // For a client that ranks versions before it passes on what it has downloaded: applies a received record
+    // to its object in the sync support context although their dates tie, drops what waited of the record (the
+    // record of a conflicted copy is queued instead), and lets it win the ties of the batch's merge as well.
+    void applyReceivedRecord(QWManagedObjectWithSyncSupport& object, const QVariantMap& record,
+                             const DBMetadata& metadata);
 
     // Merge -------------------------------------------------------------------------------------------------
 
@@ -231,7 +261,6 @@ private:
     void uploadFileAgain(const QString& fileName, const QUrl& localURL, int generation);
     void uploadFileWithName(const QString& fileName, const QUrl& localURL);
     QWRef<QWManagedObjectWithSyncSupport> objectReferencedByWaitingObject(const ObjectWaitingSync& row);
-    QWRef<ObjectWaitingSync> objectSyncingForFileWithName(const QString& fileName) const;
     bool existsObjectOfUpload(const QString& fileName, const QWRef<ObjectWaitingSync>& row);
     void finishUploadOfObjectWaiting(const QWRef<ObjectWaitingSync>& row);
     bool hasImageChangedSinceItWasSent(const QString& path);
@@ -261,12 +290,6 @@ private:
 
     // Import ------------------------------------------------------------------------------------------------
 
-    // The object that a remote file belongs to, in the sync support context.
-    QWRef<QWManagedObjectWithSyncSupport> objectReferencedWithLowerCaseFileName(const QString& fileName,
-                                                                                bool createIfNotExisting);
-    QWRef<QWManagedObjectWithSyncSupport> objectReferencedByFile(const QString& fileName,
-                                                                 QWManagedObjectContext& context,
-                                                                 bool createIfNotExisting);
     void processDeleteFromDeltaEntry(const DBDeltaEntry& entry);
     void deleteImageOfObject(const QWManagedObjectWithSyncSupport& object);
     QWRef<ObjectWaitingSync> rowOfDeletedObject(const QString& fileName);
@@ -274,7 +297,9 @@ private:
     bool importRecord(const QString& localPath, const DBMetadata& metadata);
     void finishConflictedCopy(QWManagedObjectWithSyncSupport& object, const DBMetadata& metadata);
     void finishConflictedCopiesOfBatch(bool isSaved);
-    void queueForUpload(const QWManagedObjectWithSyncSupport& object);
+    void applyRecord(QWManagedObjectWithSyncSupport& object, const QVariantMap& record,
+                     const DBMetadata& metadata);
+    bool isConflictedCopyInProcess(const DBMetadata& metadata) const;
     bool importImage(const QString& localPath, const DBMetadata& metadata);
     void repeatImportOfFile(const QString& localPath, const DBMetadata& metadata, bool isRecord);
     // Notes a file that this library can do nothing with; `localPath` is where it was downloaded.
@@ -282,6 +307,7 @@ private:
 
     // Merge -------------------------------------------------------------------------------------------------
 
+    bool receivedVersionWins(const QWManagedObjectWithSyncSupport& received, const QDateTime& host) const;
     void giveWayToMainContext(QWManagedObjectContext& context);
     void reconcilePlaceholders(QWManagedObjectContext& context);
     QWMergeDecision decideConflict(const QWSaveConflict& conflict);
@@ -334,7 +360,8 @@ private:
 
     // Import and merge: what the running batch has applied. Released when it has ended.
     std::shared_ptr<QWManagedObjectContext> syncSupportManagedObjectCopy_;
-    std::set<QWSyncedIdentity> objectsReceived_; // with a received version or deletion in that context
+    std::set<QWSyncedIdentity> objectsReceived_;    // with a received version or deletion in that context
+    std::set<QWSyncedIdentity> objectsWinningTies_; // received, whose client has ranked the versions
     std::set<QWSyncedIdentity> objectsToSendAfterBatch_; // received, to be queued once they are saved
     QStringList conflictedCopiesMerged_;                 // to be deleted in the cloud once the batch is saved
 

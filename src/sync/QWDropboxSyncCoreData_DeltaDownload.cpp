@@ -49,6 +49,11 @@ void QWDropboxSyncCoreData::goBackToSavedCursor() {
     resetListing_.end();
 }
 
+void QWDropboxSyncCoreData::takeBackDeltaQuery(quint64 status) {
+    resetListing_.queryFailed();
+    setStatus(status);
+}
+
 void QWDropboxSyncCoreData::restClientLoadedDeltaEntries(DBRestClient&, const QList<DBDeltaEntryRef>& entries,
                                                          bool reset, const QString& cursor, bool hasMore) {
     deltaEntriesToImport_.append(entries);

@@ -79,8 +79,7 @@ bool QWDropboxSyncCoreData::importRecord(const QString& localPath, const DBMetad
         qCWarning(qwSyncLog).noquote() << "the download cannot be read:" << localPath << error.message;
         return false;
     }
-    const auto entry = deltaEntryForFileNamed(metadata.filename());
-    const bool isConflictedCopy = entry && entry->specialAction != SpecialActionNone;
+    const bool isConflictedCopy = isConflictedCopyInProcess(metadata);
     if (isConflictedCopy && rowOfDeletedObject(metadata.filename())) {
         environment().files().remove(localPath);
         dropboxRestClient_->deletePath(qw::sync::remotePath(metadata.filename()));
@@ -93,15 +92,8 @@ bool QWDropboxSyncCoreData::importRecord(const QString& localPath, const DBMetad
     }
     const QVariantMap record = qw::sync::recordFromFileBytes(*bytes).value_or(QVariantMap());
 
-    if (syncDictionaryImporter().needsToUpdateObject(*object, record)
-        && !isOvertakenInBatch(*object, record)) {
-        noteBeforeImport(metadata.filename(), *object);
-        syncDictionaryImporter().updateObject(*object, record, metadata.filename());
-        if (isConflictedCopy)
-            queueForUpload(*object);
-        else if (const auto row = objectWaitingSyncForObject(*object, false))
-            deleteObjectWaitingSync(*row);
-    }
+    if (syncDictionaryImporter().needsToUpdateObject(*object, record) && !isOvertakenInBatch(*object, record))
+        applyRecord(*object, record, metadata);
     environment().files().remove(localPath);
     if (isConflictedCopy)
         finishConflictedCopy(*object, metadata);
@@ -110,18 +102,34 @@ bool QWDropboxSyncCoreData::importRecord(const QString& localPath, const DBMetad
     return true;
 }
 
-// The copy's revision is known only to the client whose upload the cloud made it of. That client
-// is about to remove the one place where its version stands, so it sends it again. What was
-// merged, or is to be sent, must be saved before the copy goes.
+void QWDropboxSyncCoreData::applyRecord(QWManagedObjectWithSyncSupport& object, const QVariantMap& record,
+                                        const DBMetadata& metadata) {
+    noteBeforeImport(metadata.filename(), object);
+    syncDictionaryImporter().updateObject(object, record, metadata.filename());
+    if (isConflictedCopyInProcess(metadata))
+        queueForUpload(object);
+    else if (const auto row = objectWaitingSyncForObject(object, false))
+        deleteObjectWaitingSync(*row);
+}
+
+void QWDropboxSyncCoreData::applyReceivedRecord(QWManagedObjectWithSyncSupport& object,
+                                                const QVariantMap& record, const DBMetadata& metadata) {
+    objectsWinningTies_.insert(QWSyncedIdentity(object));
+    applyRecord(object, record, metadata);
+}
+
+bool QWDropboxSyncCoreData::isConflictedCopyInProcess(const DBMetadata& metadata) const {
+    const auto entry = deltaEntryForFileNamed(metadata.filename());
+    return entry && entry->specialAction != SpecialActionNone;
+}
+
+// What was merged must be saved before the copy goes. Its revision is known to the client whose
+// upload the cloud made it of.
 void QWDropboxSyncCoreData::finishConflictedCopy(QWManagedObjectWithSyncSupport& object,
                                                  const DBMetadata& metadata) {
     const QString path = qw::sync::remotePath(metadata.filename());
-    const auto known = fileMetadataManager().fileMetadataForFileName(metadata.filename(), false);
-    const bool isOwn = known && known->rev() == metadata.rev;
-    if (isOwn)
-        queueForUpload(object);
     fileMetadataManager().deleteDropboxFileMetadataWithName(metadata.filename());
-    if (isOwn || object.hasChanges())
+    if (object.hasChanges())
         conflictedCopiesMerged_.append(path);
     else
         dropboxRestClient_->deletePath(path);
@@ -230,8 +238,6 @@ QWDropboxSyncCoreData::objectReferencedWithLowerCaseFileName(const QString& file
     return objectReferencedByFile(fileName, *syncSupportManagedObjectContextCopy(), createIfNotExisting);
 }
 
-// Null for a name without its second piece, for an entity that the model lacks and
-// for one whose records are not synced.
 QWRef<QWManagedObjectWithSyncSupport>
 QWDropboxSyncCoreData::objectReferencedByFile(const QString& fileName, QWManagedObjectContext& context,
                                               bool createIfNotExisting) {

@@ -53,6 +53,7 @@ void QWDropboxSyncCoreData::setSyncSupportManagedObjectContextCopy(
     std::shared_ptr<QWManagedObjectContext> context) {
     syncSupportManagedObjectCopy_ = std::move(context);
     objectsReceived_.clear();
+    objectsWinningTies_.clear();
     objectsToSendAfterBatch_.clear();
 }
 
@@ -70,6 +71,15 @@ bool QWDropboxSyncCoreData::saveSyncSupportContext() {
     return true;
 }
 
+// By date; a version that its client has ranked higher wins also over one of the same second.
+bool QWDropboxSyncCoreData::receivedVersionWins(const QWManagedObjectWithSyncSupport& received,
+                                                const QDateTime& host) const {
+    const QDateTime date = received.dateModified();
+    const bool winsTie = host.isValid() && objectsWinningTies_.contains(QWSyncedIdentity(received))
+                         && qw::sync::wholeSeconds(date) == qw::sync::wholeSeconds(host);
+    return winsTie || qw::sync::receivedVersionWins(date, host);
+}
+
 // The host's pending edits are stamped and queued first, so that their dates count. A record that the batch
 // has touched without receiving it (the far end of a link) follows whatever the main context has saved.
 void QWDropboxSyncCoreData::giveWayToMainContext(QWManagedObjectContext& context) {
@@ -85,7 +95,7 @@ void QWDropboxSyncCoreData::giveWayToMainContext(QWManagedObjectContext& context
         if (!host || !host->hasChanges() || !qw::sync::holdsOwnChanges(*host))
             continue;
         const bool isDeleted = host->isDeleted();
-        if (!isDeleted && qw::sync::receivedVersionWins(object->dateModified(), synced(host)->dateModified()))
+        if (!isDeleted && receivedVersionWins(*object, synced(host)->dateModified()))
             continue;
         insertInSyncQueueManagedObject(*object, isDeleted ? QWDropboxSyncActionDelete
                                                           : QWDropboxSyncActionInsertOrUpdate);
@@ -119,8 +129,8 @@ QWMergeDecision QWDropboxSyncCoreData::decideConflict(const QWSaveConflict& conf
     if (!object || !objectsReceived_.contains(QWSyncedIdentity(*object)))
         return QWMergeDecision::TakeStored;
     if (!conflict.deletedInStore
-        && qw::sync::receivedVersionWins(
-            object->dateModified(), conflict.storedValues.value(QStringLiteral("dateModified")).toDateTime()))
+        && receivedVersionWins(*object,
+                               conflict.storedValues.value(QStringLiteral("dateModified")).toDateTime()))
         return QWMergeDecision::KeepLocal;
     insertInSyncQueueManagedObject(*object, conflict.deletedInStore ? QWDropboxSyncActionDelete
                                                                     : QWDropboxSyncActionInsertOrUpdate);
@@ -164,8 +174,7 @@ void QWDropboxSyncCoreData::replaceInsertionsOfMainContext(const QWDidSaveNotice
         const auto host = received ? hosts.value(QWSyncedIdentity(*received)) : QWRef<QWManagedObject>();
         if (!host)
             continue;
-        const bool hostWins =
-            !qw::sync::receivedVersionWins(received->dateModified(), synced(host)->dateModified());
+        const bool hostWins = !receivedVersionWins(*received, synced(host)->dateModified());
         replacements.push_back({host, mainManagedObjectContext_->objectWithID(record->objectID()), hostWins});
     }
     qw::sync::replaceRecords(*mainManagedObjectContext_, replacements);
@@ -188,8 +197,7 @@ void QWDropboxSyncCoreData::replaceInsertionsOfBatch(const QWDidSaveNotice& noti
         const auto insertion = host ? received.value(QWSyncedIdentity(*host)) : QWRef<QWManagedObject>();
         if (!insertion)
             continue;
-        const bool receivedWins =
-            qw::sync::receivedVersionWins(synced(insertion)->dateModified(), host->dateModified());
+        const bool receivedWins = receivedVersionWins(*synced(insertion), host->dateModified());
         replacements.push_back({insertion, context.objectWithID(record->objectID()), receivedWins});
     }
     qw::sync::replaceRecords(context, replacements);

@@ -88,6 +88,11 @@ bool receivedVersionWins(const QDateTime& received, const QDateTime& host) {
     return received.isValid() && (!host.isValid() || host < received);
 }
 
+qint64 wholeSeconds(const QDateTime& date) {
+    const qint64 milliseconds = date.toMSecsSinceEpoch();
+    return milliseconds / 1000 - (milliseconds % 1000 < 0);
+}
+
 bool holdsOwnChanges(const Record& record) {
     if (record.isInserted() || record.isDeleted())
         return true;

@@ -11,6 +11,9 @@ namespace qw::sync {
 // The later date wins, a tie is the host's. A version without date is earlier than every other.
 bool receivedVersionWins(const QDateTime& received, const QDateTime& host);
 
+// Since 1970, cut downwards: the resolution at which dates travel. Of a valid date.
+qint64 wholeSeconds(const QDateTime& date);
+
 // Whether the record holds unsaved values of its own. Members of a to-many relationship that they themselves
 // hold are none: a country that gained a visit is no other version of the country.
 bool holdsOwnChanges(const QWManagedObject& record);

@@ -15,9 +15,7 @@ protected:
     AtlasSyncSession() {
         folderClient_ =
             QWFolderRestClient::open("folder:" + folder_.filePath("cloud"), library_->environment());
-        auto faulty = std::make_unique<QWFaultyRestClient>(*folderClient_, library_->environment());
-        faults_ = faulty.get();
-        client_ = std::make_shared<CountingRestClient>(std::move(faulty));
+        client_ = std::make_shared<QWFaultyRestClient>(*folderClient_, library_->environment());
         library_->context().insertObject("Visit");
         EXPECT_TRUE(library_->save());
     }
@@ -25,8 +23,7 @@ protected:
     QTemporaryDir folder_;
     std::unique_ptr<atlas::AtlasLibrary> library_ = atlas::AtlasLibrary::open(folder_.filePath("A"));
     std::unique_ptr<QWFolderRestClient> folderClient_;
-    QWFaultyRestClient* faults_;
-    std::shared_ptr<CountingRestClient> client_;
+    std::shared_ptr<QWFaultyRestClient> client_;
 };
 
 } // namespace
@@ -34,28 +31,30 @@ protected:
 TEST_F(AtlasSyncSession, Ends_in_step_after_an_empty_cloud_was_filled_and_asked) {
     SyncSession session(*library_, client_);
     EXPECT_EQ(session.runOnce({}), Outcome::InStep);
-    EXPECT_EQ(client_->uploads(), 1);
-    EXPECT_EQ(client_->queries(), 2); // the folder's metadata, and one delta
-    EXPECT_EQ(client_->requests(), 3);
-    EXPECT_EQ(client_->unanswered(), 0);
+    const auto& requests = session.supervisor().requests();
+    EXPECT_EQ(requests.uploads, 1);
+    EXPECT_EQ(requests.queries, 2); // the folder's metadata, and one delta
+    EXPECT_EQ(requests.total(), 3);
+    EXPECT_EQ(client_->requests().size(), 3u);
+    EXPECT_EQ(session.supervisor().requestsOut(), 0);
     EXPECT_EQ(library_->engine().numberOfObjectsWaitingSync(), 0);
 }
 
 TEST_F(AtlasSyncSession, Ends_when_the_token_is_refused_and_keeps_what_waits) {
-    faults_->on(QWRestRequest::Upload).answersWith(401);
+    client_->on(QWRestRequest::Upload).answersWith(401);
     SyncSession session(*library_, client_);
     EXPECT_EQ(session.runOnce({}), Outcome::TokenRefused);
     EXPECT_EQ(library_->engine().numberOfObjectsWaitingSync(), 1);
 }
 
 TEST_F(AtlasSyncSession, Watching_ends_when_the_token_is_refused) {
-    faults_->onAny().answersWith(401);
+    client_->onAny().answersWith(401);
     SyncSession session(*library_, client_);
     EXPECT_EQ(session.watch(), Outcome::TokenRefused);
 }
 
 TEST_F(AtlasSyncSession, Ends_when_its_time_is_over) {
-    faults_->onAny().staysUnanswered();
+    client_->onAny().staysUnanswered();
     SyncSession session(*library_, client_);
     EXPECT_EQ(session.runOnce(std::chrono::seconds(0)), Outcome::TimedOut);
     EXPECT_EQ(library_->engine().numberOfObjectsWaitingSync(), 1);

@@ -110,24 +110,6 @@ TEST_F(BatchEnd, A_deletion_that_comes_twice_reaches_the_host_with_its_batch_too
     EXPECT_EQ(client->count(QWRestRequest::Delete), 0);
 }
 
-TEST_F(BatchEnd, A_conflicted_copy_of_this_desktops_own_upload_stays_until_the_batch_has_ended) {
-    know(copy);
-    const QWLogCapture log;
-    receive({changed(copy), changed("Chapter!!!C.data")});
-    loaded(client->requests[0], record("Local", "2020-01-01 00:00:00 +0000"));
-    EXPECT_EQ(client->count(QWRestRequest::Delete), 0);
-    loaded(client->requests[1], R"({"heading":"C"})");
-    EXPECT_EQ(client->count(QWRestRequest::Delete), 1);
-}
-
-TEST_F(BatchEnd, A_conflicted_copy_with_the_name_and_not_the_revision_of_an_own_one_is_no_own_one) {
-    know(copy);
-    const QWLogCapture log;
-    receive({changed(copy, "rev9")});
-    loaded(client->requests[0], record("Old", "2020-01-01 00:00:00 +0000"), "rev9");
-    EXPECT_FALSE(desktop.row(*book));
-}
-
 TEST_F(BatchEnd, A_deletion_forgets_a_file_that_is_called_like_the_record_file_without_its_extension) {
     know("Book!!!X");
     receive({deleted("Book!!!X.data")});

@@ -92,13 +92,13 @@ TEST_F(Import, A_conflicted_copy_that_is_older_is_deleted_remotely_and_changes_n
     EXPECT_EQ(client->count(QWRestRequest::Delete), 1);
 }
 
-TEST_F(Import, A_conflicted_copy_of_this_desktops_own_upload_is_sent_again_before_it_is_lost) {
+TEST_F(Import, A_declined_conflicted_copy_of_this_desktops_own_upload_queues_nothing_and_is_forgotten) {
     const auto book = savedBook();
     const QString copy = "Book!!!X (Bob's conflicted copy).data";
     engine().fileMetadataManager().updateFileMetadataEquivalentToDropboxFileMetadata(metadata(copy, "rev1"));
     const QWLogCapture log;
     import(copy, record("Local", "2026-01-01 00:00:00 +0000"), "rev1");
-    EXPECT_TRUE(desktop.row(*book));
+    EXPECT_FALSE(desktop.row(*book));
     EXPECT_EQ(client->count(QWRestRequest::Delete), 1);
     EXPECT_FALSE(desktop.fileMetadata(copy));
 }

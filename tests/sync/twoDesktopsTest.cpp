@@ -50,21 +50,6 @@ TEST_F(TwoDesktops, Records_made_on_both_sides_meet) {
     EXPECT_EQ(a.contents().size(), 2);
 }
 
-TEST_F(TwoDesktops, Of_two_edits_of_one_record_the_later_wins_on_both_sides) {
-    const auto book = a.add("Book", {{"title", "Old"}});
-    sync();
-    a.advance(std::chrono::seconds(5));
-    book->setValueForKey("title", "Earlier");
-    a.save();
-    a.advance(std::chrono::seconds(5));
-    b.find(book->uuid())->setValueForKey("title", "Later");
-    sync();
-    sync();
-    EXPECT_TRUE(areInStep());
-    EXPECT_EQ(book->valueForKey("title"), "Later");
-    EXPECT_EQ(cloud.fileNames().size(), 1) << "no conflicted copy is left";
-}
-
 TEST_F(TwoDesktops, Of_two_edits_the_later_wins_whichever_side_syncs_first) {
     const auto book = a.add("Book", {{"title", "Old"}});
     sync();

@@ -43,3 +43,8 @@ void Progress::wipe() {
     if (!std::exchange(drawn_, QString()).isEmpty())
         std::fputs("\r\x1b[K", stderr);
 }
+
+void Progress::note(const QString& line) {
+    wipe();
+    std::fprintf(stderr, "%s\n", qUtf8Printable(line));
+}

@@ -68,14 +68,17 @@ std::optional<std::chrono::seconds> timeout(const Arguments& arguments) {
     return std::chrono::seconds(seconds);
 }
 
-QString reason(SyncSession::Outcome outcome) {
+QString reason(SyncSession::Outcome outcome, QWDropboxSyncCoreData& engine, const QString& lastFailure) {
     switch (outcome) {
     case SyncSession::Outcome::InStep:
         break;
     case SyncSession::Outcome::TokenRefused:
         return QStringLiteral("the cloud has refused the token: connect again");
     case SyncSession::Outcome::TimedOut:
-        return QStringLiteral("not in step yet when the time was over");
+        return QStringLiteral("not in step yet when the time was over: %1 to send, %2 to receive%3")
+            .arg(engine.numberOfObjectsWaitingSync())
+            .arg(engine.deltaEntriesToImport().count())
+            .arg(lastFailure.isEmpty() ? QString() : "; the cloud's last failure: " + lastFailure);
     case SyncSession::Outcome::Interrupted:
         return QStringLiteral("interrupted before the library was in step");
     }
@@ -103,10 +106,7 @@ int runSync(const Arguments& arguments) {
     if (library->cloud().isEmpty())
         throw Failure(QStringLiteral("%1 is not connected: atlas --library DIR connect --cloud CLOUD")
                           .arg(arguments.library));
-    const auto client =
-        std::make_shared<CountingRestClient>(openCloud(library->cloud(), library->environment()));
-
-    SyncSession session(*library, client);
+    SyncSession session(*library, openCloud(library->cloud(), library->environment()));
     if (arguments.has("watch"))
         QObject::connect(&session, &SyncSession::inStep, [] {
             print("in step");
@@ -116,17 +116,18 @@ int runSync(const Arguments& arguments) {
     QWError error;
     if (!library->save(&error))
         throw Failure(error);
-    printStatus(statusOf(library->engine(), client->requests()), arguments.has("json"));
+    const auto& requests = session.supervisor().requests();
+    printStatus(statusOf(library->engine(), requests.total()), arguments.has("json"));
     if (!arguments.has("json"))
         print(QStringLiteral("uploads: %1\ndownloads: %2\ndeletions: %3")
-                  .arg(client->uploads())
-                  .arg(client->downloads())
-                  .arg(client->deletions()));
+                  .arg(requests.uploads)
+                  .arg(requests.downloads)
+                  .arg(requests.deletions));
     // An interrupt is how watching ends.
     if (outcome == SyncSession::Outcome::InStep
         || (arguments.has("watch") && outcome == SyncSession::Outcome::Interrupted))
         return 0;
-    throw Failure(reason(outcome), SyncSession::exitCode(outcome));
+    throw Failure(reason(outcome, library->engine(), session.lastFailure()), SyncSession::exitCode(outcome));
 }
 
 int runStatus(const Arguments& arguments) {

@@ -2,14 +2,19 @@
 
 #include "platform/QWInterrupt.h"
 
-SyncSession::SyncSession(atlas::AtlasLibrary& library, std::shared_ptr<CountingRestClient> client)
-    : library_(library), engine_(library.engine()), client_(std::move(client)) {
-    connect(client_.get(), &CountingRestClient::answered, this, &SyncSession::somethingHappened);
+SyncSession::SyncSession(atlas::AtlasLibrary& library, std::shared_ptr<DBRestClient> client)
+    : library_(library), engine_(library.engine()),
+      supervisor_(QWSyncSupervisor::create(engine_, std::move(client))) {
+    connect(supervisor_.get(), &QWSyncSupervisor::progressed, this, &SyncSession::somethingHappened);
     connect(&engine_, &QWDropboxSyncCoreData::statusChanged, this, &SyncSession::somethingHappened);
     connect(&engine_, &QWDropboxSyncCoreData::numberOfItemsToProcessChanged, this,
             &SyncSession::somethingHappened);
     connect(&engine_, &QWDropboxSyncCoreData::numberOfItemsToProcessChanged, this,
             &SyncSession::showProgress);
+    connect(supervisor_.get(), &QWSyncSupervisor::queryFailed, this, &SyncSession::noteFailure);
+    connect(
+        supervisor_.get(), &QWSyncSupervisor::fileFailed, this,
+        [this](const QString& fileName, const QString& reason) { noteFailure(fileName + ": " + reason); });
     QWOnInterrupt(this, [this] { finish(Outcome::Interrupted); });
 }
 
@@ -28,7 +33,7 @@ SyncSession::Outcome SyncSession::watch() {
 }
 
 SyncSession::Outcome SyncSession::run() {
-    engine_.activateSyncWithDropboxRestClient(client_);
+    supervisor_->activate();
     loop_.exec();
     progress_.wipe();
     return outcome_;
@@ -46,9 +51,6 @@ void SyncSession::somethingHappened() {
 void SyncSession::look() {
     if (engine_.status() == QWDropboxSyncStatusTokenInvalid)
         return finish(Outcome::TokenRefused);
-    // Where the cloud had no sync folder the engine uploads everything and asks for no delta.
-    if (isAtRest() && engine_.lastTimeQueriedDeltaEntries().isNull() && !std::exchange(askedForDelta_, true))
-        return engine_.loadDeltaPotentialUpdates();
     const bool before = std::exchange(wasInStep_, isInStep());
     if (!wasInStep_ || before)
         return;
@@ -57,13 +59,9 @@ void SyncSession::look() {
         finish(Outcome::InStep);
 }
 
-bool SyncSession::isAtRest() const {
-    return engine_.status() == QWDropboxSyncStatusIdle && client_->unanswered() == 0;
-}
-
 // The engine is idle with an answered delta only after the batch has ended.
 bool SyncSession::isInStep() const {
-    return isAtRest() && !engine_.lastTimeQueriedDeltaEntries().isNull()
+    return supervisor_->isAtRest() && !engine_.lastTimeQueriedDeltaEntries().isNull()
            && engine_.deltaEntriesToImport().isEmpty() && engine_.numberOfObjectsWaitingSync() == 0
            && engine_.numberOfObjectsSyncing() == 0;
 }
@@ -85,6 +83,15 @@ int SyncSession::exitCode(Outcome outcome) {
 void SyncSession::finish(Outcome outcome) {
     outcome_ = outcome;
     loop_.quit();
+}
+
+// Each said once, however often it is tried again. A refused token ends the session, which says so itself.
+void SyncSession::noteFailure(const QString& what) {
+    if (engine_.status() == QWDropboxSyncStatusTokenInvalid)
+        return;
+    if (std::exchange(lastFailure_, what) == what)
+        return;
+    progress_.note(QStringLiteral("the cloud fails, trying again: ") + what);
 }
 
 void SyncSession::showProgress() {

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "cli/CountingRestClient.h"
 #include "cli/Progress.h"
 #include "model/AtlasLibrary.h"
+#include "sync/supervisor/QWSyncSupervisor.h"
 
 #include <QEventLoop>
 #include <chrono>
@@ -15,7 +15,7 @@ class SyncSession final : public QObject {
 public:
     enum class Outcome { InStep, TokenRefused, TimedOut, Interrupted };
 
-    SyncSession(atlas::AtlasLibrary& library, std::shared_ptr<CountingRestClient> client);
+    SyncSession(atlas::AtlasLibrary& library, std::shared_ptr<DBRestClient> client);
 
     // Syncs until the library is in step, the token is refused, the time is over, or the user interrupts.
     Outcome runOnce(std::optional<std::chrono::seconds> timeout);
@@ -23,6 +23,9 @@ public:
     Outcome watch();
     // 0, 3, 4 and 1, in this order.
     static int exitCode(Outcome outcome);
+    const QWSyncSupervisor& supervisor() const { return *supervisor_; }
+    // What the cloud answered last when it failed; null when it never did.
+    QString lastFailure() const { return lastFailure_; }
 
 Q_SIGNALS:
     // Each time that the library has come to be in step.
@@ -33,20 +36,20 @@ private:
     // Looks again, soon, whether anything is to be done: called for whatever may have moved the engine on.
     void somethingHappened();
     void look();
-    bool isAtRest() const;
     bool isInStep() const;
     void finish(Outcome outcome);
     void showProgress();
+    void noteFailure(const QString& what);
 
     atlas::AtlasLibrary& library_;
     QWDropboxSyncCoreData& engine_;
-    std::shared_ptr<CountingRestClient> client_;
+    std::shared_ptr<QWSyncSupervisor> supervisor_;
     bool endsInStep_ = false;
     bool wasInStep_ = false;
-    bool askedForDelta_ = false;
     bool willLook_ = false;
     QEventLoop loop_;
     Outcome outcome_ = Outcome::Interrupted;
+    QString lastFailure_;
     Progress progress_;
     qint64 mostItems_ = 0; // since nothing was to be processed
 };

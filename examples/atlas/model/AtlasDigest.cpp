@@ -3,42 +3,16 @@
 #include "core/QWJSON.h"
 #include "model/AtlasModel.h"
 #include "model/AtlasRecords.h"
-#include "platform/text/QWDateText.h"
 #include "store/QWManagedObjectContext.h"
 #include "sync/records/QWDropboxSyncManagedObjectDictionaryExporter.h"
+#include "sync/records/QWTravellingForm.h"
 
 #include <QCryptographicHash>
 #include <QFile>
-#include <algorithm>
 
 namespace atlas {
 
-namespace {
-
 using Record = QWManagedObjectWithSyncSupport;
-
-// Text that depends on the machine (a date's zone) or on chance (the order of a set) in the one form for all.
-void normalise(QVariantMap& values, const Record& record) {
-    for (const auto& field : *record.fieldDescriptions()) {
-        const auto value = values.find(field->key());
-        if (value == values.end())
-            continue;
-        const auto* property = record.entity().property(field->key());
-        if (!property)
-            continue;
-        if (property->isAttribute() && property->type() == QWAttributeType::Date && !value->isNull())
-            *value = qw::text::utcTextFromDate(qw::text::dateFromText(value->toString()));
-        if (property->isToMany() && !property->isOrdered()) {
-            QVariantList members = value->toList();
-            std::sort(members.begin(), members.end(), [](const QVariant& left, const QVariant& right) {
-                return left.toMap()[QWDropBoxUUIDKey].toString() < right.toMap()[QWDropBoxUUIDKey].toString();
-            });
-            *value = members;
-        }
-    }
-}
-
-} // namespace
 
 std::optional<QString> digest(QWManagedObjectContext& context, QWError* error) {
     QWDropboxSyncManagedObjectDictionaryExporter exporter(entityNames());
@@ -51,11 +25,10 @@ std::optional<QString> digest(QWManagedObjectContext& context, QWError* error) {
             return {};
         for (const auto& object : *records) {
             auto& record = static_cast<Record&>(*object);
-            QVariantMap values = exporter.dictionaryToInsertOrUpdateObjectToSync(record);
-            normalise(values, record);
+            const QVariantMap values = exporter.dictionaryToInsertOrUpdateObjectToSync(record);
             const QVariantMap line = {{"entity", name},
                                       {"uuid", record.uuid()},
-                                      {"record", values},
+                                      {"record", qw::sync::travellingForm(values, record)},
                                       {"image", imageDigest(record.imageURL().toLocalFile())}};
             const auto bytes = qw::json::write(line);
             if (!bytes) {

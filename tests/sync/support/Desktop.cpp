@@ -136,7 +136,8 @@ void Cloud::remove(const QString& fileName) {
 
 // Desktop ---------------------------------------------------------------------------------------------------
 
-Desktop::Desktop(Cloud& cloud, quint64 seed) : world(seed, cloud.world.runLoop), cloud_(cloud) {
+Desktop::Desktop(Cloud& cloud, quint64 seed, Supervision supervision)
+    : world(seed, cloud.world.runLoop), cloud_(cloud), supervision_(supervision) {
     start();
 }
 
@@ -160,11 +161,14 @@ void Desktop::start() {
     engine->setDelegate(this, this);
     folderClient = std::make_unique<QWFolderRestClient>(cloud_.folder, environment);
     client = std::make_shared<QWFaultyRestClient>(*folderClient, environment);
+    if (supervision_ == Supervised)
+        supervisor = QWSyncSupervisor::create(*engine, client);
     if (didStart)
         didStart();
 }
 
 void Desktop::crash() {
+    supervisor.reset();
     engine.reset();
     client.reset();
     folderClient.reset();
@@ -219,9 +223,23 @@ QStringList Desktop::contents() {
     return lines;
 }
 
+void Desktop::activate() {
+    if (supervisor)
+        supervisor->activate();
+    else
+        engine->activateSyncWithDropboxRestClient(client);
+}
+
+void Desktop::askForChanges() {
+    if (supervisor)
+        supervisor->syncNow();
+    else
+        engine->loadDeltaPotentialUpdates();
+}
+
 bool Desktop::isIdle() {
-    return engine->status() == QWDropboxSyncStatusIdle && engine->numberOfObjectsWaitingSync() == 0
-           && engine->deltaEntriesToImport().isEmpty();
+    return (!supervisor || supervisor->isAtRest()) && engine->status() == QWDropboxSyncStatusIdle
+           && engine->numberOfObjectsWaitingSync() == 0 && engine->deltaEntriesToImport().isEmpty();
 }
 
 void Desktop::sync() {
@@ -229,7 +247,7 @@ void Desktop::sync() {
     if (engine->status() >= QWDropboxSyncStatusDisabled)
         activate();
     else
-        engine->loadDeltaPotentialUpdates();
+        askForChanges();
     EXPECT_TRUE(world.runLoop->runUntil([this] { return isIdle(); }, std::chrono::hours(1)));
     advance(std::chrono::milliseconds(500));
 }

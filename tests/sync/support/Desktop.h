@@ -4,6 +4,7 @@
 #include "dropbox/folder/QWFolderRestClient.h"
 #include "store/QWManagedObjectContext.h"
 #include "sync/QWDropboxSyncCoreData.h"
+#include "sync/supervisor/QWSyncSupervisor.h"
 #include "testing/QWFaultyRestClient.h"
 #include "testing/QWVirtualWorld.h"
 
@@ -64,7 +65,9 @@ struct Cloud {
 // change of a described key sent.
 class Desktop : public QObject, public QWDropboxSyncCoreDataDelegate {
 public:
-    explicit Desktop(Cloud& cloud, quint64 seed = 1);
+    enum Supervision { Alone, Supervised };
+
+    explicit Desktop(Cloud& cloud, quint64 seed = 1, Supervision supervision = Alone);
     ~Desktop() override;
 
     // Opens the host's store and makes the engine, inactive. Done once by the constructor.
@@ -81,7 +84,9 @@ public:
     // Everything that travels, one line for each record, sorted.
     QStringList contents();
 
-    void activate() { engine->activateSyncWithDropboxRestClient(client); }
+    void activate();
+    // Makes a query, whatever the status.
+    void askForChanges();
     // Saves, synchronises until nothing is left to do and lets half a second pass.
     void sync();
     bool isIdle();
@@ -105,6 +110,7 @@ public:
     std::unique_ptr<QWFolderRestClient> folderClient;
     std::shared_ptr<QWFaultyRestClient> client;
     std::unique_ptr<QWDropboxSyncCoreData> engine;
+    std::shared_ptr<QWSyncSupervisor> supervisor; // null where the engine is alone
 
     std::function<bool(QWManagedObjectWithSyncSupport&)> wantsUpdate; // in place of the rule above
     int refusedTokens = 0;
@@ -115,12 +121,16 @@ private:
     static QString temporaryFolders();
 
     Cloud& cloud_;
+    const Supervision supervision_;
 };
 
 // Two desktops and the cloud: change one side, sync, compare.
 struct TwoDesktops : testing::Test {
+    explicit TwoDesktops(Desktop::Supervision supervision = Desktop::Alone) : supervision_(supervision) {}
+
+    const Desktop::Supervision supervision_;
     Cloud cloud;
-    Desktop a{cloud, 1}, b{cloud, 2};
+    Desktop a{cloud, 1, supervision_}, b{cloud, 2, supervision_};
 
     // Each in turn until both have seen what the other sent.
     void sync();

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <QByteArray>
+#include <QVariantMap>
+#include <optional>
+
+class QWManagedObjectWithSyncSupport;
+
+namespace qw::sync {
+
+// A sync record of `object`'s entity, exported here or received, in the one form that is the same on every
+// desktop: dates in UTC to the second, members without order by uuid, null members left out. Two versions of
+// a record are one exactly when their forms are equal, whatever bytes they travelled in.
+QVariantMap travellingForm(const QVariantMap& record, const QWManagedObjectWithSyncSupport& object);
+
+// SHA-256 over the form. Nothing for a record that no file can carry.
+std::optional<QByteArray> travellingHash(const QVariantMap& record,
+                                         const QWManagedObjectWithSyncSupport& object);
+
+} // namespace qw::sync

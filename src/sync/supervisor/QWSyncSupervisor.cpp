@@ -1,0 +1,384 @@
+// One room for requests, one for answers, one for what is due. The engine works by calls from here: a request
+// that it makes inside one belongs to what is under way, any other comes from a timer of its own.
+//
+// Invariants:
+// - Each request of the engine is sent once, held until the next restart, or (a poll) taken back.
+// - Nothing is repeated, restarted or asked for while the engine is not active, nor what an earlier activity
+//   has left.
+#include "sync/supervisor/QWSyncSupervisor.h"
+
+#include "platform/text/QWText.h"
+#include "sync/QWRequestFailure.h"
+#include "sync/QWSyncFileNames.h"
+#include "sync/QWSyncLog_p.h"
+#include "sync/supervisor/QWVersionKeeper_p.h"
+
+#include <algorithm>
+
+using namespace std::chrono_literals;
+using qw::sync::requestFailure;
+using qw::sync::RequestFailure;
+
+namespace {
+
+constexpr auto retryPause = std::chrono::seconds(int(QWDBTimeScheduleErrorRetryInterval));
+constexpr auto pollPause = std::chrono::seconds(int(QWDBTimeScheduleDeltaDownloadInterval));
+constexpr auto longestFolderLookupPause = 10min;
+constexpr auto restartPause = 1min;
+// A timer of the real run loop may fire a little early.
+constexpr auto timerTolerance = 1s;
+
+bool isRecordFile(const QString& fileName) {
+    return qw::text::pathExtension(fileName) == QWDBFileNameDataExtension;
+}
+
+} // namespace
+
+std::shared_ptr<QWSyncSupervisor> QWSyncSupervisor::create(QWDropboxSyncCoreData& engine,
+                                                           std::shared_ptr<DBRestClient> client) {
+    return std::shared_ptr<QWSyncSupervisor>(new QWSyncSupervisor(engine, std::move(client)));
+}
+
+QWSyncSupervisor::QWSyncSupervisor(QWDropboxSyncCoreData& engine, std::shared_ptr<DBRestClient> client)
+    : engine_(&engine), client_(std::move(client)), keeper_(std::make_unique<QWVersionKeeper>(engine)),
+      status_(engine.status()), statusBefore_(engine.status()), folderLookupPause_(retryPause) {
+    client_->setDelegate(this, this);
+    connect(engine_, &QWDropboxSyncCoreData::statusChanged, this, &QWSyncSupervisor::statusChanged);
+    queueObservation_ = engine.dropboxCacheManagedObjectContext()->observeObjectsDidChange(
+        [this](const QWObjectsDidChangeNotice& notice) {
+            for (const auto& record : notice.inserted)
+                if (const auto* row = dynamic_cast<const ObjectWaitingSync*>(record.data()))
+                    Q_EMIT fileQueued(engine_->fileNameForObjectWaitingToSync(*row, false));
+        });
+}
+
+QWSyncSupervisor::~QWSyncSupervisor() {
+    restartTimer_.cancel();
+    client_->setDelegate(nullptr, nullptr);
+}
+
+void QWSyncSupervisor::activate() {
+    if (engine_)
+        callEngine([&](auto&) { engine_->activateSyncWithDropboxRestClient(shared_from_this()); });
+}
+
+void QWSyncSupervisor::syncNow() {
+    isQueryDue_ = isActive();
+    look();
+}
+
+bool QWSyncSupervisor::isAtRest() const {
+    return engine_ && engine_->status() == QWDropboxSyncStatusIdle && requestsOut_ == 0
+           && repetitionsDue_ == 0 && !isQueryDue_ && !isRestartDue_ && !isFolderLookupDue_;
+}
+
+void QWSyncSupervisor::callEngine(const std::function<void(DBRestClientDelegate&)>& call) {
+    const auto self = shared_from_this(); // the engine may take another client meanwhile
+    ++engineCalls_;
+    call(*engine_);
+    --engineCalls_;
+}
+
+// Requests --------------------------------------------------------------------------------------------------
+
+DBRestClient& QWSyncSupervisor::request(qint64& kind) {
+    ++kind;
+    ++requestsOut_;
+    return *client_;
+}
+
+void QWSyncSupervisor::loadDelta(const QString& cursor) {
+    if (engineCalls_ == 0 && !isQueryDue_ && !isPollDue()) {
+        engine_->takeBackDeltaQuery(statusBefore_);
+        return;
+    }
+    isQueryDue_ = false;
+    hasLastQueryFailed_ = false;
+    lastQuery_ = runLoop().now();
+    ++queriesOut_;
+    request(requests_.queries).loadDelta(cursor);
+}
+
+// Timers of the engine that an earlier activity, or another query since, has left behind are not due.
+bool QWSyncSupervisor::isPollDue() const {
+    const bool isBatchRunning = !engine_->deltaEntriesToImport().isEmpty() && !hasLastQueryFailed_;
+    if (statusBefore_ >= QWDropboxSyncStatusDisabled || queriesOut_ > 0 || isFolderLookupDue_
+        || isBatchRunning)
+        return false;
+    const auto pause = hasLastQueryFailed_ ? retryPause : pollPause;
+    return !lastQuery_ || runLoop().now() - *lastQuery_ >= pause - timerTolerance;
+}
+
+void QWSyncSupervisor::uploadFile(const QString& filename, const QString& folder, const QString& parentRev,
+                                  const QString& localPath) {
+    if (isRepetition(filename, localPath))
+        isRestartDue_ = true;
+    else
+        request(requests_.uploads).uploadFile(filename, folder, parentRev, localPath);
+}
+
+// An object that was changed while it was in flight is sent again at each of its completions, for as long as it
+// is in flight. Its image comes before its record, and makes it more than a repetition.
+bool QWSyncSupervisor::isRepetition(const QString& fileName, const QString& localPath) {
+    const QString uuid = qw::sync::uuidNamedByFile(fileName);
+    const bool isAcknowledged = !uuid.isEmpty() && uuid == uuidAcknowledged_;
+    if (!isRecordFile(fileName)) {
+        imagesInFlight_.insert(uuid);
+        sendsImageAgain_ |= isAcknowledged;
+        return false;
+    }
+    const QByteArray bytes = files().read(localPath).value_or(QByteArray());
+    const bool isSame = recordsInFlight_.value(uuid) == bytes;
+    recordsInFlight_.insert(uuid, bytes);
+    return isAcknowledged && isSame && !sendsImageAgain_;
+}
+
+void QWSyncSupervisor::deletePath(const QString& path) {
+    request(requests_.deletions).deletePath(path);
+}
+
+void QWSyncSupervisor::loadFile(const QString& path, const QString& localPath) {
+    request(requests_.downloads).loadFile(path, localPath);
+}
+
+void QWSyncSupervisor::loadMetadata(const QString& path) {
+    request(requests_.queries).loadMetadata(path);
+}
+
+// Answers ---------------------------------------------------------------------------------------------------
+
+void QWSyncSupervisor::finish(const std::function<void(DBRestClientDelegate&)>& answer) {
+    --requestsOut_;
+    if (auto* to = delegate())
+        callEngine([&](auto&) { answer(*to); });
+    lookSoon();
+    Q_EMIT progressed();
+}
+
+// The engine counts its queries, and would work on the page of one that it was deactivated in: that one is taken
+// back. Which of several it is does not matter, since all began at the saved cursor.
+bool QWSyncSupervisor::isQueryStale() {
+    --queriesOut_;
+    return staleQueries_ > 0 && staleQueries_-- > 0;
+}
+
+void QWSyncSupervisor::restClientLoadedDeltaEntries(DBRestClient&, const QList<DBDeltaEntryRef>& entries,
+                                                    bool reset, const QString& cursor, bool hasMore) {
+    if (isQueryStale())
+        return finish([&](auto&) { engine_->takeBackDeltaQuery(engine_->status()); });
+    const auto kept = keeper_->preparePage(entries);
+    finish([&](auto& to) { to.restClientLoadedDeltaEntries(*this, kept, reset, cursor, hasMore); });
+}
+
+void QWSyncSupervisor::restClientLoadDeltaFailedWithError(DBRestClient&, const QWError& error) {
+    if (isQueryStale() && requestFailure(error) != RequestFailure::TokenRefused)
+        return finish([&](auto&) { engine_->takeBackDeltaQuery(engine_->status()); });
+    hasLastQueryFailed_ = true;
+    finish([&](auto& to) { to.restClientLoadDeltaFailedWithError(*this, error); });
+    Q_EMIT queryFailed(error.message);
+}
+
+void QWSyncSupervisor::restClientUploadedFile(DBRestClient&, const QString& destinationPath,
+                                              const QString& sourcePath, const DBMetadata& metadata) {
+    const QString fileName = qw::text::lastPathComponent(destinationPath);
+    uuidAcknowledged_ = qw::sync::uuidNamedByFile(fileName);
+    sendsImageAgain_ = false;
+    ++counts_.sent;
+    finish([&](auto& to) { to.restClientUploadedFile(*this, destinationPath, sourcePath, metadata); });
+    const QString uuid = std::exchange(uuidAcknowledged_, QString());
+    if (isActive() && !engine_->objectSyncingForFileWithName(fileName)) {
+        recordsInFlight_.remove(uuid);
+        if (!imagesInFlight_.remove(uuid) && keeper_->finishUpload(fileName))
+            callEngine([&](auto&) { engine_->beginSyncOfObjectsWaitingSync(); });
+    }
+    Q_EMIT fileSent(fileName);
+}
+
+void QWSyncSupervisor::restClientUploadFileFailedWithError(DBRestClient&, const QWError& error) {
+    const QString path = error.userInfo.value("destinationPath").toString();
+    const QString sourcePath = error.userInfo.value("sourcePath").toString();
+    finish([&](auto& to) {
+        if (requestFailure(error) == RequestFailure::TokenRefused)
+            to.restClientUploadFileFailedWithError(*this, error);
+        else if (!files().exists(sourcePath))
+            isRestartDue_ = isActive();
+        else
+            repeatLater("restClient:uploadFileFailedWithError:", error, [=, this] {
+                const QString fileName = qw::text::lastPathComponent(path);
+                const auto known = engine_->fileMetadataManager().fileMetadataForFileName(fileName, false);
+                request(requests_.uploads)
+                    .uploadFile(fileName, path.section(QLatin1Char('/'), 0, -2),
+                                known ? known->rev() : QString(), sourcePath);
+            });
+    });
+    fail(path, error);
+}
+
+void QWSyncSupervisor::restClientDeletedPath(DBRestClient&, const QString& path) {
+    ++counts_.sent;
+    finish([&](auto& to) { to.restClientDeletedPath(*this, path); });
+    Q_EMIT fileSent(qw::text::lastPathComponent(path));
+}
+
+void QWSyncSupervisor::restClientDeletePathFailedWithError(DBRestClient&, const QWError& error) {
+    const QString path = error.userInfo.value("path").toString();
+    const bool isTransient = requestFailure(error) == RequestFailure::Transient;
+    finish([&](auto& to) {
+        if (isTransient)
+            repeatLater("restClient:deletePathFailedWithError:", error,
+                        [=, this] { request(requests_.deletions).deletePath(path); });
+        else
+            to.restClientDeletePathFailedWithError(*this, error);
+    });
+    if (requestFailure(error) != RequestFailure::FileGone)
+        fail(path, error);
+}
+
+// A download that the engine does not wait for any longer comes again.
+void QWSyncSupervisor::restClientLoadedFile(DBRestClient&, const QString& localPath,
+                                            const QString& contentType, const DBMetadata& metadata) {
+    if (!isActive())
+        return finish([](auto&) {});
+    const QString reason = keeper_->prepareImport(localPath, metadata);
+    finish([&](auto& to) { to.restClientLoadedFile(*this, localPath, contentType, metadata); });
+    if (const QString copy = keeper_->finishImport(metadata); !copy.isEmpty())
+        deletePath(copy);
+    ++(reason.isEmpty() ? counts_.received : counts_.declined);
+    if (reason.isEmpty())
+        Q_EMIT fileReceived(metadata.filename());
+    else
+        Q_EMIT fileDeclined(metadata.filename(), reason);
+}
+
+void QWSyncSupervisor::restClientLoadFileFailedWithError(DBRestClient&, const QWError& error) {
+    const QString path = error.userInfo.value("path").toString();
+    const QString destinationPath = error.userInfo.value("destinationPath").toString();
+    const RequestFailure failure = requestFailure(error);
+    isRestartDue_ |= failure == RequestFailure::FileGone && isActive();
+    finish([&](auto& to) {
+        if (failure == RequestFailure::Transient)
+            repeatLater("restClient:loadFileFailedWithError:", error,
+                        [=, this] { request(requests_.downloads).loadFile(path, destinationPath); });
+        else if (isActive() || failure == RequestFailure::TokenRefused)
+            to.restClientLoadFileFailedWithError(*this, error);
+    });
+    fail(path, error);
+}
+
+void QWSyncSupervisor::restClientLoadedMetadata(DBRestClient&, const DBMetadata& metadata) {
+    folderLookupPause_ = retryPause;
+    finish([&](auto& to) {
+        if (isActive())
+            to.restClientLoadedMetadata(*this, metadata);
+    });
+}
+
+void QWSyncSupervisor::restClientLoadMetadataFailedWithError(DBRestClient&, const QWError& error) {
+    const RequestFailure failure = requestFailure(error);
+    if (failure == RequestFailure::Transient && isActive())
+        lookUpFolderAgain();
+    else
+        folderLookupPause_ = retryPause;
+    finish([&](auto& to) {
+        if (isActive() || failure == RequestFailure::TokenRefused)
+            to.restClientLoadMetadataFailedWithError(*this, error);
+    });
+    if (failure != RequestFailure::FileGone)
+        Q_EMIT queryFailed(error.message);
+}
+
+void QWSyncSupervisor::fail(const QString& path, const QWError& error) {
+    ++counts_.failed;
+    Q_EMIT fileFailed(qw::text::lastPathComponent(path), error.message);
+}
+
+// What is due -----------------------------------------------------------------------------------------------
+
+// Idle comes at the end of a batch, before the engine starts to upload: what the batch has left for the cloud is
+// queued by then. An activation begins with it as well, and makes a query due.
+void QWSyncSupervisor::statusChanged(quint64 status) {
+    statusBefore_ = std::exchange(status_, status);
+    if (status >= QWDropboxSyncStatusDisabled) {
+        stop();
+    } else if (status == QWDropboxSyncStatusIdle) {
+        isQueryDue_ |= statusBefore_ >= QWDropboxSyncStatusDisabled;
+        if (engine_->deltaEntriesToImport().isEmpty())
+            keeper_->finishBatch();
+    }
+    lookSoon();
+}
+
+void QWSyncSupervisor::stop() {
+    ++generation_;
+    repetitionsDue_ = 0;
+    staleQueries_ = queriesOut_;
+    isQueryDue_ = isRestartDue_ = isFolderLookupDue_ = false;
+    restartTimer_.cancel();
+    recordsInFlight_.clear();
+    imagesInFlight_.clear();
+    keeper_->giveBatchUp();
+}
+
+void QWSyncSupervisor::repeatLater(const QString& operation, const QWError& error,
+                                   std::function<void()> repetition) {
+    qCWarning(qwSyncLog).noquote() << operation << error.message;
+    if (!isActive())
+        return;
+    ++repetitionsDue_;
+    runLoop().after(retryPause,
+                    [weak = weak_from_this(), generation = generation_, repetition = std::move(repetition)] {
+                        const auto self = weak.lock();
+                        if (!self || !self->engine_ || self->generation_ != generation)
+                            return;
+                        --self->repetitionsDue_;
+                        repetition();
+                    });
+}
+
+void QWSyncSupervisor::lookUpFolderAgain() {
+    isFolderLookupDue_ = true;
+    const auto pause = std::exchange(
+        folderLookupPause_, std::min<QWRunLoop::Duration>(2 * folderLookupPause_, longestFolderLookupPause));
+    runLoop().after(pause, [weak = weak_from_this(), generation = generation_] {
+        const auto self = weak.lock();
+        if (!self || !self->engine_ || self->generation_ != generation)
+            return;
+        self->isFolderLookupDue_ = false;
+        self->activate();
+    });
+}
+
+void QWSyncSupervisor::lookSoon() {
+    if (!engine_ || std::exchange(willLook_, true))
+        return;
+    runLoop().post([weak = weak_from_this()] {
+        if (const auto self = weak.lock()) {
+            self->willLook_ = false;
+            self->look();
+        }
+    });
+}
+
+void QWSyncSupervisor::look() {
+    if (!isActive() || requestsOut_ > 0)
+        return;
+    if (isRestartDue_)
+        restart();
+    else if (isQueryDue_ && engine_->status() == QWDropboxSyncStatusIdle
+             && engine_->numberOfObjectsSyncing() == 0)
+        callEngine([&](auto&) { engine_->loadDeltaPotentialUpdates(); });
+}
+
+void QWSyncSupervisor::restart() {
+    const auto now = runLoop().now();
+    if (lastRestart_ && now - *lastRestart_ < restartPause) {
+        if (!restartTimer_.isPending())
+            restartTimer_ = runLoop().after(*lastRestart_ + restartPause - now, [this] { look(); });
+        return;
+    }
+    lastRestart_ = now;
+    callEngine([&](auto&) {
+        engine_->deactivateSync();
+        engine_->activateSyncWithDropboxRestClient(nullptr);
+    });
+}

@@ -1,0 +1,173 @@
+#pragma once
+
+#include "dropbox/DBRestClient.h"
+#include "platform/QWRunLoop.h"
+#include "sync/QWDropboxSyncCoreData.h"
+
+#include <QHash>
+#include <QObject>
+#include <QPointer>
+#include <QSet>
+#include <memory>
+#include <optional>
+
+class QWVersionKeeper;
+
+// Stands between an engine and the host's client and sees to it that the engine is never stuck, that desktops
+// never stay apart, and that no more is asked of the cloud than is due. A host makes one for its engine, and
+// signs in and syncs through it:
+//
+//     auto supervisor = QWSyncSupervisor::create(engine, std::move(client));
+//     supervisor->activate();
+//     supervisor->syncNow(); // when the user asks, or the window becomes active
+//
+// What it does that the engine leaves undone:
+// - A look-up of the sync folder that failed (offline, a server's error) is repeated after 10 s, and after
+//   pauses that double up to 10 minutes.
+// - Every activation asks for changes once, also the first one, which finds no sync folder and uploads.
+// - A failed upload, deletion or download is repeated after 10 s, with the revision known by then. The engine
+//   is told of refused tokens and missing files only.
+// - Where only a new start helps (a file vanished between its announcement and its download, the file of an
+//   upload has gone, an object is sent again and again without a change), the engine is deactivated and
+//   activated: as soon as no request is out, at most once a minute. Until then such a repetition is held.
+// - Of the engine's poll timers only the first one that is due since the last query leads to a query.
+// - Of two versions of a record that are dated in the same second every desktop keeps the same one, that of the
+//   greater SHA-256 of its form (records/QWTravellingForm.h); a version that is behind the one here makes this
+//   desktop send its own; the upload of this desktop that the cloud has made a conflicted copy of is not lost.
+// - An image that is newer here than in the cloud keeps its date and is sent; so is one that was deleted in
+//   the cloud while its record lives.
+//
+// Threads and time: those of the engine. Ownership: the engine holds the supervisor as its client, the
+// supervisor holds the host's client; the engine must outlive it, or go first together with it. The host's
+// client must answer each request exactly once and have no other delegate.
+class QWSyncSupervisor final : public QObject,
+                               public DBRestClient,
+                               public std::enable_shared_from_this<QWSyncSupervisor>,
+                               private DBRestClientDelegate {
+    Q_OBJECT
+
+public:
+    // Files since the supervisor was made; a record and its image are two.
+    struct Counts {
+        qint64 sent = 0;     // uploaded, or deleted in the cloud
+        qint64 received = 0; // downloaded and taken over
+        qint64 declined = 0; // downloaded, and nothing here has changed
+        qint64 failed = 0;   // requests that were not answered by a success; most are repeated
+    };
+
+    // Requests made of the host's client since then, repetitions included.
+    struct Requests {
+        qint64 queries = 0; // for changes, and for what stands at a path
+        qint64 uploads = 0;
+        qint64 downloads = 0;
+        qint64 deletions = 0;
+
+        qint64 total() const { return queries + uploads + downloads + deletions; }
+    };
+
+    static std::shared_ptr<QWSyncSupervisor> create(QWDropboxSyncCoreData& engine,
+                                                    std::shared_ptr<DBRestClient> client);
+    ~QWSyncSupervisor() override;
+
+    // Activates the engine with this as its client. To stop, deactivate the engine.
+    void activate();
+    // Asks for changes: at once when the engine is idle; else as soon as it is, unless a query that is due is
+    // sent by then, which serves as well. Does nothing while the engine is not active.
+    void syncNow();
+
+    const Counts& counts() const { return counts_; }
+    const Requests& requests() const { return requests_; }
+    qint64 requestsOut() const { return requestsOut_; }
+    // Whether the engine is idle and nothing is out, to be repeated or otherwise due. Rows that wait, the
+    // engine tells.
+    bool isAtRest() const;
+
+    void loadDelta(const QString& cursor) override;
+    void uploadFile(const QString& filename, const QString& folder, const QString& parentRev,
+                    const QString& localPath) override;
+    void deletePath(const QString& path) override;
+    void loadFile(const QString& path, const QString& localPath) override;
+    void loadMetadata(const QString& path) override;
+
+Q_SIGNALS:
+    // What became of a file, by its name in the sync folder. A record is queued once for all its changes that
+    // wait together.
+    void fileQueued(const QString& fileName);
+    void fileSent(const QString& fileName);
+    void fileReceived(const QString& fileName);
+    void fileDeclined(const QString& fileName, const QString& reason);
+    void fileFailed(const QString& fileName, const QString& reason);
+    // The cloud could not be asked for changes or for the sync folder; it is asked again.
+    void queryFailed(const QString& reason);
+    // After the engine has had an answer.
+    void progressed();
+
+private:
+    QWSyncSupervisor(QWDropboxSyncCoreData& engine, std::shared_ptr<DBRestClient> client);
+
+    QWRunLoop& runLoop() const { return engine_->mainManagedObjectContext()->environment().runLoop(); }
+    QWFileManager& files() const { return engine_->mainManagedObjectContext()->environment().files(); }
+    DBRestClient& request(qint64& kind);
+    // Gives the engine an answer, or makes it do something: the requests that it makes meanwhile are wanted.
+    void callEngine(const std::function<void(DBRestClientDelegate&)>& call);
+    void finish(const std::function<void(DBRestClientDelegate&)>& answer);
+
+    bool isActive() const { return engine_ && engine_->status() < QWDropboxSyncStatusDisabled; }
+    bool isPollDue() const;
+    bool isRepetition(const QString& fileName, const QString& localPath);
+    bool isQueryStale();
+    void statusChanged(quint64 status);
+    void stop();
+    void fail(const QString& path, const QWError& error);
+    void repeatLater(const QString& operation, const QWError& error, std::function<void()> repetition);
+    // Looks, soon, whether something is due.
+    void lookSoon();
+    void look();
+    void restart();
+    void lookUpFolderAgain();
+
+    void restClientLoadedDeltaEntries(DBRestClient&, const QList<DBDeltaEntryRef>& entries, bool reset,
+                                      const QString& cursor, bool hasMore) override;
+    void restClientLoadDeltaFailedWithError(DBRestClient&, const QWError& error) override;
+    void restClientUploadedFile(DBRestClient&, const QString& destinationPath, const QString& sourcePath,
+                                const DBMetadata& metadata) override;
+    void restClientUploadFileFailedWithError(DBRestClient&, const QWError& error) override;
+    void restClientDeletedPath(DBRestClient&, const QString& path) override;
+    void restClientDeletePathFailedWithError(DBRestClient&, const QWError& error) override;
+    void restClientLoadedFile(DBRestClient&, const QString& localPath, const QString& contentType,
+                              const DBMetadata& metadata) override;
+    void restClientLoadFileFailedWithError(DBRestClient&, const QWError& error) override;
+    void restClientLoadedMetadata(DBRestClient&, const DBMetadata& metadata) override;
+    void restClientLoadMetadataFailedWithError(DBRestClient&, const QWError& error) override;
+
+    const QPointer<QWDropboxSyncCoreData> engine_;
+    const std::shared_ptr<DBRestClient> client_;
+    const std::unique_ptr<QWVersionKeeper> keeper_;
+    QWObservation queueObservation_;
+    Counts counts_;
+    Requests requests_;
+
+    qint64 requestsOut_ = 0, queriesOut_ = 0;
+    qint64 staleQueries_ = 0; // of those out, the ones that an earlier activity has left
+    int engineCalls_ = 0;     // calls of the engine that are under way here, one within the other
+    quint64 status_, statusBefore_;
+    bool willLook_ = false;
+
+    // Due, but not done yet.
+    bool isQueryDue_ = false;
+    bool isRestartDue_ = false;
+    bool isFolderLookupDue_ = false;
+    int repetitionsDue_ = 0;
+    int generation_ = 0; // counts the ends of activity: what an earlier one has left to repeat is dropped
+    QWRunLoop::Handle restartTimer_;
+    QWRunLoop::Duration folderLookupPause_;
+
+    std::optional<QWRunLoop::Duration> lastQuery_, lastRestart_; // when it was asked or done, by the run loop
+    bool hasLastQueryFailed_ = false;
+
+    // The object whose upload is being acknowledged to the engine, and whether its image is sent again in this.
+    QString uuidAcknowledged_;
+    bool sendsImageAgain_ = false;
+    QHash<QString, QByteArray> recordsInFlight_; // by uuid: the bytes last sent
+    QSet<QString> imagesInFlight_;               // uuids of objects in flight whose images were sent
+};

@@ -1,0 +1,225 @@
+#include "sync/supervisor/QWVersionKeeper_p.h"
+
+#include "core/QWManagedObjectWithSyncSupport.h"
+#include "dropbox/DBContentHash.h"
+#include "platform/text/QWText.h"
+#include "sync/QWRecordVersions.h"
+#include "sync/QWSyncFileNames.h"
+#include "sync/records/QWDropboxSyncManagedObjectDictionaryExporter.h"
+#include "sync/records/QWDropboxSyncManagedObjectDictionaryImporter.h"
+#include "sync/records/QWSyncRecordFile.h"
+#include "sync/records/QWTravellingForm.h"
+
+QString QWVersionKeeper::prepareImport(const QString& localPath, const DBMetadata& metadata) {
+    const auto named = qw::sync::objectNamedByFile(metadata.filename());
+    if (!named || !engine_.mainManagedObjectContext()->model().entity(named->entityName))
+        return QStringLiteral("it belongs to no entity");
+    return qw::text::pathExtension(localPath) == QWDBFileNameDataExtension
+               ? prepareRecord(localPath, metadata)
+               : prepareImage(metadata);
+}
+
+// Records ---------------------------------------------------------------------------------------------------
+
+// A version that is behind the one here would otherwise stay in the cloud, and on other desktops, for good. A
+// conflicted copy that is behind belongs to another desktop, which has seen to its own; but of this desktop's
+// own upload it is the only place in the cloud, and the engine removes it.
+QString QWVersionKeeper::prepareRecord(const QString& localPath, const DBMetadata& metadata) {
+    const auto bytes = files().read(localPath);
+    const auto received = bytes ? qw::sync::recordFromFileBytes(*bytes) : std::nullopt;
+    const auto present = received ? presentVersion(metadata.filename()) : Object();
+    if (!present) {
+        askForImageOfRevivedRecord(metadata.filename());
+        return {};
+    }
+    auto& metadataManager = engine_.fileMetadataManager();
+    const bool isCopy = metadataManager.isFileNameConflicted(qw::text::lowercase(metadata.filename()));
+    const bool isOwnCopy = isCopy && metadataManager.fileMetadataForFileName(metadata.filename(), false);
+    const Order place = order(*received, *present);
+    if (place == Order::AheadInSecond)
+        engine_.applyReceivedRecord(*engine_.objectReferencedWithLowerCaseFileName(metadata.filename(), true),
+                                    *received, metadata);
+    if (place == Order::AheadInSecond || place == Order::Ahead) {
+        filesTakenOver_.insert(metadata.filename());
+        return {};
+    }
+    if (isOwnCopy || (!isCopy && place == Order::Behind)) {
+        engine_.queueForUpload(*present);
+        engine_.saveCacheContext();
+    }
+    return place == Order::Same ? QStringLiteral("the record here is the same")
+                                : QStringLiteral("the record here is newer");
+}
+
+// The later one of what the host and the running batch have.
+QWVersionKeeper::Object QWVersionKeeper::presentVersion(const QString& fileName) {
+    const auto host = hostsObject(fileName);
+    const auto batch = engine_.objectReferencedWithLowerCaseFileName(fileName, false);
+    if (host && batch)
+        return qw::sync::receivedVersionWins(batch->dateModified(), host->dateModified()) ? batch : host;
+    return host ? host : batch;
+}
+
+// By the date as it travels and, in one second, by the form that travels.
+QWVersionKeeper::Order QWVersionKeeper::order(const QVariantMap& received,
+                                              QWManagedObjectWithSyncSupport& present) {
+    const QDateTime receivedDate = QWManagedObjectWithSyncSupport::dateModifiedFormatter()->dateFromString(
+        received.value(QStringLiteral("dateModified")).toString());
+    const QDateTime presentDate = present.dateModified();
+    if (!presentDate.isValid())
+        return Order::Ahead;
+    if (!receivedDate.isValid())
+        return Order::Behind;
+    const qint64 difference = qw::sync::wholeSeconds(receivedDate) - qw::sync::wholeSeconds(presentDate);
+    if (difference != 0)
+        return difference < 0 ? Order::Behind : Order::Ahead;
+    // Through the file's form and back, in which numbers and nulls are what they are on arrival.
+    const auto bytes = qw::sync::recordFileBytes(
+        engine_.syncDictionaryExporter().dictionaryToInsertOrUpdateObjectToSync(present));
+    const auto sent = bytes ? qw::sync::recordFromFileBytes(*bytes) : std::nullopt;
+    const auto presentHash = sent ? qw::sync::travellingHash(*sent, present) : std::nullopt;
+    const auto receivedHash = qw::sync::travellingHash(received, present);
+    if (presentHash == receivedHash)
+        return Order::Same;
+    return receivedHash < presentHash ? Order::Behind : Order::AheadInSecond;
+}
+
+QWVersionKeeper::Object QWVersionKeeper::hostsObject(const QString& fileName) {
+    return engine_.objectReferencedByFile(fileName, *engine_.mainManagedObjectContext(), false);
+}
+
+// Images ----------------------------------------------------------------------------------------------------
+
+// The engine keeps a local image that is not older than the cloud's, and gives it the cloud's date. Where the
+// dates are equal and the images are not, the one that has not changed here since it was sent or received makes
+// way; else the greater content hash decides, on every desktop alike.
+QString QWVersionKeeper::prepareImage(const DBMetadata& metadata) {
+    const auto present = presentVersion(metadata.filename());
+    const QString path = present ? present->imageURL().toLocalFile() : QString();
+    if (present && path.isEmpty())
+        return QStringLiteral("its object has no image");
+    const auto date = present ? files().modificationDate(path) : std::nullopt;
+    if (!date || *date < metadata.lastModifiedDate) {
+        filesTakenOver_.insert(metadata.filename());
+        return {};
+    }
+    QDateTime dateToKeep = *date;
+    if (*date == metadata.lastModifiedDate) {
+        const QString hash = dropboxContentHash(files().read(path).value_or(QByteArray()));
+        if (metadata.hash.isEmpty() || hash == metadata.hash)
+            return QStringLiteral("the image here is the same");
+        const auto known = engine_.fileMetadataManager().fileMetadataForFileName(metadata.filename(), false);
+        const bool hasChangedHere = !known || known->lastModifiedDate() != *date;
+        if (!hasChangedHere || hash < metadata.hash) {
+            files().remove(path);
+            return {};
+        }
+        dateToKeep = date->addSecs(1);
+    }
+    datesToRestore_.push_back({path, dateToKeep});
+    imagesKept_.insert(metadata.filename());
+    return QStringLiteral("the image here is newer");
+}
+
+void QWVersionKeeper::restoreImageDates() {
+    for (const auto& image : std::exchange(datesToRestore_, {}))
+        files().setModificationDate(image.path, image.date);
+}
+
+// A conflicted copy of an image would make a deleted record again, bare. Where the record lives the copy is
+// imported like any image.
+QList<DBDeltaEntryRef> QWVersionKeeper::preparePage(const QList<DBDeltaEntryRef>& page) {
+    QList<DBDeltaEntryRef> kept;
+    for (const auto& entry : page) {
+        const QString name = qw::text::lastPathComponent(entry->lowercasePath);
+        if (qw::text::pathExtension(name) != QWDBFileNameImageExtension) {
+            kept.append(entry);
+        } else if (engine_.fileMetadataManager().isFileNameConflicted(name)) {
+            if (hostsObject(name))
+                kept.append(entry);
+        } else {
+            kept.append(entry);
+            if (entry->metadata)
+                imagesDeleted_.remove(name);
+            else
+                imagesDeleted_.insert(name);
+        }
+    }
+    return kept;
+}
+
+QString QWVersionKeeper::finishImport(const DBMetadata& metadata) {
+    restoreImageDates();
+    const QString name = metadata.filename();
+    if (qw::text::pathExtension(name) != QWDBFileNameImageExtension
+        || !engine_.fileMetadataManager().isFileNameConflicted(qw::text::lowercase(name)))
+        return {};
+    engine_.fileMetadataManager().deleteDropboxFileMetadataWithName(name);
+    engine_.saveCacheContext();
+    return metadata.path;
+}
+
+// An image that was deleted goes with its record. Where that lives (another desktop has deleted it and this one
+// edited it, say) the image is sent again.
+void QWVersionKeeper::finishBatch() {
+    restoreImageDates();
+    QSet<QString> names = std::exchange(imagesKept_, {});
+    for (const QString& name : std::exchange(filesTakenOver_, {}))
+        if (const auto object = hostsObject(name); object && isImagePending(*object))
+            names.insert(name);
+    for (const QString& name : std::exchange(imagesDeleted_, {})) {
+        const auto known = engine_.fileMetadataManager().fileMetadataForFileName(name, false);
+        const auto object = known ? hostsObject(name) : Object();
+        if (!object || !files().exists(object->imageURL().toLocalFile()))
+            continue;
+        engine_.fileMetadataManager().deleteDropboxFileMetadataWithName(name);
+        names.insert(name);
+    }
+    for (const QString& name : names)
+        if (const auto object = hostsObject(name))
+            engine_.insertInSyncQueueManagedObject(*object, QWDropboxSyncActionInsertOrUpdate);
+    if (!names.isEmpty())
+        engine_.saveCacheContext();
+}
+
+// A change of the image alone is not marked while the object waits or is in flight.
+bool QWVersionKeeper::finishUpload(const QString& fileName) {
+    const auto object = hostsObject(fileName);
+    if (!object || !isImagePending(*object) || engine_.objectWaitingSyncForObject(*object, false))
+        return false;
+    engine_.queueForUpload(*object);
+    engine_.saveCacheContext();
+    return true;
+}
+
+// The record was deleted here, with its image, and another desktop has sent it since: the image still stands in
+// the cloud as it did, and is not announced again.
+void QWVersionKeeper::askForImageOfRevivedRecord(const QString& fileName) {
+    const auto named = qw::sync::objectNamedByFile(fileName);
+    const QString name = engine_.fileNameWithUUID(named->uuid, named->entityName, true);
+    const auto known = engine_.fileMetadataManager().fileMetadataForFileName(name, false);
+    if (!known)
+        return;
+    DBMetadata image;
+    image.path = qw::sync::remotePath(known->fileName());
+    image.rev = known->rev();
+    image.hash = known->remoteHash();
+    image.lastModifiedDate = known->lastModifiedDate();
+    engine_.fileMetadataManager().deleteDropboxFileMetadataWithName(name);
+    engine_.addDeltaEntry(DBMakeDeltaEntry(qw::text::lowercase(image.path), image));
+}
+
+bool QWVersionKeeper::isImagePending(const QWManagedObjectWithSyncSupport& object) {
+    const QUrl url = object.imageURL();
+    return !url.isEmpty() && engine_.fileMetadataManager().needsToUploadOfImageAtURL(url, imageName(object));
+}
+
+QString QWVersionKeeper::imageName(const QWManagedObjectWithSyncSupport& object) {
+    return engine_.fileNameWithUUID(object.uuid(), object.entity().name(), true);
+}
+
+// Kept images are known by then, and do not come again.
+void QWVersionKeeper::giveBatchUp() {
+    restoreImageDates();
+    imagesDeleted_.clear();
+}

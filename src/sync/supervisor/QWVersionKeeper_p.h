@@ -1,0 +1,53 @@
+#pragma once
+
+#include "dropbox/DBDeltaEntry.h"
+#include "sync/QWDropboxSyncCoreData.h"
+
+#include <QSet>
+#include <vector>
+
+// Keeps desktops from holding different versions for good. The engine imports what is newer and leaves the rest
+// as it is; this sees each file before that, and queues what the cloud then lacks.
+class QWVersionKeeper {
+public:
+    explicit QWVersionKeeper(QWDropboxSyncCoreData& engine) : engine_(engine) {}
+
+    // Before the engine imports a downloaded file. Null when it will be taken over, else why nothing changes.
+    QString prepareImport(const QString& localPath, const DBMetadata& metadata);
+    // After the engine has imported it. Answers the path of a conflicted copy that is to be deleted in the cloud,
+    // null for any other file.
+    QString finishImport(const DBMetadata& metadata);
+    // Before the engine has a page: what it shall have of it.
+    QList<DBDeltaEntryRef> preparePage(const QList<DBDeltaEntryRef>& page);
+    // When a batch has been merged: queues the records whose images the cloud lacks.
+    void finishBatch();
+    // When an object's files have been sent: queues it again if its image has changed meanwhile. True when it did.
+    bool finishUpload(const QString& fileName);
+    // The batch was given up and comes again.
+    void giveBatchUp();
+
+private:
+    using Object = QWRef<QWManagedObjectWithSyncSupport>;
+    enum class Order { Behind, Same, AheadInSecond, Ahead };
+    struct KeptImage {
+        QString path;
+        QDateTime date;
+    };
+
+    QString prepareRecord(const QString& localPath, const DBMetadata& metadata);
+    QString prepareImage(const DBMetadata& metadata);
+    Object presentVersion(const QString& fileName);
+    Order order(const QVariantMap& received, QWManagedObjectWithSyncSupport& present);
+    Object hostsObject(const QString& fileName);
+    void restoreImageDates();
+    void askForImageOfRevivedRecord(const QString& fileName);
+    bool isImagePending(const QWManagedObjectWithSyncSupport& object);
+    QString imageName(const QWManagedObjectWithSyncSupport& object);
+    QWFileManager& files() const { return engine_.mainManagedObjectContext()->environment().files(); }
+
+    QWDropboxSyncCoreData& engine_;
+    std::vector<KeptImage> datesToRestore_; // of images that the running import gives the cloud's date
+    QSet<QString> imagesKept_;              // file names of images that are newer than the cloud's
+    QSet<QString> filesTakenOver_;          // received; an image of their object here may be newer still
+    QSet<QString> imagesDeleted_;           // in the cloud; file names in lower case
+};
