@@ -1,19 +1,42 @@
 #include "dropbox/DBContentHash.h"
 
-#include <QBuffer>
-#include <QCryptographicHash>
+#include <QIODevice>
+#include <algorithm>
+
+constexpr qsizetype blockSize = 4 * 1024 * 1024;
 
 QString dropboxContentHash(QByteArrayView bytes) {
-    QByteArray shared = QByteArray::fromRawData(bytes.data(), bytes.size());
-    QBuffer content(&shared);
-    content.open(QIODevice::ReadOnly);
-    return dropboxContentHash(content);
+    DBContentHasher hasher;
+    hasher.addData(bytes);
+    return hasher.result();
 }
 
 QString dropboxContentHash(QIODevice& content) {
-    constexpr qint64 blockSize = 4 * 1024 * 1024;
-    QCryptographicHash whole(QCryptographicHash::Sha256);
+    DBContentHasher hasher;
     for (QByteArray block = content.read(blockSize); !block.isEmpty(); block = content.read(blockSize))
-        whole.addData(QCryptographicHash::hash(block, QCryptographicHash::Sha256));
-    return QString::fromLatin1(whole.result().toHex());
+        hasher.addData(block);
+    return hasher.result();
+}
+
+void DBContentHasher::addData(QByteArrayView bytes) {
+    while (!bytes.isEmpty()) {
+        const qsizetype taken = std::min(blockSize - bytesInBlock_, bytes.size());
+        block_.addData(bytes.first(taken));
+        bytes = bytes.sliced(taken);
+        bytesInBlock_ += taken;
+        if (bytesInBlock_ == blockSize)
+            closeBlock();
+    }
+}
+
+QString DBContentHasher::result() {
+    if (bytesInBlock_ > 0)
+        closeBlock();
+    return QString::fromLatin1(whole_.result().toHex());
+}
+
+void DBContentHasher::closeBlock() {
+    whole_.addData(block_.result());
+    block_.reset();
+    bytesInBlock_ = 0;
 }

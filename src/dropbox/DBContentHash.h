@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArrayView>
+#include <QCryptographicHash>
 #include <QString>
 
 class QIODevice;
@@ -10,3 +11,18 @@ class QIODevice;
 QString dropboxContentHash(QByteArrayView bytes);
 // The same of what an open device holds from its present position to its end, without holding it in memory.
 QString dropboxContentHash(QIODevice& content);
+
+// The same of content that comes in pieces of any size.
+class DBContentHasher {
+public:
+    void addData(QByteArrayView bytes);
+    // Of everything that was added; the hasher takes no more afterwards.
+    QString result();
+
+private:
+    void closeBlock();
+
+    QCryptographicHash block_{QCryptographicHash::Sha256};
+    QCryptographicHash whole_{QCryptographicHash::Sha256};
+    qsizetype bytesInBlock_ = 0;
+};

@@ -47,24 +47,40 @@ bool QWSystemFileManager::exists(const QString& path) const {
 }
 
 std::optional<QByteArray> QWSystemFileManager::read(const QString& path, QWError* error) const {
-    QFile file(path);
-    QByteArray bytes;
-    if (file.open(QIODevice::ReadOnly))
-        bytes = file.readAll();
-    if (file.error() == QFile::NoError)
+    const auto file = openToRead(path, error);
+    if (!file)
+        return std::nullopt;
+    const QByteArray bytes = file->readAll();
+    if (file->error() == QFile::NoError)
         return bytes;
-    qw::fail(error, fileError(QStringLiteral("read"), file));
+    qw::fail(error, fileError(QStringLiteral("read"), *file));
     return std::nullopt;
 }
 
 bool QWSystemFileManager::write(const QString& path, const QByteArray& bytes, QWError* error) {
-    QSaveFile file(path);
-    if (file.open(QIODevice::WriteOnly)) {
-        file.write(bytes);
-        if (file.commit())
-            return true;
+    const auto file = openToWrite(path, error);
+    if (!file)
+        return false;
+    file->write(bytes);
+    return file->commit() || qw::fail(error, fileError(QStringLiteral("written"), *file));
+}
+
+std::unique_ptr<QFile> QWSystemFileManager::openToRead(const QString& path, QWError* error) const {
+    auto file = std::make_unique<QFile>(path);
+    if (!file->open(QIODevice::ReadOnly)) {
+        qw::fail(error, fileError(QStringLiteral("read"), *file));
+        file.reset();
     }
-    return qw::fail(error, fileError(QStringLiteral("written"), file));
+    return file;
+}
+
+std::unique_ptr<QSaveFile> QWSystemFileManager::openToWrite(const QString& path, QWError* error) {
+    auto file = std::make_unique<QSaveFile>(path);
+    if (!file->open(QIODevice::WriteOnly)) {
+        qw::fail(error, fileError(QStringLiteral("written"), *file));
+        file.reset();
+    }
+    return file;
 }
 
 bool QWSystemFileManager::move(const QString& from, const QString& to, QWError* error) {

@@ -5,7 +5,11 @@
 #include <QByteArray>
 #include <QDateTime>
 #include <QString>
+#include <memory>
 #include <optional>
+
+class QFile;
+class QSaveFile;
 
 // The file operations that the library needs, by path. Virtual, so that tests can make a disk fail or be
 // full. Errors have the domain "files" and userInfo "path"; operations answer whether they succeeded.
@@ -17,6 +21,10 @@ public:
     virtual std::optional<QByteArray> read(const QString& path, QWError* error = nullptr) const = 0;
     // Replaces the whole file in one step: a reader sees the old bytes or the new ones, also after a crash.
     virtual bool write(const QString& path, const QByteArray& bytes, QWError* error = nullptr) = 0;
+    // The same for files that need not fit into memory, piece by piece; null when the file cannot be opened.
+    // What is written takes the file's place when it is committed, and is gone when it is not.
+    virtual std::unique_ptr<QFile> openToRead(const QString& path, QWError* error = nullptr) const = 0;
+    virtual std::unique_ptr<QSaveFile> openToWrite(const QString& path, QWError* error = nullptr) = 0;
     // Moves a file over whatever file stands at `to`; across file systems it copies, then removes.
     virtual bool move(const QString& from, const QString& to, QWError* error = nullptr) = 0;
     // Removes a file; a missing one is an error.
@@ -34,6 +42,8 @@ public:
     bool exists(const QString& path) const override;
     std::optional<QByteArray> read(const QString& path, QWError* error = nullptr) const override;
     bool write(const QString& path, const QByteArray& bytes, QWError* error = nullptr) override;
+    std::unique_ptr<QFile> openToRead(const QString& path, QWError* error = nullptr) const override;
+    std::unique_ptr<QSaveFile> openToWrite(const QString& path, QWError* error = nullptr) override;
     bool move(const QString& from, const QString& to, QWError* error = nullptr) override;
     bool remove(const QString& path, QWError* error = nullptr) override;
     bool makeFolder(const QString& path, QWError* error = nullptr) override;

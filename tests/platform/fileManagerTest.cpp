@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QSaveFile>
 #include <QTemporaryDir>
 #include <gmock/gmock.h>
 
@@ -39,6 +40,34 @@ TEST_F(SystemFileManager, Writing_replaces_the_whole_file_and_leaves_nothing_bes
 TEST_F(SystemFileManager, Reads_an_empty_file_as_no_bytes) {
     EXPECT_TRUE(files.write(at("file"), {}));
     EXPECT_EQ(files.read(at("file")), QByteArray());
+}
+
+TEST_F(SystemFileManager, Writes_and_reads_piece_by_piece) {
+    files.write(at("file"), "old");
+    const auto written = files.openToWrite(at("file"), &error);
+    ASSERT_TRUE(written) << error.message.toStdString();
+    written->write("one ");
+    written->write("two");
+    EXPECT_EQ(bytes("file"), "old");
+    EXPECT_TRUE(written->commit());
+    const auto read = files.openToRead(at("file"), &error);
+    ASSERT_TRUE(read) << error.message.toStdString();
+    EXPECT_EQ(read->read(4), "one ");
+    EXPECT_EQ(read->read(100), "two");
+}
+
+TEST_F(SystemFileManager, What_is_written_piece_by_piece_and_not_committed_is_gone) {
+    files.write(at("file"), "old");
+    files.openToWrite(at("file"))->write("new");
+    EXPECT_EQ(bytes("file"), "old");
+    EXPECT_EQ(names(), QStringList{"file"});
+}
+
+TEST_F(SystemFileManager, A_file_that_cannot_be_opened_is_named) {
+    EXPECT_FALSE(files.openToRead(at("missing"), &error));
+    EXPECT_EQ(error.userInfo["path"], at("missing"));
+    EXPECT_FALSE(files.openToWrite(at("no/such/folder"), &error));
+    EXPECT_EQ(error.userInfo["path"], at("no/such/folder"));
 }
 
 TEST_F(SystemFileManager, Handles_names_in_other_scripts) {

@@ -2,6 +2,9 @@
 
 #include "platform/QWFileManager.h"
 
+#include <QFile>
+#include <QSaveFile>
+
 // The real files, on a disk that takes no new ones while `isFull` is set.
 class FullDisk final : public QWFileManager {
 public:
@@ -13,6 +16,12 @@ public:
     }
     bool write(const QString& path, const QByteArray& bytes, QWError* error = nullptr) override {
         return isFull ? refuse(path, error) : files_.write(path, bytes, error);
+    }
+    std::unique_ptr<QFile> openToRead(const QString& path, QWError* error = nullptr) const override {
+        return files_.openToRead(path, error);
+    }
+    std::unique_ptr<QSaveFile> openToWrite(const QString& path, QWError* error = nullptr) override {
+        return isFull && !refuse(path, error) ? nullptr : files_.openToWrite(path, error);
     }
     bool move(const QString& from, const QString& to, QWError* error = nullptr) override {
         return isFull ? refuse(to, error) : files_.move(from, to, error);

@@ -1,0 +1,104 @@
+#include "dropbox/http/HTTPClientFixture.h"
+#include "dropbox/http/TestCertificate.h"
+#include "testing/QWLogCapture.h"
+
+#include <QSslKey>
+#include <QSslServer>
+
+namespace {
+
+using HTTPTrust = HTTPClientTest;
+
+std::unique_ptr<QTcpServer> serverWithCertificate() {
+    QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
+    configuration.setLocalCertificate(QSslCertificate(testCertificate));
+    configuration.setPrivateKey(QSslKey(testKey, QSsl::Ec));
+    auto server = std::make_unique<QSslServer>();
+    server->setSslConfiguration(configuration);
+    return server;
+}
+
+TEST_F(HTTPTrust, A_server_whose_certificate_nobody_vouches_for_gets_no_byte_of_a_request) {
+    ScriptedServer impostor(serverWithCertificate());
+    auto with = options();
+    with.apiHost = with.contentHost = impostor.url("https");
+    useClient(with);
+    client->loadMetadata("/a");
+    client->uploadFile("a", "/", {}, localFile("staged", "bytes"));
+    QStringList lines = answers(2);
+    lines.sort();
+    EXPECT_EQ(lines, QStringList({"metadata 0 /a", "upload 0 /a"}));
+    EXPECT_TRUE(delegate.errors[0].message.contains("SSL handshake failed"))
+        << delegate.errors[0].message.toStdString();
+    EXPECT_TRUE(impostor.requests().empty());
+}
+
+class BadToken : public HTTPClientTest, public testing::WithParamInterface<QString> {};
+
+TEST_P(BadToken, Is_never_sent_and_counts_as_refused) {
+    auto with = options();
+    with.accessToken = GetParam();
+    useClient(with);
+    client->loadDelta({});
+    client->uploadFile("a", "/", {}, localFile("staged", "bytes"));
+    client->deletePath("/a");
+    client->loadFile("/a", directory.filePath("download"));
+    client->loadMetadata("/a");
+    EXPECT_EQ(answers(5),
+              QStringList({"delta 401", "upload 401 /a", "delete 401 /a", "load 401 /a", "metadata 401 /a"}));
+    for (const QWError& error : delegate.errors) {
+        EXPECT_TRUE(error.message.contains("access token")) << error.message.toStdString();
+        EXPECT_FALSE(error.message.contains("secret"));
+    }
+    EXPECT_EQ(server.connections(), 0);
+    client->setAccessToken(token);
+    client->loadMetadata("/a");
+    ASSERT_TRUE(waitForRequests(1));
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, BadToken,
+                         testing::Values(QString(), "secret\n", "secret\r\nX-Injected: yes", "sec ret",
+                                         "secret\t", "secrét", QString("secret") + QChar(0), "secret\x7F",
+                                         "secret\U0001F30D"));
+
+TEST_F(HTTPTrust, The_token_is_in_one_header_and_nowhere_else) {
+    const QWLogCapture log;
+    QLoggingCategory::setFilterRules("*.debug=true\nqt.*.debug=true");
+    client->loadMetadata("/a");
+    server.send("429 Too Many Requests", token, "Retry-After: 1\r\n");
+    ASSERT_TRUE(waitForRequests(1));
+    EXPECT_FALSE(server.request(0).line.contains(token));
+    EXPECT_FALSE(server.request(0).body.contains(token));
+    int bearing = 0;
+    for (const QByteArray& value : server.request(0).headers)
+        bearing += value.contains(token);
+    EXPECT_EQ(bearing, 1);
+    server.send("401 Unauthorized",
+                R"({"error_summary":"expired_access_token/..","error":{".tag":"expired_access_token"}})");
+    ASSERT_TRUE(waitWhileTimePasses([&] { return !delegate.lines.isEmpty(); }));
+    EXPECT_EQ(answers(), QStringList("metadata 401 /a"));
+    QLoggingCategory::setFilterRules({});
+    for (const QString& line : log.texts())
+        EXPECT_FALSE(line.contains(token)) << line.toStdString();
+}
+
+TEST_F(HTTPTrust, A_new_token_is_used_from_the_next_request_on) {
+    client->loadMetadata("/a");
+    ASSERT_TRUE(waitForRequests(1));
+    client->setAccessToken("another");
+    client->loadMetadata("/b");
+    ASSERT_TRUE(waitForRequests(2));
+    EXPECT_EQ(server.request(0).headers["authorization"], QByteArray("Bearer ") + token);
+    EXPECT_EQ(server.request(1).headers["authorization"], "Bearer another");
+}
+
+TEST_F(HTTPTrust, Cookies_are_neither_kept_nor_sent) {
+    client->loadMetadata("/a");
+    server.send("500 Internal Server Error", "", "Set-Cookie: id=1\r\n");
+    answers();
+    client->loadMetadata("/a");
+    ASSERT_TRUE(waitForRequests(2));
+    EXPECT_FALSE(server.request(1).headers.contains("cookie"));
+}
+
+} // namespace
