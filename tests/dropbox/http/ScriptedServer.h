@@ -19,18 +19,20 @@ public:
     };
     enum After { KeepsOpen, Closes, Resets };
 
-    explicit ScriptedServer(std::unique_ptr<QTcpServer> server = std::make_unique<QTcpServer>())
+    explicit ScriptedServer(std::unique_ptr<QTcpServer> server = std::make_unique<QTcpServer>(),
+                            const QHostAddress& address = QHostAddress::LocalHost)
         : server_(std::move(server)) {
         QObject::connect(server_.get(), &QTcpServer::pendingConnectionAvailable, server_.get(), [this] {
             while (QTcpSocket* socket = server_->nextPendingConnection())
                 accept(socket);
         });
-        server_->listen(QHostAddress::LocalHost);
+        server_->listen(address);
     }
 
     QUrl url(const char* scheme = "http") const {
-        return QUrl(
-            QStringLiteral("%1://127.0.0.1:%2").arg(QLatin1String(scheme)).arg(server_->serverPort()));
+        return QUrl(QStringLiteral("%1://%2:%3")
+                        .arg(QLatin1String(scheme), server_->serverAddress().toString())
+                        .arg(server_->serverPort()));
     }
     void stopListening() { server_->close(); }
 

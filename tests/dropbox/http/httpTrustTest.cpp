@@ -18,19 +18,53 @@ std::unique_ptr<QTcpServer> serverWithCertificate() {
     return server;
 }
 
-TEST_F(HTTPTrust, A_server_whose_certificate_nobody_vouches_for_gets_no_byte_of_a_request) {
-    ScriptedServer impostor(serverWithCertificate());
-    auto with = options();
-    with.apiHost = with.contentHost = impostor.url("https");
-    useClient(with);
-    client->loadMetadata("/a");
-    client->uploadFile("a", "/", {}, localFile("staged", "bytes"));
-    QStringList lines = answers(2);
-    lines.sort();
-    EXPECT_EQ(lines, QStringList({"metadata 0 /a", "upload 0 /a"}));
-    EXPECT_TRUE(delegate.errors[0].message.contains("SSL handshake failed"))
-        << delegate.errors[0].message.toStdString();
-    EXPECT_TRUE(impostor.requests().empty());
+class HTTPSTrust : public HTTPClientTest {
+protected:
+    ~HTTPSTrust() override { QSslConfiguration::setDefaultConfiguration(usual_); }
+
+    // From here on the server's certificate is one that this machine trusts.
+    void trustTestCertificate() {
+        QSslConfiguration trusting = usual_;
+        trusting.addCaCertificate(QSslCertificate(testCertificate));
+        QSslConfiguration::setDefaultConfiguration(trusting);
+    }
+    void useServer(const ScriptedServer& other) {
+        auto with = options();
+        with.apiHost = with.contentHost = other.url("https");
+        useClient(with);
+    }
+    void expectNoByteFor(const ScriptedServer& impostor) {
+        useServer(impostor);
+        client->loadMetadata("/a");
+        client->uploadFile("a", "/", {}, localFile("staged", "bytes"));
+        QStringList lines = answers(2);
+        lines.sort();
+        EXPECT_EQ(lines, QStringList({"metadata 0 /a", "upload 0 /a"}));
+        EXPECT_TRUE(delegate.errors[0].message.contains("SSL handshake failed"))
+            << delegate.errors[0].message.toStdString();
+        EXPECT_TRUE(impostor.requests().empty());
+    }
+
+private:
+    const QSslConfiguration usual_ = QSslConfiguration::defaultConfiguration();
+};
+
+TEST_F(HTTPSTrust, A_server_whose_certificate_is_trusted_is_asked) {
+    trustTestCertificate();
+    ScriptedServer trusted(serverWithCertificate());
+    useServer(trusted);
+    trusted.sendJson(R"({"entries":[],"cursor":"c1","has_more":false})");
+    client->loadDelta({});
+    EXPECT_EQ(answers(), QStringList("delta of 0"));
+}
+
+TEST_F(HTTPSTrust, A_server_whose_certificate_nobody_vouches_for_gets_no_byte_of_a_request) {
+    expectNoByteFor(ScriptedServer(serverWithCertificate()));
+}
+
+TEST_F(HTTPSTrust, A_server_whose_certificate_is_for_another_host_gets_no_byte_of_a_request) {
+    trustTestCertificate();
+    expectNoByteFor(ScriptedServer(serverWithCertificate(), QHostAddress("127.0.0.2")));
 }
 
 class BadToken : public HTTPClientTest, public testing::WithParamInterface<QString> {};
