@@ -51,11 +51,6 @@ public:
     void sendJson(const QByteArray& body, const QByteArray& status = "200 OK") {
         send(status, body, "Content-Type: application/json\r\n");
     }
-    // More bytes of an answer that was begun.
-    void goOn(const QByteArray& bytes) {
-        last_->write(bytes);
-        last_->flush();
-    }
 
     const std::vector<Request>& requests() const { return requests_; }
     const Request& request(std::size_t number) const { return requests_.at(number); }
@@ -105,14 +100,14 @@ private:
             const Answer answer = answers_.empty() ? *usual_ : answers_.front();
             if (!answers_.empty())
                 answers_.pop_front();
-            last_ = waiting_.front();
+            QTcpSocket* const socket = waiting_.front();
             waiting_.pop_front();
-            last_->write(answer.bytes);
-            last_->flush();
+            socket->write(answer.bytes);
+            socket->flush();
             if (answer.after == Closes)
-                last_->disconnectFromHost();
+                socket->disconnectFromHost();
             if (answer.after == Resets)
-                reset(*last_);
+                reset(*socket);
         }
     }
 
@@ -128,7 +123,6 @@ private:
     std::optional<Answer> usual_;
     std::deque<QTcpSocket*> waiting_; // for an answer, one place for each request
     std::vector<Request> requests_;
-    QTcpSocket* last_ = nullptr;
     int connections_ = 0;
     int closedConnections_ = 0;
 };

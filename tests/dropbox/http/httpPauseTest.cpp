@@ -174,20 +174,6 @@ TEST_F(HTTPPause, Waiting_is_not_stalling) {
     EXPECT_EQ(answers(2).size(), 2);
 }
 
-TEST_F(HTTPPause, A_slow_transfer_is_no_stalled_one) {
-    server.sendBytes("HTTP/1.1 200 OK\r\nContent-Length: 10\r\nDropbox-API-Result: " + fileJson("/a", 10)
-                     + "\r\n\r\n");
-    client->loadFile("/a", directory.filePath("download"));
-    ASSERT_TRUE(waitForRequests(1));
-    for (int byte = 0; byte < 10; ++byte) {
-        requests();
-        world.runLoop->advance(25s);
-        server.goOn("x");
-    }
-    EXPECT_EQ(answers(), QStringList("loaded /a"));
-    EXPECT_EQ(bytesAt("download"), "xxxxxxxxxx");
-}
-
 TEST_F(HTTPPause, A_transfer_that_stalls_in_the_middle_fails_and_leaves_the_local_file) {
     localFile("download", "old");
     server.sendBytes("HTTP/1.1 200 OK\r\nContent-Length: 10\r\nDropbox-API-Result: " + fileJson("/a", 10)
