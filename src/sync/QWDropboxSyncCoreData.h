@@ -329,6 +329,8 @@ private:
     void noteDeletions(const QWManagedObjectSet& records);
     void noteBeforeUpload(const QString& fileName, const QWManagedObjectWithSyncSupport& object);
     void noteBeforeDeletion(const ObjectWaitingSync& row);
+    // The caller saves the entry. False when there is nothing to be noted.
+    bool noteUnsavedDeletion(const ObjectWaitingSync& row);
     void noteBeforeImport(const QString& fileName, const QWManagedObjectWithSyncSupport& object);
     bool isUnsavedInMainContext(const QWSyncedIdentity& identity);
     void mainContextDidSave(const QWDidSaveNotice& notice);

@@ -90,8 +90,13 @@ void QWDropboxSyncCoreData::fetchAllItemsForUploadWithEntityName(const QString& 
     }
 }
 
+// An object whose deletion dies unsaved comes back, and must be sent then.
 void QWDropboxSyncCoreData::deleteObjectWaitingSyncWithActionDelete() {
-    deleteAllResultOfFetchRequest(QWFetchRequest(
+    const QWFetchRequest deletions(
         QWDBEntityNameObjectWaitingSync,
-        QWPredicate::comparison("action", QWPredicate::Operator::Equal, QWDropboxSyncActionDelete)));
+        QWPredicate::comparison("action", QWPredicate::Operator::Equal, QWDropboxSyncActionDelete));
+    for (const auto& row :
+         QWFetchCacheRecords<ObjectWaitingSync>(*dropboxCacheManagedObjectContext(), deletions))
+        noteUnsavedDeletion(*row);
+    deleteAllResultOfFetchRequest(deletions);
 }

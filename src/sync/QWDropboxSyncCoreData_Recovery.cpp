@@ -46,12 +46,17 @@ void QWDropboxSyncCoreData::noteBeforeUpload(const QString& fileName,
 }
 
 void QWDropboxSyncCoreData::noteBeforeDeletion(const ObjectWaitingSync& row) {
+    if (noteUnsavedDeletion(row))
+        saveCacheContext();
+}
+
+bool QWDropboxSyncCoreData::noteUnsavedDeletion(const ObjectWaitingSync& row) {
     if (!objectsDeletedUnsaved_.contains({row.objectEntityName(), row.objectUUID()}))
-        return;
+        return false;
     for (const bool isImage : {false, true})
         journal().note(fileNameForObjectWaitingToSync(row, isImage), row.objectUUID(),
                        row.objectEntityName());
-    saveCacheContext();
+    return true;
 }
 
 // The caller saves the entry together with what the import changes in the cache store.

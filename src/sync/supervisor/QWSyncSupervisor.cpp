@@ -94,6 +94,7 @@ void QWSyncSupervisor::loadDelta(const QString& cursor) {
     }
     isQueryDue_ = false;
     hasLastQueryFailed_ = false;
+    isListingFromScratch_ = cursor.isEmpty();
     lastQuery_ = runLoop().now();
     ++queriesOut_;
     request(requests_.queries).loadDelta(cursor);
@@ -162,12 +163,18 @@ bool QWSyncSupervisor::isQueryStale() {
     return staleQueries_ > 0 && staleQueries_-- > 0;
 }
 
+// A listing without a cursor tells of no deletion, as one whose cursor was lost; files may be known all the same,
+// which were sent before it was asked for or received in a batch that was not finished.
 void QWSyncSupervisor::restClientLoadedDeltaEntries(DBRestClient&, const QList<DBDeltaEntryRef>& entries,
                                                     bool reset, const QString& cursor, bool hasMore) {
     if (isQueryStale())
         return finish([&](auto&) { engine_->takeBackDeltaQuery(engine_->status()); });
-    const auto kept = keeper_->preparePage(entries);
-    finish([&](auto& to) { to.restClientLoadedDeltaEntries(*this, kept, reset, cursor, hasMore); });
+    QStringList ownCopies;
+    const auto kept = keeper_->preparePage(entries, ownCopies);
+    const bool isFirstPage = std::exchange(isListingFromScratch_, false) || reset;
+    finish([&](auto& to) { to.restClientLoadedDeltaEntries(*this, kept, isFirstPage, cursor, hasMore); });
+    for (const QString& copy : ownCopies)
+        sendConflictedImage(copy);
 }
 
 void QWSyncSupervisor::restClientLoadDeltaFailedWithError(DBRestClient&, const QWError& error) {
@@ -187,10 +194,12 @@ void QWSyncSupervisor::restClientUploadedFile(DBRestClient&, const QString& dest
     finish([&](auto& to) { to.restClientUploadedFile(*this, destinationPath, sourcePath, metadata); });
     const QString uuid = std::exchange(uuidAcknowledged_, QString());
     if (isActive() && !engine_->objectSyncingForFileWithName(fileName)) {
-        recordsInFlight_.remove(uuid);
-        if (!imagesInFlight_.remove(uuid) && keeper_->finishUpload(fileName))
+        const QByteArray sent = recordsInFlight_.take(uuid);
+        if (keeper_->finishUpload(fileName, sent, imagesInFlight_.remove(uuid)))
             callEngine([&](auto&) { engine_->beginSyncOfObjectsWaitingSync(); });
     }
+    if (keeper_->isConflictedImage(fileName))
+        sendConflictedImage(fileName);
     Q_EMIT fileSent(fileName);
 }
 
@@ -265,7 +274,25 @@ void QWSyncSupervisor::restClientLoadFileFailedWithError(DBRestClient&, const QW
     fail(path, error);
 }
 
+// The cloud has made a conflicted copy of this desktop's image, which is the later one: it is sent again, as the
+// next version of what stands in its place.
+void QWSyncSupervisor::sendConflictedImage(const QString& copy) {
+    const QString path = keeper_->pathOfImage(copy);
+    imageCopies_.insert(qw::text::lowercase(path), copy);
+    request(requests_.queries).loadMetadata(path);
+}
+
+void QWSyncSupervisor::finishConflictedImage(const QString& copy, const std::optional<DBMetadata>& standing) {
+    finish([&](auto&) {
+        keeper_->queueConflictedImage(copy, standing);
+        engine_->beginSyncOfObjectsWaitingSync();
+    });
+    deletePath(qw::sync::remotePath(copy));
+}
+
 void QWSyncSupervisor::restClientLoadedMetadata(DBRestClient&, const DBMetadata& metadata) {
+    if (const QString copy = imageCopies_.take(qw::text::lowercase(metadata.path)); !copy.isEmpty())
+        return finishConflictedImage(copy, metadata);
     folderLookupPause_ = retryPause;
     finish([&](auto& to) {
         if (isActive())
@@ -275,6 +302,15 @@ void QWSyncSupervisor::restClientLoadedMetadata(DBRestClient&, const DBMetadata&
 
 void QWSyncSupervisor::restClientLoadMetadataFailedWithError(DBRestClient&, const QWError& error) {
     const RequestFailure failure = requestFailure(error);
+    const QString path = error.userInfo.value("path").toString();
+    const QString copy = imageCopies_.take(qw::text::lowercase(path));
+    if (!copy.isEmpty() && failure == RequestFailure::FileGone)
+        return finishConflictedImage(copy, {});
+    if (!copy.isEmpty() && failure == RequestFailure::Transient)
+        return finish([&](auto&) {
+            repeatLater("restClient:loadMetadataFailedWithError:", error,
+                        [=, this] { sendConflictedImage(copy); });
+        });
     if (failure == RequestFailure::Transient && isActive())
         lookUpFolderAgain();
     else
@@ -316,6 +352,7 @@ void QWSyncSupervisor::stop() {
     restartTimer_.cancel();
     recordsInFlight_.clear();
     imagesInFlight_.clear();
+    imageCopies_.clear();
     keeper_->giveBatchUp();
 }
 

@@ -34,6 +34,8 @@ class QWVersionKeeper;
 // - Of two versions of a record that are dated in the same second every desktop keeps the same one, that of the
 //   greater SHA-256 of its form (records/QWTravellingForm.h); a version that is behind the one here makes this
 //   desktop send its own; the upload of this desktop that the cloud has made a conflicted copy of is not lost.
+// - A listing without a cursor is passed on as one whose cursor was lost, so that files which are known here and
+//   missing there are deleted.
 // - An image that is newer here than in the cloud keeps its date and is sent; so is one that was deleted in
 //   the cloud while its record lives.
 //
@@ -119,6 +121,8 @@ private:
     void statusChanged(quint64 status);
     void stop();
     void fail(const QString& path, const QWError& error);
+    void sendConflictedImage(const QString& copy);
+    void finishConflictedImage(const QString& copy, const std::optional<DBMetadata>& standing);
     void repeatLater(const QString& operation, const QWError& error, std::function<void()> repetition);
     // Looks, soon, whether something is due.
     void lookSoon();
@@ -164,10 +168,13 @@ private:
 
     std::optional<QWRunLoop::Duration> lastQuery_, lastRestart_; // when it was asked or done, by the run loop
     bool hasLastQueryFailed_ = false;
+    bool isListingFromScratch_ = false; // what is asked for
 
     // The object whose upload is being acknowledged to the engine, and whether its image is sent again in this.
     QString uuidAcknowledged_;
     bool sendsImageAgain_ = false;
     QHash<QString, QByteArray> recordsInFlight_; // by uuid: the bytes last sent
-    QSet<QString> imagesInFlight_;               // uuids of objects in flight whose images were sent
+    QHash<QString, QString>
+        imageCopies_;              // conflicted copies, by the path (lower case) whose metadata is asked for
+    QSet<QString> imagesInFlight_; // uuids of objects in flight whose images were sent
 };

@@ -10,6 +10,15 @@
 #include "sync/records/QWSyncRecordFile.h"
 #include "sync/records/QWTravellingForm.h"
 
+namespace {
+
+QDateTime dateOf(const QVariantMap& record) {
+    return QWManagedObjectWithSyncSupport::dateModifiedFormatter()->dateFromString(
+        record.value(QStringLiteral("dateModified")).toString());
+}
+
+} // namespace
+
 QString QWVersionKeeper::prepareImport(const QString& localPath, const DBMetadata& metadata) {
     const auto named = qw::sync::objectNamedByFile(metadata.filename());
     if (!named || !engine_.mainManagedObjectContext()->model().entity(named->entityName))
@@ -27,13 +36,17 @@ QString QWVersionKeeper::prepareImport(const QString& localPath, const DBMetadat
 QString QWVersionKeeper::prepareRecord(const QString& localPath, const DBMetadata& metadata) {
     const auto bytes = files().read(localPath);
     const auto received = bytes ? qw::sync::recordFromFileBytes(*bytes) : std::nullopt;
-    const auto present = received ? presentVersion(metadata.filename()) : Object();
-    if (!present) {
-        askForImageOfRevivedRecord(metadata.filename());
+    if (!received)
         return {};
-    }
     auto& metadataManager = engine_.fileMetadataManager();
     const bool isCopy = metadataManager.isFileNameConflicted(qw::text::lowercase(metadata.filename()));
+    const auto present = presentVersion(metadata.filename());
+    if (!present) {
+        askForImageOfRevivedRecord(metadata.filename());
+        if (!isCopy)
+            noteImageLeftBehind(metadata.filename());
+        return {};
+    }
     const bool isOwnCopy = isCopy && metadataManager.fileMetadataForFileName(metadata.filename(), false);
     const Order place = order(*received, *present);
     if (place == Order::AheadInSecond)
@@ -51,10 +64,13 @@ QString QWVersionKeeper::prepareRecord(const QString& localPath, const DBMetadat
                                 : QStringLiteral("the record here is newer");
 }
 
-// The later one of what the host and the running batch have.
+// The later one of what the host and the running batch have. What the host has saved and the batch has not, the
+// batch has deleted.
 QWVersionKeeper::Object QWVersionKeeper::presentVersion(const QString& fileName) {
     const auto host = hostsObject(fileName);
     const auto batch = engine_.objectReferencedWithLowerCaseFileName(fileName, false);
+    if (host && !batch && !host->isInserted())
+        return {};
     if (host && batch)
         return qw::sync::receivedVersionWins(batch->dateModified(), host->dateModified()) ? batch : host;
     return host ? host : batch;
@@ -63,8 +79,7 @@ QWVersionKeeper::Object QWVersionKeeper::presentVersion(const QString& fileName)
 // By the date as it travels and, in one second, by the form that travels.
 QWVersionKeeper::Order QWVersionKeeper::order(const QVariantMap& received,
                                               QWManagedObjectWithSyncSupport& present) {
-    const QDateTime receivedDate = QWManagedObjectWithSyncSupport::dateModifiedFormatter()->dateFromString(
-        received.value(QStringLiteral("dateModified")).toString());
+    const QDateTime receivedDate = dateOf(received);
     const QDateTime presentDate = present.dateModified();
     if (!presentDate.isValid())
         return Order::Ahead;
@@ -127,20 +142,23 @@ void QWVersionKeeper::restoreImageDates() {
 }
 
 // A conflicted copy of an image would make a deleted record again, bare. Where the record lives the copy is
-// imported like any image.
-QList<DBDeltaEntryRef> QWVersionKeeper::preparePage(const QList<DBDeltaEntryRef>& page) {
+// imported like any image, but for one of this desktop's own image.
+QList<DBDeltaEntryRef> QWVersionKeeper::preparePage(const QList<DBDeltaEntryRef>& page,
+                                                    QStringList& ownCopies) {
     QList<DBDeltaEntryRef> kept;
     for (const auto& entry : page) {
         const QString name = qw::text::lastPathComponent(entry->lowercasePath);
         if (qw::text::pathExtension(name) != QWDBFileNameImageExtension) {
             kept.append(entry);
-        } else if (engine_.fileMetadataManager().isFileNameConflicted(name)) {
-            if (hostsObject(name))
+        } else if (isConflictedImage(name)) {
+            if (entry->metadata && engine_.fileMetadataManager().fileMetadataForFileName(name, false))
+                ownCopies.append(entry->metadata->filename());
+            else if (hostsObject(name))
                 kept.append(entry);
         } else {
             kept.append(entry);
             if (entry->metadata)
-                imagesDeleted_.remove(name);
+                imagesDeleted_.erase(name);
             else
                 imagesDeleted_.insert(name);
         }
@@ -148,13 +166,40 @@ QList<DBDeltaEntryRef> QWVersionKeeper::preparePage(const QList<DBDeltaEntryRef>
     return kept;
 }
 
+bool QWVersionKeeper::isConflictedImage(const QString& fileName) const {
+    const QString name = qw::text::lowercase(fileName);
+    return qw::text::pathExtension(name) == QWDBFileNameImageExtension
+           && engine_.fileMetadataManager().isFileNameConflicted(name);
+}
+
+QString QWVersionKeeper::pathOfImage(const QString& copy) const {
+    const auto named = qw::sync::objectNamedByFile(copy);
+    return qw::sync::remotePath(engine_.fileNameWithUUID(named->uuid, named->entityName, true));
+}
+
+void QWVersionKeeper::queueConflictedImage(const QString& copy, const std::optional<DBMetadata>& standing) {
+    auto& known = engine_.fileMetadataManager();
+    known.deleteDropboxFileMetadataWithName(copy);
+    if (const auto object = hostsObject(copy)) {
+        const QString path = object->imageURL().toLocalFile();
+        if (standing) {
+            const auto date = files().modificationDate(path);
+            if (date && *date <= standing->lastModifiedDate)
+                files().setModificationDate(path, standing->lastModifiedDate.addSecs(1));
+            known.updateFileMetadataEquivalentToDropboxFileMetadata(*standing);
+        } else {
+            known.deleteDropboxFileMetadataWithName(imageName(*object));
+        }
+        engine_.insertInSyncQueueManagedObject(*object, QWDropboxSyncActionInsertOrUpdate);
+    }
+    engine_.saveCacheContext();
+}
+
 QString QWVersionKeeper::finishImport(const DBMetadata& metadata) {
     restoreImageDates();
-    const QString name = metadata.filename();
-    if (qw::text::pathExtension(name) != QWDBFileNameImageExtension
-        || !engine_.fileMetadataManager().isFileNameConflicted(qw::text::lowercase(name)))
+    if (!isConflictedImage(metadata.filename()))
         return {};
-    engine_.fileMetadataManager().deleteDropboxFileMetadataWithName(name);
+    engine_.fileMetadataManager().deleteDropboxFileMetadataWithName(metadata.filename());
     engine_.saveCacheContext();
     return metadata.path;
 }
@@ -163,7 +208,7 @@ QString QWVersionKeeper::finishImport(const DBMetadata& metadata) {
 // edited it, say) the image is sent again.
 void QWVersionKeeper::finishBatch() {
     restoreImageDates();
-    QSet<QString> names = std::exchange(imagesKept_, {});
+    std::set<QString> names = std::exchange(imagesKept_, {});
     for (const QString& name : std::exchange(filesTakenOver_, {}))
         if (const auto object = hostsObject(name); object && isImagePending(*object))
             names.insert(name);
@@ -178,14 +223,20 @@ void QWVersionKeeper::finishBatch() {
     for (const QString& name : names)
         if (const auto object = hostsObject(name))
             engine_.insertInSyncQueueManagedObject(*object, QWDropboxSyncActionInsertOrUpdate);
-    if (!names.isEmpty())
+    if (!names.empty())
         engine_.saveCacheContext();
 }
 
-// A change of the image alone is not marked while the object waits or is in flight.
-bool QWVersionKeeper::finishUpload(const QString& fileName) {
+// A change of the date and the image alone is not marked while the object is in flight.
+bool QWVersionKeeper::finishUpload(const QString& fileName, const QByteArray& sent, bool wasImageSent) {
     const auto object = hostsObject(fileName);
-    if (!object || !isImagePending(*object) || engine_.objectWaitingSyncForObject(*object, false))
+    if (!object || engine_.objectWaitingSyncForObject(*object, false))
+        return false;
+    const auto record = qw::sync::recordFromFileBytes(sent);
+    const QDateTime date = dateOf(record.value_or(QVariantMap()));
+    const bool isBehind = date.isValid() && object->dateModified().isValid()
+                          && qw::sync::wholeSeconds(date) < qw::sync::wholeSeconds(object->dateModified());
+    if (!isBehind && (wasImageSent || !isImagePending(*object)))
         return false;
     engine_.queueForUpload(*object);
     engine_.saveCacheContext();
@@ -207,6 +258,14 @@ void QWVersionKeeper::askForImageOfRevivedRecord(const QString& fileName) {
     image.lastModifiedDate = known->lastModifiedDate();
     engine_.fileMetadataManager().deleteDropboxFileMetadataWithName(name);
     engine_.addDeltaEntry(DBMakeDeltaEntry(qw::text::lowercase(image.path), image));
+}
+
+// By a version of the record that died unsaved. (The engine would make the object in its turn.)
+void QWVersionKeeper::noteImageLeftBehind(const QString& fileName) {
+    const auto object = engine_.objectReferencedWithLowerCaseFileName(fileName, true);
+    const QString path = object ? object->imageURL().toLocalFile() : QString();
+    if (!path.isEmpty() && files().exists(path))
+        filesTakenOver_.insert(fileName);
 }
 
 bool QWVersionKeeper::isImagePending(const QWManagedObjectWithSyncSupport& object) {

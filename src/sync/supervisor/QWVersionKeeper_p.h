@@ -3,7 +3,7 @@
 #include "dropbox/DBDeltaEntry.h"
 #include "sync/QWDropboxSyncCoreData.h"
 
-#include <QSet>
+#include <set>
 #include <vector>
 
 // Keeps desktops from holding different versions for good. The engine imports what is newer and leaves the rest
@@ -18,11 +18,18 @@ public:
     // null for any other file.
     QString finishImport(const DBMetadata& metadata);
     // Before the engine has a page: what it shall have of it.
-    QList<DBDeltaEntryRef> preparePage(const QList<DBDeltaEntryRef>& page);
+    // `ownCopies` gets the names of images of this desktop that the cloud has made conflicted copies of.
+    QList<DBDeltaEntryRef> preparePage(const QList<DBDeltaEntryRef>& page, QStringList& ownCopies);
+    bool isConflictedImage(const QString& fileName) const;
+    // Where the image belongs that a conflicted copy was made of.
+    QString pathOfImage(const QString& copy) const;
+    // `standing` is what stands there; nothing when nothing does.
+    void queueConflictedImage(const QString& copy, const std::optional<DBMetadata>& standing);
     // When a batch has been merged: queues the records whose images the cloud lacks.
     void finishBatch();
-    // When an object's files have been sent: queues it again if its image has changed meanwhile. True when it did.
-    bool finishUpload(const QString& fileName);
+    // When an object's files have been sent: queues it again if `sent`, the record's bytes, is behind it by then,
+    // or its image has changed and was not sent. True when it did.
+    bool finishUpload(const QString& fileName, const QByteArray& sent, bool wasImageSent);
     // The batch was given up and comes again.
     void giveBatchUp();
 
@@ -41,13 +48,14 @@ private:
     Object hostsObject(const QString& fileName);
     void restoreImageDates();
     void askForImageOfRevivedRecord(const QString& fileName);
+    void noteImageLeftBehind(const QString& fileName);
     bool isImagePending(const QWManagedObjectWithSyncSupport& object);
     QString imageName(const QWManagedObjectWithSyncSupport& object);
     QWFileManager& files() const { return engine_.mainManagedObjectContext()->environment().files(); }
 
     QWDropboxSyncCoreData& engine_;
     std::vector<KeptImage> datesToRestore_; // of images that the running import gives the cloud's date
-    QSet<QString> imagesKept_;              // file names of images that are newer than the cloud's
-    QSet<QString> filesTakenOver_;          // received; an image of their object here may be newer still
-    QSet<QString> imagesDeleted_;           // in the cloud; file names in lower case
+    std::set<QString> imagesKept_;          // file names of images that are newer than the cloud's
+    std::set<QString> filesTakenOver_;      // received; an image of their object here may be newer still
+    std::set<QString> imagesDeleted_;       // in the cloud; file names in lower case
 };

@@ -88,15 +88,16 @@ private:
         const auto book = any(desktop);
         if (!book)
             return;
-        imagesToRemove_[&desktop].append(book->imageURL().toLocalFile());
+        imagesToRemove_[&desktop].append({book->uuid(), book->imageURL().toLocalFile()});
         desktop.context->deleteObject(*book);
     }
 
-    // A host removes the image of a record when the deletion is saved.
+    // A host removes the image of a record when the deletion is saved, if nobody has brought the record back.
     void save(Desktop& desktop) {
         desktop.save();
-        for (const QString& image : imagesToRemove_.take(&desktop))
-            desktop.world.files->remove(image);
+        for (const auto& [uuid, image] : imagesToRemove_.take(&desktop))
+            if (!desktop.find(uuid))
+                desktop.world.files->remove(image);
     }
 
     void toggle(Desktop& desktop) {
@@ -150,7 +151,7 @@ private:
     Cloud cloud_;
     std::vector<std::unique_ptr<Desktop>> desktops_;
     QStringList uuids_;
-    QHash<Desktop*, QStringList> imagesToRemove_;
+    QHash<Desktop*, QList<std::pair<QString, QString>>> imagesToRemove_; // of deleted records
 };
 
 } // namespace
