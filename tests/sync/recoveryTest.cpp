@@ -350,6 +350,17 @@ TEST_F(Recovery, It_waits_for_the_answer_to_a_query) {
     EXPECT_EQ(desktop.savedCursor(), "cursor-0");
 }
 
+TEST_F(Recovery, An_object_whose_unsaved_deletion_lost_its_row_to_a_full_re_upload_is_sent_after_a_crash) {
+    engine().deactivateSync();
+    desktop.context->deleteObject(*book);
+    desktop.context->processPendingChanges();
+    engine().resetSyncAndUploadAllItems();
+    ASSERT_FALSE(row());
+    die();
+    ASSERT_TRUE(row());
+    EXPECT_EQ(row()->action(), QWDropboxSyncActionInsertOrUpdate);
+}
+
 TEST_F(Recovery, A_deletion_that_is_rolled_back_sends_the_record_and_its_image_again) {
     desktop.setImage(*book, "cover");
     saveAndTurn();

@@ -56,12 +56,19 @@ QString QWVersionKeeper::prepareRecord(const QString& localPath, const DBMetadat
         filesTakenOver_.insert(metadata.filename());
         return {};
     }
-    if (isOwnCopy || (!isCopy && place == Order::Behind)) {
-        engine_.queueForUpload(*present);
-        engine_.saveCacheContext();
-    }
+    if (isOwnCopy || (!isCopy && place == Order::Behind))
+        queue(*present);
     return place == Order::Same ? QStringLiteral("the record here is the same")
                                 : QStringLiteral("the record here is newer");
+}
+
+// A deletion that waits, of an object that only the host's store still has, stands.
+void QWVersionKeeper::queue(const QWManagedObjectWithSyncSupport& present) {
+    const auto row = engine_.objectWaitingSyncForObject(present, false);
+    if (row && row->action() == QWDropboxSyncActionDelete)
+        return;
+    engine_.queueForUpload(present);
+    engine_.saveCacheContext();
 }
 
 // The later one of what the host and the running batch have. What the host has saved and the batch has not, the
@@ -238,8 +245,7 @@ bool QWVersionKeeper::finishUpload(const QString& fileName, const QByteArray& se
                           && qw::sync::wholeSeconds(date) < qw::sync::wholeSeconds(object->dateModified());
     if (!isBehind && (wasImageSent || !isImagePending(*object)))
         return false;
-    engine_.queueForUpload(*object);
-    engine_.saveCacheContext();
+    queue(*object);
     return true;
 }
 

@@ -43,6 +43,7 @@ private:
 
     QString prepareRecord(const QString& localPath, const DBMetadata& metadata);
     QString prepareImage(const DBMetadata& metadata);
+    void queue(const QWManagedObjectWithSyncSupport& present);
     Object presentVersion(const QString& fileName);
     Order order(const QVariantMap& received, QWManagedObjectWithSyncSupport& present);
     Object hostsObject(const QString& fileName);
