@@ -54,6 +54,7 @@ QWSyncSupervisor::QWSyncSupervisor(QWDropboxSyncCoreData& engine, std::shared_pt
 
 QWSyncSupervisor::~QWSyncSupervisor() {
     restartTimer_.cancel();
+    folderLookupTimer_.cancel();
     client_->setDelegate(nullptr, nullptr);
 }
 
@@ -69,7 +70,7 @@ void QWSyncSupervisor::syncNow() {
 
 bool QWSyncSupervisor::isAtRest() const {
     return engine_ && engine_->status() == QWDropboxSyncStatusIdle && requestsOut_ == 0
-           && repetitionsDue_ == 0 && !isQueryDue_ && !isRestartDue_ && !isFolderLookupDue_;
+           && repetitionsDue_ == 0 && !isQueryDue_ && !isRestartDue_ && !folderLookupTimer_.isPending();
 }
 
 void QWSyncSupervisor::callEngine(const std::function<void(DBRestClientDelegate&)>& call) {
@@ -103,7 +104,7 @@ void QWSyncSupervisor::loadDelta(const QString& cursor) {
 // Timers of the engine that an earlier activity, or another query since, has left behind are not due.
 bool QWSyncSupervisor::isPollDue() const {
     const bool isBatchRunning = !engine_->deltaEntriesToImport().isEmpty() && !hasLastQueryFailed_;
-    if (statusBefore_ >= QWDropboxSyncStatusDisabled || queriesOut_ > 0 || isFolderLookupDue_
+    if (statusBefore_ >= QWDropboxSyncStatusDisabled || queriesOut_ > 0 || folderLookupTimer_.isPending()
         || isBatchRunning)
         return false;
     const auto pause = hasLastQueryFailed_ ? retryPause : pollPause;
@@ -143,6 +144,7 @@ void QWSyncSupervisor::loadFile(const QString& path, const QString& localPath) {
 }
 
 void QWSyncSupervisor::loadMetadata(const QString& path) {
+    folderLookupTimer_.cancel();
     request(requests_.queries).loadMetadata(path);
 }
 
@@ -348,8 +350,9 @@ void QWSyncSupervisor::stop() {
     ++generation_;
     repetitionsDue_ = 0;
     staleQueries_ = queriesOut_;
-    isQueryDue_ = isRestartDue_ = isFolderLookupDue_ = false;
+    isQueryDue_ = isRestartDue_ = false;
     restartTimer_.cancel();
+    folderLookupTimer_.cancel();
     recordsInFlight_.clear();
     imagesInFlight_.clear();
     imageCopies_.clear();
@@ -373,16 +376,10 @@ void QWSyncSupervisor::repeatLater(const QString& operation, const QWError& erro
 }
 
 void QWSyncSupervisor::lookUpFolderAgain() {
-    isFolderLookupDue_ = true;
+    folderLookupTimer_.cancel();
     const auto pause = std::exchange(
         folderLookupPause_, std::min<QWRunLoop::Duration>(2 * folderLookupPause_, longestFolderLookupPause));
-    runLoop().after(pause, [weak = weak_from_this(), generation = generation_] {
-        const auto self = weak.lock();
-        if (!self || !self->engine_ || self->generation_ != generation)
-            return;
-        self->isFolderLookupDue_ = false;
-        self->activate();
-    });
+    folderLookupTimer_ = runLoop().after(pause, [this] { activate(); });
 }
 
 void QWSyncSupervisor::lookSoon() {

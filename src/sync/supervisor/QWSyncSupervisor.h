@@ -160,10 +160,9 @@ private:
     // Due, but not done yet.
     bool isQueryDue_ = false;
     bool isRestartDue_ = false;
-    bool isFolderLookupDue_ = false;
     int repetitionsDue_ = 0;
     int generation_ = 0; // counts the ends of activity: what an earlier one has left to repeat is dropped
-    QWRunLoop::Handle restartTimer_;
+    QWRunLoop::Handle restartTimer_, folderLookupTimer_;
     QWRunLoop::Duration folderLookupPause_;
 
     std::optional<QWRunLoop::Duration> lastQuery_, lastRestart_; // when it was asked or done, by the run loop

@@ -5,22 +5,35 @@
 #include "support/SilentClient.h"
 #include "testing/QWLogCapture.h"
 
-// One desktop whose engine talks to a client that the test answers for.
+// One desktop whose engine, alone or supervised, talks to a client that the test answers for.
 struct EngineTest : testing::Test {
+    explicit EngineTest(Desktop::Supervision supervision = Desktop::Alone) {
+        if (supervision == Desktop::Supervised)
+            desktop.supervisor = QWSyncSupervisor::create(engine(), client);
+    }
+
     Cloud cloud;
     Desktop desktop{cloud};
     std::shared_ptr<SilentClient> client = std::make_shared<SilentClient>();
 
     QWDropboxSyncCoreData& engine() { return *desktop.engine; }
+    // Whom the client answers to.
+    DBRestClientDelegate& delegate() { return desktop.supervisor ? *client->delegate() : engine(); }
     QWDropboxSyncCoreDataProbe probe() { return {engine()}; }
     QWUserDefaults& defaults() { return *desktop.world.userDefaults; }
     using Record = desktop::Record;
 
+    void activate() {
+        if (desktop.supervisor)
+            desktop.supervisor->activate();
+        else
+            engine().activateSyncWithDropboxRestClient(client);
+    }
     // Active and idle, the folder known, a first empty delta received.
     void activateIdle() {
         defaults().setBoolean(QWDBLastTimeTokenExpiredPrefKey, false);
-        engine().activateSyncWithDropboxRestClient(client);
-        engine().restClientLoadedDeltaEntries(*client, {}, false, "cursor-0", false);
+        activate();
+        page({}, "cursor-0");
         client->forget();
     }
     // Lets what was posted and is due run.
@@ -67,20 +80,26 @@ struct EngineTest : testing::Test {
     DBDeltaEntryRef deleted(const QString& fileName) { return DBMakeDeltaEntry(remote(fileName).toLower()); }
     // A query and its only page.
     void receive(const QList<DBDeltaEntryRef>& entries, const QString& cursor = "cursor-1") {
-        engine().loadDeltaPotentialUpdates();
+        if (desktop.supervisor)
+            desktop.supervisor->syncNow();
+        else
+            engine().loadDeltaPotentialUpdates();
         client->requests.pop_back();
-        engine().restClientLoadedDeltaEntries(*client, entries, false, cursor, false);
+        page(entries, cursor);
     }
 
     // Answers to requests.
+    void page(const QList<DBDeltaEntryRef>& entries, const QString& cursor, bool hasMore = false) {
+        delegate().restClientLoadedDeltaEntries(*client, entries, false, cursor, hasMore);
+    }
     void uploaded(const QWRestRequest& request, const QString& rev = "rev1") {
-        engine().restClientUploadedFile(*client, request.path, request.localPath,
-                                        metadata(request.path.section('/', -1), rev));
+        delegate().restClientUploadedFile(*client, request.path, request.localPath,
+                                          metadata(request.path.section('/', -1), rev));
     }
     void loaded(const QWRestRequest& request, const QByteArray& bytes, const QString& rev = "rev1") {
         desktop.world.files->write(request.localPath, bytes);
-        engine().restClientLoadedFile(*client, request.localPath, {},
-                                      metadata(request.path.section('/', -1), rev));
+        delegate().restClientLoadedFile(*client, request.localPath, {},
+                                        metadata(request.path.section('/', -1), rev));
     }
     static QWError failure(int status, const QVariantMap& userInfo = {}) {
         return {"dropbox", status, "it failed", userInfo};

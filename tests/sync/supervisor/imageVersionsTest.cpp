@@ -1,0 +1,252 @@
+#include "supervisor/OneDesktop.h"
+
+// Images that differ between a desktop and the cloud, and records that lost theirs.
+
+namespace {
+
+using namespace std::chrono_literals;
+
+struct ImageVersionsAlone : TwoDesktops {};
+struct ImageVersions : TwoDesktops {
+    ImageVersions() : TwoDesktops(Desktop::Supervised) {}
+};
+
+QString imageName(const QString& uuid) {
+    return "Book!!!" + uuid + ".image";
+}
+
+QString imagePath(Desktop& desktop, const QString& uuid) {
+    return desktop.find(uuid)->imageURL().toLocalFile();
+}
+
+// As another program would: the record does not change.
+void replaceImage(Desktop& desktop, const QString& uuid, const QByteArray& bytes, const QDateTime& date) {
+    const QString path = imagePath(desktop, uuid);
+    desktop.world.files->makeFolder(QFileInfo(path).path());
+    ASSERT_TRUE(desktop.world.files->write(path, bytes));
+    ASSERT_TRUE(desktop.world.files->setModificationDate(path, date));
+}
+
+// A book that both hold, with an image unless that is null.
+QString commonBook(TwoDesktops& test, const QByteArray& image = "first") {
+    const auto book = test.a.add("Book", {{"title", "T"}});
+    if (!image.isNull())
+        test.a.setImage(*book, image);
+    test.sync();
+    test.a.advance(5s);
+    return book->uuid();
+}
+
+// The right desktop sends an image; the left one, inactive, has another one of that moment or later.
+QString meetingImages(TwoDesktops& test, const QByteArray& before, const QByteArray& sent,
+                      const QByteArray& kept, int secondsLater) {
+    const QString uuid = commonBook(test, before);
+    test.a.engine->deactivateSync();
+    test.b.setImage(*test.b.find(uuid), sent);
+    test.b.sync();
+    const QDateTime date = test.b.fileMetadata(imageName(uuid))->lastModifiedDate();
+    replaceImage(test.a, uuid, kept, date.addSecs(secondsLater));
+    for (int round = 0; round < 2; ++round)
+        test.sync();
+    return uuid;
+}
+
+} // namespace
+
+TEST_F(ImageVersionsAlone, An_image_that_is_newer_here_than_the_one_received_is_never_sent) {
+    const QString uuid = meetingImages(*this, "first", "second", "third", 60);
+    EXPECT_EQ(a.image(*a.find(uuid)), "third");
+    EXPECT_EQ(b.image(*b.find(uuid)), "second");
+}
+
+TEST_F(ImageVersions, An_image_that_is_newer_here_than_the_one_received_is_sent) {
+    const QString uuid = meetingImages(*this, "first", "second", "third", 60);
+    EXPECT_EQ(a.image(*a.find(uuid)), "third");
+    EXPECT_TRUE(areInStep());
+    EXPECT_EQ(cloud.bytes(imageName(uuid)), "third");
+}
+
+TEST_F(ImageVersions, An_image_that_is_newer_here_keeps_its_date_while_it_waits) {
+    const QString uuid = commonBook(*this);
+    a.engine->deactivateSync();
+    b.setImage(*b.find(uuid), "second");
+    b.sync();
+    const QDateTime date = b.fileMetadata(imageName(uuid))->lastModifiedDate().addSecs(60);
+    replaceImage(a, uuid, "third", date);
+    a.client->on(QWRestRequest::Upload).staysUnanswered();
+    a.client->forgetRequests();
+    a.activate();
+    a.advance(10s);
+    EXPECT_EQ(a.world.files->modificationDate(imagePath(a, uuid)), date);
+    EXPECT_EQ(a.client->requests(QWRestRequest::Upload).size(), 2u) << "it is on its way";
+}
+
+TEST_F(ImageVersions, An_image_that_is_older_here_makes_way) {
+    const QString uuid = meetingImages(*this, "first", "second", "third", -2);
+    EXPECT_EQ(a.image(*a.find(uuid)), "second");
+    EXPECT_TRUE(areInStep());
+}
+
+TEST_F(ImageVersionsAlone, Different_images_of_the_same_date_stay_apart) {
+    const QString uuid = meetingImages(*this, QByteArray(), "one", "two", 0);
+    EXPECT_EQ(b.image(*b.find(uuid)), "one");
+    EXPECT_EQ(a.image(*a.find(uuid)), "two");
+}
+
+TEST_F(ImageVersions, Of_different_images_of_the_same_date_the_same_one_is_kept_whoever_has_it) {
+    const QString uuid = meetingImages(*this, QByteArray(), "one", "two", 0);
+    EXPECT_TRUE(areInStep());
+    const QByteArray winner = a.image(*a.find(uuid));
+    const QString other = meetingImages(*this, QByteArray(), "two", "one", 0);
+    EXPECT_TRUE(areInStep());
+    EXPECT_EQ(a.image(*a.find(other)), winner);
+}
+
+TEST_F(ImageVersions,
+       An_image_of_the_same_date_that_has_not_changed_here_makes_way_for_the_one_in_the_cloud) {
+    for (const auto& [here, there] : {std::pair("one", "two"), std::pair("two", "one")}) {
+        const QString uuid = commonBook(*this, here);
+        const QDateTime date = a.fileMetadata(imageName(uuid))->lastModifiedDate();
+        // The cloud takes two versions within one second.
+        const auto known = a.fileMetadata(imageName(uuid));
+        cloud.put(imageName(uuid), there);
+        b.askForChanges();
+        b.advance(5s);
+        const QDateTime later = b.fileMetadata(imageName(uuid))->lastModifiedDate();
+        ASSERT_GT(later, date);
+        known->setLastModifiedDate(later);
+        replaceImage(a, uuid, here, later);
+        sync();
+        EXPECT_EQ(a.image(*a.find(uuid)), there);
+        EXPECT_TRUE(areInStep());
+    }
+}
+
+// Deleted in the cloud --------------------------------------------------------------------------------------
+
+TEST_F(ImageVersionsAlone, An_image_that_is_deleted_in_the_cloud_while_its_record_lives_stays_away) {
+    const QString uuid = commonBook(*this);
+    cloud.remove(imageName(uuid));
+    sync();
+    EXPECT_EQ(a.image(*a.find(uuid)), "first");
+    EXPECT_EQ(cloud.fileNames(), QStringList{"Book!!!" + uuid + ".data"});
+}
+
+TEST_F(ImageVersions, An_image_that_is_deleted_in_the_cloud_while_its_record_lives_is_sent_again) {
+    const QString uuid = commonBook(*this);
+    cloud.remove(imageName(uuid));
+    sync();
+    EXPECT_TRUE(areInStep());
+    EXPECT_EQ(cloud.bytes(imageName(uuid)), "first");
+}
+
+TEST_F(ImageVersions, An_image_that_is_deleted_with_its_record_is_not_sent_again) {
+    const QString uuid = commonBook(*this);
+    cloud.remove(imageName(uuid));
+    cloud.remove("Book!!!" + uuid + ".data");
+    sync();
+    EXPECT_TRUE(areInStep());
+    EXPECT_FALSE(a.find(uuid));
+    EXPECT_EQ(cloud.fileNames(), QStringList());
+}
+
+// Deleted here ----------------------------------------------------------------------------------------------
+
+namespace {
+
+// The left desktop deletes the book and, before that is sent, receives a new version of it.
+QString revivedBook(TwoDesktops& test) {
+    const QString uuid = commonBook(test);
+    test.a.engine->deactivateSync();
+    const QString image = imagePath(test.a, uuid);
+    test.a.context->deleteObject(*test.a.find(uuid));
+    test.a.save();
+    test.a.world.files->remove(image);
+    test.b.find(uuid)->setValueForKey("title", "Edited");
+    test.b.sync();
+    test.sync();
+    test.sync();
+    return uuid;
+}
+
+} // namespace
+
+TEST_F(ImageVersionsAlone, A_record_that_comes_back_after_its_deletion_comes_without_its_image) {
+    const QString uuid = revivedBook(*this);
+    ASSERT_TRUE(a.find(uuid));
+    EXPECT_EQ(a.image(*a.find(uuid)), "");
+    EXPECT_EQ(b.image(*b.find(uuid)), "first");
+}
+
+TEST_F(ImageVersions, A_record_that_comes_back_after_its_deletion_brings_its_image) {
+    const QString uuid = revivedBook(*this);
+    ASSERT_TRUE(a.find(uuid));
+    EXPECT_EQ(a.image(*a.find(uuid)), "first");
+    EXPECT_TRUE(areInStep());
+}
+
+// Copies of a conflict, and images that change on their way -------------------------------------------------
+
+namespace {
+
+struct OneImageAlone : OneDesktop {
+    OneImageAlone() : OneDesktop(Desktop::Alone) { begin(); }
+};
+struct OneImage : OneDesktop {
+    OneImage() : OneDesktop(Desktop::Supervised) { begin(); }
+};
+
+const QString copy = "Book!!!X (Bob's conflicted copy).image";
+
+// The book's record is in flight when it gets an image, of which only a file tells.
+desktop::Record imageSetInFlight(OneDesktop& test) {
+    test.desktop.client->on(QWRestRequest::Upload).first(1).delaysAnswer(5s);
+    const auto book = test.desktop.add("Book", {{"title", "T"}});
+    test.desktop.save();
+    test.pass(1);
+    replaceImage(test.desktop, book->uuid(), "cover", test.desktop.now());
+    test.pass(60);
+    return book;
+}
+
+} // namespace
+
+TEST_F(OneImageAlone, A_copy_of_an_image_makes_a_record_that_nobody_has_again) {
+    cloud.put(copy, "cover");
+    desktop.askForChanges();
+    pass(10);
+    EXPECT_TRUE(desktop.find("X"));
+}
+
+TEST_F(OneImage, A_copy_of_an_image_does_not_make_a_record_that_nobody_has) {
+    cloud.put(copy, "cover");
+    desktop.askForChanges();
+    pass(10);
+    EXPECT_FALSE(desktop.find("X"));
+    EXPECT_TRUE(desktop.isIdle());
+}
+
+TEST_F(OneImage, A_copy_of_an_image_whose_record_lives_is_taken_like_any_image_and_deleted) {
+    cloud.putRecord("Book!!!X.data", book("T"));
+    desktop.askForChanges();
+    pass(10);
+    cloud.put(copy, "cover");
+    desktop.askForChanges();
+    pass(30);
+    EXPECT_EQ(desktop.image(*desktop.find("X")), "cover");
+    EXPECT_EQ(cloud.fileNames().filter("conflicted").size(), 0);
+    EXPECT_EQ(cloud.bytes("Book!!!X.image"), "cover") << "it is sent as the record's image";
+    EXPECT_FALSE(desktop.fileMetadata(copy));
+}
+
+TEST_F(OneImageAlone, An_image_that_is_set_while_its_record_is_in_flight_is_not_sent) {
+    const auto book = imageSetInFlight(*this);
+    EXPECT_EQ(cloud.fileNames(), QStringList{fileName(*book, "data")});
+}
+
+TEST_F(OneImage, An_image_that_is_set_while_its_record_is_in_flight_is_sent) {
+    const auto book = imageSetInFlight(*this);
+    EXPECT_EQ(cloud.fileNames(), (QStringList{fileName(*book, "data"), fileName(*book, "image")}));
+    EXPECT_EQ(engine().numberOfObjectsWaitingSync(), 0);
+    EXPECT_TRUE(desktop.isIdle());
+}

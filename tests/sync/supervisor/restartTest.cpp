@@ -1,0 +1,230 @@
+#include "supervisor/OneDesktop.h"
+#include "support/EngineTest.h"
+
+// Where only a new start helps.
+
+namespace {
+
+using namespace std::chrono_literals;
+
+struct RestartAlone : OneDesktop {
+    RestartAlone() : OneDesktop(Desktop::Alone) {}
+};
+
+struct Restart : OneDesktop {
+    Restart() : OneDesktop(Desktop::Supervised) {
+        QObject::connect(&engine(), &QWDropboxSyncCoreData::statusChanged, &supervisor(),
+                         [this](quint64 status) {
+                             if (status != QWDropboxSyncStatusDisabled)
+                                 return;
+                             restarts.push_back(seconds());
+                             requestsOut += supervisor().requestsOut();
+                         });
+    }
+
+    std::vector<double> restarts; // when
+    qint64 requestsOut = 0;       // at those moments
+};
+
+// A file goes after it was announced, before it is asked for.
+void vanishes(OneDesktop& test, const QString& fileName) {
+    test.desktop.client->on(QWRestRequest::LoadFile)
+        .where([&test, fileName, isThere = true](const QWRestRequest& request) mutable {
+            if (request.path.contains(fileName, Qt::CaseInsensitive) && std::exchange(isThere, false))
+                test.cloud.remove(fileName);
+            return false;
+        });
+}
+
+void receiveWithVanishedFile(OneDesktop& test) {
+    test.begin();
+    test.cloud.putRecord("Book!!!GONE.data", OneDesktop::book("Gone"));
+    test.cloud.putRecord("Book!!!HERE.data", OneDesktop::book("Here"));
+    vanishes(test, "Book!!!GONE.data");
+    test.desktop.askForChanges();
+    test.pass(300);
+}
+
+// The record is edited while its upload is out.
+void editInFlight(OneDesktop& test) {
+    test.begin();
+    test.desktop.client->on(QWRestRequest::Upload).delaysAnswer(5s);
+    const auto book = test.desktop.add("Book", {{"title", "Old"}});
+    test.desktop.save();
+    test.pass(1);
+    book->setValueForKey("title", "New");
+    test.desktop.save();
+    test.pass(600);
+}
+
+} // namespace
+
+// A file that vanishes --------------------------------------------------------------------------------------
+
+TEST_F(RestartAlone, A_file_that_vanishes_before_its_download_holds_its_batch_open_for_ever) {
+    receiveWithVanishedFile(*this);
+    cloud.putRecord("Book!!!LATER.data", book("Later"));
+    desktop.advance(24h);
+    EXPECT_FALSE(engine().deltaEntriesToImport().isEmpty());
+    EXPECT_EQ(engine().status(), QWDropboxSyncStatusCheckingForUpdates);
+    EXPECT_FALSE(desktop.find("HERE"));
+    EXPECT_FALSE(desktop.find("LATER"));
+}
+
+TEST_F(Restart, A_file_that_vanishes_before_its_download_makes_the_batch_come_again) {
+    receiveWithVanishedFile(*this);
+    EXPECT_EQ(restarts.size(), 1u);
+    EXPECT_TRUE(desktop.find("HERE"));
+    EXPECT_FALSE(desktop.find("GONE"));
+    EXPECT_TRUE(desktop.isIdle());
+    cloud.putRecord("Book!!!LATER.data", book("Later"));
+    pass(600);
+    EXPECT_TRUE(desktop.find("LATER"));
+    EXPECT_EQ(restarts.size(), 1u);
+}
+
+TEST_F(Restart, It_starts_anew_once_a_minute_at_most) {
+    begin();
+    desktop.client->on(QWRestRequest::LoadFile).answersWith(404);
+    cloud.putRecord("Book!!!X.data", book("X"));
+    supervisor().syncNow();
+    pass(600);
+    ASSERT_GE(restarts.size(), 9u);
+    ASSERT_LE(restarts.size(), 11u);
+    for (std::size_t index = 1; index < restarts.size(); ++index)
+        EXPECT_GE(restarts[index] - restarts[index - 1], 59.999);
+    EXPECT_FALSE(supervisor().isAtRest());
+    desktop.client->removeFaults();
+    pass(120);
+    EXPECT_TRUE(desktop.find("X"));
+    EXPECT_TRUE(desktop.isIdle());
+}
+
+TEST_F(Restart, It_starts_anew_only_when_no_request_is_out) {
+    begin();
+    desktop.client->on(QWRestRequest::LoadFile)
+        .where([](const QWRestRequest& request) { return request.path.contains("SLOW"); })
+        .first(1)
+        .delaysAnswer(40s);
+    vanishes(*this, "Book!!!GONE.data");
+    cloud.putRecord("Book!!!GONE.data", book("Gone"));
+    cloud.putRecord("Book!!!SLOW.data", book("Slow"));
+    supervisor().syncNow();
+    pass(39);
+    EXPECT_TRUE(restarts.empty());
+    EXPECT_FALSE(supervisor().isAtRest());
+    pass(2);
+    EXPECT_EQ(restarts.size(), 1u);
+    EXPECT_EQ(requestsOut, 0);
+    pass(10);
+    EXPECT_TRUE(desktop.find("SLOW"));
+}
+
+TEST_F(Restart, A_restart_that_is_due_is_dropped_at_a_deactivation) {
+    begin();
+    desktop.client->on(QWRestRequest::LoadFile).answersWith(404);
+    cloud.putRecord("Book!!!X.data", book("X"));
+    supervisor().syncNow();
+    pass(10);
+    ASSERT_EQ(restarts.size(), 1u);
+    engine().deactivateSync();
+    desktop.client->forgetRequests();
+    desktop.advance(24h);
+    EXPECT_EQ(engine().status(), QWDropboxSyncStatusDisabled);
+    EXPECT_TRUE(desktop.client->requests().empty());
+}
+
+// A row that repeats ----------------------------------------------------------------------------------------
+
+TEST_F(RestartAlone, A_record_edited_while_it_is_sent_is_sent_again_and_again) {
+    editInFlight(*this);
+    EXPECT_GT(count(QWRestRequest::Upload), 100);
+    EXPECT_EQ(engine().numberOfObjectsWaitingSync(), 1);
+}
+
+TEST_F(Restart, A_record_edited_while_it_is_sent_is_sent_once_more_and_again_only_after_the_restart) {
+    editInFlight(*this);
+    EXPECT_EQ(count(QWRestRequest::Upload), 3);
+    EXPECT_EQ(restarts.size(), 1u);
+    EXPECT_EQ(engine().numberOfObjectsWaitingSync(), 0);
+    EXPECT_TRUE(desktop.isIdle());
+}
+
+TEST_F(Restart, Each_new_edit_of_a_record_in_flight_is_sent) {
+    begin();
+    desktop.client->on(QWRestRequest::Upload).delaysAnswer(5s);
+    const auto book = desktop.add("Book", {{"title", "0"}});
+    QStringList sent;
+    desktop.client->on(QWRestRequest::Upload).where([&](const QWRestRequest& request) {
+        sent.append(QString::fromUtf8(desktop.world.files->read(request.localPath).value_or("")));
+        return true;
+    });
+    for (int edit = 1; edit <= 4; ++edit) {
+        desktop.save();
+        pass(4.5);
+        book->setValueForKey("title", QString::number(edit));
+    }
+    desktop.save();
+    pass(4.5);
+    ASSERT_EQ(sent.size(), 5);
+    EXPECT_TRUE(sent.last().contains(R"("title":"4")"));
+    EXPECT_TRUE(restarts.empty());
+}
+
+TEST_F(Restart, A_repetition_is_held_while_another_upload_is_out) {
+    begin();
+    desktop.client->on(QWRestRequest::Upload)
+        .where([](const QWRestRequest& request) { return request.path.contains("Author"); })
+        .first(1)
+        .delaysAnswer(120s);
+    desktop.client->on(QWRestRequest::Upload).delaysAnswer(1s);
+    desktop.add("Author", {{"name", "Slow"}});
+    const auto book = desktop.add("Book", {{"title", "Old"}});
+    desktop.save();
+    pass(0.5);
+    book->setValueForKey("title", "New");
+    desktop.save();
+    pass(100);
+    EXPECT_EQ(count(QWRestRequest::Upload), 3) << "the author, the book, the book's edit";
+    EXPECT_TRUE(restarts.empty());
+    pass(100);
+    EXPECT_EQ(restarts.size(), 1u);
+    EXPECT_EQ(requestsOut, 0);
+    EXPECT_EQ(engine().numberOfObjectsWaitingSync(), 0);
+}
+
+// A file that cannot be sent --------------------------------------------------------------------------------
+
+namespace {
+
+struct RestartAnswered : EngineTest {
+    RestartAnswered() : EngineTest(Desktop::Supervised) { activateIdle(); }
+
+    void failed(const QWRestRequest& request, int status) {
+        delegate().restClientUploadFileFailedWithError(*client, failure(status, info(request)));
+    }
+};
+
+} // namespace
+
+TEST_F(RestartAnswered, An_upload_whose_local_file_has_gone_starts_anew_with_a_file) {
+    const auto author = desktop.add("Author", {{"name", "Ann"}});
+    saveAndTurn();
+    const auto upload = client->requests.at(0);
+    client->forget();
+    ASSERT_TRUE(desktop.world.files->remove(upload.localPath));
+    const QWLogCapture log;
+    failed(upload, 0);
+    EXPECT_FALSE(desktop.supervisor->isAtRest());
+    EXPECT_EQ(client->log(), QStringList());
+    turn();
+    ASSERT_EQ(client->log(), QStringList{"delta"}) << "it is activated again";
+    page({}, "cursor-1");
+    turn();
+    ASSERT_EQ(client->log(), QStringList({"delta", "upload " + remote(dataFile(*author))}));
+    EXPECT_TRUE(desktop.world.files->exists(upload.localPath));
+    uploaded(client->requests[1]);
+    EXPECT_FALSE(desktop.row(*author));
+    pass(100);
+    EXPECT_EQ(client->count(QWRestRequest::Upload), 1) << "nothing else repeats it";
+}
