@@ -3,8 +3,10 @@
 function(qw_add_area name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
     add_library(qw_${name} STATIC ${ARG_SOURCES})
-    target_include_directories(qw_${name} PUBLIC "${PROJECT_SOURCE_DIR}/src")
+    target_include_directories(qw_${name} PUBLIC "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/src>")
+    target_compile_features(qw_${name} PUBLIC cxx_std_20)
     target_link_libraries(qw_${name} PUBLIC Qt6::Core ${ARG_LINK})
+    set_property(GLOBAL APPEND PROPERTY QW_AREAS qw_${name}) # for the installation
     target_precompile_headers(qw_${name} PRIVATE "${PROJECT_SOURCE_DIR}/cmake/qw_pch.h")
     set_target_properties(qw_${name} PROPERTIES AUTOMOC ON)
 endfunction()

@@ -1,0 +1,27 @@
+# Read by find_package(QWLibrary [0.1] [COMPONENTS Core Dropbox Testing]): defines QWLibrary::Core, QWLibrary::Dropbox
+# and QWLibrary::Testing. Whichever are asked for, all of them are there.
+include(CMakeFindDependencyMacro)
+find_dependency(Qt6 6.4 COMPONENTS Core Gui Network)
+find_dependency(SQLite3)
+find_dependency(ICU COMPONENTS uc i18n)
+find_dependency(PkgConfig)
+if(NOT TARGET PkgConfig::PLIST)
+    pkg_check_modules(PLIST QUIET IMPORTED_TARGET libplist-2.0)
+    if(NOT PLIST_FOUND)
+        set(QWLibrary_FOUND FALSE)
+        set(QWLibrary_NOT_FOUND_MESSAGE "QWLibrary needs libplist 2.0, which pkg-config does not know")
+        return()
+    endif()
+endif()
+
+include("${CMAKE_CURRENT_LIST_DIR}/QWLibraryTargets.cmake")
+
+foreach(component Core Dropbox Testing)
+    set(QWLibrary_${component}_FOUND TRUE)
+endforeach()
+foreach(component ${QWLibrary_FIND_COMPONENTS})
+    if(QWLibrary_FIND_REQUIRED_${component} AND NOT QWLibrary_${component}_FOUND)
+        set(QWLibrary_FOUND FALSE)
+        set(QWLibrary_NOT_FOUND_MESSAGE "QWLibrary has no component ${component}")
+    endif()
+endforeach()
