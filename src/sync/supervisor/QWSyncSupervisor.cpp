@@ -7,6 +7,7 @@
 //   has left.
 #include "sync/supervisor/QWSyncSupervisor.h"
 
+#include "dropbox/DBPath.h"
 #include "platform/text/QWText.h"
 #include "sync/QWRequestFailure.h"
 #include "sync/QWSyncFileNames.h"
@@ -30,6 +31,10 @@ constexpr auto timerTolerance = 1s;
 
 bool isRecordFile(const QString& fileName) {
     return qw::text::pathExtension(fileName) == QWDBFileNameDataExtension;
+}
+
+bool isSyncFolder(const QString& path) {
+    return isEqualToDropboxPath(path, QWDBFileCacheDirectoryInDropboxFolder);
 }
 
 } // namespace
@@ -70,7 +75,7 @@ void QWSyncSupervisor::syncNow() {
 
 bool QWSyncSupervisor::isAtRest() const {
     return engine_ && engine_->status() == QWDropboxSyncStatusIdle && requestsOut_ == 0
-           && repetitionsDue_ == 0 && !isQueryDue_ && !isRestartDue_ && !folderLookupTimer_.isPending();
+           && repetitionsDue_ == 0 && !isQueryDue_ && !isRestartDue_ && !isLookingForFolder_;
 }
 
 void QWSyncSupervisor::callEngine(const std::function<void(DBRestClientDelegate&)>& call) {
@@ -89,7 +94,7 @@ DBRestClient& QWSyncSupervisor::request(qint64& kind) {
 }
 
 void QWSyncSupervisor::loadDelta(const QString& cursor) {
-    if (engineCalls_ == 0 && !isQueryDue_ && !isPollDue()) {
+    if (engineCalls_ == 0 && (isLookingForFolder_ || (!isQueryDue_ && !isPollDue()))) {
         engine_->takeBackDeltaQuery(statusBefore_);
         return;
     }
@@ -104,7 +109,7 @@ void QWSyncSupervisor::loadDelta(const QString& cursor) {
 // Timers of the engine that an earlier activity, or another query since, has left behind are not due.
 bool QWSyncSupervisor::isPollDue() const {
     const bool isBatchRunning = !engine_->deltaEntriesToImport().isEmpty() && !hasLastQueryFailed_;
-    if (statusBefore_ >= QWDropboxSyncStatusDisabled || queriesOut_ > 0 || folderLookupTimer_.isPending()
+    if (statusBefore_ >= QWDropboxSyncStatusDisabled || queriesOut_ > 0 || isLookingForFolder_
         || isBatchRunning)
         return false;
     const auto pause = hasLastQueryFailed_ ? retryPause : pollPause;
@@ -144,7 +149,10 @@ void QWSyncSupervisor::loadFile(const QString& path, const QString& localPath) {
 }
 
 void QWSyncSupervisor::loadMetadata(const QString& path) {
-    folderLookupTimer_.cancel();
+    if (isSyncFolder(path)) {
+        isLookingForFolder_ = true;
+        folderLookupTimer_.cancel();
+    }
     request(requests_.queries).loadMetadata(path);
 }
 
@@ -295,7 +303,8 @@ void QWSyncSupervisor::finishConflictedImage(const QString& copy, const std::opt
 void QWSyncSupervisor::restClientLoadedMetadata(DBRestClient&, const DBMetadata& metadata) {
     if (const QString copy = imageCopies_.take(qw::text::lowercase(metadata.path)); !copy.isEmpty())
         return finishConflictedImage(copy, metadata);
-    folderLookupPause_ = retryPause;
+    if (isSyncFolder(metadata.path))
+        folderFound();
     finish([&](auto& to) {
         if (isActive())
             to.restClientLoadedMetadata(*this, metadata);
@@ -313,10 +322,10 @@ void QWSyncSupervisor::restClientLoadMetadataFailedWithError(DBRestClient&, cons
             repeatLater("restClient:loadMetadataFailedWithError:", error,
                         [=, this] { sendConflictedImage(copy); });
         });
-    if (failure == RequestFailure::Transient && isActive())
+    if (isSyncFolder(path) && failure != RequestFailure::Transient)
+        folderFound();
+    else if (isSyncFolder(path) && isActive())
         lookUpFolderAgain();
-    else
-        folderLookupPause_ = retryPause;
     finish([&](auto& to) {
         if (isActive() || failure == RequestFailure::TokenRefused)
             to.restClientLoadMetadataFailedWithError(*this, error);
@@ -350,7 +359,7 @@ void QWSyncSupervisor::stop() {
     ++generation_;
     repetitionsDue_ = 0;
     staleQueries_ = queriesOut_;
-    isQueryDue_ = isRestartDue_ = false;
+    isQueryDue_ = isRestartDue_ = isLookingForFolder_ = false;
     restartTimer_.cancel();
     folderLookupTimer_.cancel();
     recordsInFlight_.clear();
@@ -373,6 +382,12 @@ void QWSyncSupervisor::repeatLater(const QString& operation, const QWError& erro
                         --self->repetitionsDue_;
                         repetition();
                     });
+}
+
+// Or found missing: the cloud has answered.
+void QWSyncSupervisor::folderFound() {
+    isLookingForFolder_ = false;
+    folderLookupPause_ = retryPause;
 }
 
 void QWSyncSupervisor::lookUpFolderAgain() {

@@ -128,6 +128,7 @@ private:
     void lookSoon();
     void look();
     void restart();
+    void folderFound();
     void lookUpFolderAgain();
 
     void restClientLoadedDeltaEntries(DBRestClient&, const QList<DBDeltaEntryRef>& entries, bool reset,
@@ -160,6 +161,7 @@ private:
     // Due, but not done yet.
     bool isQueryDue_ = false;
     bool isRestartDue_ = false;
+    bool isLookingForFolder_ = false; // asked, or to be asked again after a pause
     int repetitionsDue_ = 0;
     int generation_ = 0; // counts the ends of activity: what an earlier one has left to repeat is dropped
     QWRunLoop::Handle restartTimer_, folderLookupTimer_;
