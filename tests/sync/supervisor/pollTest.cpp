@@ -178,3 +178,19 @@ TEST_F(StoppedPolls, The_query_of_an_activation_is_made_although_another_was_mad
     desktop.supervisor->activate();
     EXPECT_EQ(client->log(), QStringList{"delta"});
 }
+
+TEST_F(Polls, An_old_timer_asks_for_nothing_while_the_sync_folder_is_looked_up) {
+    begin();
+    pass(590);
+    desktop.world.userDefaults->setBoolean(QWDBLastTimeTokenExpiredPrefKey, true);
+    desktop.client->on(QWRestRequest::LoadMetadata).answersWith(500);
+    engine().deactivateSync();
+    desktop.activate();
+    desktop.client->forgetRequests();
+    pass(60);
+    EXPECT_EQ(count(QWRestRequest::LoadDelta), 0);
+    desktop.client->removeFaults();
+    pass(60);
+    EXPECT_EQ(count(QWRestRequest::LoadDelta), 1);
+    EXPECT_EQ(engine().status(), QWDropboxSyncStatusIdle);
+}
