@@ -3,6 +3,7 @@
 #include "dropbox/DBPath.h"
 #include "platform/text/QWText.h"
 #include "sync/QWDropboxSyncConstants.h"
+#include "sync/QWSyncFileNames.h"
 
 namespace qw::sync {
 
@@ -16,7 +17,7 @@ bool isInSyncFolder(const QString& lowercasePath) {
 }
 
 DBDeltaEntrySpecialAction specialActionForPath(const QString& lowercasePath) {
-    if (isEqualToDropboxPath(lowercasePath, QWDBFileCacheDirectoryInDropboxFolder))
+    if (isSyncFolder(lowercasePath))
         return SpecialActionSyncCacheFolder;
     if (isEqualToDropboxPath(lowercasePath, QWDBFileSyncedPreferencesInDropboxFolder))
         return SpecialActionSyncedPreferences;

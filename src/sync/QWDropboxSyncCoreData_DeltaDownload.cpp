@@ -237,7 +237,7 @@ void QWDropboxSyncCoreData::restClientLoadFileFailedWithError(DBRestClient&, con
 // Metadata of the sync folder -------------------------------------------------------------------------------
 
 void QWDropboxSyncCoreData::restClientLoadedMetadata(DBRestClient&, const DBMetadata& metadata) {
-    if (!isEqualToDropboxPath(metadata.path, QWDBFileCacheDirectoryInDropboxFolder))
+    if (!qw::sync::isSyncFolder(metadata.path))
         return;
     environment().userDefaults().setBoolean(QWDBLastTimeTokenExpiredPrefKey, false);
     loadDeltaPotentialUpdates();
@@ -250,7 +250,7 @@ void QWDropboxSyncCoreData::restClientLoadMetadataFailedWithError(DBRestClient&,
         tokenBecameInvalid();
         return;
     case RequestFailure::FileGone:
-        if (!isEqualToDropboxPath(path, QWDBFileCacheDirectoryInDropboxFolder))
+        if (!qw::sync::isSyncFolder(path))
             return;
         environment().userDefaults().setBoolean(QWDBLastTimeTokenExpiredPrefKey, false);
         resetSyncAndUploadAllItems();

@@ -1,6 +1,5 @@
 #include "sync/QWResetListing.h"
 
-#include "dropbox/DBPath.h"
 #include "platform/text/QWText.h"
 #include "sync/QWDropboxSyncConstants.h"
 #include "sync/QWSyncFileNames.h"
@@ -9,7 +8,7 @@ namespace {
 
 // Directly in it: files further down and folders of a longer name are those of others.
 bool isFileOfSyncFolder(const QString& path) {
-    return isEqualToDropboxPath(path.section(QLatin1Char('/'), 0, -2), QWDBFileCacheDirectoryInDropboxFolder);
+    return qw::sync::isSyncFolder(path.section(QLatin1Char('/'), 0, -2));
 }
 
 } // namespace
@@ -38,8 +37,7 @@ bool QWResetListing::pageArrived(const QList<DBDeltaEntryRef>& entries, bool res
         if (!entry->metadata)
             continue;
         const bool isFile = isFileOfSyncFolder(entry->lowercasePath);
-        listing_->holdsSyncFolder |=
-            isFile || isEqualToDropboxPath(entry->lowercasePath, QWDBFileCacheDirectoryInDropboxFolder);
+        listing_->holdsSyncFolder |= isFile || qw::sync::isSyncFolder(entry->lowercasePath);
         if (isFile)
             listing_->fileNames.insert(qw::text::foldCase(entry->metadata->filename()));
     }

@@ -1,5 +1,6 @@
 #include "sync/QWSyncFileNames.h"
 
+#include "dropbox/DBPath.h"
 #include "platform/text/QWText.h"
 #include "sync/QWDropboxSyncConstants.h"
 
@@ -34,6 +35,10 @@ QString fileName(const QString& uuid, const QString& entityName, bool isImage) {
 
 QString remotePath(const QString& fileName) {
     return text::appendingPathComponent(QWDBFileCacheDirectoryInDropboxFolder, fileName);
+}
+
+bool isSyncFolder(const QString& path) {
+    return isEqualToDropboxPath(path, QWDBFileCacheDirectoryInDropboxFolder);
 }
 
 std::optional<NamedObject> objectNamedByFile(const QString& remoteName) {

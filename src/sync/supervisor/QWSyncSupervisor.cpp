@@ -1,4 +1,4 @@
-// One room for requests, one for answers, one for what is due. The engine works by calls from here: a request
+// Requests, and what is due. (Answers: QWSyncSupervisor_Answers.cpp.) The engine works by calls from here: a request
 // that it makes inside one belongs to what is under way, any other comes from a timer of its own.
 //
 // Invariants:
@@ -7,9 +7,7 @@
 //   has left.
 #include "sync/supervisor/QWSyncSupervisor.h"
 
-#include "dropbox/DBPath.h"
 #include "platform/text/QWText.h"
-#include "sync/QWRequestFailure.h"
 #include "sync/QWSyncFileNames.h"
 #include "sync/QWSyncLog_p.h"
 #include "sync/supervisor/QWVersionKeeper_p.h"
@@ -17,8 +15,6 @@
 #include <algorithm>
 
 using namespace std::chrono_literals;
-using qw::sync::requestFailure;
-using qw::sync::RequestFailure;
 
 namespace {
 
@@ -33,10 +29,6 @@ bool isRecordFile(const QString& fileName) {
     return qw::text::pathExtension(fileName) == QWDBFileNameDataExtension;
 }
 
-bool isSyncFolder(const QString& path) {
-    return isEqualToDropboxPath(path, QWDBFileCacheDirectoryInDropboxFolder);
-}
-
 } // namespace
 
 std::shared_ptr<QWSyncSupervisor> QWSyncSupervisor::create(QWDropboxSyncCoreData& engine,
@@ -49,6 +41,7 @@ QWSyncSupervisor::QWSyncSupervisor(QWDropboxSyncCoreData& engine, std::shared_pt
       status_(engine.status()), statusBefore_(engine.status()), folderLookupPause_(retryPause) {
     client_->setDelegate(this, this);
     connect(engine_, &QWDropboxSyncCoreData::statusChanged, this, &QWSyncSupervisor::statusChanged);
+    connect(engine_, &QObject::destroyed, this, [this] { client_->setDelegate(nullptr, nullptr); });
     queueObservation_ = engine.dropboxCacheManagedObjectContext()->observeObjectsDidChange(
         [this](const QWObjectsDidChangeNotice& notice) {
             for (const auto& record : notice.inserted)
@@ -149,194 +142,11 @@ void QWSyncSupervisor::loadFile(const QString& path, const QString& localPath) {
 }
 
 void QWSyncSupervisor::loadMetadata(const QString& path) {
-    if (isSyncFolder(path)) {
+    if (qw::sync::isSyncFolder(path)) {
         isLookingForFolder_ = true;
         folderLookupTimer_.cancel();
     }
     request(requests_.queries).loadMetadata(path);
-}
-
-// Answers ---------------------------------------------------------------------------------------------------
-
-void QWSyncSupervisor::finish(const std::function<void(DBRestClientDelegate&)>& answer) {
-    --requestsOut_;
-    if (auto* to = delegate())
-        callEngine([&](auto&) { answer(*to); });
-    lookSoon();
-    Q_EMIT progressed();
-}
-
-// The engine counts its queries, and would work on the page of one that it was deactivated in: that one is taken
-// back. Which of several it is does not matter, since all began at the saved cursor.
-bool QWSyncSupervisor::isQueryStale() {
-    --queriesOut_;
-    return staleQueries_ > 0 && staleQueries_-- > 0;
-}
-
-// A listing without a cursor tells of no deletion, as one whose cursor was lost; files may be known all the same,
-// which were sent before it was asked for or received in a batch that was not finished.
-void QWSyncSupervisor::restClientLoadedDeltaEntries(DBRestClient&, const QList<DBDeltaEntryRef>& entries,
-                                                    bool reset, const QString& cursor, bool hasMore) {
-    if (isQueryStale())
-        return finish([&](auto&) { engine_->takeBackDeltaQuery(engine_->status()); });
-    QStringList ownCopies;
-    const auto kept = keeper_->preparePage(entries, ownCopies);
-    const bool isFirstPage = std::exchange(isListingFromScratch_, false) || reset;
-    finish([&](auto& to) { to.restClientLoadedDeltaEntries(*this, kept, isFirstPage, cursor, hasMore); });
-    for (const QString& copy : ownCopies)
-        sendConflictedImage(copy);
-}
-
-void QWSyncSupervisor::restClientLoadDeltaFailedWithError(DBRestClient&, const QWError& error) {
-    if (isQueryStale() && requestFailure(error) != RequestFailure::TokenRefused)
-        return finish([&](auto&) { engine_->takeBackDeltaQuery(engine_->status()); });
-    hasLastQueryFailed_ = true;
-    finish([&](auto& to) { to.restClientLoadDeltaFailedWithError(*this, error); });
-    Q_EMIT queryFailed(error.message);
-}
-
-void QWSyncSupervisor::restClientUploadedFile(DBRestClient&, const QString& destinationPath,
-                                              const QString& sourcePath, const DBMetadata& metadata) {
-    const QString fileName = qw::text::lastPathComponent(destinationPath);
-    uuidAcknowledged_ = qw::sync::uuidNamedByFile(fileName);
-    sendsImageAgain_ = false;
-    ++counts_.sent;
-    finish([&](auto& to) { to.restClientUploadedFile(*this, destinationPath, sourcePath, metadata); });
-    const QString uuid = std::exchange(uuidAcknowledged_, QString());
-    if (isActive() && !engine_->objectSyncingForFileWithName(fileName)) {
-        const QByteArray sent = recordsInFlight_.take(uuid);
-        if (keeper_->finishUpload(fileName, sent, imagesInFlight_.remove(uuid)))
-            callEngine([&](auto&) { engine_->beginSyncOfObjectsWaitingSync(); });
-    }
-    if (keeper_->isConflictedImage(fileName))
-        sendConflictedImage(fileName);
-    Q_EMIT fileSent(fileName);
-}
-
-void QWSyncSupervisor::restClientUploadFileFailedWithError(DBRestClient&, const QWError& error) {
-    const QString path = error.userInfo.value("destinationPath").toString();
-    const QString sourcePath = error.userInfo.value("sourcePath").toString();
-    finish([&](auto& to) {
-        if (requestFailure(error) == RequestFailure::TokenRefused)
-            to.restClientUploadFileFailedWithError(*this, error);
-        else if (!files().exists(sourcePath))
-            isRestartDue_ = isActive();
-        else
-            repeatLater("restClient:uploadFileFailedWithError:", error, [=, this] {
-                const QString fileName = qw::text::lastPathComponent(path);
-                const auto known = engine_->fileMetadataManager().fileMetadataForFileName(fileName, false);
-                request(requests_.uploads)
-                    .uploadFile(fileName, path.section(QLatin1Char('/'), 0, -2),
-                                known ? known->rev() : QString(), sourcePath);
-            });
-    });
-    fail(path, error);
-}
-
-void QWSyncSupervisor::restClientDeletedPath(DBRestClient&, const QString& path) {
-    ++counts_.sent;
-    finish([&](auto& to) { to.restClientDeletedPath(*this, path); });
-    Q_EMIT fileSent(qw::text::lastPathComponent(path));
-}
-
-void QWSyncSupervisor::restClientDeletePathFailedWithError(DBRestClient&, const QWError& error) {
-    const QString path = error.userInfo.value("path").toString();
-    const bool isTransient = requestFailure(error) == RequestFailure::Transient;
-    finish([&](auto& to) {
-        if (isTransient)
-            repeatLater("restClient:deletePathFailedWithError:", error,
-                        [=, this] { request(requests_.deletions).deletePath(path); });
-        else
-            to.restClientDeletePathFailedWithError(*this, error);
-    });
-    if (requestFailure(error) != RequestFailure::FileGone)
-        fail(path, error);
-}
-
-// A download that the engine does not wait for any longer comes again.
-void QWSyncSupervisor::restClientLoadedFile(DBRestClient&, const QString& localPath,
-                                            const QString& contentType, const DBMetadata& metadata) {
-    if (!isActive())
-        return finish([](auto&) {});
-    const QString reason = keeper_->prepareImport(localPath, metadata);
-    finish([&](auto& to) { to.restClientLoadedFile(*this, localPath, contentType, metadata); });
-    if (const QString copy = keeper_->finishImport(metadata); !copy.isEmpty())
-        deletePath(copy);
-    ++(reason.isEmpty() ? counts_.received : counts_.declined);
-    if (reason.isEmpty())
-        Q_EMIT fileReceived(metadata.filename());
-    else
-        Q_EMIT fileDeclined(metadata.filename(), reason);
-}
-
-void QWSyncSupervisor::restClientLoadFileFailedWithError(DBRestClient&, const QWError& error) {
-    const QString path = error.userInfo.value("path").toString();
-    const QString destinationPath = error.userInfo.value("destinationPath").toString();
-    const RequestFailure failure = requestFailure(error);
-    isRestartDue_ |= failure == RequestFailure::FileGone && isActive();
-    finish([&](auto& to) {
-        if (failure == RequestFailure::Transient)
-            repeatLater("restClient:loadFileFailedWithError:", error,
-                        [=, this] { request(requests_.downloads).loadFile(path, destinationPath); });
-        else if (isActive() || failure == RequestFailure::TokenRefused)
-            to.restClientLoadFileFailedWithError(*this, error);
-    });
-    fail(path, error);
-}
-
-// The cloud has made a conflicted copy of this desktop's image, which is the later one: it is sent again, as the
-// next version of what stands in its place.
-void QWSyncSupervisor::sendConflictedImage(const QString& copy) {
-    const QString path = keeper_->pathOfImage(copy);
-    imageCopies_.insert(qw::text::lowercase(path), copy);
-    request(requests_.queries).loadMetadata(path);
-}
-
-void QWSyncSupervisor::finishConflictedImage(const QString& copy, const std::optional<DBMetadata>& standing) {
-    finish([&](auto&) {
-        keeper_->queueConflictedImage(copy, standing);
-        engine_->beginSyncOfObjectsWaitingSync();
-    });
-    deletePath(qw::sync::remotePath(copy));
-}
-
-void QWSyncSupervisor::restClientLoadedMetadata(DBRestClient&, const DBMetadata& metadata) {
-    if (const QString copy = imageCopies_.take(qw::text::lowercase(metadata.path)); !copy.isEmpty())
-        return finishConflictedImage(copy, metadata);
-    if (isSyncFolder(metadata.path))
-        folderFound();
-    finish([&](auto& to) {
-        if (isActive())
-            to.restClientLoadedMetadata(*this, metadata);
-    });
-}
-
-void QWSyncSupervisor::restClientLoadMetadataFailedWithError(DBRestClient&, const QWError& error) {
-    const RequestFailure failure = requestFailure(error);
-    const QString path = error.userInfo.value("path").toString();
-    const QString copy = imageCopies_.take(qw::text::lowercase(path));
-    if (!copy.isEmpty() && failure == RequestFailure::FileGone)
-        return finishConflictedImage(copy, {});
-    if (!copy.isEmpty() && failure == RequestFailure::Transient)
-        return finish([&](auto&) {
-            repeatLater("restClient:loadMetadataFailedWithError:", error,
-                        [=, this] { sendConflictedImage(copy); });
-        });
-    if (isSyncFolder(path) && failure != RequestFailure::Transient)
-        folderFound();
-    else if (isSyncFolder(path) && isActive())
-        lookUpFolderAgain();
-    finish([&](auto& to) {
-        if (isActive() || failure == RequestFailure::TokenRefused)
-            to.restClientLoadMetadataFailedWithError(*this, error);
-    });
-    if (failure != RequestFailure::FileGone)
-        Q_EMIT queryFailed(error.message);
-}
-
-void QWSyncSupervisor::fail(const QString& path, const QWError& error) {
-    ++counts_.failed;
-    Q_EMIT fileFailed(qw::text::lastPathComponent(path), error.message);
 }
 
 // What is due -----------------------------------------------------------------------------------------------
