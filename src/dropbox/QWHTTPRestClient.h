@@ -56,6 +56,9 @@ public:
     QWHTTPRestClient(const QWHTTPRestClientOptions& options, std::shared_ptr<QWEnvironment> environment);
     ~QWHTTPRestClient() override;
 
+    // Why a token cannot be sent, in words that do not show it; empty when it can. Says nothing of whether the
+    // service takes it.
+    static QString objectionToAccessToken(const QString& accessToken);
     // For every request that is sent from now on.
     void setAccessToken(const QString& accessToken);
 

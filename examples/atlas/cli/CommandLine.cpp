@@ -18,9 +18,9 @@ struct Option {
 };
 constexpr Option optionTable[] = {
     {"library", "DIR", "The library's folder."},
-    {"cloud", "CLOUD", "Where to sync: folder:PATH."},
-    {"token", "TOKEN", "The access token."},
-    {"token-file", "FILE", "A file that holds the access token."},
+    {"cloud", "CLOUD", "Where to sync: folder:PATH or http(s)://HOST[:PORT]."},
+    {"token", "TOKEN", "The access token of an http cloud."},
+    {"token-file", "FILE", "A file that holds it."},
     {"only", "TABLES", "Some of countries,regions,languages,currencies; regions bring their countries."},
     {"tables", "DIR", "Where the ISO tables are."},
     {"flags", "DIR", "Where the flags are."},

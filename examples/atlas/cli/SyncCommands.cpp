@@ -1,40 +1,15 @@
 // Commands that deal with the cloud.
 
+#include "cli/CloudAddress.h"
 #include "cli/Commands.h"
 #include "cli/SyncSession.h"
-#include "dropbox/folder/QWFolderRestClient.h"
 #include "platform/text/QWDateText.h"
 
-#include <QDir>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <cstdio>
 
 namespace {
-
-constexpr QLatin1String folderScheme("folder:");
-
-std::unique_ptr<DBRestClient> openCloud(const QString& address,
-                                        const std::shared_ptr<QWEnvironment>& environment) {
-    QWError error;
-    auto client = QWFolderRestClient::open(address, environment, &error);
-    if (!client)
-        throw Failure(QStringLiteral("%1: %2").arg(address, error.message));
-    return client;
-}
-
-// The address as it is remembered: the folder's path is absolute.
-QString checkedAddress(const Arguments& arguments) {
-    const QString given = arguments.value("cloud");
-    if (given.startsWith("http:") || given.startsWith("https:"))
-        throw Failure(given + ": clouds over HTTP are not in this version; give folder:PATH");
-    const QString path = given.mid(folderScheme.size());
-    if (!given.startsWith(folderScheme) || path.isEmpty())
-        throw Failure(QStringLiteral("--cloud: expected folder:PATH, found \"%1\"").arg(given));
-    if (arguments.has("token") || arguments.has("token-file"))
-        throw Failure(given + ": a folder takes no token");
-    return folderScheme + QDir(path).absolutePath();
-}
 
 QJsonObject statusOf(QWDropboxSyncCoreData& engine, qint64 requests) {
     const QDateTime lastQuery = engine.lastTimeQueriedDeltaEntries();
@@ -88,13 +63,13 @@ QString reason(SyncSession::Outcome outcome, QWDropboxSyncCoreData& engine, cons
 } // namespace
 
 int runConnect(const Arguments& arguments) {
-    const QString address = checkedAddress(arguments);
+    const CloudAddress cloud = cloudAddress(arguments);
     const auto library = openLibrary(arguments, Missing::Make);
-    openCloud(address, library->environment());
+    openCloud(cloud, library->environment());
     // What the engine knows of one cloud says nothing about another.
-    if (!library->cloud().isEmpty() && library->cloud() != address)
+    if (!library->cloud().isEmpty() && library->cloud() != cloud.address)
         library->forgetCloudState();
-    library->setCloud(address);
+    library->setCloud(cloud.address, cloud.accessToken);
     return 0;
 }
 
@@ -106,7 +81,8 @@ int runSync(const Arguments& arguments) {
     if (library->cloud().isEmpty())
         throw Failure(QStringLiteral("%1 is not connected: atlas --library DIR connect --cloud CLOUD")
                           .arg(arguments.library));
-    SyncSession session(*library, openCloud(library->cloud(), library->environment()));
+    SyncSession session(*library,
+                        openCloud({library->cloud(), library->accessToken()}, library->environment()));
     if (arguments.has("watch"))
         QObject::connect(&session, &SyncSession::inStep, [] {
             print("in step");

@@ -11,6 +11,7 @@ namespace atlas {
 namespace {
 
 const QString cloudKey = QStringLiteral("AtlasCloud");
+const QString tokenKey = QStringLiteral("AtlasAccessToken");
 
 bool fail(QWError* error, const QString& message) {
     return qw::fail(error, {QStringLiteral("atlas"), 1, message});
@@ -110,8 +111,13 @@ std::unique_ptr<AtlasLibrary> AtlasLibrary::open(const QString& folder, QWError*
 
 bool AtlasLibrary::openSettings(const QString& folder, QWError* error) {
     const QString path = folder + "/settings.ini";
+    // Made here, and not by QSettings, since it is not for everybody's eyes; written anew it stays like this.
+    QFile file(path);
+    const bool isOwnersAlone =
+        file.open(QIODevice::ReadWrite) && file.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
+    file.close();
     const QSettings settings(path, QSettings::IniFormat);
-    if (settings.status() != QSettings::NoError || (QFileInfo::exists(path) && !settings.isWritable()))
+    if (!isOwnersAlone || settings.status() != QSettings::NoError || !settings.isWritable())
         return fail(error, path + ": the settings cannot be used");
     QWEnvironment::Parts parts;
     parts.userDefaults = std::make_shared<QWSettingsUserDefaults>(path);
@@ -184,8 +190,13 @@ QString AtlasLibrary::cloud() const {
     return environment_->userDefaults().object(cloudKey).toString();
 }
 
-void AtlasLibrary::setCloud(const QString& address) {
+QString AtlasLibrary::accessToken() const {
+    return environment_->userDefaults().object(tokenKey).toString();
+}
+
+void AtlasLibrary::setCloud(const QString& address, const QString& accessToken) {
     environment_->userDefaults().setObject(cloudKey, address);
+    environment_->userDefaults().setObject(tokenKey, accessToken);
     environment_->userDefaults().synchronize();
 }
 

@@ -15,7 +15,7 @@ namespace atlas {
 //     Atlas.sqlite   the records
 //     images/        flags, see Country
 //     cache/         the engine's own files
-//     settings.ini   the engine's settings and ours
+//     settings.ini   the engine's settings and ours; it holds the token, and only its owner can read it
 //     lock           held by the process that has the library open
 //
 // The engine is made with the library, so that every edit is queued; whoever synchronises activates it.
@@ -45,9 +45,11 @@ public:
     // Forgets everything that the engine knows of the cloud and queues every record.
     void forgetCloudState();
 
-    // Where to sync, as `connect` was told ("folder:/path"); null before.
+    // Where to sync, as `connect` was told ("folder:/path", "https://host"), and the token for it; null before,
+    // and where none is needed.
     QString cloud() const;
-    void setCloud(const QString& address);
+    QString accessToken() const;
+    void setCloud(const QString& address, const QString& accessToken);
 
 private:
     AtlasLibrary();

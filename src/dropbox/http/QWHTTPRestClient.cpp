@@ -58,6 +58,10 @@ QWHTTPRestClient::QWHTTPRestClient(const QWHTTPRestClientOptions& options,
 
 QWHTTPRestClient::~QWHTTPRestClient() = default;
 
+QString QWHTTPRestClient::objectionToAccessToken(const QString& accessToken) {
+    return qw::http::objectionTo(accessToken.toUtf8());
+}
+
 void QWHTTPRestClient::setAccessToken(const QString& accessToken) {
     transport_->setAccessToken(accessToken);
 }

@@ -41,18 +41,6 @@ bool concerns(Pause::Scope scope, QWHTTPLane refused, QWHTTPLane lane) {
     return true;
 }
 
-// Why a header cannot carry the token; empty when it can.
-QString objectionTo(const QByteArray& token) {
-    if (token.isEmpty())
-        return QStringLiteral("there is no access token");
-    const auto bad = std::find_if(token.begin(), token.end(), [](char c) { return c <= ' ' || c > '~'; });
-    if (bad == token.end())
-        return {};
-    return QStringLiteral("the access token cannot be sent: byte %1 of it is 0x%2")
-        .arg(bad - token.begin() + 1)
-        .arg(static_cast<uchar>(*bad), 2, 16, QLatin1Char('0'));
-}
-
 QString nameOf(const QUrl& host) {
     return host.port() < 0 ? host.host() : QStringLiteral("%1:%2").arg(host.host()).arg(host.port());
 }
@@ -64,6 +52,17 @@ QWRunLoop::Duration somePause(QWUUIDSource& uuids) {
 }
 
 } // namespace
+
+QString qw::http::objectionTo(const QByteArray& token) {
+    if (token.isEmpty())
+        return QStringLiteral("there is no access token");
+    const auto bad = std::find_if(token.begin(), token.end(), [](char c) { return c <= ' ' || c > '~'; });
+    if (bad == token.end())
+        return {};
+    return QStringLiteral("the access token cannot be sent: byte %1 of it is 0x%2")
+        .arg(bad - token.begin() + 1)
+        .arg(static_cast<uchar>(*bad), 2, 16, QLatin1Char('0'));
+}
 
 QWHTTPTransport::QWHTTPTransport(const QWHTTPRestClientOptions& options,
                                  std::shared_ptr<QWEnvironment> environment)
@@ -112,7 +111,7 @@ void QWHTTPTransport::start(Pending pending) {
         const QWHTTPAnswer answer{.status = status, .body = {}, .trouble = trouble, .host = host};
         later(0s, [complete = std::move(pending.complete), answer] { complete(answer); });
     };
-    if (const QString objection = objectionTo(token_); !objection.isEmpty())
+    if (const QString objection = qw::http::objectionTo(token_); !objection.isEmpty())
         return refuse(401, objection);
     QWError error;
     const auto request = pending.make(&error);

@@ -8,6 +8,11 @@
 #include <array>
 #include <map>
 
+namespace qw::http {
+// Why a header cannot carry the token, without showing it; empty when one can.
+QString objectionTo(const QByteArray& token);
+} // namespace qw::http
+
 // Brings requests to the service, a few at a time and in their order, keeps the waits that the service asks
 // for, and sends again what it refused meanwhile.
 //
