@@ -3,12 +3,14 @@
 #include "AtlasFixture.h"
 
 #include "model/ISOImport.h"
+#include "support/StandIn.h"
 
 #include <QCoreApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <csignal>
 #include <gmock/gmock.h>
 
 // How a run of the program ended.
@@ -44,15 +46,24 @@ public:
         return process;
     }
     static AtlasRun finish(QProcess& process) {
-        EXPECT_TRUE(process.waitForFinished(120'000));
-        const bool ended =
-            process.state() == QProcess::NotRunning && process.exitStatus() == QProcess::NormalExit;
+        const bool ended = (process.state() == QProcess::NotRunning || process.waitForFinished(120'000))
+                           && process.exitStatus() == QProcess::NormalExit;
         return {ended ? process.exitCode() : -1, QString::fromUtf8(process.readAllStandardOutput()),
                 QString::fromUtf8(process.readAllStandardError())};
     }
 
     AtlasRun run(const QStringList& command, const std::function<void(QProcess&)>& prepare = {}) const {
         return finish(*start(command, prepare));
+    }
+    // Syncs once, but interrupts it when it says that it waits for a better day of the cloud's.
+    AtlasRun syncUntilFailure() const {
+        const auto process = start({"sync", "--once", "--timeout", "60"});
+        process->setReadChannel(QProcess::StandardError);
+        while (process->waitForReadyRead(60'000) && !process->peek(10'000).contains("trying again"))
+            continue;
+        if (process->state() == QProcess::Running)
+            ::kill(static_cast<pid_t>(process->processId()), SIGINT);
+        return finish(*process);
     }
     // Runs a command that must succeed; answers what it printed.
     QString tell(const QStringList& command) const {
@@ -96,9 +107,57 @@ private:
     QString library_;
 };
 
-// Two desktops and a cloud folder in a folder of their own.
+// The cloud between the desktops: a directory, which they use themselves ("folder") or through a server of the
+// service's API ("http").
+class TestCloud {
+public:
+    static constexpr const char* token = "sl.token-of-these-tests";
+
+    TestCloud(const QString& directory, const std::string& kind)
+        : directory_(directory), isHTTP_(kind == "http") {
+        start();
+    }
+
+    // Starts the server, in its old place when it was there before.
+    void start(const QStringList& options = {}) {
+        if (!isHTTP_)
+            return;
+        const QString port = server_ ? QString::number(server_->url().port()) : QString("0");
+        server_.reset();
+        server_ = std::make_unique<StandIn>(QStringList{"--port", port, "--dir", directory_} + options);
+    }
+    void stop() {
+        if (server_)
+            server_->stop();
+    }
+    // Takes everything out of it.
+    void empty() {
+        stop();
+        QDir(directory_).removeRecursively();
+        start();
+    }
+
+    // The command that connects a desktop with it.
+    QStringList connecting() const {
+        if (!isHTTP_)
+            return {"connect", "--cloud", "folder:" + directory_};
+        return {"connect", "--cloud", server_->url().toString(), "--token", token};
+    }
+
+private:
+    const QString directory_;
+    const bool isHTTP_;
+    std::unique_ptr<StandIn> server_;
+};
+
+// For suites that are run with each kind of cloud.
+inline const auto everyCloud = ::testing::Values("folder", "http");
+
+// Two desktops and a cloud in a folder of their own.
 class AtlasProcessTest : public ::testing::Test {
 protected:
+    explicit AtlasProcessTest(const std::string& cloud = "folder") : cloud_(path("cloud"), cloud) {}
+
     QString path(const QString& name) const { return folder_.filePath(name); }
     QString cloudPath() const { return path("cloud"); }
     void write(const QString& name, const QByteArray& bytes) const {
@@ -106,9 +165,7 @@ protected:
         ASSERT_TRUE(file.open(QIODevice::WriteOnly)) << qPrintable(name);
         file.write(bytes);
     }
-    void connect(const Desktop& desktop) const {
-        desktop.tell({"connect", "--cloud", "folder:" + cloudPath()});
-    }
+    void connect(const Desktop& desktop) const { desktop.tell(cloud_.connecting()); }
     // Until neither has anything to tell the other.
     void syncBoth() const {
         for (const Desktop* desktop : {&a_, &b_, &a_, &b_})
@@ -119,4 +176,5 @@ protected:
     QTemporaryDir folder_{QDir("/dev/shm").exists() ? "/dev/shm/atlas-XXXXXX"
                                                     : QDir::temp().filePath("atlas-XXXXXX")};
     Desktop a_{path("A")}, b_{path("B")};
+    TestCloud cloud_;
 };

@@ -14,6 +14,8 @@ namespace {
 
 class AtlasProcessInput : public AtlasProcessTest {
 protected:
+    using AtlasProcessTest::AtlasProcessTest;
+
     void startInStep() {
         a_.importISO(iso_);
         connect(a_);
@@ -61,12 +63,19 @@ protected:
     QString digest_;
 };
 
+class AtlasProcessCloudInput : public AtlasProcessInput, public WithParamInterface<const char*> {
+protected:
+    AtlasProcessCloudInput() : AtlasProcessInput(GetParam()) {}
+};
+
 } // namespace
+
+INSTANTIATE_TEST_SUITE_P(Cloud, AtlasProcessCloudInput, everyCloud);
 
 // Files in the cloud
 // ----------------------------------------------------------------------------------------
 
-TEST_F(AtlasProcessInput, Records_that_are_no_dictionary_leave_what_is_here) {
+TEST_P(AtlasProcessCloudInput, Records_that_are_no_dictionary_leave_what_is_here) {
     startInStep();
     const QByteArray nested = QByteArray(200'000, '[') + QByteArray(200'000, ']');
     for (const QByteArray& bytes :
@@ -79,7 +88,7 @@ TEST_F(AtlasProcessInput, Records_that_are_no_dictionary_leave_what_is_here) {
     }
 }
 
-TEST_F(AtlasProcessInput, A_huge_record_is_taken) {
+TEST_P(AtlasProcessCloudInput, A_huge_record_is_taken) {
     startInStep();
     put("Visit!!!" + newUUID_ + ".data",
         R"({"dateModified": "2026-01-01 00:00:00 +0000", "title": ")" + QByteArray(20'000'000, 'x') + "\"}");
@@ -88,7 +97,8 @@ TEST_F(AtlasProcessInput, A_huge_record_is_taken) {
     EXPECT_EQ(a_.digest(), b_.digest());
 }
 
-TEST_F(AtlasProcessInput, Values_of_the_wrong_type_keep_the_local_ones_are_logged_and_the_rest_is_applied) {
+TEST_P(AtlasProcessCloudInput,
+       Values_of_the_wrong_type_keep_the_local_ones_are_logged_and_the_rest_is_applied) {
     startInStep();
     put("Country!!!" + france_ + ".data",
         R"({"dateModified": "2030-01-01 00:00:00 +0000", "name": 5, "sortName": "france",
@@ -104,7 +114,7 @@ TEST_F(AtlasProcessInput, Values_of_the_wrong_type_keep_the_local_ones_are_logge
     EXPECT_EQ(a_.digest(), b_.digest());
 }
 
-TEST_F(AtlasProcessInput, Files_whose_names_belong_to_no_record_are_named_in_the_log_and_stop_nothing) {
+TEST_P(AtlasProcessCloudInput, Files_whose_names_belong_to_no_record_are_named_in_the_log_and_stop_nothing) {
     startInStep();
     const QStringList names = {"notes.data",
                                "Country.data",

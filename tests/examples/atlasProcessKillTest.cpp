@@ -21,7 +21,7 @@ struct Step {
 // Two desktops, a cloud and a script: import, edits on both (of one record too), deletions, and syncs up and down.
 class World {
 public:
-    World() {
+    explicit World(const std::string& cloud) : cloud_(folder_.filePath("cloud"), cloud) {
         QString table, regions;
         for (int i = 0; i < countries; ++i) {
             const QString code = codeOf(i), name = "Country " + code;
@@ -43,7 +43,7 @@ public:
                                QStringLiteral("dateModified=2026-01-01 00:00:%1 +0000").arg(second)}
                    + values;
         };
-        const QStringList connect = {"connect", "--cloud", "folder:" + folder_.filePath("cloud")};
+        const QStringList connect = cloud_.connecting();
         steps_ = {
             {&a_, import},
             {&a_, connect},
@@ -117,23 +117,25 @@ private:
     QTemporaryDir folder_{QDir("/dev/shm").exists() ? "/dev/shm/atlas-XXXXXX"
                                                     : QDir::temp().filePath("atlas-XXXXXX")};
     ISOFixture iso_;
+    TestCloud cloud_;
     Desktop a_{folder_.filePath("A")}, b_{folder_.filePath("B")};
     std::vector<Step> steps_;
 };
 
-class AtlasProcessKill : public ::testing::TestWithParam<int> {};
+class AtlasProcessKill : public ::testing::TestWithParam<std::tuple<std::string, int>> {};
 
 } // namespace
 
 TEST_P(AtlasProcessKill, What_is_killed_and_run_again_ends_like_what_was_never_killed) {
-    World undisturbed;
+    const auto& [cloud, seed] = GetParam();
+    World undisturbed(cloud);
     std::vector<qint64> durations;
     for (const Step& step : undisturbed.steps())
         durations.push_back(World::run(step));
     const QString expected = undisturbed.settle();
 
-    std::mt19937 random(static_cast<unsigned>(GetParam()));
-    World world;
+    std::mt19937 random(static_cast<unsigned>(seed));
+    World world(cloud);
     std::vector<int> killsOf(world.steps().size());
     for (int i = 0; i < killsOfEachSeed; ++i)
         ++killsOf[random() % killsOf.size()];
@@ -153,4 +155,4 @@ TEST_P(AtlasProcessKill, What_is_killed_and_run_again_ends_like_what_was_never_k
     EXPECT_EQ(world.settle(), expected) << qPrintable(kills);
 }
 
-INSTANTIATE_TEST_SUITE_P(Seed, AtlasProcessKill, Range(1, 11));
+INSTANTIATE_TEST_SUITE_P(CloudAndSeed, AtlasProcessKill, Combine(everyCloud, Range(1, 11)));

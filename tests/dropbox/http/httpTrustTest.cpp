@@ -84,6 +84,8 @@ TEST_P(BadToken, Is_never_sent_and_counts_as_refused) {
         EXPECT_TRUE(error.message.contains("access token")) << error.message.toStdString();
         EXPECT_FALSE(error.message.contains("secret"));
     }
+    EXPECT_FALSE(QWHTTPRestClient::objectionToAccessToken(GetParam()).isEmpty());
+    EXPECT_EQ(QWHTTPRestClient::objectionToAccessToken(token), QString());
     EXPECT_EQ(server.connections(), 0);
     client->setAccessToken(token);
     client->loadMetadata("/a");
