@@ -1,7 +1,7 @@
 // A notebook, the same on every desktop: first-host FOLDER CLOUD [NOTE…] adds notes and lists them all.
 #include "core/QWManagedObjectWithSyncSupport.h"
 #include "dropbox/folder/QWFolderRestClient.h"
-#include "sync/QWDropboxSyncCoreData.h"
+#include "sync/supervisor/QWSyncSupervisor.h"
 #include <QCoreApplication>
 
 class Note final : public QWManagedObjectWithSyncSupport {
@@ -29,7 +29,8 @@ int main(int argc, char** argv) {
         qFatal("%s", qPrintable(error.message));
     const auto context = std::make_shared<QWManagedObjectContext>(coordinator);
     QWDropboxSyncCoreData engine(context, {"Note"}, QUrl::fromLocalFile(folder + "/cache"));
-    engine.activateSyncWithDropboxRestClient(client);
+    const auto supervisor = QWSyncSupervisor::create(engine, client);
+    supervisor->activate();
 
     for (const QString& text : arguments.mid(3))
         context->insertObject("Note")->setValueForKey("text", text);
@@ -37,8 +38,8 @@ int main(int argc, char** argv) {
         qFatal("%s", qPrintable(error.message));
 
     // In step: nothing more to fetch or to send.
-    QObject::connect(&engine, &QWDropboxSyncCoreData::statusChanged, &application, [&](quint64 status) {
-        if (status == QWDropboxSyncStatusIdle && engine.numberOfObjectsWaitingSync() == 0)
+    QObject::connect(supervisor.get(), &QWSyncSupervisor::progressed, &application, [&] {
+        if (supervisor->isAtRest() && engine.numberOfObjectsWaitingSync() == 0)
             application.quit();
     });
     application.exec();

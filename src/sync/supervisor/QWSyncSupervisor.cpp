@@ -214,6 +214,7 @@ void QWSyncSupervisor::lookSoon() {
         if (const auto self = weak.lock()) {
             self->willLook_ = false;
             self->look();
+            Q_EMIT self->progressed();
         }
     });
 }

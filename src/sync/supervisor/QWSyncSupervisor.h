@@ -101,7 +101,7 @@ Q_SIGNALS:
     void fileFailed(const QString& fileName, const QString& reason);
     // The cloud could not be asked for changes or for the sync folder; it is asked again.
     void queryFailed(const QString& reason);
-    // After the engine has had an answer.
+    // The engine has had an answer, or has another status, and what follows from that has been asked for.
     void progressed();
 
 private:
@@ -124,7 +124,7 @@ private:
     void sendConflictedImage(const QString& copy);
     void finishConflictedImage(const QString& copy, const std::optional<DBMetadata>& standing);
     void repeatLater(const QString& operation, const QWError& error, std::function<void()> repetition);
-    // Looks, soon, whether something is due.
+    // Looks whether something is due, on a turn of the run loop of its own.
     void lookSoon();
     void look();
     void restart();

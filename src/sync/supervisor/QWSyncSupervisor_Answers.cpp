@@ -16,7 +16,6 @@ void QWSyncSupervisor::finish(const std::function<void(DBRestClientDelegate&)>& 
     if (auto* to = delegate())
         callEngine([&](auto&) { answer(*to); });
     lookSoon();
-    Q_EMIT progressed();
 }
 
 // Queries ---------------------------------------------------------------------------------------------------

@@ -106,14 +106,17 @@ TEST_F(FolderLookUp, A_look_up_made_meanwhile_takes_the_place_of_the_one_that_is
     watch(500);
     desktop.activate();
     desktop.advance(1s);
-    for (int impatience = 0; impatience < 5; ++impatience)
+    for (int impatience = 0; impatience < 3; ++impatience)
         desktop.activate();
     desktop.advance(1s);
     desktop.client->forgetRequests();
+    desktop.advance(9min);
+    EXPECT_EQ(count(QWRestRequest::LoadMetadata), 2) << "after 80 and 160 s";
+    desktop.client->forgetRequests();
     fails = false;
     desktop.activate();
-    desktop.advance(30min);
-    EXPECT_EQ(count(QWRestRequest::LoadMetadata), 1);
+    desktop.advance(9min);
+    EXPECT_EQ(desktop.client->requests().size(), 2u) << "one look-up, one query";
 }
 
 TEST_F(FolderLookUp, A_refused_token_is_passed_on) {
@@ -159,6 +162,23 @@ TEST_F(FolderLookUp,
     desktop.advance(10min);
     EXPECT_EQ(count(QWRestRequest::LoadDelta), 2);
     EXPECT_TRUE(desktop.find("OTHERS"));
+}
+
+TEST_F(FolderLookUp,
+       What_was_deleted_elsewhere_between_the_first_upload_and_the_first_query_is_deleted_here) {
+    const auto kept = desktop.add("Author", {{"name", "Kept"}});
+    const auto gone = desktop.add("Author", {{"name", "Gone"}});
+    const QString keptUUID = kept->uuid(), goneUUID = gone->uuid(), goneFile = fileName(*gone, "data");
+    desktop.save();
+    desktop.client->on(QWRestRequest::LoadDelta).where([&, isThere = true](const QWRestRequest&) mutable {
+        if (std::exchange(isThere, false))
+            cloud.remove(goneFile);
+        return true;
+    });
+    desktop.activate();
+    pass(30);
+    EXPECT_TRUE(desktop.find(keptUUID, "Author"));
+    EXPECT_FALSE(desktop.find(goneUUID, "Author"));
 }
 
 TEST_F(FolderLookUp, An_activation_that_finds_no_folder_and_has_nothing_to_send_asks_for_changes_at_once) {

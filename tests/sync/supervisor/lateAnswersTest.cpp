@@ -135,6 +135,25 @@ TEST_F(LateAnswers, A_late_download_that_found_no_file_changes_nothing) {
     delegate().restClientLoadFileFailedWithError(*client, failure(404, info(request)));
     pass(3600);
     expectInactive();
+    activate();
+    page({}, "cursor-1");
+    turn();
+    EXPECT_EQ(client->log(), QStringList{"delta"}) << "nor is the next activation begun anew";
+}
+
+TEST_F(LateAnswers, A_late_download_that_found_no_file_lets_the_next_activity_start_anew) {
+    const QWLogCapture log;
+    const auto request = endInDownload(*this);
+    activate();
+    page({}, "cursor-1");
+    delegate().restClientLoadFileFailedWithError(*client, failure(404, info(request)));
+    page({}, "cursor-2");
+    EXPECT_EQ(engine().status(), QWDropboxSyncStatusIdle);
+    EXPECT_EQ(desktop.supervisor->requestsOut(), 0);
+    EXPECT_FALSE(desktop.supervisor->isAtRest());
+    turn();
+    page({}, "cursor-3");
+    EXPECT_TRUE(desktop.supervisor->isAtRest());
 }
 
 TEST_F(LateAnswers, A_late_download_that_failed_is_not_repeated) {

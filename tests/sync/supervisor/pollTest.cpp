@@ -137,15 +137,29 @@ TEST_F(StoppedPolls, A_timer_that_fires_when_the_token_was_refused_changes_nothi
 }
 
 TEST_F(StoppedPolls, A_timer_that_fires_while_a_query_is_out_makes_none_and_the_status_stays) {
-    pass(590);
+    pass(0.5);
     desktop.supervisor->syncNow();
     client->forget();
-    pass(60);
+    pass(650);
     EXPECT_EQ(client->log(), QStringList());
     EXPECT_EQ(engine().status(), QWDropboxSyncStatusCheckingForUpdates);
     page({}, "cursor-1");
     EXPECT_EQ(engine().status(), QWDropboxSyncStatusIdle);
     EXPECT_EQ(desktop.savedCursor(), "cursor-1");
+}
+
+TEST_F(StoppedPolls, A_timer_that_fires_while_a_batch_runs_makes_no_query) {
+    pass(0.5);
+    receive({changed("Author!!!A.data")});
+    ASSERT_EQ(client->log(), QStringList{"load " + remote("Author!!!A.data")});
+    pass(650);
+    EXPECT_EQ(client->requests.size(), 1u);
+    EXPECT_EQ(engine().status(), QWDropboxSyncStatusCheckingForUpdates);
+    loaded(client->requests[0], record("Ann", "2026-01-01 00:00:00 +0000"));
+    EXPECT_EQ(engine().status(), QWDropboxSyncStatusIdle);
+    client->forget();
+    pass(601);
+    EXPECT_EQ(client->log(), QStringList{"delta"});
 }
 
 TEST_F(StoppedPolls, A_timer_that_is_not_due_leaves_an_upload_its_status) {

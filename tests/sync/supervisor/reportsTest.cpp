@@ -180,6 +180,17 @@ TEST_F(Reports, At_rest_is_not_while_anything_is_out) {
     EXPECT_TRUE(supervisor().isAtRest());
 }
 
+TEST_F(Reports, At_rest_is_not_before_the_first_activation_has_asked_for_changes) {
+    engine().tokenBecameInvalid();
+    desktop.client->forgetRequests();
+    QObject::connect(&engine(), &QWDropboxSyncCoreData::statusChanged, &engine(),
+                     [&] { EXPECT_TRUE(count(QWRestRequest::LoadDelta) == 1 || !supervisor().isAtRest()); });
+    desktop.activate();
+    pass(10);
+    EXPECT_EQ(count(QWRestRequest::LoadDelta), 1);
+    EXPECT_TRUE(supervisor().isAtRest());
+}
+
 TEST_F(Reports, At_rest_is_not_while_a_deletion_of_a_copy_is_to_be_repeated) {
     const QWLogCapture log;
     receive("Book!!!X.data", book("T"));
@@ -193,11 +204,28 @@ TEST_F(Reports, At_rest_is_not_while_a_deletion_of_a_copy_is_to_be_repeated) {
     EXPECT_EQ(cloud.fileNames(), QStringList{"Book!!!X.data"});
 }
 
-TEST_F(Reports, Progress_is_told_after_the_engine_has_had_each_answer) {
-    std::vector<quint64> statuses;
-    QObject::connect(&supervisor(), &QWSyncSupervisor::progressed, &engine(),
-                     [&] { statuses.push_back(engine().status()); });
+TEST_F(Reports, Once_it_has_told_of_a_rest_it_asks_for_nothing_more) {
+    receive("Book!!!X.data", book("T"));
+    cloud.put("Book!!!X.image", "cover");
+    cloud.put("Book!!!X (Bob's conflicted copy).image", "cover");
+    std::optional<qint64> requests;
+    QObject::connect(&supervisor(), &QWSyncSupervisor::progressed, &engine(), [&] {
+        if (supervisor().isAtRest() && !requests)
+            requests = supervisor().requests().total();
+    });
     supervisor().syncNow();
+    pass(60);
+    EXPECT_EQ(supervisor().requests().deletions, 1) << "the copy";
+    EXPECT_EQ(supervisor().requests().total(), requests);
+}
+
+TEST_F(Reports, Progress_is_told_after_the_engine_has_had_each_answer) {
+    int answers = 0;
+    QObject::connect(&supervisor(), &QWSyncSupervisor::progressed, &engine(),
+                     [&] { answers += supervisor().requestsOut() == 0; });
+    supervisor().syncNow();
+    EXPECT_EQ(answers, 0);
     pass(1);
-    EXPECT_EQ(statuses, std::vector<quint64>{QWDropboxSyncStatusIdle});
+    EXPECT_EQ(answers, 1);
+    EXPECT_TRUE(supervisor().isAtRest());
 }

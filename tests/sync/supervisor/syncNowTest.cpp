@@ -75,6 +75,50 @@ TEST_F(SyncNow, The_poll_that_comes_while_it_waits_serves_as_well) {
     EXPECT_EQ(queries(), 1);
 }
 
+TEST_F(SyncNow, While_a_failed_request_waits_to_be_repeated_it_waits_too) {
+    begin();
+    desktop.client->on(QWRestRequest::Upload).first(1).answersWith(500);
+    desktop.client->forgetRequests();
+    desktop.add("Author", {{"name", "Ann"}});
+    desktop.save();
+    pass(1);
+    supervisor().syncNow();
+    pass(8);
+    EXPECT_EQ(queries(), 0);
+    EXPECT_EQ(engine().status(), QWDropboxSyncStatusUploading);
+    pass(10);
+    EXPECT_EQ(queries(), 1);
+}
+
+TEST_F(SyncNow, While_the_folder_is_not_found_it_waits_too) {
+    desktop.client->on(QWRestRequest::LoadMetadata).first(2).answersWith(500);
+    desktop.activate();
+    pass(1);
+    supervisor().syncNow();
+    pass(25);
+    EXPECT_EQ(queries(), 0);
+    pass(10);
+    EXPECT_EQ(queries(), 1);
+}
+
+TEST_F(SyncNow, An_upload_that_is_in_flight_through_a_batch_is_waited_for) {
+    begin();
+    pass(597);
+    desktop.client->on(QWRestRequest::Upload).first(1).answersWith(500);
+    desktop.client->forgetRequests();
+    desktop.add("Author", {{"name", "Ann"}});
+    desktop.save();
+    desktop.client->on(QWRestRequest::LoadDelta).first(1).delaysAnswer(2s);
+    pass(3);
+    ASSERT_EQ(engine().status(), QWDropboxSyncStatusCheckingForUpdates);
+    supervisor().syncNow();
+    pass(3);
+    ASSERT_EQ(engine().numberOfObjectsSyncing(), 1);
+    EXPECT_EQ(queries(), 1) << "the poll";
+    pass(10);
+    EXPECT_EQ(queries(), 2);
+}
+
 TEST_F(SyncNow, While_the_engine_is_inactive_it_does_nothing_then_or_later) {
     begin();
     engine().deactivateSync();
