@@ -133,7 +133,6 @@ TEST_F(LateAnswers, A_late_download_that_found_no_file_changes_nothing) {
     const QWLogCapture log;
     const auto request = endInDownload(*this);
     delegate().restClientLoadFileFailedWithError(*client, failure(404, info(request)));
-    pass(3600);
     expectInactive();
     activate();
     page({}, "cursor-1");

@@ -215,6 +215,33 @@ TEST_F(Versions, A_version_without_a_date_is_behind_and_a_record_without_one_tak
     EXPECT_EQ(titleInCloud(), "M");
 }
 
+// The record is in flight when only its date changes.
+namespace {
+
+void dateInFlight(OneVersion& test) {
+    test.desktop.client->on(QWRestRequest::Upload).first(1).delaysAnswer(5s);
+    test.desktop.find("X")->setValueForKey("title", "N");
+    test.desktop.save();
+    test.pass(2);
+    test.desktop.find("X")->setDateModified(QDateTime(QDate(2027, 1, 1), QTime(0, 0), Qt::UTC));
+    test.desktop.save();
+    test.pass(60);
+}
+
+} // namespace
+
+TEST_F(VersionsAlone, A_date_that_is_set_while_its_record_is_in_flight_is_not_sent) {
+    dateInFlight(*this);
+    EXPECT_FALSE(cloud.bytes("Book!!!X.data").contains("2027-01-01"));
+}
+
+TEST_F(Versions, A_date_that_is_set_while_its_record_is_in_flight_is_sent) {
+    dateInFlight(*this);
+    EXPECT_TRUE(cloud.bytes("Book!!!X.data").contains("2027-01-01"));
+    EXPECT_EQ(uploads(), 2);
+    EXPECT_TRUE(desktop.isIdle());
+}
+
 // Copies of a conflict --------------------------------------------------------------------------------------
 
 TEST_F(Versions, Somebody_elses_copy_that_is_declined_queues_nothing_and_is_deleted) {
