@@ -179,8 +179,8 @@ void QWDropboxSyncCoreData::restClientUploadedFile(DBRestClient&, const QString&
 
 bool QWDropboxSyncCoreData::hasImageChangedSinceItWasSent(const QString& path) {
     const auto sent = imageDatesSent_.take(path);
-    const auto present = environment().files().modificationDate(path);
-    return sent && present && *present != *sent;
+    const auto present = sent ? environment().files().modificationDate(path) : std::nullopt;
+    return present && *present != *sent;
 }
 
 // So that the change counts as one that the cloud lacks, also when this row is given up.
