@@ -81,20 +81,38 @@ bool writeFigures(const QString& path, const QJsonArray& figures) {
     return false;
 }
 
+bool isOk(const Row& row) {
+    switch (row.goal) {
+    case Goal::AtMost:
+        return row.ratio <= row.target;
+    case Goal::AtLeast:
+        return row.ratio >= row.target;
+    case Goal::Figure:
+        break;
+    }
+    return true;
+}
+
+void print(const Row& row) {
+    if (row.goal == Goal::Figure)
+        std::printf("%-84s %8.2f\n", qPrintable(row.name), row.ratio);
+    else
+        std::printf("%-84s %8.2f %6.2f  %s\n", qPrintable(row.name), row.ratio, row.target,
+                    isOk(row) ? "ok" : "short");
+}
+
 } // namespace
 
 int report(const std::vector<Row>& rows, const QStringList& arguments) {
     bool allOk = true;
     QJsonArray figures;
     for (const Row& row : rows) {
-        const bool ok = row.ratio <= row.target;
-        allOk = allOk && ok;
-        std::printf("%-84s %8.2f %6.1f  %s\n", qPrintable(row.name), row.ratio, row.target,
-                    ok ? "ok" : "short");
+        allOk = allOk && isOk(row);
+        print(row);
         figures.append(QJsonObject{{"name", row.name},
                                    {"ratio", row.ratio},
-                                   {"target", row.target},
-                                   {"ok", ok},
+                                   {"target", row.goal == Goal::Figure ? QJsonValue() : row.target},
+                                   {"ok", isOk(row)},
                                    {"unit", row.unit},
                                    {"subject", toArray(row.subject)},
                                    {"peer", toArray(row.peer)}});

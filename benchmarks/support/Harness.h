@@ -17,6 +17,9 @@ double median(std::vector<double> values);
 double residentKilobytes();
 double peakKilobytes();
 
+// How a row's ratio and its target stand to each other; a figure has no target.
+enum class Goal { AtMost, AtLeast, Figure };
+
 struct Row {
     QString name;
     double target = 0;
@@ -24,6 +27,7 @@ struct Row {
     std::vector<double> subject; // what each round measured, in `unit`
     std::vector<double> peer;
     QString unit = QStringLiteral("s");
+    Goal goal = Goal::AtMost;
 };
 
 // Runs both `rounds` times after one round that does not count. The functions answer the seconds that count,
@@ -31,7 +35,7 @@ struct Row {
 Row compare(const QString& name, double target, int rounds, const std::function<double()>& subject,
             const std::function<double()>& peer);
 
-// Prints a line for each row (name, ratio, target, ok or short), writes every figure to the file that
+// Prints a line for each row (name, ratio, target, ok or short; a figure alone), writes every figure to the file that
 // `--json FILE` names, and answers the exit status: 1 when any row is short.
 int report(const std::vector<Row>& rows, const QStringList& arguments);
 

@@ -1,7 +1,7 @@
-#include "core/QWManagedObjectWithSyncSupport.h"
 #include "dropbox/folder/QWFolderRestClient.h"
 #include "support/BareSQLite.h"
 #include "support/Harness.h"
+#include "sync/Items.h"
 #include "sync/QWDropboxSyncCoreData.h"
 #include "testing/QWVirtualWorld.h"
 
@@ -17,30 +17,6 @@ constexpr int few = 1000;
 constexpr int many = 100000;
 constexpr int repeats = 10; // of the small runs, which end too soon to be measured once
 
-class Item final : public QWManagedObjectWithSyncSupport {
-public:
-    const QWFieldDescriptions* fieldDescriptions() const override {
-        static const QWFieldDescriptions fields = [] {
-            QWFieldDescriptions list;
-            for (const char* key : {"title", "author", "place"})
-                list.push_back(std::make_shared<QWManagedObjectFieldDescriptionString>(key, key));
-            list.push_back(std::make_shared<QWManagedObjectFieldDescriptionDate>("dateModified", "Modified",
-                                                                                 dateModifiedFormatter()));
-            return list;
-        }();
-        return &fields;
-    }
-};
-
-std::shared_ptr<QWManagedObjectModel> makeModel() {
-    auto model = std::make_shared<QWManagedObjectModel>();
-    auto& item = model->addEntity<Item>("Item");
-    addSyncAttributes(item);
-    for (const char* key : {"title", "author", "place"})
-        item.addAttribute(key, QWAttributeType::String);
-    return model;
-}
-
 struct Cloud {
     std::shared_ptr<QWVirtualRunLoop> runLoop = std::make_shared<QWVirtualRunLoop>();
     QWVirtualWorld world{1000, runLoop};
@@ -50,7 +26,7 @@ struct Cloud {
 // One desktop on the cloud's folder.
 struct Desktop {
     Desktop(const Cloud& cloud, quint64 seed) : world(seed, cloud.runLoop), environment(world.environment()) {
-        auto coordinator = std::make_shared<QWPersistentStoreCoordinator>(makeModel(), environment);
+        auto coordinator = std::make_shared<QWPersistentStoreCoordinator>(items::makeModel(), environment);
         QWError error;
         if (!coordinator->addStore(files.filePath("host.sqlite"), {}, &error))
             throw std::runtime_error(error.message.toStdString());
@@ -61,13 +37,7 @@ struct Desktop {
     }
 
     void addRecords(int count) {
-        for (int i = 0; i < count; ++i) {
-            const auto item = context->insertObject(QStringLiteral("Item"));
-            item->setValueForKey(titleKey, QStringLiteral("title number %1").arg(i));
-            item->setValueForKey(authorKey, QStringLiteral("author number %1").arg(i * 3));
-            item->setValueForKey(placeKey, QStringLiteral("place number %1").arg(i * 7));
-        }
-        context->save();
+        items::add(*context, count);
         world.runLoop->runDue();
     }
 
@@ -82,9 +52,7 @@ struct Desktop {
         if (!isDone)
             throw std::runtime_error("the desktop does not come to rest");
     }
-    qint64 records() { return context->count(QWFetchRequest("Item")).value_or(-1); }
 
-    static inline const QString titleKey = "title", authorKey = "author", placeKey = "place";
     QTemporaryDir files;
     QWVirtualWorld world;
     std::shared_ptr<QWEnvironment> environment;
@@ -112,7 +80,7 @@ Cost costOf(int count) {
     const double beforeDownload = bench::residentKilobytes();
     cost.download = bench::seconds([&] { receiver.sync(); }) / count;
     cost.downloadedKilobytes = (bench::peakKilobytes() - beforeDownload) / count;
-    if (receiver.records() != count)
+    if (items::count(*receiver.context) != count)
         throw std::runtime_error("records are missing after the download");
     return cost;
 }
