@@ -70,9 +70,9 @@ public:
     void loadMetadata(const QString& path) override;
 
 private:
-    void loadPage(std::shared_ptr<QWDeltaQuery> query);
-    void pageLoaded(std::shared_ptr<QWDeltaQuery> query, const QWHTTPAnswer& answer);
-    void uploadPiece(std::shared_ptr<QWFileUpload> upload);
+    void loadPage(const std::shared_ptr<QWDeltaQuery>& query);
+    void pageLoaded(const std::shared_ptr<QWDeltaQuery>& query, const QWHTTPAnswer& answer);
+    void uploadPiece(const std::shared_ptr<QWFileUpload>& upload);
     void uploadAnswered(const QWFileUpload& upload, const QWHTTPAnswer& answer);
 
     std::shared_ptr<QWEnvironment> environment_;

@@ -155,7 +155,7 @@ void QWManagedObject::notifyObservers(const QString& key, Phase phase) {
     if (observersOfKey == observers->cend())
         return;
     // A copy, which shares the entries: an observer may make the hash grow.
-    auto list = *observersOfKey;
+    auto list = *observersOfKey; // NOLINT(performance-unnecessary-copy-initialization)
     list.notify(*this, key, phase);
 }
 

@@ -30,7 +30,7 @@ void QWResetListing::fileWritten(const QString& fileName) {
 bool QWResetListing::pageArrived(const QList<DBDeltaEntryRef>& entries, bool reset, bool hasMore) {
     --unansweredQueries_;
     if (reset)
-        listing_.emplace();
+        listing_.emplace(Listing{{}, false});
     if (!listing_)
         return false;
     for (const auto& entry : entries) {

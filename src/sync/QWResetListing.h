@@ -36,7 +36,7 @@ private:
     QSet<QString> written_; // while queries are out or a listing is under way
     struct Listing {
         QSet<QString> fileNames;
-        bool holdsSyncFolder = false;
+        bool holdsSyncFolder;
     };
     std::optional<Listing> listing_;
 };

@@ -90,7 +90,8 @@ void QWHTTPExchange::finished() {
 void QWHTTPExchange::end(QWHTTPAnswer answer) {
     watch_.cancel();
     dropReply();
-    answer_ = runLoop_.post([completion = std::move(completion_), answer] { completion(answer); });
+    answer_ = runLoop_.post(
+        [completion = std::move(completion_), answer = std::move(answer)] { completion(answer); });
 }
 
 void QWHTTPExchange::watchForStall() {

@@ -74,12 +74,12 @@ void QWHTTPRestClient::loadDelta(const QString& cursor) {
     loadPage(goesOn ? interrupted : std::make_shared<QWDeltaQuery>(cursor));
 }
 
-void QWHTTPRestClient::loadPage(std::shared_ptr<QWDeltaQuery> query) {
+void QWHTTPRestClient::loadPage(const std::shared_ptr<QWDeltaQuery>& query) {
     transport_->send(QWHTTPLane::Query, pageRequest(query->cursor(), pageSize_),
                      [this, query](const QWHTTPAnswer& answer) { pageLoaded(query, answer); });
 }
 
-void QWHTTPRestClient::pageLoaded(std::shared_ptr<QWDeltaQuery> query, const QWHTTPAnswer& answer) {
+void QWHTTPRestClient::pageLoaded(const std::shared_ptr<QWDeltaQuery>& query, const QWHTTPAnswer& answer) {
     const auto page = answer.status == 200 ? qw::http::page(answer.body) : std::nullopt;
     const bool goesOn = page && page->hasMore && page->cursor != query->cursor();
     if (goesOn) {
@@ -118,7 +118,7 @@ void QWHTTPRestClient::uploadFile(const QString& filename, const QString& folder
                                                transport_->newTurn()));
 }
 
-void QWHTTPRestClient::uploadPiece(std::shared_ptr<QWFileUpload> upload) {
+void QWHTTPRestClient::uploadPiece(const std::shared_ptr<QWFileUpload>& upload) {
     transport_->send(
         QWHTTPLane::Upload, upload->turn(), [upload](QWError* error) { return upload->request(error); },
         [this, upload](const QWHTTPAnswer& answer) {

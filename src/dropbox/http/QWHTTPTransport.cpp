@@ -1,6 +1,7 @@
 #include "dropbox/http/QWHTTPTransport.h"
 
 #include <QJsonDocument>
+#include <QLoggingCategory>
 #include <QNetworkReply>
 #include <algorithm>
 

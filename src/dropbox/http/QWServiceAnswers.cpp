@@ -113,7 +113,7 @@ std::optional<Page> page(const QByteArray& text) {
     Page result{{}, (*object)["cursor"].toString(), (*object)["has_more"].toBool()};
     if (result.cursor.isEmpty())
         return std::nullopt;
-    for (const QJsonValue& value : (*object)["entries"].toArray()) {
+    for (const auto& value : (*object)["entries"].toArray()) {
         const QJsonObject entry = value.toObject();
         const QString tag = entry[".tag"].toString();
         const QString path = entry["path_lower"].toString();

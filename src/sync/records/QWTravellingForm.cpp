@@ -29,7 +29,10 @@ QVariantMap travellingForm(const QVariantMap& record, const QWManagedObjectWithS
     for (auto value = record.begin(); value != record.end(); ++value)
         if (!value->isNull())
             form.insert(value.key(), *value);
-    for (const auto& field : *object.fieldDescriptions()) {
+    const auto* fields = object.fieldDescriptions();
+    if (!fields)
+        return form;
+    for (const auto& field : *fields) {
         const auto value = form.find(field->key());
         const auto* property = object.entity().property(field->key());
         if (value == form.end() || !property)
