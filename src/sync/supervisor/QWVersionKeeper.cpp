@@ -148,10 +148,14 @@ void QWVersionKeeper::restoreImageDates() {
         files().setModificationDate(image.path, image.date);
 }
 
-// A conflicted copy of an image would make a deleted record again, bare. Where the record lives the copy is
-// imported like any image, but for one of this desktop's own image.
+// A conflicted copy of an image would make a deleted record again, bare. Where the record lives, or comes in the
+// same page, the copy is imported like any image, but for one of this desktop's own image.
 QList<DBDeltaEntryRef> QWVersionKeeper::preparePage(const QList<DBDeltaEntryRef>& page,
                                                     QStringList& ownCopies) {
+    std::set<QString> uuidsOfRecords;
+    for (const auto& entry : page)
+        if (entry->metadata && qw::text::pathExtension(entry->lowercasePath) == QWDBFileNameDataExtension)
+            uuidsOfRecords.insert(qw::sync::uuidNamedByFile(entry->metadata->filename()));
     QList<DBDeltaEntryRef> kept;
     for (const auto& entry : page) {
         const QString name = qw::text::lastPathComponent(entry->lowercasePath);
@@ -160,7 +164,7 @@ QList<DBDeltaEntryRef> QWVersionKeeper::preparePage(const QList<DBDeltaEntryRef>
         } else if (isConflictedImage(name)) {
             if (entry->metadata && engine_.fileMetadataManager().fileMetadataForFileName(name, false))
                 ownCopies.append(entry->metadata->filename());
-            else if (hostsObject(name))
+            else if (hostsObject(name) || uuidsOfRecords.count(qw::sync::uuidNamedByFile(name)) > 0)
                 kept.append(entry);
         } else {
             kept.append(entry);

@@ -239,6 +239,15 @@ TEST_F(OneImage, A_copy_of_an_image_whose_record_lives_is_taken_like_any_image_a
     EXPECT_FALSE(desktop.fileMetadata(copy));
 }
 
+TEST_F(OneImage, A_copy_of_an_image_that_comes_with_its_record_is_taken_and_deleted) {
+    cloud.putRecord("Book!!!X.data", book("T"));
+    cloud.put(copy, "cover");
+    supervisor().syncNow();
+    pass(30);
+    EXPECT_EQ(desktop.image(*desktop.find("X")), "cover");
+    EXPECT_EQ(cloud.fileNames(), (QStringList{"Book!!!X.data", "Book!!!X.image"}));
+}
+
 TEST_F(OneImageAlone, An_image_that_is_set_while_its_record_is_in_flight_is_not_sent) {
     const auto book = imageSetInFlight(*this);
     EXPECT_EQ(cloud.fileNames(), QStringList{fileName(*book, "data")});
