@@ -39,6 +39,10 @@ protected:
 struct BadDay {
     const char* rule; // of the server, for every request; null: nobody listens
     const char* reason;
+
+    friend void PrintTo(const BadDay& day, std::ostream* out) {
+        *out << (day.rule ? day.rule : "nobody listens");
+    }
 };
 
 class AtlasProcessBadDay : public AtlasProcessServer, public WithParamInterface<BadDay> {};

@@ -143,10 +143,10 @@ TEST_F(LostCursor, A_deletion_that_it_hid_is_applied) {
 
 TEST_F(LostCursor, A_deletion_is_applied_when_the_cursor_is_lost_between_two_pages_too) {
     const QString last = "Author!!!" + keep->uuid() + ".data";
-    b.folderClient = std::make_unique<QWFolderRestClient>(
+    b.cloudClient = std::make_unique<QWFolderRestClient>(
         cloud.folder, b.environment,
         QWFolderRestClientOptions{.latency = std::chrono::seconds(1), .pageSize = 2});
-    b.engine->activateSyncWithDropboxRestClient(std::move(b.folderClient));
+    b.engine->activateSyncWithDropboxRestClient(std::move(b.cloudClient));
     cloud.put("Author!!!OTHER.data", R"({"name":"Other"})");
     b.advance(std::chrono::milliseconds(1500));
     cloud.remove(last);

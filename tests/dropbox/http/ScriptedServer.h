@@ -3,6 +3,7 @@
 #include <QHash>
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <QUrl>
 #include <deque>
 #include <sys/socket.h>
 #include <vector>

@@ -1,6 +1,10 @@
 #pragma once
 
 #include <QByteArray>
+#include <QSslConfiguration>
+#include <QSslKey>
+#include <QSslServer>
+#include <memory>
 
 // A certificate for 127.0.0.1, from 2020 to 2120, that vouches for itself, and its key. Both are public: good
 // for tests alone.
@@ -21,3 +25,26 @@ AwEHoUQDQgAERpk1rRqzcfM1iz9gXi/NQoWlSjaivQLFRJDgJWOCOAZ/IyU3bXvd
 IAMyqmnEFa7Bx1LbaF042e1UYppaDgNuMA==
 -----END EC PRIVATE KEY-----
 )";
+
+inline std::unique_ptr<QTcpServer> serverWithTestCertificate() {
+    QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
+    configuration.setLocalCertificate(QSslCertificate(testCertificate));
+    configuration.setPrivateKey(QSslKey(testKey, QSsl::Ec));
+    auto server = std::make_unique<QSslServer>();
+    server->setSslConfiguration(configuration);
+    return server;
+}
+
+// While this lives, the certificate is one that this machine trusts.
+class TrustInTestCertificate {
+public:
+    TrustInTestCertificate() {
+        QSslConfiguration trusting = usual_;
+        trusting.addCaCertificate(QSslCertificate(testCertificate));
+        QSslConfiguration::setDefaultConfiguration(trusting);
+    }
+    ~TrustInTestCertificate() { QSslConfiguration::setDefaultConfiguration(usual_); }
+
+private:
+    const QSslConfiguration usual_ = QSslConfiguration::defaultConfiguration();
+};

@@ -2,32 +2,12 @@
 #include "dropbox/http/TestCertificate.h"
 #include "testing/QWLogCapture.h"
 
-#include <QSslKey>
-#include <QSslServer>
-
 namespace {
 
 using HTTPTrust = HTTPClientTest;
 
-std::unique_ptr<QTcpServer> serverWithCertificate() {
-    QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
-    configuration.setLocalCertificate(QSslCertificate(testCertificate));
-    configuration.setPrivateKey(QSslKey(testKey, QSsl::Ec));
-    auto server = std::make_unique<QSslServer>();
-    server->setSslConfiguration(configuration);
-    return server;
-}
-
 class HTTPSTrust : public HTTPClientTest {
 protected:
-    ~HTTPSTrust() override { QSslConfiguration::setDefaultConfiguration(usual_); }
-
-    // From here on the server's certificate is one that this machine trusts.
-    void trustTestCertificate() {
-        QSslConfiguration trusting = usual_;
-        trusting.addCaCertificate(QSslCertificate(testCertificate));
-        QSslConfiguration::setDefaultConfiguration(trusting);
-    }
     void useServer(const ScriptedServer& other) {
         auto with = options();
         with.apiHost = with.contentHost = other.url("https");
@@ -44,14 +24,11 @@ protected:
             << delegate.errors[0].message.toStdString();
         EXPECT_TRUE(impostor.requests().empty());
     }
-
-private:
-    const QSslConfiguration usual_ = QSslConfiguration::defaultConfiguration();
 };
 
 TEST_F(HTTPSTrust, A_server_whose_certificate_is_trusted_is_asked) {
-    trustTestCertificate();
-    ScriptedServer trusted(serverWithCertificate());
+    const TrustInTestCertificate trust;
+    ScriptedServer trusted(serverWithTestCertificate());
     useServer(trusted);
     trusted.sendJson(R"({"entries":[],"cursor":"c1","has_more":false})");
     client->loadDelta({});
@@ -59,12 +36,12 @@ TEST_F(HTTPSTrust, A_server_whose_certificate_is_trusted_is_asked) {
 }
 
 TEST_F(HTTPSTrust, A_server_whose_certificate_nobody_vouches_for_gets_no_byte_of_a_request) {
-    expectNoByteFor(ScriptedServer(serverWithCertificate()));
+    expectNoByteFor(ScriptedServer(serverWithTestCertificate()));
 }
 
 TEST_F(HTTPSTrust, A_server_whose_certificate_is_for_another_host_gets_no_byte_of_a_request) {
-    trustTestCertificate();
-    expectNoByteFor(ScriptedServer(serverWithCertificate(), QHostAddress("127.0.0.2")));
+    const TrustInTestCertificate trust;
+    expectNoByteFor(ScriptedServer(serverWithTestCertificate(), QHostAddress("127.0.0.2")));
 }
 
 class BadToken : public HTTPClientTest, public testing::WithParamInterface<QString> {};

@@ -97,6 +97,10 @@ std::shared_ptr<QWManagedObjectModel> desktop::model() {
 
 // Cloud -----------------------------------------------------------------------------------------------------
 
+std::unique_ptr<DBRestClient> Cloud::makeClient(const std::shared_ptr<QWEnvironment>& environment) {
+    return std::make_unique<QWFolderRestClient>(folder, environment);
+}
+
 QStringList Cloud::fileNames() {
     QStringList names;
     QString cursor;
@@ -159,8 +163,8 @@ void Desktop::start() {
     engine =
         std::make_unique<QWDropboxSyncCoreData>(context, syncedEntities, QUrl::fromLocalFile(path("cache")));
     engine->setDelegate(this, this);
-    folderClient = std::make_unique<QWFolderRestClient>(cloud_.folder, environment);
-    client = std::make_shared<QWFaultyRestClient>(*folderClient, environment);
+    cloudClient = cloud_.makeClient(environment);
+    client = std::make_shared<QWFaultyRestClient>(*cloudClient, environment);
     if (supervision_ == Supervised)
         supervisor = QWSyncSupervisor::create(*engine, client);
     if (didStart)
@@ -171,7 +175,7 @@ void Desktop::crash() {
     supervisor.reset();
     engine.reset();
     client.reset();
-    folderClient.reset();
+    cloudClient.reset();
     context.reset();
     coordinator.reset();
 }

@@ -49,6 +49,10 @@ using Record = QWRef<QWManagedObjectWithSyncSupport>;
 
 struct Cloud {
     Cloud() : folder(QWAppFolder::inMemory(world.environment())) {}
+    virtual ~Cloud() = default;
+
+    // What a desktop of that environment asks it by.
+    virtual std::unique_ptr<DBRestClient> makeClient(const std::shared_ptr<QWEnvironment>& environment);
 
     QStringList fileNames(); // of the sync folder, sorted
     QByteArray bytes(const QString& fileName);
@@ -107,7 +111,7 @@ public:
     std::shared_ptr<QWEnvironment> environment;
     std::shared_ptr<QWPersistentStoreCoordinator> coordinator;
     std::shared_ptr<QWManagedObjectContext> context;
-    std::unique_ptr<QWFolderRestClient> folderClient;
+    std::unique_ptr<DBRestClient> cloudClient;
     std::shared_ptr<QWFaultyRestClient> client;
     std::unique_ptr<QWDropboxSyncCoreData> engine;
     std::shared_ptr<QWSyncSupervisor> supervisor; // null where the engine is alone
