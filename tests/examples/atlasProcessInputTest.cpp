@@ -150,7 +150,7 @@ TEST_F(AtlasProcessInput, A_damaged_cache_is_refused_and_repair_puts_it_aside_an
         overwrite(cache, 0, damage);
         for (const QStringList& command :
              {QStringList{"list", "Country"}, {"add", "Visit"}, {"sync", "--once"}, {"status"}})
-            EXPECT_THAT(b_.fails(command), HasSubstr(cache.toStdString()));
+            EXPECT_THAT(b_.fails(command), AllOf(HasSubstr(cache.toStdString()), HasSubstr("DIR repair")));
         EXPECT_EQ(contents(cache), damage);
         const QString aside = b_.tell({"repair"});
         EXPECT_EQ(contents(aside), damage);

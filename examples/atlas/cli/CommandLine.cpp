@@ -107,7 +107,7 @@ std::pair<const Command*, Arguments> parseCommandLine(const QStringList& argumen
     const auto command = std::find_if(commands().begin(), commands().end(),
                                       [&](const Command& candidate) { return candidate.name == name; });
     if (command == commands().end())
-        throw Failure(helpText() + (name.isEmpty() ? QString() : "\nno such command: " + name));
+        throw Failure("usage: " + helpText() + (name.isEmpty() ? QString() : "\nno such command: " + name));
 
     for (const Option& option : optionTable) {
         if (!parser.isSet(option.name))

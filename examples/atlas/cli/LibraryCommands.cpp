@@ -5,6 +5,7 @@
 #include "model/AtlasDigest.h"
 #include "model/AtlasModel.h"
 #include "model/ISOImport.h"
+#include "store/QWStoreError.h"
 
 using atlas::AtlasLibrary;
 
@@ -25,6 +26,12 @@ atlas::ISOTableSet tablesNamed(const QString& names) {
     return named;
 }
 
+// A cache, unlike the records, can be made anew.
+bool isDamagedCache(const QWError& error, const QString& library) {
+    return error.domain == "store" && error.code == static_cast<int>(QWStoreErrorCode::Damaged)
+           && error.userInfo.value("path").toString().startsWith(library + "/cache/");
+}
+
 } // namespace
 
 std::unique_ptr<AtlasLibrary> openLibrary(const Arguments& arguments, Missing missing) {
@@ -32,6 +39,8 @@ std::unique_ptr<AtlasLibrary> openLibrary(const Arguments& arguments, Missing mi
         throw Failure(arguments.library + ": no library there");
     QWError error;
     auto library = AtlasLibrary::open(arguments.library, &error);
+    if (!library && isDamagedCache(error, arguments.library))
+        throw Failure(error.message + " A new one is made by: atlas --library DIR repair");
     if (!library)
         throw Failure(error);
     return library;
