@@ -17,7 +17,7 @@ struct QWHTTPRestClientOptions {
     // the clear and is for servers on this machine.
     QUrl apiHost{QStringLiteral("https://api.dropboxapi.com")};
     QUrl contentHost{QStringLiteral("https://content.dropboxapi.com")};
-    // A request is given up when no byte of it or of its answer has moved for so long.
+    // A request is given up when less than 1 KiB of it or of its answer has moved for so long.
     QWRunLoop::Duration stallLimit = std::chrono::minutes(1);
     // The longest that the service is left alone at its word; it is asked again then.
     QWRunLoop::Duration longestPause = std::chrono::hours(1);
@@ -32,7 +32,7 @@ struct QWHTTPRestClientOptions {
 //
 // A delta query is answered once, when its last page is there: each path once, with its present state,
 // folders before what is in them. A query that fails between two pages goes on from there when the same
-// cursor is asked for again. A cursor that the service has lost is answered with a listing from scratch and
+// cursor is asked for again; so does one whose pages have long brought nothing new. A cursor that the service has lost is answered with a listing from scratch and
 // the reset flag.
 //
 // An upload without a parent revision, or with one that is no revision of the service, is an update of a

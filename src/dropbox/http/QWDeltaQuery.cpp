@@ -1,6 +1,8 @@
 #include "dropbox/http/QWDeltaQuery.h"
 
-void QWDeltaQuery::add(const qw::http::Page& page) {
+bool QWDeltaQuery::add(const qw::http::Page& page) {
+    constexpr int mostIdlePages = 1000;
+    const auto pathsBefore = states_.size();
     for (const auto& [path, metadata] : page.entries) {
         if (!metadata || !metadata->isDirectory) {
             const QString below = path + QLatin1Char('/');
@@ -11,6 +13,8 @@ void QWDeltaQuery::add(const qw::http::Page& page) {
         states_[path] = metadata;
     }
     cursor_ = page.cursor;
+    idlePages_ = states_.size() > pathsBefore ? 0 : idlePages_ + 1;
+    return idlePages_ == 0 || idlePages_ % mostIdlePages != 0;
 }
 
 void QWDeltaQuery::restart() {

@@ -17,7 +17,9 @@ public:
     const QString& cursor() const { return cursor_; } // of the next page, empty for the first of a listing
     bool isReset() const { return isReset_; }
 
-    void add(const qw::http::Page& page);
+    // False once a thousand pages in a row have named no further path, and after each thousand more: the service
+    // may go on like that for ever.
+    bool add(const qw::http::Page& page);
     // The cursor is lost: everything is listed from scratch.
     void restart();
     // By path, so that a folder comes before what is in it.
@@ -27,5 +29,6 @@ private:
     QString start_;
     QString cursor_;
     bool isReset_ = false;
+    int idlePages_ = 0; // in a row
     std::map<QString, std::optional<DBMetadata>> states_;
 };

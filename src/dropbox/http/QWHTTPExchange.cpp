@@ -8,6 +8,8 @@ namespace {
 
 // Far above any page of changes.
 constexpr qsizetype longestBody = 64 * 1024 * 1024;
+// A trickle is as good as nothing: a request that lived on it would hold up whatever waits for it.
+constexpr qint64 leastMove = 1024;
 
 int statusOf(const QNetworkReply& reply) {
     return reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
@@ -27,9 +29,8 @@ QWHTTPExchange::QWHTTPExchange(QNetworkReply& reply, const std::shared_ptr<QWFil
                                QWRunLoop& runLoop, QWRunLoop::Duration stallLimit, Completion completion)
     : reply_(&reply), download_(download), runLoop_(runLoop), stallLimit_(stallLimit),
       completion_(std::move(completion)), lastMove_(runLoop.now()) {
-    const auto moved = [this] { lastMove_ = runLoop_.now(); };
-    QObject::connect(reply_, &QNetworkReply::uploadProgress, &listener_, moved);
-    QObject::connect(reply_, &QNetworkReply::downloadProgress, &listener_, moved);
+    QObject::connect(reply_, &QNetworkReply::uploadProgress, &listener_,
+                     [this](qint64 sent) { moved(sent - std::exchange(bytesSent_, sent)); });
     QObject::connect(reply_, &QNetworkReply::readyRead, &listener_, [this] { readBytes(); });
     QObject::connect(reply_, &QNetworkReply::finished, &listener_, [this] { finished(); });
     watchForStall();
@@ -55,9 +56,17 @@ bool QWHTTPExchange::bringsFile() const {
     return download_ && statusOf(*reply_) == 200;
 }
 
+void QWHTTPExchange::moved(qint64 bytes) {
+    movedSince_ += bytes;
+    if (movedSince_ < leastMove)
+        return;
+    movedSince_ = 0;
+    lastMove_ = runLoop_.now();
+}
+
 void QWHTTPExchange::readBytes() {
-    lastMove_ = runLoop_.now(); // the reply tells of its progress now and then only
     const QByteArray bytes = reply_->readAll();
+    moved(bytes.size());
     if (!bringsFile()) {
         body_ += bytes;
         if (body_.size() > longestBody)
@@ -99,6 +108,6 @@ void QWHTTPExchange::watchForStall() {
         if (runLoop_.now() - lastMove_ < stallLimit_)
             return watchForStall();
         const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(stallLimit_).count();
-        end({.trouble = QStringLiteral("no byte has moved for %1 seconds").arg(seconds)});
+        end({.trouble = QStringLiteral("less than 1 KiB has moved for %1 seconds").arg(seconds)});
     });
 }

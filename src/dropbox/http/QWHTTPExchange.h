@@ -22,6 +22,7 @@ public:
 
 private:
     bool bringsFile() const;
+    void moved(qint64 bytes);
     void readBytes();
     void finished();
     void end(QWHTTPAnswer answer);
@@ -34,7 +35,9 @@ private:
     const QWRunLoop::Duration stallLimit_;
     Completion completion_;
     QByteArray body_;
-    QWRunLoop::Duration lastMove_;
+    QWRunLoop::Duration lastMove_; // when as much had moved as counts
+    qint64 movedSince_ = 0;        // bytes
+    qint64 bytesSent_ = 0;
     QWRunLoop::Handle watch_;
     QWRunLoop::Handle answer_;
     QObject listener_; // receives the reply's signals

@@ -83,8 +83,9 @@ void QWHTTPRestClient::pageLoaded(const std::shared_ptr<QWDeltaQuery>& query, co
     const auto page = answer.status == 200 ? qw::http::page(answer.body) : std::nullopt;
     const bool goesOn = page && page->hasMore && page->cursor != query->cursor();
     if (goesOn) {
-        query->add(*page);
-        return loadPage(query);
+        if (query->add(*page))
+            return loadPage(query);
+        interrupted_ = query;
     }
     if (!query->cursor().isEmpty() && !query->isReset() && isCursorLost(answer)) {
         query->restart();

@@ -149,7 +149,7 @@ TEST_P(AnyOperation, Fails_when_no_byte_moves_for_the_limit) {
     EXPECT_TRUE(delegate.lines.isEmpty());
     world.runLoop->advance(std::chrono::seconds(1));
     EXPECT_EQ(answers(), QStringList(GetParam().line.arg(0)));
-    EXPECT_TRUE(message().contains("no byte has moved for 60 seconds")) << message().toStdString();
+    EXPECT_TRUE(message().contains("less than 1 KiB has moved for 60 seconds")) << message().toStdString();
     EXPECT_EQ(bytesAt("download"), "old");
 }
 

@@ -122,6 +122,20 @@ TEST_F(HTTPChanges, That_do_not_get_on_are_an_error) {
     EXPECT_EQ(answers(), QStringList("delta 0"));
 }
 
+TEST_F(HTTPChanges, Whose_pages_have_long_brought_nothing_new_fail_and_go_on_when_asked_for_again) {
+    constexpr int mostIdlePages = 1000;
+    for (int number = 0; number <= mostIdlePages; ++number)
+        sendPage({file("/a")}, "c" + QByteArray::number(number % 2), true);
+    client->loadDelta("c");
+    EXPECT_EQ(answers(), QStringList("delta 0"));
+    EXPECT_EQ(server.requests().size(), size_t(mostIdlePages + 1));
+    sendPage({file("/b")}, "c2");
+    client->loadDelta("c");
+    answers();
+    EXPECT_EQ(asked().constLast(), "c0");
+    EXPECT_EQ(entries(), QStringList({"/a", "/b"}));
+}
+
 TEST_F(HTTPChanges, Go_on_after_a_failure_where_they_were) {
     sendPage({file("/a")}, "c1", true);
     server.send("500 Internal Server Error", "");

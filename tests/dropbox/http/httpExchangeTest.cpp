@@ -57,28 +57,43 @@ TEST_F(HTTPExchange, Answers_on_a_later_turn) {
 }
 
 TEST_F(HTTPExchange, Bears_a_slow_transfer) {
-    for (int byte = 0; byte < 10; ++byte) {
+    const QByteArray piece(1024, 'x');
+    for (int i = 0; i < 10; ++i) {
         world.runLoop->advance(59s);
-        if (byte % 2 == 0)
-            reply->bring("x");
+        if (i % 2 == 0)
+            reply->bring(piece);
         else
-            Q_EMIT reply->uploadProgress(byte, 10);
+            Q_EMIT reply->uploadProgress((i + 1) * piece.size(), 10 * piece.size());
     }
     reply->end();
     world.runLoop->runUntilIdle();
     ASSERT_EQ(answers.size(), 1u);
-    EXPECT_EQ(answers[0].body, "xxxxx");
+    EXPECT_EQ(answers[0].body, piece.repeated(5));
 }
 
 TEST_F(HTTPExchange, Gives_a_stalled_transfer_up) {
     world.runLoop->advance(30s);
-    reply->bring("x");
+    reply->bring(QByteArray(1024, 'x'));
     world.runLoop->advance(59s);
     EXPECT_TRUE(answers.empty());
     world.runLoop->advance(1s);
     ASSERT_EQ(answers.size(), 1u);
     EXPECT_EQ(answers[0].status, 0);
-    EXPECT_EQ(answers[0].trouble, "no byte has moved for 60 seconds");
+    EXPECT_EQ(answers[0].trouble, "less than 1 KiB has moved for 60 seconds");
+}
+
+TEST_F(HTTPExchange, Gives_a_trickle_up) {
+    for (int second = 0; second < 59; ++second) {
+        world.runLoop->advance(1s);
+        if (second % 2 == 0)
+            reply->bring("x");
+        else
+            Q_EMIT reply->uploadProgress(second, 1000);
+    }
+    EXPECT_TRUE(answers.empty());
+    world.runLoop->advance(1s);
+    ASSERT_EQ(answers.size(), 1u);
+    EXPECT_EQ(answers[0].trouble, "less than 1 KiB has moved for 60 seconds");
 }
 
 TEST_F(HTTPExchange, Gives_an_answer_without_end_up) {
