@@ -35,9 +35,13 @@ QString QWVersionKeeper::prepareImport(const QString& localPath, const DBMetadat
 // own upload it is the only place in the cloud, and the engine removes it.
 QString QWVersionKeeper::prepareRecord(const QString& localPath, const DBMetadata& metadata) {
     const auto bytes = files().read(localPath);
-    const auto received = bytes ? qw::sync::recordFromFileBytes(*bytes) : std::nullopt;
-    if (!received)
-        return {};
+    if (!bytes)
+        return QStringLiteral("it cannot be read");
+    const auto received = qw::sync::recordFromFileBytes(*bytes);
+    if (!received) {
+        const auto dated = presentVersion(metadata.filename());
+        return dated && dated->dateModified().isValid() ? QStringLiteral("it holds no record") : QString();
+    }
     auto& metadataManager = engine_.fileMetadataManager();
     const bool isCopy = metadataManager.isFileNameConflicted(qw::text::lowercase(metadata.filename()));
     const auto present = presentVersion(metadata.filename());

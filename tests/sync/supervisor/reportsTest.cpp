@@ -84,6 +84,35 @@ TEST_F(Reports, What_is_received_is_taken_over_or_declined_with_the_reason) {
     EXPECT_EQ(supervisor().requests().downloads, 3);
 }
 
+TEST_F(Reports, A_file_that_holds_no_record_is_declined_where_there_is_one) {
+    receive("Book!!!X.data", book("T"));
+    for (const char* bytes : {"", "no record", "[]"}) {
+        cloud.put("Book!!!X.data", bytes);
+        supervisor().syncNow();
+        pass(10);
+    }
+    EXPECT_EQ(told.mid(1), QStringList(3, "declined Book!!!X.data: it holds no record"));
+    EXPECT_EQ(supervisor().counts().received, 1);
+    EXPECT_EQ(supervisor().counts().declined, 3);
+    EXPECT_EQ(desktop.find("X")->valueForKey("title"), "T");
+}
+
+TEST_F(Reports, A_download_that_cannot_be_read_is_received_when_it_was_loaded_again) {
+    const QWLogCapture log;
+    desktop.client->on(QWRestRequest::LoadFile).first(1).staysUnanswered();
+    desktop.client->forgetRequests();
+    receive("Book!!!X.data", book("T"));
+    const auto request = desktop.client->requests(QWRestRequest::LoadFile).at(0);
+    ASSERT_TRUE(desktop.world.files->remove(request.localPath));
+    DBMetadata metadata;
+    metadata.path = request.path;
+    desktop.client->delegate()->restClientLoadedFile(*desktop.client, request.localPath, {}, metadata);
+    EXPECT_EQ(told, QStringList("declined Book!!!X.data: it cannot be read"));
+    pass(11);
+    EXPECT_EQ(told.mid(1), QStringList("received Book!!!X.data"));
+    EXPECT_EQ(supervisor().counts().received, 1);
+}
+
 TEST_F(Reports, An_image_is_taken_over_or_declined_with_the_reason) {
     receive("Book!!!X.data", book("T"));
     cloud.put("Book!!!X.image", "cover");
