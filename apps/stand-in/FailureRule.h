@@ -21,7 +21,7 @@ struct Failure {
         Status, // answered with that status, and not carried out
         HTML,   // answered with a page, as by a network that wants a login; not carried out
         Empty,  // answered with nothing in the body; not carried out
-        Drop,   // the connection is closed before the request is read; not carried out
+        Drop,   // the connection is closed once the request's head is there; not carried out
         Lost,   // carried out, then the connection is closed
         Cut,    // carried out, then half of the answer is sent
         Delay,  // carried out

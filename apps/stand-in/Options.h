@@ -6,6 +6,7 @@
 
 namespace standin {
 
+// What the command line asks for: docs/stand-in.md.
 struct Options {
     quint16 port = 0;  // 0: a free one
     QString directory; // empty: in memory

@@ -15,7 +15,7 @@ struct Failure;
 // What is on its way between the head of a request and the end of its answer.
 struct Exchange {
     QString route;
-    bool isDropped = false;           // the connection is closed before the request is read
+    bool isDropped = false;           // the connection is closed before the body is read
     const Failure* failure = nullptr; // what the handler does to it on purpose, if anything
 };
 

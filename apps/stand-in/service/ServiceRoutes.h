@@ -3,7 +3,7 @@
 #include "service/Refusals.h"
 #include "service/Service.h"
 
-// What the files of `Service` share.
+// What the files of `Service` share, and nobody else includes.
 namespace standin {
 
 struct Service::Route {

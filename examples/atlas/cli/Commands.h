@@ -21,6 +21,8 @@ int runConnect(const Arguments& arguments);
 int runSync(const Arguments& arguments);
 int runStatus(const Arguments& arguments);
 
+// What several commands need, and LibraryCommands.cpp holds; it throws a Failure.
+
 // The library that the arguments name. Only some commands make one that is missing.
 enum class Missing { Refuse, Make };
 std::unique_ptr<atlas::AtlasLibrary> openLibrary(const Arguments& arguments,

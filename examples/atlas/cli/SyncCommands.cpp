@@ -65,7 +65,7 @@ QString reason(SyncSession::Outcome outcome, QWDropboxSyncCoreData& engine, cons
 int runConnect(const Arguments& arguments) {
     const CloudAddress cloud = cloudAddress(arguments);
     const auto library = openLibrary(arguments, Missing::Make);
-    openCloud(cloud, library->environment());
+    openCloud(cloud, library->environment()); // refuses one that cannot be used
     // What the engine knows of one cloud says nothing about another.
     if (!library->cloud().isEmpty() && library->cloud() != cloud.address)
         library->forgetCloudState();

@@ -58,7 +58,7 @@ QWSyncSupervisor::~QWSyncSupervisor() {
 
 void QWSyncSupervisor::activate() {
     if (engine_)
-        callEngine([&](auto&) { engine_->activateSyncWithDropboxRestClient(shared_from_this()); });
+        callEngine([&] { engine_->activateSyncWithDropboxRestClient(shared_from_this()); });
 }
 
 void QWSyncSupervisor::syncNow() {
@@ -71,10 +71,10 @@ bool QWSyncSupervisor::isAtRest() const {
            && repetitionsDue_ == 0 && !isQueryDue_ && !isRestartDue_ && !isLookingForFolder_;
 }
 
-void QWSyncSupervisor::callEngine(const std::function<void(DBRestClientDelegate&)>& call) {
+void QWSyncSupervisor::callEngine(const std::function<void()>& call) {
     const auto self = shared_from_this(); // the engine may take another client meanwhile
     ++engineCalls_;
-    call(*engine_);
+    call();
     --engineCalls_;
 }
 
@@ -226,7 +226,7 @@ void QWSyncSupervisor::look() {
         restart();
     else if (isQueryDue_ && engine_->status() == QWDropboxSyncStatusIdle
              && engine_->numberOfObjectsSyncing() == 0)
-        callEngine([&](auto&) { engine_->loadDeltaPotentialUpdates(); });
+        callEngine([&] { engine_->loadDeltaPotentialUpdates(); });
 }
 
 void QWSyncSupervisor::restart() {
@@ -237,7 +237,7 @@ void QWSyncSupervisor::restart() {
         return;
     }
     lastRestart_ = now;
-    callEngine([&](auto&) {
+    callEngine([&] {
         engine_->deactivateSync();
         engine_->activateSyncWithDropboxRestClient(nullptr);
     });

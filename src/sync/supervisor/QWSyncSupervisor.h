@@ -57,7 +57,7 @@ public:
         qint64 failed = 0;   // requests that were not answered by a success; most are repeated
     };
 
-    // Requests made of the host's client since then, repetitions included.
+    // Requests made of the host's client since the supervisor was made, repetitions included.
     struct Requests {
         qint64 queries = 0; // for changes, and for what stands at a path
         qint64 uploads = 0;
@@ -67,6 +67,7 @@ public:
         qint64 total() const { return queries + uploads + downloads + deletions; }
     };
 
+    // Never null, and not active yet. `client` must not be null.
     static std::shared_ptr<QWSyncSupervisor> create(QWDropboxSyncCoreData& engine,
                                                     std::shared_ptr<DBRestClient> client);
     ~QWSyncSupervisor() override;
@@ -79,6 +80,7 @@ public:
 
     const Counts& counts() const { return counts_; }
     const Requests& requests() const { return requests_; }
+    // Made of the host's client and not answered.
     qint64 requestsOut() const { return requestsOut_; }
     // Whether the engine is idle and nothing is out, to be repeated or otherwise due. Rows that wait, the
     // engine tells.
@@ -111,7 +113,7 @@ private:
     QWFileManager& files() const { return engine_->mainManagedObjectContext()->environment().files(); }
     DBRestClient& request(qint64& kind);
     // Gives the engine an answer, or makes it do something: the requests that it makes meanwhile are wanted.
-    void callEngine(const std::function<void(DBRestClientDelegate&)>& call);
+    void callEngine(const std::function<void()>& call);
     void finish(const std::function<void(DBRestClientDelegate&)>& answer);
 
     bool isActive() const { return engine_ && engine_->status() < QWDropboxSyncStatusDisabled; }
@@ -175,7 +177,7 @@ private:
     QString uuidAcknowledged_;
     bool sendsImageAgain_ = false;
     QHash<QString, QByteArray> recordsInFlight_; // by uuid: the bytes last sent
-    QHash<QString, QString>
-        imageCopies_;              // conflicted copies, by the path (lower case) whose metadata is asked for
-    QSet<QString> imagesInFlight_; // uuids of objects in flight whose images were sent
+    QSet<QString> imagesInFlight_;               // uuids of objects in flight whose images were sent
+    // File names of conflicted copies of images, by the path (lower case) of the image, which is looked up.
+    QHash<QString, QString> imageCopies_;
 };

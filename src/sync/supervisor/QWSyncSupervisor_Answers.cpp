@@ -14,7 +14,7 @@ using qw::sync::RequestFailure;
 void QWSyncSupervisor::finish(const std::function<void(DBRestClientDelegate&)>& answer) {
     --requestsOut_;
     if (auto* to = delegate())
-        callEngine([&](auto&) { answer(*to); });
+        callEngine([&] { answer(*to); });
     lookSoon();
 }
 
@@ -65,7 +65,7 @@ void QWSyncSupervisor::restClientUploadedFile(DBRestClient&, const QString& dest
     if (isActive() && !engine_->objectSyncingForFileWithName(fileName)) {
         const QByteArray sent = recordsInFlight_.take(uuid);
         if (keeper_->finishUpload(fileName, sent, imagesInFlight_.remove(uuid)))
-            callEngine([&](auto&) { engine_->beginSyncOfObjectsWaitingSync(); });
+            callEngine([&] { engine_->beginSyncOfObjectsWaitingSync(); });
     }
     if (isActive() && keeper_->isConflictedImage(fileName))
         sendConflictedImage(fileName);
