@@ -75,8 +75,9 @@ TEST_F(AtlasProcessConnect, A_token_is_remembered_where_only_its_owner_can_read_
 }
 
 TEST_F(AtlasProcessConnect, Every_name_of_the_service_means_its_API) {
-    for (const char* address : {"https://api.dropboxapi.com", "https://www.dropbox.com/",
-                                "http://dropbox.com", "https://DropboxAPI.com"}) {
+    for (const char* address :
+         {"https://api.dropboxapi.com", "https://www.dropbox.com/", "http://dropbox.com",
+          "https://DropboxAPI.com", "http://api.dropboxapi.com."}) {
         a_.tell({"connect", "--cloud", address, "--token", "t"});
         EXPECT_THAT(settings().toStdString(), HasSubstr("\"https://api.dropboxapi.com\\\"")) << address;
     }

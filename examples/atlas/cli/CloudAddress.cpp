@@ -31,9 +31,11 @@ QString serverAddress(const QString& given) {
     if (!url.isValid() || url.host().isEmpty() || !isHostAlone)
         refuse(given);
     // Whichever of the service's names is given, its API is meant; and never in the clear.
+    QString host = url.host();
+    if (host.endsWith(QLatin1Char('.'))) // means the same name
+        host.chop(1);
     for (const char* domain : {"dropboxapi.com", "dropbox.com"})
-        if (url.host() == QLatin1String(domain)
-            || url.host().endsWith(QLatin1Char('.') + QLatin1String(domain)))
+        if (host == QLatin1String(domain) || host.endsWith(QLatin1Char('.') + QLatin1String(domain)))
             return QWHTTPRestClientOptions().apiHost.toString();
     return url.toString(QUrl::RemovePath);
 }
