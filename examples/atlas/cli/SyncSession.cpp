@@ -12,9 +12,10 @@ SyncSession::SyncSession(atlas::AtlasLibrary& library, std::shared_ptr<DBRestCli
     connect(&engine_, &QWDropboxSyncCoreData::numberOfItemsToProcessChanged, this,
             &SyncSession::showProgress);
     connect(supervisor_.get(), &QWSyncSupervisor::queryFailed, this, &SyncSession::noteFailure);
-    connect(
-        supervisor_.get(), &QWSyncSupervisor::fileFailed, this,
-        [this](const QString& fileName, const QString& reason) { noteFailure(fileName + ": " + reason); });
+    connect(supervisor_.get(), &QWSyncSupervisor::fileFailed, this,
+            [this](const QString& fileName, const QString& reason) {
+                noteFailure(reason.contains(fileName) ? reason : fileName + ": " + reason);
+            });
     QWOnInterrupt(this, [this] { finish(Outcome::Interrupted); });
 }
 
