@@ -47,8 +47,8 @@ protected:
     static void setFormat(const QString& file, int format) {
         sqlite3* database = nullptr;
         ASSERT_EQ(sqlite3_open(qPrintable(file), &database), SQLITE_OK);
-        sqlite3_exec(database, ("PRAGMA user_version = " + std::to_string(format)).c_str(), nullptr, nullptr,
-                     nullptr);
+        sqlite3_exec(database, ("PRAGMA user_version = " + QByteArray::number(format)).constData(), nullptr,
+                     nullptr, nullptr);
         sqlite3_close(database);
     }
     static QByteArray contents(const QString& path) {
