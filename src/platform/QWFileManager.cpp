@@ -65,6 +65,13 @@ bool QWSystemFileManager::write(const QString& path, const QByteArray& bytes, QW
     return file->commit() || qw::fail(error, fileError(QStringLiteral("written"), *file));
 }
 
+bool QWSystemFileManager::writeInPlace(const QString& path, const QByteArray& bytes, QWError* error) {
+    QFile file(path);
+    const bool isWritten = file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered)
+                           && file.write(bytes) == bytes.size();
+    return isWritten || qw::fail(error, fileError(QStringLiteral("written"), file));
+}
+
 std::unique_ptr<QFile> QWSystemFileManager::openToRead(const QString& path, QWError* error) const {
     auto file = std::make_unique<QFile>(path);
     if (!file->open(QIODevice::ReadOnly)) {

@@ -21,6 +21,9 @@ public:
     virtual std::optional<QByteArray> read(const QString& path, QWError* error = nullptr) const = 0;
     // Replaces the whole file in one step: a reader sees the old bytes or the new ones, also after a crash.
     virtual bool write(const QString& path, const QByteArray& bytes, QWError* error = nullptr) = 0;
+    // Writes the file where it stands, which is quicker; a reader may see a part of it, and a crash may leave one.
+    // For files that are made anew whenever they are needed.
+    virtual bool writeInPlace(const QString& path, const QByteArray& bytes, QWError* error = nullptr) = 0;
     // The same for files that need not fit into memory, piece by piece; null when the file cannot be opened.
     // What is written takes the file's place when it is committed, and is gone when it is not.
     virtual std::unique_ptr<QFile> openToRead(const QString& path, QWError* error = nullptr) const = 0;
@@ -42,6 +45,7 @@ public:
     bool exists(const QString& path) const override;
     std::optional<QByteArray> read(const QString& path, QWError* error = nullptr) const override;
     bool write(const QString& path, const QByteArray& bytes, QWError* error = nullptr) override;
+    bool writeInPlace(const QString& path, const QByteArray& bytes, QWError* error = nullptr) override;
     std::unique_ptr<QFile> openToRead(const QString& path, QWError* error = nullptr) const override;
     std::unique_ptr<QSaveFile> openToWrite(const QString& path, QWError* error = nullptr) override;
     bool move(const QString& from, const QString& to, QWError* error = nullptr) override;

@@ -122,7 +122,7 @@ void QWDropboxSyncCoreData::uploadRecordOfObjectWaiting(const QWRef<ObjectWaitin
     const auto bytes =
         qw::sync::recordFileBytes(syncDictionaryExporter().dictionaryToInsertOrUpdateObjectToSync(object));
     QWError error;
-    if (bytes && environment().files().write(stagingPath, *bytes, &error)) {
+    if (bytes && environment().files().writeInPlace(stagingPath, *bytes, &error)) {
         uploadFileWithName(fileNameForObjectWaitingToSync(*row, false), QUrl::fromLocalFile(stagingPath));
         return;
     }

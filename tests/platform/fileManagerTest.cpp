@@ -37,6 +37,17 @@ TEST_F(SystemFileManager, Writing_replaces_the_whole_file_and_leaves_nothing_bes
     EXPECT_EQ(names(), QStringList{"file"});
 }
 
+TEST_F(SystemFileManager, Writing_in_place_replaces_the_bytes_and_keeps_the_file) {
+    ASSERT_TRUE(files.write(at("a"), "a longer text"));
+    QFile open(at("a"));
+    ASSERT_TRUE(open.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(files.writeInPlace(at("a"), "short"));
+    EXPECT_EQ(files.read(at("a")), QByteArray("short"));
+    EXPECT_EQ(open.readAll(), "short") << "who has it open sees the new bytes";
+    EXPECT_FALSE(files.writeInPlace(at("no/such/folder"), "x", &error));
+    EXPECT_EQ(error.userInfo.value("path"), at("no/such/folder"));
+}
+
 TEST_F(SystemFileManager, Reads_an_empty_file_as_no_bytes) {
     EXPECT_TRUE(files.write(at("file"), {}));
     EXPECT_EQ(files.read(at("file")), QByteArray());

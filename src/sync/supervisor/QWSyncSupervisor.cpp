@@ -48,6 +48,8 @@ QWSyncSupervisor::QWSyncSupervisor(QWDropboxSyncCoreData& engine, std::shared_pt
                 if (const auto* row = dynamic_cast<const ObjectWaitingSync*>(record.data()))
                     Q_EMIT fileQueued(engine_->fileNameForObjectWaitingToSync(*row, false));
         });
+    hostObservation_ = engine.mainManagedObjectContext()->observeObjectsDidChange(
+        [this](const QWObjectsDidChangeNotice&) { ++hostChanges_; });
 }
 
 QWSyncSupervisor::~QWSyncSupervisor() {
@@ -128,8 +130,9 @@ bool QWSyncSupervisor::isRepetition(const QString& fileName, const QString& loca
         return false;
     }
     const QByteArray bytes = files().read(localPath).value_or(QByteArray());
-    const bool isSame = recordsInFlight_.value(uuid) == bytes;
-    recordsInFlight_.insert(uuid, bytes);
+    const bool isSame = recordsInFlight_.value(uuid).bytes == bytes;
+    const auto row = engine_->objectSyncingForFileWithName(fileName);
+    recordsInFlight_.insert(uuid, {bytes, hostChanges_, row && row->objectCouldHaveAnImage().value_or(true)});
     return isAcknowledged && isSame && !sendsImageAgain_;
 }
 

@@ -150,7 +150,8 @@ private:
     const QPointer<QWDropboxSyncCoreData> engine_;
     const std::shared_ptr<DBRestClient> client_;
     const std::unique_ptr<QWVersionKeeper> keeper_;
-    QWObservation queueObservation_;
+    QWObservation queueObservation_, hostObservation_;
+    quint64 hostChanges_ = 0; // notices of the main context so far
     Counts counts_;
     Requests requests_;
 
@@ -176,7 +177,12 @@ private:
     // The object whose upload is being acknowledged to the engine, and whether its image is sent again in this.
     QString uuidAcknowledged_;
     bool sendsImageAgain_ = false;
-    QHash<QString, QByteArray> recordsInFlight_; // by uuid: the bytes last sent
+    struct SentRecord {
+        QByteArray bytes;
+        quint64 hostChanges = 0;
+        bool mayHaveImage = false;
+    };
+    QHash<QString, SentRecord> recordsInFlight_; // by uuid: what was last sent, and when
     QSet<QString> imagesInFlight_;               // uuids of objects in flight whose images were sent
     // File names of conflicted copies of images, by the path (lower case) of the image, which is looked up.
     QHash<QString, QString> imageCopies_;

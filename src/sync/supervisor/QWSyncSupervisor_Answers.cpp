@@ -63,8 +63,10 @@ void QWSyncSupervisor::restClientUploadedFile(DBRestClient&, const QString& dest
     finish([&](auto& to) { to.restClientUploadedFile(*this, destinationPath, sourcePath, metadata); });
     const QString uuid = std::exchange(uuidAcknowledged_, QString());
     if (isActive() && !engine_->objectSyncingForFileWithName(fileName)) {
-        const QByteArray sent = recordsInFlight_.take(uuid);
-        if (keeper_->finishUpload(fileName, sent, imagesInFlight_.remove(uuid)))
+        const SentRecord sent = recordsInFlight_.take(uuid);
+        const bool wasImageSent = imagesInFlight_.remove(uuid);
+        const bool mayHaveChanged = sent.hostChanges != hostChanges_ || sent.mayHaveImage;
+        if (mayHaveChanged && keeper_->finishUpload(fileName, sent.bytes, wasImageSent))
             callEngine([&] { engine_->beginSyncOfObjectsWaitingSync(); });
     }
     if (isActive() && keeper_->isConflictedImage(fileName))

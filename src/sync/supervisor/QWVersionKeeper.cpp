@@ -46,9 +46,7 @@ QString QWVersionKeeper::prepareRecord(const QString& localPath, const DBMetadat
     const bool isCopy = metadataManager.isFileNameConflicted(qw::text::lowercase(metadata.filename()));
     const auto present = presentVersion(metadata.filename());
     if (!present) {
-        askForImageOfRevivedRecord(metadata.filename());
-        if (!isCopy)
-            noteImageLeftBehind(metadata.filename());
+        prepareNewRecord(metadata.filename(), isCopy);
         return {};
     }
     const bool isOwnCopy = isCopy && metadataManager.fileMetadataForFileName(metadata.filename(), false);
@@ -66,6 +64,17 @@ QString QWVersionKeeper::prepareRecord(const QString& localPath, const DBMetadat
                                 : QStringLiteral("the record here is newer");
 }
 
+// A file may stand where its image belongs: a version of the record that died unsaved has left it. (The engine
+// would make the object in its turn.)
+void QWVersionKeeper::prepareNewRecord(const QString& fileName, bool isCopy) {
+    const auto object = isCopy ? Object() : engine_.objectReferencedWithLowerCaseFileName(fileName, true);
+    const QString image = object ? object->imageURL().toLocalFile() : QString();
+    if (isCopy || !image.isEmpty())
+        askForImageOfRevivedRecord(fileName);
+    if (!image.isEmpty() && files().exists(image))
+        filesTakenOver_.insert(fileName);
+}
+
 // A deletion that waits, of an object that only the host's store still has, stands.
 void QWVersionKeeper::queue(const QWManagedObjectWithSyncSupport& present) {
     const auto row = engine_.objectWaitingSyncForObject(present, false);
@@ -78,13 +87,15 @@ void QWVersionKeeper::queue(const QWManagedObjectWithSyncSupport& present) {
 // The later one of what the host and the running batch have. What the host has saved and the batch has not, the
 // batch has deleted.
 QWVersionKeeper::Object QWVersionKeeper::presentVersion(const QString& fileName) {
-    const auto host = hostsObject(fileName);
     const auto batch = engine_.objectReferencedWithLowerCaseFileName(fileName, false);
-    if (host && !batch && !host->isInserted())
+    if (!batch && !engine_.mainManagedObjectContext()->hasChanges())
         return {};
+    const auto host = hostsObject(fileName);
+    if (host && !batch)
+        return host->isInserted() ? host : Object();
     if (host && batch)
         return qw::sync::receivedVersionWins(batch->dateModified(), host->dateModified()) ? batch : host;
-    return host ? host : batch;
+    return batch;
 }
 
 // By the date as it travels and, in one second, by the form that travels.
@@ -272,14 +283,6 @@ void QWVersionKeeper::askForImageOfRevivedRecord(const QString& fileName) {
     image.lastModifiedDate = known->lastModifiedDate();
     engine_.fileMetadataManager().deleteDropboxFileMetadataWithName(name);
     engine_.addDeltaEntry(DBMakeDeltaEntry(qw::text::lowercase(image.path), image));
-}
-
-// By a version of the record that died unsaved. (The engine would make the object in its turn.)
-void QWVersionKeeper::noteImageLeftBehind(const QString& fileName) {
-    const auto object = engine_.objectReferencedWithLowerCaseFileName(fileName, true);
-    const QString path = object ? object->imageURL().toLocalFile() : QString();
-    if (!path.isEmpty() && files().exists(path))
-        filesTakenOver_.insert(fileName);
 }
 
 bool QWVersionKeeper::isImagePending(const QWManagedObjectWithSyncSupport& object) {

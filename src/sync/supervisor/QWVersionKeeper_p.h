@@ -42,6 +42,7 @@ private:
     };
 
     QString prepareRecord(const QString& localPath, const DBMetadata& metadata);
+    void prepareNewRecord(const QString& fileName, bool isCopy);
     QString prepareImage(const DBMetadata& metadata);
     void queue(const QWManagedObjectWithSyncSupport& present);
     Object presentVersion(const QString& fileName);
@@ -49,7 +50,6 @@ private:
     Object hostsObject(const QString& fileName);
     void restoreImageDates();
     void askForImageOfRevivedRecord(const QString& fileName);
-    void noteImageLeftBehind(const QString& fileName);
     bool isImagePending(const QWManagedObjectWithSyncSupport& object);
     QString imageName(const QWManagedObjectWithSyncSupport& object);
     QWFileManager& files() const { return engine_.mainManagedObjectContext()->environment().files(); }

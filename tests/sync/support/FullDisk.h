@@ -17,6 +17,9 @@ public:
     bool write(const QString& path, const QByteArray& bytes, QWError* error = nullptr) override {
         return isFull ? refuse(path, error) : files_.write(path, bytes, error);
     }
+    bool writeInPlace(const QString& path, const QByteArray& bytes, QWError* error = nullptr) override {
+        return isFull ? refuse(path, error) : files_.writeInPlace(path, bytes, error);
+    }
     std::unique_ptr<QFile> openToRead(const QString& path, QWError* error = nullptr) const override {
         return files_.openToRead(path, error);
     }
