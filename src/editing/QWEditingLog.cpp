@@ -1,0 +1,3 @@
+#include "editing/QWEditingLog_p.h"
+
+Q_LOGGING_CATEGORY(qwEditingLog, "qwlibrary.editing")
