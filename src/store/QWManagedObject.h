@@ -17,7 +17,8 @@ class QWManagedObjectContext;
 // identity. A context holds clean records weakly and changed ones strongly until they are saved or discarded.
 //
 // A record starts as a fault when nothing was read yet; its values are read from the store on first access. When
-// that fails it has no values, cannot be edited, and is read again on the next access. After its deletion was saved, or its context has gone, the last values stay readable and setters do nothing.
+// that fails it has no values, cannot be edited, and is read again on the next access. After its deletion was saved,
+// or its context has gone, the last values stay readable and setters do nothing.
 //
 // Belongs to the thread of its context.
 class QWManagedObject : public QSharedData {
@@ -126,6 +127,7 @@ private:
     QVariant value(const QWPropertyDescription& property) const; // realises a fault
     const QVariant& slot(int index) const;                       // … and unpacks
     QVariant* unpackedValues() const; // all of them; null for a fault without context
+    void prefetchTexts() const;
     const QWPropertyDescription* relationship(const QString& key, const char* operation) const;
     const QWPropertyDescription* toMany(const QString& key, const char* operation) const;
     bool canLink(const QWPropertyDescription& property, const QWManagedObject* destination) const;

@@ -195,6 +195,7 @@ private:
     bool resolveConflict(QWManagedObject& record, SaveOutcome& outcome, QWError* error);
     bool writeMembers(QWManagedObject& record, bool replaces, QWError* error);
     void finishSave(const SaveOutcome& outcome);
+    static void release(QWManagedObjectSet records);
     void takeStored(QWManagedObject& record, bool gone);
 
     // Merging

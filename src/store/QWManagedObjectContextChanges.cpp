@@ -128,7 +128,8 @@ void Context::applyDeleteRules(Record& record) {
 QWObjectsDidChangeNotice Context::takeEvent() {
     QWObjectsDidChangeNotice notice;
     notice.context = this;
-    for (const auto& record : std::exchange(event_, {})) {
+    QWManagedObjectSet event = std::exchange(event_, {});
+    for (QWRef<Record>& record : event) {
         const quint16 state = record->state_;
         QWManagedObjectSet* role = &notice.updated;
         if (state & Record::DeletedInEvent)
@@ -155,7 +156,7 @@ QWObjectsDidChangeNotice Context::takeEvent() {
         record->state_ &= ~Record::EventStates;
         if (role) {
             record->state_ |= Record::Reported | (unsavedInsertion ? Record::ReportedInserted : 0);
-            role->push_back(record);
+            role->push_back(std::move(record));
         } else if (record->state_ & (Record::Forgotten | Record::Gone)) {
             abandon(*record);
         }
