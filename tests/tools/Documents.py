@@ -11,12 +11,17 @@ SELECTOR_ROW = re.compile(r"^\| `([\w:]+)` \| `([^`]+)`(?: \((\w+)\))? \| `([^`]
 SIGNATURE = re.compile(r"(?:static )?(?P<result>.*?)(?P<scope>(?:\w+::)*)(?P<name>\w+)(?P<rest>\(.*|)$")
 
 
+def flat(text):
+    """The text without its line breaks and indentation, which differ with the place where code stands."""
+    return " ".join(text.split()).replace("( ", "(")
+
+
 def declarations(header, scope):
     """What the header declares in that class (all of it outside classes), comments and line breaks taken out."""
     text = re.sub(r"//.*", "", (PROJECT / "src" / header).read_text(encoding="utf-8"))
     if scope and scope[0].isupper():
         text = re.search(rf"^(?:class|struct) {scope}\b[^;]*?{{.*?^}};", text, re.DOTALL | re.MULTILINE).group(0)
-    return " ".join(text.split()).replace("( ", "(")
+    return flat(text)
 
 
 class Documents(unittest.TestCase):
@@ -30,6 +35,12 @@ class Documents(unittest.TestCase):
         readme = (PROJECT / "README.md").read_text(encoding="utf-8")
         block = re.search(r"```cpp\n(.*?)```", readme, re.DOTALL)
         self.assertEqual(block.group(1), (PROJECT / "examples/first-host/main.cpp").read_text(encoding="utf-8"))
+
+    def test_every_program_text_of_a_page_of_the_guide_stands_in_the_compiled_test_of_that_page(self):
+        for page in PROJECT.glob("docs/guide/*.md"):
+            compiled = flat((PROJECT / f"tests/guide/{page.stem}Test.cpp").read_text(encoding="utf-8"))
+            for block in re.findall(r"```cpp\n(.*?)```", page.read_text(encoding="utf-8"), re.DOTALL):
+                self.assertIn(flat(block), compiled, page)
 
     def test_every_selector_has_the_signature_that_its_header_declares(self):
         rows = SELECTOR_ROW.findall((PROJECT / "docs/selectors.md").read_text(encoding="utf-8"))

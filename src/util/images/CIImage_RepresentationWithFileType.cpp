@@ -1,0 +1,59 @@
+#include "util/images/CIImage_RepresentationWithFileType.h"
+
+#include <QBuffer>
+#include <QColorSpace>
+#include <QImageWriter>
+#include <QLoggingCategory>
+#include <QPainter>
+#include <array>
+
+namespace {
+
+Q_LOGGING_CATEGORY(qwUtilLog, "qwlibrary.util")
+
+constexpr int jpegQuality = 90;
+
+struct FileType {
+    const char* format; // Qt's name of it
+    bool hasTransparency;
+    int quality = -1; // Qt's default
+};
+
+// By NSBitmapImageFileType.
+constexpr std::array<FileType, 6> fileTypes = {{
+    {"tiff", true},
+    {"bmp", false},
+    {"gif", true},
+    {"jpeg", false, jpegQuality},
+    {"png", true},
+    {"jp2", true},
+}};
+
+QImage onWhite(const QImage& image) {
+    QImage ground(image.size(), QImage::Format_RGB32);
+    ground.fill(Qt::white);
+    QPainter(&ground).drawImage(0, 0, image);
+    ground.setColorSpace(image.colorSpace());
+    ground.setDotsPerMeterX(image.dotsPerMeterX());
+    ground.setDotsPerMeterY(image.dotsPerMeterY());
+    return ground;
+}
+
+} // namespace
+
+QByteArray representationUsingType(const QImage& image, unsigned fileType) {
+    if (fileType >= fileTypes.size()) {
+        qCWarning(qwUtilLog, "representationUsingType: there is no file type %u", fileType);
+        return {};
+    }
+    const FileType& type = fileTypes[fileType];
+    QBuffer bytes;
+    QImageWriter writer(&bytes, type.format);
+    writer.setQuality(type.quality);
+    if (!writer.write(image.hasAlphaChannel() && !type.hasTransparency ? onWhite(image) : image)) {
+        qCWarning(qwUtilLog, "representationUsingType: %s: %ls", type.format,
+                  qUtf16Printable(writer.errorString()));
+        return {};
+    }
+    return bytes.data();
+}
