@@ -1,0 +1,47 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="ja" sourcelanguage="en">
+<context>
+    <name>QWLibrary</name>
+    <message>
+        <source>hours</source>
+        <translation>時間</translation>
+    </message>
+    <message>
+        <source>hour</source>
+        <translation>時間</translation>
+    </message>
+    <message>
+        <source>minutes</source>
+        <translation>分</translation>
+    </message>
+    <message>
+        <source>minute</source>
+        <translation>分</translation>
+    </message>
+    <message>
+        <source>DropboxAllItemsUpToDate</source>
+        <translation>すべての項目は最新です</translation>
+    </message>
+    <message>
+        <source>DropboxCheckingForPotentialUpdates</source>
+        <translation>アップデートを確認しています</translation>
+    </message>
+    <message>
+        <source>DropboxDownloadingPotentialUpdates</source>
+        <translation>%ld件の候補をダウンロードしています</translation>
+    </message>
+    <message>
+        <source>DropboxUploadingUpdates</source>
+        <translation>%ld件の変更をアップロードしています</translation>
+    </message>
+    <message>
+        <source>DropboxSync</source>
+        <translation>Dropboxとの同期</translation>
+    </message>
+    <message>
+        <source>AuthenticateDropbox</source>
+        <translation>Dropboxに接続しますか？</translation>
+    </message>
+</context>
+</TS>
