@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/text/QWDateText.h"
+#include "util/QWFormatter.h"
 
 #include <QDateTime>
 #include <QLocale>
@@ -8,13 +9,22 @@
 #include <memory>
 
 // Turns dates into text and back. Constant once made, so one formatter may serve any number of threads.
-class QWDateFormatter {
+class QWDateFormatter : public QWFormatter {
 public:
-    virtual ~QWDateFormatter() = default;
     // A null date gives a null text.
     virtual QString stringFromDate(const QDateTime& date) const = 0;
     // UTC; a null date for text that cannot be read.
     virtual QDateTime dateFromString(const QString& text) const = 0;
+
+    // The value is a QDateTime; an empty text means no date.
+    QString stringForObjectValue(const QVariant& value) const final {
+        return value.typeId() == QMetaType::QDateTime ? stringFromDate(value.toDateTime()) : QString();
+    }
+    bool getObjectValue(QVariant* value, const QString& string, QString* = nullptr) const final {
+        const QDateTime date = dateFromString(string);
+        *value = date.isValid() ? QVariant(date) : QVariant();
+        return date.isValid() || string.isEmpty();
+    }
 };
 
 using QWDateFormatterRef = std::shared_ptr<const QWDateFormatter>;
