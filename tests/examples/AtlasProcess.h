@@ -3,6 +3,7 @@
 #include "AtlasFixture.h"
 
 #include "model/ISOImport.h"
+#include "support/Images.h"
 #include "support/StandIn.h"
 
 #include <QCoreApplication>

@@ -211,9 +211,30 @@ TEST_F(AtlasProcessInput, A_flag_that_cannot_be_written_changes_nothing) {
     const QString digest = a_.digest();
     QDir(a_.file("images")).removeRecursively();
     write("A/images", "a file where the folder should be");
-    write("flag", "flag");
+    write("flag", images::encoded(images::twoHalves(), "png"));
     EXPECT_THAT(a_.fails({"set", country, "name=Hexagon", "flag=@" + path("flag")}), HasSubstr("images"));
     EXPECT_EQ(a_.digest(), digest);
+}
+
+TEST_F(AtlasProcessInput, A_flag_that_is_no_image_is_refused_and_changes_nothing) {
+    a_.importISO(iso_);
+    const QString country = atlas::importedUUID("Country", "FR");
+    const QByteArray image = images::encoded(images::twoHalves(), "png");
+    write("flag", image);
+    a_.tell({"set", country, "flag=@" + path("flag")});
+    const QString digest = a_.digest(), file = a_.file("images/Country-" + country);
+    const QByteArray before = contents(file);
+    write("notes.txt", "no image");
+    write("empty", "");
+    write("truncated", before.chopped(20));
+    write("bomb", images::claimingSize(image, "png", 60000));
+    for (const QString name : {"notes.txt", "empty", "truncated", "bomb"}) {
+        const QString value = '@' + path(name);
+        EXPECT_THAT(a_.fails({"set", country, "name=Hexagon", "flag=" + value}),
+                    HasSubstr(QStringLiteral("flag: \"%1\": not an image").arg(value).toStdString()));
+        EXPECT_EQ(a_.digest(), digest);
+        EXPECT_EQ(contents(file), before);
+    }
 }
 
 TEST_F(AtlasProcessInput, A_full_disk_is_reported_and_loses_nothing) {

@@ -34,7 +34,7 @@ public:
         }
         iso_.write("iso_3166-1.json", ("{\"3166-1\": [" + table.chopped(1) + "]}").toUtf8());
         iso_.write("iso_3166-2.json", ("{\"3166-2\": [" + regions.chopped(1) + "]}").toUtf8());
-        iso_.write("flag", "a flag of one's own");
+        iso_.write("flag", images::encoded(images::twoHalves(), "png"));
 
         const QStringList import = {"import", "iso", "--tables", iso_.path(), "--flags", iso_.flagsPath()};
         const QStringList sync = {"sync", "--once", "--timeout", "60"};

@@ -92,7 +92,7 @@ TEST_P(AtlasProcessBadLine, That_fails_one_request_in_five_leaves_two_desktops_i
     cloud_.start(failing({QStringLiteral("drop:rate=0.1,seed=%1").arg(seed),
                           QStringLiteral("500:rate=0.1,seed=%1").arg(seed + 1000)}));
     syncBothStubbornly();
-    write("flag", "another flag");
+    write("flag", images::encoded(images::twoHalves(), "png"));
     a_.tell({"set", france_, "flag=@" + path("flag"), "name=A", "dateModified=2026-01-01 00:00:00 +0000"});
     b_.tell({"set", france_, "name=B", "dateModified=2026-01-01 00:00:02 +0000"});
     b_.tell({"delete", atlas::importedUUID("Language", "fra")});

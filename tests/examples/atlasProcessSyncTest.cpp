@@ -90,7 +90,7 @@ TEST_P(AtlasProcessSync, Two_desktops_that_import_the_same_tables_are_in_step) {
 
 TEST_P(AtlasProcessSync, Additions_edits_flags_and_deletions_travel_both_ways) {
     startInStep();
-    write("flag", "another flag");
+    write("flag", images::encoded(images::twoHalves(), "png"));
     const QString visit = a_.tell({"add", "Visit", "title=Trip", "country=" + france_, "tags=a,b"});
     a_.tell({"set", france_, "flag=@" + path("flag")});
     b_.tell({"set", atlas::importedUUID("Language", "fra"), "name=Français"});

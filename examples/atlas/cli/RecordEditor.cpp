@@ -4,6 +4,7 @@
 #include "model/AtlasRecords.h"
 #include "platform/text/QWDateText.h"
 #include "store/QWManagedObjectContext.h"
+#include "util/images/QWImageImporter.h"
 
 #include <QFile>
 #include <QLocale>
@@ -15,11 +16,12 @@ RecordEditor::RecordEditor(const QStringList& assignments) {
         const auto equals = assignment.indexOf('=');
         if (equals <= 0)
             throw Failure(QStringLiteral("\"%1\": expected key=value").arg(assignment));
-        Given given{assignment.left(equals), assignment.mid(equals + 1).toUtf8()};
+        const QString value = assignment.mid(equals + 1);
+        Given given{assignment.left(equals), value, value.toUtf8()};
         if (given_.contains(given.key))
             throw Failure(given.key + ": given twice");
         if (given.bytes.startsWith('@')) {
-            QFile file(assignment.mid(equals + 2));
+            QFile file(value.mid(1));
             if (!file.open(QIODevice::ReadOnly))
                 throw Failure(
                     QStringLiteral("%1: %2: %3").arg(given.key, file.fileName(), file.errorString()));
@@ -140,7 +142,14 @@ void RecordEditor::visitObjectImageURLForKey(QWManagedObject&, const QString& ke
         return;
     if (!given->isFile && !given->clears())
         given->fail(QStringLiteral("@ and the name of an image file"));
-    image_ = given->bytes;
+    if (given->clears()) {
+        image_ = QByteArray();
+        return;
+    }
+    QWError error;
+    image_ = QWImageImporter::jpegFromImageData(given->bytes, &error);
+    if (image_->isEmpty())
+        throw Failure(QStringLiteral("%1: \"%2\": %3").arg(key, given->value, error.message));
 }
 
 void RecordEditor::visitObjectLevelForKey(QWManagedObject&, const QString& key, bool, qint64 maximum,

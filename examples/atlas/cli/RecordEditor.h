@@ -8,7 +8,7 @@
 
 // Sets fields of a record from the texts of a command line, "key=value": text as it is, true and false,
 // numbers with a point, dates "yyyy-MM-dd HH:mm:ss Z", tags separated by commas, relationships by uuid;
-// "key=" clears and "key=@FILE" takes the value from a file (of rich text and images the file itself).
+// "key=" clears and "key=@FILE" takes the value from a file (of rich text the file itself, of an image what the importer makes of it).
 //
 // All texts are read before anything is changed; what is wrong with them is thrown as a Failure that names
 // key and value.
@@ -21,7 +21,8 @@ public:
 private:
     struct Given {
         QString key;
-        QByteArray bytes;
+        QString value;    // as it was given
+        QByteArray bytes; // of the file that it names, if it does
         bool isFile = false;
 
         bool clears() const { return !isFile && bytes.isEmpty(); }

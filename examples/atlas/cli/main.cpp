@@ -1,12 +1,14 @@
 #include "cli/CommandLine.h"
 
 #include <QCoreApplication>
+#include <QImageReader>
 #include <QLoggingCategory>
 #include <cstdio>
 
 int main(int argc, char** argv) {
     QCoreApplication application(argc, argv);
     application.setApplicationName("atlas");
+    QImageReader::setAllocationLimit(256); // megabytes: a flag may be a photograph of 67 million pixels
     // QT_LOGGING_RULES brings the rest back.
     QLoggingCategory::setFilterRules("qwlibrary.*.debug=false\nqwlibrary.*.info=false");
     int exitCode = 0;
