@@ -1,5 +1,5 @@
 # Every library that the project stands on, named once. Why each: docs/architecture.md.
-find_package(Qt6 6.4 REQUIRED COMPONENTS Core Gui Network)
+find_package(Qt6 6.4 REQUIRED COMPONENTS Core Gui Network Widgets)
 find_package(SQLite3 REQUIRED)
 find_package(ICU REQUIRED COMPONENTS uc i18n)
 find_package(PkgConfig REQUIRED)

@@ -1,7 +1,7 @@
-# Read by find_package(QWLibrary [0.1] [COMPONENTS Core Dropbox Testing]): defines QWLibrary::Core, QWLibrary::Dropbox
-# and QWLibrary::Testing. Whichever are asked for, all of them are there.
+# Read by find_package(QWLibrary [0.1] [COMPONENTS Core Dropbox Widgets Testing]): defines QWLibrary::Core,
+# QWLibrary::Dropbox, QWLibrary::Widgets and QWLibrary::Testing. Whichever are asked for, all of them are there.
 include(CMakeFindDependencyMacro)
-find_dependency(Qt6 6.4 COMPONENTS Core Gui Network)
+find_dependency(Qt6 6.4 COMPONENTS Core Gui Network Widgets)
 find_dependency(SQLite3)
 find_dependency(ICU COMPONENTS uc i18n)
 find_dependency(PkgConfig)
@@ -16,7 +16,7 @@ endif()
 
 include("${CMAKE_CURRENT_LIST_DIR}/QWLibraryTargets.cmake")
 
-foreach(component Core Dropbox Testing)
+foreach(component Core Dropbox Widgets Testing)
     set(QWLibrary_${component}_FOUND TRUE)
 endforeach()
 foreach(component ${QWLibrary_FIND_COMPONENTS})

@@ -2,8 +2,10 @@
 #include "formatters/QWMinuteSecondsFormatter.h"
 #include "formatters/QWMinutesIntervalFormatter.h"
 #include "support/ScopedLocale.h"
+#include "views/QWFormatterDelegate.h"
 
 #include <QCoreApplication>
+#include <QTableView>
 #include <QTranslator>
 #include <gtest/gtest.h>
 
@@ -32,6 +34,13 @@ TEST(FormattersGuide, Checks_what_is_typed) {
     QString typed = "1:30";
     int position = 0;
     EXPECT_EQ(validator.validate(typed, position), QValidator::Acceptable);
+}
+
+TEST(FormattersGuide, Shows_a_column) {
+    QTableView view;
+    const auto minutes = std::make_shared<QWMinutesIntervalFormatter>();
+    view.setItemDelegateForColumn(2, new QWFormatterDelegate(minutes, &view));
+    EXPECT_TRUE(view.itemDelegateForColumn(2));
 }
 
 class StarsFormatter final : public QWFormatter {

@@ -1,7 +1,13 @@
 #include "platform/QWAssert.h"
 #include "support/AssertionProbe.h"
 
+#ifdef QT_WIDGETS_LIB
+#include <QApplication>
+using Application = QApplication;
+#else
 #include <QCoreApplication>
+using Application = QCoreApplication;
+#endif
 #include <QDir>
 #include <gtest/gtest.h>
 
@@ -12,7 +18,10 @@ int main(int argc, char** argv) {
     // sync.
     if (!qEnvironmentVariableIsSet("TMPDIR") && QDir("/dev/shm").exists())
         qputenv("TMPDIR", "/dev/shm");
-    QCoreApplication application(argc, argv);
+    // Widgets are drawn into memory, unless somebody wants to watch.
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    Application application(argc, argv);
     QWSetAssertionHandler([](const QWAssertionFailure& failure) { throw AssertionFailed(failure); });
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();

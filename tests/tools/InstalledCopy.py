@@ -32,9 +32,10 @@ class InstalledCopy(unittest.TestCase):
         # Moved after its installation, as a package is: nothing in it may name the place.
         cls.prefix = cls.prefix.rename(cls.folder / "moved")
 
-    def pkg_config(self, *arguments):
+    def pkg_config(self, *arguments, package="qwlibrary-widgets"):
+        """About the library and its widgets, which stand on it, unless the package says otherwise."""
         path = next(self.prefix.glob("lib*/**/pkgconfig"))
-        return run("pkg-config", *arguments, "qwlibrary", env={**os.environ, "PKG_CONFIG_PATH": str(path)}).split()
+        return run("pkg-config", *arguments, package, env={**os.environ, "PKG_CONFIG_PATH": str(path)}).split()
 
     def headers(self):
         root = self.prefix / "include/qwlibrary"
@@ -70,6 +71,7 @@ class InstalledCopy(unittest.TestCase):
 
     def test_pkg_config_knows_its_version_and_links_every_library(self):
         self.assertRegex(self.pkg_config("--modversion")[0], r"^\d+\.\d+\.\d+$")
+        self.assertNotIn("-lQt6Widgets", self.pkg_config("--libs", package="qwlibrary"))
         linked = {flag[2:] for flag in self.pkg_config("--libs") if flag.startswith("-lqw_")}
         self.assertEqual(linked, {path.stem[3:] for path in self.prefix.glob("lib*/**/libqw_*.a")})
 
