@@ -218,3 +218,10 @@ std::optional<QVariantList> Context::distinctValues(const QWFetchRequest& reques
         return std::nullopt;
     return coordinator_->store_->distinctValues(request, key, error);
 }
+
+std::shared_ptr<const void> Context::keepDistinctValues(const QString& entityName, const QString& key,
+                                                        QWError* error) {
+    if (!entityOfRequest(*this, QWFetchRequest(entityName), error))
+        return nullptr;
+    return coordinator_->store_->keepDistinctValues(entityName, key, error);
+}

@@ -1,7 +1,9 @@
 #include "platform/text/QWText.h"
 #include "platform/text/QWUnicode_p.h"
 
+#include <algorithm>
 #include <unicode/coll.h>
+#include <vector>
 
 namespace qw::text {
 
@@ -37,6 +39,23 @@ QByteArray localizedCaseInsensitiveSortKey(const QString& text) {
     if (!complete)
         fill(key);
     return key;
+}
+
+void sortLocalizedCaseInsensitive(QStringList& texts) {
+    struct Keyed {
+        QByteArray key;
+        QString text;
+    };
+    std::vector<Keyed> keyed;
+    keyed.reserve(size_t(texts.size()));
+    for (const QString& text : std::as_const(texts))
+        keyed.push_back({localizedCaseInsensitiveSortKey(text), text});
+    std::sort(keyed.begin(), keyed.end(), [](const Keyed& left, const Keyed& right) {
+        const int order = left.key.compare(right.key);
+        return order != 0 ? order < 0 : compareCodePoints(left.text, right.text) < 0;
+    });
+    std::transform(keyed.begin(), keyed.end(), texts.begin(),
+                   [](Keyed& each) { return std::move(each.text); });
 }
 
 } // namespace qw::text

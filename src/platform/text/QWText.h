@@ -25,6 +25,21 @@ QString foldCaseAndMarks(const QString& text);
 // Marks dropped, case kept.
 QString foldMarks(const QString& text);
 
+// A text that is looked for in others, letter case and marks ignored as by foldCaseAndMarks. It is found where
+// it takes up whole characters of the other text: "s" is no part of "ß", nor "か" of "が". An empty one is found
+// nowhere.
+class SearchedText {
+public:
+    explicit SearchedText(const QString& text);
+    bool isPrefixOf(QStringView text) const;
+    bool isPartOf(QStringView text) const;
+    // How many UTF-16 units at the start of `text` it takes up; 0 when it is no prefix.
+    qsizetype lengthAsPrefixOf(QStringView text) const;
+
+private:
+    QString folded_;
+};
+
 // Removes nonspacing marks and recomposes; case is kept: "é" → "e", "한국" stays.
 QString stripCombiningMarks(const QString& text);
 
@@ -36,6 +51,8 @@ int compareCodePoints(QStringView left, QStringView right);
 int compareLocalizedCaseInsensitive(const QString& left, const QString& right);
 // Bytes that compare as the texts do by compareLocalizedCaseInsensitive, for sorting many texts.
 QByteArray localizedCaseInsensitiveSortKey(const QString& text);
+// Sorts by compareLocalizedCaseInsensitive, what it holds equal by code points.
+void sortLocalizedCaseInsensitive(QStringList& texts);
 
 // Pieces between separators; keeps empty pieces. An empty separator yields the whole text.
 QStringList components(const QString& text, const QString& separator);

@@ -5,9 +5,11 @@
 #include "store/QWManagedObjectModel.h"
 #include "store/QWPackedRow.h"
 #include "store/QWPersistentStoreCoordinator.h"
+#include "store/sqlite/QWDistinctTexts.h"
 #include "store/sqlite/QWSQLiteConnection.h"
 #include "store/sqlite/QWStoreLayout.h"
 
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -51,6 +53,10 @@ public:
     std::optional<qint64> count(const QWFetchRequest& request, QWError* error);
     std::optional<QVariantList> distinctValues(const QWFetchRequest& request, const QString& key,
                                                QWError* error);
+    // While the answer lives, a request for distinct values of that key that contain a text is answered from
+    // memory.
+    std::shared_ptr<const void> keepDistinctValues(const QString& entityName, const QString& key,
+                                                   QWError* error);
     // Saved members of a to-many relationship, in its order when it has one, else by key.
     std::vector<QWManagedObjectID> members(const QWPropertyDescription& relationship, qint64 owner);
     // The entity of a saved row; null when there is none.
@@ -129,12 +135,31 @@ private:
 
     const EntityAccess& access(const QWEntityDescription& entity) const { return accesses_[entity.index()]; }
     qint64 id(const QWEntityDescription& entity) const { return ids_[entity.index()]; }
+    static void pack(const QWSQLiteStatement& row, int column, int slot, QWPackedRow::Writer& writer);
+    static void bindAll(QWSQLiteStatement& statement, const QVariantList& bindings);
+    const QWEntityDescription& entityOf(const QWFetchRequest& request) const;
     Selection selection(const QWFetchRequest& request) const;
     QByteArray orderBy(const QWFetchRequest& request) const;
     const QWPropertyDescription& attribute(const QWEntityDescription& entity, const QString& key) const;
     // The number of rows handed to the sink.
     qint64 readRows(const EntityAccess& access, QWSQLiteStatement& statement, RowSink& sink);
     qint64 rowCount(const EntityAccess& access, bool withSubentities);
+    QVariantList selectDistinct(const QWFetchRequest& request, const QWPropertyDescription& property);
+    // All values of a string attribute by code points; nothing when they would take more memory than that.
+    std::optional<QStringList> distinctTexts(const QWEntityDescription& entity,
+                                             const QWPropertyDescription& property, bool includesSubentities,
+                                             qint64 mostBytes = std::numeric_limits<qint64>::max());
+    // Null when nobody keeps them.
+    std::shared_ptr<QWDistinctTexts> keptTexts(const QWEntityDescription& entity,
+                                               const QWPropertyDescription& property) const;
+    // The same, up to date with the file; null as well when they cannot be used just now.
+    std::shared_ptr<QWDistinctTexts> usableTexts(const QWEntityDescription& entity,
+                                                 const QWPropertyDescription& property);
+    bool hasText(const QWEntityDescription& entity, const QWPropertyDescription& property,
+                 const QString& text);
+    // To be called before a row is written: `values` are the new ones (null: it is removed), `slots` those that
+    // change (null: all).
+    void touchKept(const QWManagedObjectID& id, const QVariant* values, const std::vector<int>* slots);
     const Kind& kindWithId(const EntityAccess& access, qint64 id) const;
     void extend(Lease& lease, const QWEntityDescription& root, qint64 count);
 
@@ -153,5 +178,6 @@ private:
     std::vector<qint64> ids_;
     std::vector<Lease> leases_;   // of root entities
     std::vector<qint64> newRows_; // inserted minus removed in this transaction
+    std::vector<std::weak_ptr<QWDistinctTexts>> kept_;
     bool inTransaction_ = false;
 };

@@ -8,7 +8,16 @@
 
 namespace {
 
-void pack(const QWSQLiteStatement& row, int column, int slot, QWPackedRow::Writer& writer) {
+QByteArray limitAndOffset(const QWFetchRequest& request) {
+    if (request.limit <= 0 && request.offset <= 0)
+        return {};
+    return " LIMIT " + QByteArray::number(request.limit > 0 ? request.limit : -1) + " OFFSET "
+           + QByteArray::number(request.offset);
+}
+
+} // namespace
+
+void QWSQLiteStore::pack(const QWSQLiteStatement& row, int column, int slot, QWPackedRow::Writer& writer) {
     switch (row.type(column)) {
     case SQLITE_INTEGER:
         writer.setInteger(slot, row.integer(column));
@@ -27,37 +36,31 @@ void pack(const QWSQLiteStatement& row, int column, int slot, QWPackedRow::Write
     }
 }
 
-void bindAll(QWSQLiteStatement& statement, const QVariantList& bindings) {
+void QWSQLiteStore::bindAll(QWSQLiteStatement& statement, const QVariantList& bindings) {
     int parameter = 1;
     for (const QVariant& value : bindings)
         statement.bind(parameter++, value);
 }
 
-QByteArray limitAndOffset(const QWFetchRequest& request) {
-    if (request.limit <= 0 && request.offset <= 0)
-        return {};
-    return " LIMIT " + QByteArray::number(request.limit > 0 ? request.limit : -1) + " OFFSET "
-           + QByteArray::number(request.offset);
+const QWEntityDescription& QWSQLiteStore::entityOf(const QWFetchRequest& request) const {
+    if (const QWEntityDescription* entity = model_.entity(request.entityName))
+        return *entity;
+    throw QWStoreFailure{
+        QWMakeStoreError(QWStoreErrorCode::UnknownEntity,
+                         QStringLiteral("The model has no entity %1.").arg(request.entityName),
+                         {{QStringLiteral("entity"), request.entityName}})};
 }
 
-} // namespace
-
 QWSQLiteStore::Selection QWSQLiteStore::selection(const QWFetchRequest& request) const {
-    const QWEntityDescription* entity = model_.entity(request.entityName);
-    if (!entity) {
-        throw QWStoreFailure{
-            QWMakeStoreError(QWStoreErrorCode::UnknownEntity,
-                             QStringLiteral("The model has no entity %1.").arg(request.entityName),
-                             {{QStringLiteral("entity"), request.entityName}})};
-    }
-    const EntityAccess& access = accesses_[entity->index()];
+    const QWEntityDescription& entity = entityOf(request);
+    const EntityAccess& access = accesses_[entity.index()];
     QByteArray where = request.includesSubentities ? access.isOfKind : access.isOfEntity;
     QVariantList bindings;
     const bool isWhole = request.predicate.isAlwaysTrue();
     if (!isWhole) {
         QWError error;
         auto condition = QWCompilePredicate(
-            request.predicate, *entity,
+            request.predicate, entity,
             [this](const QWPropertyDescription& property, bool folded) -> const QByteArray& {
                 return folded ? layout_.foldedColumn(property) : layout_.column(property);
             },
@@ -179,39 +182,6 @@ qint64 QWSQLiteStore::rowCount(const EntityAccess& access, bool withSubentities)
             break;
     }
     return rows;
-}
-
-std::optional<QVariantList> QWSQLiteStore::distinctValues(const QWFetchRequest& request, const QString& key,
-                                                          QWError* error) {
-    QVariantList values;
-    const bool done = guarded(error, [&] {
-        const Selection wanted = selection(request);
-        const QWPropertyDescription& property = attribute(*wanted.access.kinds.front().entity, key);
-        const QByteArray column = layout_.column(property);
-        const QByteArray table = wanted.access.table;
-        QByteArray sql;
-        if (property.isIndexed() && wanted.where.isEmpty()) {
-            // Hops from value to value in the index instead of passing every row.
-            const QByteArray next =
-                "SELECT min(" + column + ") FROM " + table + " WHERE " + column + " > value";
-            sql = "WITH RECURSIVE walk (value) AS (SELECT min(" + column + ") FROM " + table
-                  + " UNION ALL SELECT (" + next
-                  + ") FROM walk WHERE value IS NOT NULL) "
-                    "SELECT value FROM walk WHERE value IS NOT NULL";
-        } else {
-            sql = "SELECT DISTINCT " + column + " FROM " + table + wanted.where
-                  + (wanted.where.isEmpty() ? " WHERE " : " AND ") + column + " IS NOT NULL ORDER BY "
-                  + column;
-        }
-        QWSQLiteStatement statement(*connection_, sql + limitAndOffset(request));
-        bindAll(statement, wanted.bindings);
-        while (statement.step()) {
-            QWPackedRow::Writer writer(size_t(property.index()) + 1);
-            pack(statement, 0, property.index(), writer);
-            values.append(writer.finish().value(property));
-        }
-    });
-    return done ? std::optional(values) : std::nullopt;
 }
 
 std::vector<QWManagedObjectID> QWSQLiteStore::members(const QWPropertyDescription& relationship,

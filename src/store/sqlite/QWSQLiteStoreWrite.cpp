@@ -48,6 +48,7 @@ bool QWSQLiteStore::begin(QWError* error) {
 
 bool QWSQLiteStore::insert(const QWManagedObjectID& newId, const QVariant* values, QWError* error) {
     return guarded(error, [&] {
+        touchKept(newId, values, nullptr);
         QWSQLiteStatement statement(*connection_, access(*newId.entity).insert);
         statement.bind(1, newId.key);
         statement.bind(2, id(*newId.entity));
@@ -75,6 +76,7 @@ QWSQLiteStore::Write QWSQLiteStore::update(const QWManagedObjectID& updated, qin
                                            QWError* error) {
     Write result = Write::Failed;
     guarded(error, [&] {
+        touchKept(updated, values, &slots);
         const auto& properties = updated.entity->properties();
         QByteArray sql = "UPDATE " + layout_.table(*updated.entity) + " SET _version = _version + 1";
         for (const int slot : slots) {
@@ -101,6 +103,7 @@ QWSQLiteStore::Write QWSQLiteStore::update(const QWManagedObjectID& updated, qin
 QWSQLiteStore::Write QWSQLiteStore::remove(const QWManagedObjectID& removed, qint64 version, QWError* error) {
     Write result = Write::Failed;
     guarded(error, [&] {
+        touchKept(removed, nullptr, nullptr);
         QWSQLiteStatement statement(*connection_, "DELETE FROM " + layout_.table(*removed.entity)
                                                       + " WHERE _key = ? AND _version = ?");
         statement.bind(1, removed.key);
