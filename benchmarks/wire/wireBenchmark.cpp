@@ -1,4 +1,4 @@
-#include "dropbox/QWHTTPRestClient.h"
+#include "dropbox/http/QWHTTPRestClient.h"
 #include "support/BareSQLite.h"
 #include "support/Harness.h"
 #include "sync/Items.h"

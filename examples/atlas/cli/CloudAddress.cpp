@@ -1,7 +1,7 @@
 #include "cli/CloudAddress.h"
 
-#include "dropbox/QWHTTPRestClient.h"
 #include "dropbox/folder/QWFolderRestClient.h"
+#include "dropbox/http/QWHTTPRestClient.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,4 +1,4 @@
-#include "dropbox/http/QWDeltaQuery.h"
+#include "dropbox/http/QWDeltaQuery_p.h"
 
 bool QWDeltaQuery::add(const qw::http::Page& page) {
     constexpr int mostIdlePages = 1000;

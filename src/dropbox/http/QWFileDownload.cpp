@@ -1,6 +1,6 @@
-#include "dropbox/http/QWFileDownload.h"
+#include "dropbox/http/QWFileDownload_p.h"
 
-#include "dropbox/http/QWServiceAnswers.h"
+#include "dropbox/http/QWServiceAnswers_p.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
-#include "dropbox/http/QWFileUpload.h"
+#include "dropbox/http/QWFileUpload_p.h"
 
-#include "dropbox/http/QWServiceAnswers.h"
+#include "dropbox/http/QWServiceAnswers_p.h"
 
 namespace {
 

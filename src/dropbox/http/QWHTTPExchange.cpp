@@ -1,6 +1,6 @@
-#include "dropbox/http/QWHTTPExchange.h"
+#include "dropbox/http/QWHTTPExchange_p.h"
 
-#include "dropbox/http/QWFileDownload.h"
+#include "dropbox/http/QWFileDownload_p.h"
 
 #include <QNetworkReply>
 

@@ -1,10 +1,10 @@
-#include "dropbox/QWHTTPRestClient.h"
+#include "dropbox/http/QWHTTPRestClient.h"
 
 #include "dropbox/DBPath.h"
-#include "dropbox/http/QWDeltaQuery.h"
-#include "dropbox/http/QWFileDownload.h"
-#include "dropbox/http/QWFileUpload.h"
-#include "dropbox/http/QWHTTPTransport.h"
+#include "dropbox/http/QWDeltaQuery_p.h"
+#include "dropbox/http/QWFileDownload_p.h"
+#include "dropbox/http/QWFileUpload_p.h"
+#include "dropbox/http/QWHTTPTransport_p.h"
 
 #include <QRegularExpression>
 

@@ -1,4 +1,4 @@
-#include "dropbox/http/QWHTTPTransport.h"
+#include "dropbox/http/QWHTTPTransport_p.h"
 
 #include <QJsonDocument>
 #include <QLoggingCategory>

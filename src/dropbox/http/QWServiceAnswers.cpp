@@ -1,4 +1,4 @@
-#include "dropbox/http/QWServiceAnswers.h"
+#include "dropbox/http/QWServiceAnswers_p.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "dropbox/QWHTTPRestClient.h"
 #include "dropbox/RecordingDelegate.h"
+#include "dropbox/http/QWHTTPRestClient.h"
 #include "dropbox/http/ScriptedServer.h"
 #include "support/EventLoopWait.h"
 #include "testing/QWVirtualWorld.h"

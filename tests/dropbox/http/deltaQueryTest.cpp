@@ -1,4 +1,4 @@
-#include "dropbox/http/QWDeltaQuery.h"
+#include "dropbox/http/QWDeltaQuery_p.h"
 
 #include <gtest/gtest.h>
 

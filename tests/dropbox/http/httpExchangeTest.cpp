@@ -1,4 +1,4 @@
-#include "dropbox/http/QWHTTPExchange.h"
+#include "dropbox/http/QWHTTPExchange_p.h"
 #include "testing/QWVirtualWorld.h"
 
 #include <QNetworkReply>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "dropbox/QWHTTPRestClient.h"
+#include "dropbox/http/QWHTTPRestClient.h"
 #include "support/Desktop.h"
 #include "support/EventLoopWait.h"
 #include "support/StandIn.h"

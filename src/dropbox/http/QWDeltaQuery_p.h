@@ -1,7 +1,7 @@
 #pragma once
 
 #include "dropbox/DBDeltaEntry.h"
-#include "dropbox/http/QWServiceAnswers.h"
+#include "dropbox/http/QWServiceAnswers_p.h"
 
 #include <map>
 

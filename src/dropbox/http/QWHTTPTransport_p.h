@@ -1,8 +1,8 @@
 #pragma once
 
-#include "dropbox/QWHTTPRestClient.h"
-#include "dropbox/http/QWHTTPExchange.h"
-#include "dropbox/http/QWServiceAnswers.h"
+#include "dropbox/http/QWHTTPRestClient.h"
+#include "dropbox/http/QWHTTPExchange_p.h"
+#include "dropbox/http/QWServiceAnswers_p.h"
 
 #include <QNetworkAccessManager>
 #include <array>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "dropbox/DBMetadata.h"
-#include "dropbox/http/QWHTTPRequest.h"
+#include "dropbox/http/QWHTTPRequest_p.h"
 #include "platform/QWError.h"
 #include "platform/QWRunLoop.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "dropbox/http/QWHTTPRequest.h"
+#include "dropbox/http/QWHTTPRequest_p.h"
 #include "platform/QWFileManager.h"
 
 #include <QDateTime>
