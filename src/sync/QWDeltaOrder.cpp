@@ -1,4 +1,4 @@
-#include "sync/QWDeltaOrder.h"
+#include "sync/QWDeltaOrder_p.h"
 
 #include "platform/text/QWText.h"
 #include "sync/QWDropboxSyncConstants.h"

@@ -1,7 +1,7 @@
 #include "sync/QWDeltaQueue.h"
 
 #include "platform/text/QWText.h"
-#include "sync/QWDeltaOrder.h"
+#include "sync/QWDeltaOrder_p.h"
 
 QString QWDeltaQueue::nameInProcess(const DBDeltaEntry& entry) {
     return entry.metadata ? qw::text::lowercase(entry.metadata->filename())

@@ -1,9 +1,9 @@
-#include "sync/QWDeltaSpecialActions.h"
+#include "sync/QWDeltaSpecialActions_p.h"
 
 #include "dropbox/DBPath.h"
 #include "platform/text/QWText.h"
 #include "sync/QWDropboxSyncConstants.h"
-#include "sync/QWSyncFileNames.h"
+#include "sync/QWSyncFileNames_p.h"
 
 namespace qw::sync {
 

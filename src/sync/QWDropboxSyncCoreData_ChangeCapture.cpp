@@ -9,7 +9,7 @@
 #include "sync/QWDropboxSyncCoreData.h"
 
 #include "core/QWManagedObjectWithSyncSupport.h"
-#include "sync/QWSyncFileNames.h"
+#include "sync/QWSyncFileNames_p.h"
 #include "sync/QWSyncLog_p.h"
 #include "util/QWOperationQueue.h"
 

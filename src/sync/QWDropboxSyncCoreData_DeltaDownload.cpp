@@ -18,8 +18,8 @@
 
 #include "dropbox/DBPath.h"
 #include "platform/text/QWText.h"
-#include "sync/QWRequestFailure.h"
-#include "sync/QWSyncFileNames.h"
+#include "sync/QWRequestFailure_p.h"
+#include "sync/QWSyncFileNames_p.h"
 #include "sync/QWSyncLog_p.h"
 
 #include <QSet>

@@ -11,7 +11,7 @@
 #include "sync/QWDropboxSyncCoreData.h"
 
 #include "core/QWManagedObjectWithSyncSupport.h"
-#include "sync/QWSyncFileNames.h"
+#include "sync/QWSyncFileNames_p.h"
 
 // Bulk update -----------------------------------------------------------------------------------------------
 

@@ -13,11 +13,11 @@
 
 #include "core/QWManagedObjectWithSyncSupport.h"
 #include "platform/text/QWText.h"
-#include "sync/QWRecordVersions.h"
-#include "sync/QWSyncFileNames.h"
+#include "sync/QWRecordVersions_p.h"
+#include "sync/QWSyncFileNames_p.h"
 #include "sync/QWSyncLog_p.h"
 #include "sync/records/QWDropboxSyncManagedObjectDictionaryImporter.h"
-#include "sync/records/QWSyncRecordFile.h"
+#include "sync/records/QWSyncRecordFile_p.h"
 
 namespace {
 

@@ -15,7 +15,7 @@
 #include "sync/QWDropboxSyncCoreData.h"
 
 #include "core/QWManagedObjectWithSyncSupport.h"
-#include "sync/QWRecordVersions.h"
+#include "sync/QWRecordVersions_p.h"
 
 using qw::sync::RecordReplacement;
 

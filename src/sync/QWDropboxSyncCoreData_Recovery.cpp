@@ -15,7 +15,7 @@
 //   `docs/guarantees.md` goes through the cases.
 #include "sync/QWDropboxSyncCoreData.h"
 
-#include "sync/QWSyncFileNames.h"
+#include "sync/QWSyncFileNames_p.h"
 #include "util/QWOperationQueue.h"
 
 #include <algorithm>

@@ -16,11 +16,11 @@
 
 #include "core/QWManagedObjectWithSyncSupport.h"
 #include "platform/text/QWText.h"
-#include "sync/QWRequestFailure.h"
-#include "sync/QWSyncFileNames.h"
+#include "sync/QWRequestFailure_p.h"
+#include "sync/QWSyncFileNames_p.h"
 #include "sync/QWSyncLog_p.h"
 #include "sync/records/QWDropboxSyncManagedObjectDictionaryExporter.h"
-#include "sync/records/QWSyncRecordFile.h"
+#include "sync/records/QWSyncRecordFile_p.h"
 
 #include <algorithm>
 

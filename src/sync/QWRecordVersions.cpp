@@ -1,4 +1,4 @@
-#include "sync/QWRecordVersions.h"
+#include "sync/QWRecordVersions_p.h"
 
 #include <QHash>
 #include <QSet>

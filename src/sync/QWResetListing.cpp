@@ -2,7 +2,7 @@
 
 #include "platform/text/QWText.h"
 #include "sync/QWDropboxSyncConstants.h"
-#include "sync/QWSyncFileNames.h"
+#include "sync/QWSyncFileNames_p.h"
 
 namespace {
 

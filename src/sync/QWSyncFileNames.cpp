@@ -1,4 +1,4 @@
-#include "sync/QWSyncFileNames.h"
+#include "sync/QWSyncFileNames_p.h"
 
 #include "dropbox/DBPath.h"
 #include "platform/text/QWText.h"

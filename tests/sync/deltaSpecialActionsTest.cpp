@@ -1,5 +1,5 @@
-#include "sync/QWDeltaSpecialActions.h"
-#include "sync/QWRequestFailure.h"
+#include "sync/QWDeltaSpecialActions_p.h"
+#include "sync/QWRequestFailure_p.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #include "support/EngineTest.h"
 
 #include "sync/QWResetListing.h"
-#include "sync/QWSyncFileNames.h"
+#include "sync/QWSyncFileNames_p.h"
 
 // Names at the edge: which files are those of the sync folder, and which names no disk takes.
 

@@ -2,7 +2,7 @@
 
 #include "platform/QWAssert.h"
 #include "platform/text/QWText.h"
-#include "sync/QWDeltaSpecialActions.h"
+#include "sync/QWDeltaSpecialActions_p.h"
 #include "sync/QWDropboxSyncConstants.h"
 
 QWDropboxFileMetadataManager::QWDropboxFileMetadataManager(

@@ -1,4 +1,4 @@
-#include "sync/records/QWSyncRecordFile.h"
+#include "sync/records/QWSyncRecordFile_p.h"
 
 #include "core/QWJSON.h"
 #include "sync/records/QWPropertyList_p.h"

@@ -4,7 +4,7 @@
 #include "core/QWManagedObjectWithSyncSupport.h"
 #include "platform/text/QWDateText.h"
 #include "sync/records/QWSyncRecord.h"
-#include "sync/records/QWSyncRecordFile.h"
+#include "sync/records/QWSyncRecordFile_p.h"
 
 #include <QCryptographicHash>
 #include <algorithm>

@@ -8,7 +8,7 @@
 #include "sync/supervisor/QWSyncSupervisor.h"
 
 #include "platform/text/QWText.h"
-#include "sync/QWSyncFileNames.h"
+#include "sync/QWSyncFileNames_p.h"
 #include "sync/QWSyncLog_p.h"
 #include "sync/supervisor/QWVersionKeeper_p.h"
 

@@ -3,8 +3,8 @@
 #include "sync/supervisor/QWSyncSupervisor.h"
 
 #include "platform/text/QWText.h"
-#include "sync/QWRequestFailure.h"
-#include "sync/QWSyncFileNames.h"
+#include "sync/QWRequestFailure_p.h"
+#include "sync/QWSyncFileNames_p.h"
 #include "sync/supervisor/QWVersionKeeper_p.h"
 
 using qw::sync::isSyncFolder;

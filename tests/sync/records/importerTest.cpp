@@ -2,7 +2,7 @@
 #include "support/BookLibrary.h"
 #include "sync/records/QWDropboxSyncManagedObjectDictionaryExporter.h"
 #include "sync/records/QWDropboxSyncManagedObjectDictionaryImporter.h"
-#include "sync/records/QWSyncRecordFile.h"
+#include "sync/records/QWSyncRecordFile_p.h"
 #include "testing/QWLogCapture.h"
 
 #include <limits>

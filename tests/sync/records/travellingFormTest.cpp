@@ -2,7 +2,7 @@
 
 #include "core/QWJSON.h"
 #include "support/BookLibrary.h"
-#include "sync/records/QWSyncRecordFile.h"
+#include "sync/records/QWSyncRecordFile_p.h"
 
 using qw::json::null;
 using qw::sync::travellingForm;
