@@ -15,8 +15,8 @@ public:
     QString stringFromNumberOfSeconds(const QVariant& number) const;
 
     // Minutes × 60 + seconds, a quint64 that wraps: "1:30" is 90, and seconds may be more than 59: "1:75" is
-    // 135. Null unless there is exactly one colon, with a number that supportNumberFormatter() reads on either
-    // side.
+    // 135. Null unless there is exactly one colon, with a number that supportNumberFormatter() reads on
+    // either side.
     QVariant numberOfSecondsFromString(const QString& string) const;
 
     // Null for null as well.

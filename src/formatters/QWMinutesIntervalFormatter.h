@@ -32,17 +32,17 @@ public:
     // By style; the hours are left out when they are 0. "1 hour 1 minutes": minutes have one form.
     QString localizedStringWithHours(quint64 hours, quint64 minutes) const;
 
-    // False: the text cannot be read, and `*number` is left as it was. Else the minutes, a quint64 that wraps;
-    // null for an empty text, 0 for blanks.
+    // False: the text cannot be read, and `*number` is left as it was. Else the minutes, a quint64 that
+    // wraps; null for an empty text, 0 for blanks.
     bool getNumberOfMinutes(QVariant* number, const QString& string) const;
     // The same number; null where the text is empty or cannot be read.
     QVariant numberOfMinutesFromString(const QString& string) const;
 
-    // Hour words become "h", minute words and blanks (U+0020) go, in any letter case: "1 Hour 30 min" → "1h30".
-    // An "H" that is typed stays one.
+    // Hour words become "h", minute words and blanks (U+0020) go, in any letter case: "1 Hour 30 min" →
+    // "1h30". An "H" that is typed stays one.
     QString cleanedStringFromString(const QString& string) const;
-    // The digits that the text begins with (in any script; 2^63 - 1 at most), whatever follows; 0 for an empty
-    // text. False, and `*minutes` left as it was, where it begins with anything else.
+    // The digits that the text begins with (in any script; 2^63 - 1 at most), whatever follows; 0 for an
+    // empty text. False, and `*minutes` left as it was, where it begins with anything else.
     bool getMinutes(quint64* minutes, const QString& string) const;
     // The same times 60, wrapping.
     bool getMinutesInHours(quint64* minutes, const QString& string) const;

@@ -2,6 +2,7 @@
 #include "formatters/QWNumber_p.h"
 
 #include <algorithm>
+#include <cmath>
 #include <unicode/dcfmtsym.h>
 #include <unicode/decimfmt.h>
 
@@ -91,6 +92,8 @@ QString QWNumberFormatter::stringFromNumber(const QVariant& number) const {
 }
 
 QVariant QWNumberFormatter::numberFromString(const QString& string) const {
+    if (string.size() > 2000) // ICU's time grows with the square of the digits
+        return {};
     // The text is only looked at: the QString outlives the view.
     const icu::UnicodeString text(false, reinterpret_cast<const char16_t*>(string.utf16()),
                                   int32_t(string.size()));
@@ -99,9 +102,10 @@ QVariant QWNumberFormatter::numberFromString(const QString& string) const {
     engine().format->parse(text, number, end);
     if (end.getIndex() == 0 || end.getIndex() < text.length())
         return {};
-    if (number.getType() == icu::Formattable::kDouble)
-        return number.getDouble();
-    return qlonglong(number.getInt64());
+    if (number.getType() != icu::Formattable::kDouble)
+        return qlonglong(number.getInt64());
+    // "∞" and "NaN" as well as what is too large: no record could carry them.
+    return std::isfinite(number.getDouble()) ? QVariant(number.getDouble()) : QVariant();
 }
 
 bool QWNumberFormatter::getObjectValue(QVariant* value, const QString& string, QString*) const {

@@ -50,8 +50,8 @@ public:
 
     // Null for null and for what is no number: strings are not, booleans are 0 and 1.
     QString stringFromNumber(const QVariant& number) const;
-    // A qint64 where the text is a whole number within its range, else a double; null where the text is no
-    // number.
+    // A qint64 where the text is a whole number within its range, else a finite double; null where the text
+    // is no number. "1E3" is 1000. A text of more than 2,000 characters is none: no double needs as many.
     QVariant numberFromString(const QString& string) const;
 
     QString stringForObjectValue(const QVariant& value) const override { return stringFromNumber(value); }

@@ -9,7 +9,8 @@
 // (formatters/QWFormatterValidator.h).
 //
 // A formatter takes any value and any text and never fails otherwise than said here. It may be shared by any
-// number of users on one thread at a time; one whose class says that it is constant, by any number of threads.
+// number of users on one thread at a time; one whose class says that it is constant, by any number of
+// threads.
 class QWFormatter {
 public:
     virtual ~QWFormatter() = default;

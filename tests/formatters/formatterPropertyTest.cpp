@@ -4,6 +4,7 @@
 #include "support/ScopedLocale.h"
 #include "util/QWDateFormatter.h"
 
+#include <bit>
 #include <gmock/gmock.h>
 #include <random>
 
@@ -56,16 +57,13 @@ public:
     // Also a number of any size, whole or not.
     QVariant number() {
         const quint64 bits = quint64(random_()) << 32 | random_();
-        double floating = 0;
-        static_assert(sizeof floating == sizeof bits);
-        memcpy(&floating, &bits, sizeof bits);
         switch (random_() % 4) {
         case 0:
             return qint64(bits);
         case 1:
             return bits;
         case 2:
-            return floating;
+            return std::bit_cast<double>(bits);
         default:
             return int(bits % 100000);
         }

@@ -147,6 +147,22 @@ TEST(NumberFormatter, Reads_fractions_and_groups_of_its_locale) {
     EXPECT_FALSE(localizedIntegerFormatter()->numberFromString("1,5").isValid());
 }
 
+TEST(NumberFormatter, Reads_powers_of_ten_and_finite_numbers_only) {
+    const ScopedLocale english("en_US");
+    const auto formatter = localizedFloatFormatter();
+    EXPECT_EQ(formatter->numberFromString("1E3"), 1000);
+    EXPECT_EQ(formatter->numberFromString("9E-999999999"), 0.0);
+    for (const char* text : {"9E999999999", "∞", "-∞", "NaN"})
+        EXPECT_FALSE(formatter->numberFromString(text).isValid()) << text;
+}
+
+TEST(NumberFormatter, Reads_no_text_of_more_than_2000_characters) {
+    const ScopedLocale english("en_US");
+    const auto formatter = localizedIntegerFormatter();
+    EXPECT_EQ(formatter->numberFromString(QString(1999, '0') + '7'), 7);
+    EXPECT_FALSE(formatter->numberFromString(QString(2000, '0') + '7').isValid());
+}
+
 TEST(NumberFormatter, Reads_an_empty_text_as_no_value_and_refuses_what_is_no_number) {
     const auto formatter = localizedFloatFormatter();
     QVariant value = 5;

@@ -30,3 +30,20 @@ TEST(DateFormatter, No_date_is_no_text) {
     EXPECT_TRUE(QWDateTextFormatter().stringFromDate({}).isNull());
     EXPECT_TRUE(QWPatternDateFormatter("yyyy").stringFromDate({}).isNull());
 }
+
+TEST(DateFormatter, As_a_formatter_shows_dates_alone) {
+    const QWDateTextFormatter formatter;
+    EXPECT_EQ(formatter.stringForObjectValue(date), "2013-05-04 16:22:10 +0000");
+    for (const QVariant& other : {QVariant(), QVariant("2013-05-04 16:22:10 +0000"), QVariant(5)})
+        EXPECT_TRUE(formatter.stringForObjectValue(other).isNull());
+}
+
+TEST(DateFormatter, As_a_formatter_reads_a_date_or_from_an_empty_text_none) {
+    const QWDateTextFormatter formatter;
+    QVariant value;
+    EXPECT_TRUE(formatter.getObjectValue(&value, "2013-05-04 16:22:10 +0000"));
+    EXPECT_EQ(value, date);
+    EXPECT_FALSE(formatter.getObjectValue(&value, "4 May 2013"));
+    EXPECT_TRUE(formatter.getObjectValue(&value, ""));
+    EXPECT_FALSE(value.isValid());
+}
