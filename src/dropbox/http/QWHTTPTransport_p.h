@@ -1,7 +1,7 @@
 #pragma once
 
-#include "dropbox/http/QWHTTPRestClient.h"
 #include "dropbox/http/QWHTTPExchange_p.h"
+#include "dropbox/http/QWHTTPRestClient.h"
 #include "dropbox/http/QWServiceAnswers_p.h"
 
 #include <QNetworkAccessManager>
