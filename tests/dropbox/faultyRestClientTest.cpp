@@ -1,4 +1,4 @@
-#include "dropbox/FolderClientFixture.h"
+#include "dropbox/folder/FolderClientFixture.h"
 #include "testing/QWFaultyRestClient.h"
 
 using namespace std::chrono_literals;

@@ -1,4 +1,4 @@
-#include "dropbox/AppFolderFixture.h"
+#include "dropbox/folder/AppFolderFixture.h"
 
 using Code = QWAppFolderErrorCode;
 using Mode = QWWriteMode;
