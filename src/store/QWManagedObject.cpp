@@ -5,9 +5,9 @@
 #include "store/QWManagedObject_p.h"
 #include "store/QWStoreError.h"
 
-// A record's values stand in one array, by property index. Every change passes `willChange`, which remembers the
-// value before it (for the next save and for the next notice) and marks the record in its context; after that the
-// slot is simply overwritten.
+// A record's values stand in one array, by property index. Every change passes `willChange`, which remembers
+// the value before it (for the next save and for the next notice) and marks the record in its context; after
+// that the slot is simply overwritten.
 
 QWManagedObject::QWManagedObject() = default;
 
@@ -178,7 +178,7 @@ void QWManagedObject::prefetchTexts() const {
 #endif
 }
 
-// Changed keys -------------------------------------------------------------------------------------------------
+// Changed keys ----------------------------------------------------------------------------------------------
 
 // Whether the slot's present value is another than it was when the present event began.
 bool QWManagedObject::differsInEvent(int index) const {
@@ -266,7 +266,7 @@ QVariant QWManagedObject::committedValueForKey(const QString& key) const {
     return before ? *before : value(*property);
 }
 
-// Hooks --------------------------------------------------------------------------------------------------------
+// Hooks -----------------------------------------------------------------------------------------------------
 
 void QWManagedObject::awakeFromInsert() {}
 

@@ -13,12 +13,13 @@
 
 class QWManagedObjectContext;
 
-// One record of a store, live in one context: while anybody holds it, the context hands out this object for this
-// identity. A context holds clean records weakly and changed ones strongly until they are saved or discarded.
+// One record of a store, live in one context: while anybody holds it, the context hands out this object for
+// this identity. A context holds clean records weakly and changed ones strongly until they are saved or
+// discarded.
 //
-// A record starts as a fault when nothing was read yet; its values are read from the store on first access. When
-// that fails it has no values, cannot be edited, and is read again on the next access. After its deletion was saved,
-// or its context has gone, the last values stay readable and setters do nothing.
+// A record starts as a fault when nothing was read yet; its values are read from the store on first access.
+// When that fails it has no values, cannot be edited, and is read again on the next access. After its
+// deletion was saved, or its context has gone, the last values stay readable and setters do nothing.
 //
 // Belongs to the thread of its context.
 class QWManagedObject : public QSharedData {
@@ -41,13 +42,13 @@ public:
     } // anything for a save to write
     bool isFault() const { return !values_ && packed_.isEmpty(); }
 
-    // The value of an attribute (see QWAttributeType), of a to-one relationship (QWRef<QWManagedObject>, or no
-    // value) or of a to-many one (QList<QWRef<QWManagedObject>>). Any other key: `valueForUndefinedKey`.
+    // The value of an attribute (see QWAttributeType), of a to-one relationship (QWRef<QWManagedObject>, or
+    // no value) or of a to-many one (QList<QWRef<QWManagedObject>>). Any other key: `valueForUndefinedKey`.
     QVariant valueForKey(const QString& key) const;
     // Sets a value as a person's edit would: observers are told, the record becomes updated, inverses follow.
-    // False with an error naming entity, key, expected and given when the value does not fit, or with the store's
-    // error when the record is a fault that cannot be read; the value then stays.
-    // Subclasses with a setter of their own for a key override this to run it.
+    // False with an error naming entity, key, expected and given when the value does not fit, or with the
+    // store's error when the record is a fault that cannot be read; the value then stays. Subclasses with a
+    // setter of their own for a key override this to run it.
     virtual bool setValueForKey(const QString& key, const QVariant& value, QWError* error = nullptr);
 
     // The same without any effect: no observers, no change, no inverse. Attributes only.
@@ -58,13 +59,13 @@ public:
     void willChangeValueForKey(const QString& key);
     void didChangeValueForKey(const QString& key);
 
-    // Relationships. To-many results are in relationship order when ordered, else in a stable order. Linking a
-    // record of another entity or context is a programming error.
+    // Relationships. To-many results are in relationship order when ordered, else in a stable order. Linking
+    // a record of another entity or context is a programming error.
     QWRef<QWManagedObject> relatedObject(const QString& key) const;
     QList<QWRef<QWManagedObject>> relatedObjects(const QString& key) const;
     void setRelatedObject(const QString& key, QWManagedObject* destination);
-    // For an ordered relationship the list is the order. `setUnorderedRelatedObjects` treats it as a set: members
-    // that stay keep their places, new ones follow in the list's order.
+    // For an ordered relationship the list is the order. `setUnorderedRelatedObjects` treats it as a set:
+    // members that stay keep their places, new ones follow in the list's order.
     void setRelatedObjects(const QString& key, const QList<QWRef<QWManagedObject>>& destinations);
     void setUnorderedRelatedObjects(const QString& key, const QList<QWRef<QWManagedObject>>& destinations);
     void addRelatedObject(const QString& key, QWManagedObject& destination);
@@ -80,14 +81,14 @@ public:
     // The values of `keys` as last fetched or saved.
     QVariant committedValueForKey(const QString& key) const;
 
-    // Observers of single keys, of the model or not, told before (`willChange`) and after each set, equal values
-    // included.
+    // Observers of single keys, of the model or not, told before (`willChange`) and after each set, equal
+    // values included.
     enum class Phase { WillChange, DidChange };
     using KeyObserver = std::function<void(QWManagedObject&, const QString& key, Phase)>;
     QWObservation observeKey(const QString& key, KeyObserver observer);
 
-    // Once, when the record is inserted into a context; never on fetch, merge or refresh. Ordinary setters called
-    // here count as changes of the insertion, primitive ones are its baseline.
+    // Once, when the record is inserted into a context; never on fetch, merge or refresh. Ordinary setters
+    // called here count as changes of the insertion, primitive ones are its baseline.
     virtual void awakeFromInsert();
     // Before the record is written, and after. `willSave` may still change records.
     virtual void willSave();
@@ -155,8 +156,8 @@ private:
     qint64 key_ = 0;
     qint64 version_ = 0; // of the stored row that the values are based on; 0: not stored
     quint16 state_ = 0;
-    // What was read of the row, until a value is changed or needed in place; then `values_` holds all of them, by
-    // property index. A to-one's value is the destination's key.
+    // What was read of the row, until a value is changed or needed in place; then `values_` holds all of
+    // them, by property index. A to-one's value is the destination's key.
     mutable QWPackedRow packed_;
     mutable std::unique_ptr<QVariant[]> values_;
     mutable std::unique_ptr<Members[]> members_; // by property index; null until a to-many is used

@@ -7,8 +7,9 @@
 #include "store/QWStoreLog_p.h"
 #include "store/sqlite/QWSQLiteStore.h"
 
-// Identity and lifetime: which live object stands for which row. The register holds no references; a clean record
-// leaves it when its last holder lets go, a changed one is held by `pending_` until it is saved or discarded.
+// Identity and lifetime: which live object stands for which row. The register holds no references; a clean
+// record leaves it when its last holder lets go, a changed one is held by `pending_` until it is saved or
+// discarded.
 
 using Context = QWManagedObjectContext;
 using Record = QWManagedObject;
@@ -63,8 +64,8 @@ QWRef<Record> Context::objectWithID(const QWManagedObjectID& id) {
     return record ? record : registerRecord(*id.entity, id.key);
 }
 
-// The record at the far end of a to-one relationship. A row that has gone is noticed here in a hierarchy, where the
-// row tells the entity; otherwise when the record is read.
+// The record at the far end of a to-one relationship. A row that has gone is noticed here in a hierarchy,
+// where the row tells the entity; otherwise when the record is read.
 QWRef<Record> Context::recordForKey(const QWEntityDescription& destination, qint64 key) {
     const QWEntityDescription* entity = &destination;
     if (QWRef<Record> record = registeredObject({entity, key}))
@@ -74,8 +75,8 @@ QWRef<Record> Context::recordForKey(const QWEntityDescription& destination, qint
     return entity ? registerRecord(*entity, key) : QWRef<Record>();
 }
 
-// Reads a fault. A row that has gone leaves every value empty: readers need no special case for it. False when the
-// store failed; the record stays a fault then, lest an empty one is taken for what is saved.
+// Reads a fault. A row that has gone leaves every value empty: readers need no special case for it. False
+// when the store failed; the record stays a fault then, lest an empty one is taken for what is saved.
 bool Context::realise(Record& record, QWError* error) {
     class Sink final : public QWSQLiteStore::RowSink {
     public:
@@ -135,7 +136,7 @@ void Context::deleteObject(Record& record) {
     undeclaredDeletes_.push_back(keepAlive);
 }
 
-// Unsaved changes ------------------------------------------------------------------------------------------------
+// Unsaved changes -------------------------------------------------------------------------------------------
 
 // Enters the record as inserted, updated or deleted. A record counts in one of the three roles: deleting an
 // unsaved insertion leaves nothing to save.
@@ -208,7 +209,7 @@ QWManagedObjectSet Context::deletedObjects() const {
     return withRole(pending_, &Record::isDeleted);
 }
 
-// Editors and observers ------------------------------------------------------------------------------------------
+// Editors and observers -------------------------------------------------------------------------------------
 
 QWObservation Context::registerEditor(std::function<bool()> commit) {
     auto editor = std::make_shared<std::function<bool()>>(std::move(commit));

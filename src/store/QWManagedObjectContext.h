@@ -17,9 +17,9 @@ class QWRecordTable;
 // Records in the order of their first change, each once.
 using QWManagedObjectSet = std::vector<QWRef<QWManagedObject>>;
 
-// What changed in one event. A record is in at most one set: inserted wins over updated, deleted over both, and
-// what was inserted and deleted within the event is in none. The sets are frozen: what an observer changes is
-// reported by a notice of its own, later. Deleted records are still readable.
+// What changed in one event. A record is in at most one set: inserted wins over updated, deleted over both,
+// and what was inserted and deleted within the event is in none. The sets are frozen: what an observer
+// changes is reported by a notice of its own, later. Deleted records are still readable.
 struct QWObjectsDidChangeNotice {
     QWManagedObjectContext* context = nullptr;
     QWManagedObjectSet inserted;
@@ -55,11 +55,12 @@ enum class QWConcurrencyType {
     MainQueue = 2,    // and at the end of each turn of the run loop
 };
 
-// A working copy of the store's records: one live object for each identity, changes kept in memory until a save.
-// Nobody else sees a change before it is saved. Made with std::make_shared; used from one thread.
+// A working copy of the store's records: one live object for each identity, changes kept in memory until a
+// save. Nobody else sees a change before it is saved. Made with std::make_shared; used from one thread.
 //
-// Change notices are synchronous. Edits are gathered and reported once for each turn of the run loop, before a
-// save, and by `processPendingChanges`; a merge reports within the call. Fetching and counting never report.
+// Change notices are synchronous. Edits are gathered and reported once for each turn of the run loop, before
+// a save, and by `processPendingChanges`; a merge reports within the call. Fetching and counting never
+// report.
 class QWManagedObjectContext final : public std::enable_shared_from_this<QWManagedObjectContext> {
 public:
     explicit QWManagedObjectContext(std::shared_ptr<QWPersistentStoreCoordinator> coordinator,
@@ -73,7 +74,7 @@ public:
     const QWManagedObjectModel& model() const { return coordinator_->model(); }
     QWConcurrencyType concurrencyType() const { return concurrency_; }
 
-    // Records -------------------------------------------------------------------------------------------------
+    // Records -----------------------------------------------------------------------------------------------
 
     // A new record with the entity's default values, after its `awakeFromInsert`. An unknown entity is a
     // programming error: assertion "entity".
@@ -81,23 +82,24 @@ public:
     // Deletes a record; delete rules run when changes are processed. An unsaved insertion is forgotten.
     void deleteObject(QWManagedObject& record);
 
-    // Nothing, with an error, for an unknown entity or key, a value of the wrong type, no store, a failed read.
+    // Nothing, with an error, for an unknown entity or key, a value of the wrong type, no store, a failed
+    // read.
     std::optional<QWManagedObjectSet> fetch(const QWFetchRequest& request, QWError* error = nullptr);
     // How many records `fetch` would give. Constant for an entity without predicate.
     std::optional<qint64> count(const QWFetchRequest& request, QWError* error = nullptr);
     // The distinct saved values of an attribute among the records that match, no value left out; pending
-    // changes are not seen. Strings are distinct by code points. In the order of the request's sort descriptor
-    // for `key`, without one in natural order; other descriptors do not count. Values alike in that order come
-    // by code points.
+    // changes are not seen. Strings are distinct by code points. In the order of the request's sort
+    // descriptor for `key`, without one in natural order; other descriptors do not count. Values alike in
+    // that order come by code points.
     std::optional<QVariantList> distinctValues(const QWFetchRequest& request, const QString& key,
                                                QWError* error = nullptr);
-    // Reads the distinct saved values of a string attribute, and keeps them in memory for as long as the answer
-    // lives: `distinctValues` of that key for all records whose value contains a text ([cd], subentities
-    // included, nothing else asked) then reads no rows, so that a list can follow each keystroke. The answers
-    // are the same, whoever saves meanwhile. Saves through this coordinator are followed value by value (of an
-    // attribute without index all are read again), and after a save by another process all are read again.
-    // Takes about 100 bytes for a value and four for each of its characters; above 64 MB nothing is kept. Null,
-    // with an error, for an unknown entity or key, another type, no store or a failed read.
+    // Reads the distinct saved values of a string attribute, and keeps them in memory for as long as the
+    // answer lives: `distinctValues` of that key for all records whose value contains a text ([cd],
+    // subentities included, nothing else asked) then reads no rows, so that a list can follow each keystroke.
+    // The answers are the same, whoever saves meanwhile. Saves through this coordinator are followed value by
+    // value (of an attribute without index all are read again), and after a save by another process all are
+    // read again. Takes about 100 bytes for a value and four for each of its characters; above 64 MB nothing
+    // is kept. Null, with an error, for an unknown entity or key, another type, no store or a failed read.
     std::shared_ptr<const void> keepDistinctValues(const QString& entityName, const QString& key,
                                                    QWError* error = nullptr);
 
@@ -106,10 +108,11 @@ public:
     // The live object if there is one.
     QWRef<QWManagedObject> registeredObject(const QWManagedObjectID& id) const;
 
-    // Changes -------------------------------------------------------------------------------------------------
+    // Changes -----------------------------------------------------------------------------------------------
 
     bool hasChanges() const;
-    // Pending changes since the last save, in the order of their first change; a record is in one of the three.
+    // Pending changes since the last save, in the order of their first change; a record is in one of the
+    // three.
     QWManagedObjectSet insertedObjects() const;
     QWManagedObjectSet updatedObjects() const;
     QWManagedObjectSet deletedObjects() const;
@@ -119,31 +122,31 @@ public:
     // Writes all changes in one transaction. On failure nothing is written, everything stays pending and the
     // error says why (QWStoreErrorCode). Without changes: true, no I/O.
     bool save(QWError* error = nullptr);
-    // Drops all changes: insertions are forgotten, the others become faults of what is saved and are reported as
-    // refreshed.
+    // Drops all changes: insertions are forgotten, the others become faults of what is saved and are reported
+    // as refreshed.
     void rollback();
-    // Without `mergeChanges` the record's changes are dropped and it becomes a fault; with it the saved values
-    // are reloaded and its own changes laid over them. Reported as refreshed unless it stays changed.
+    // Without `mergeChanges` the record's changes are dropped and it becomes a fault; with it the saved
+    // values are reloaded and its own changes laid over them. Reported as refreshed unless it stays changed.
     void refreshObject(QWManagedObject& record, bool mergeChanges);
 
     // Takes over what another context has saved: insertions become faults here and are reported as inserted;
-    // live clean records are reloaded and reported as refreshed; records with changes here keep the keys changed
-    // here, take the others and no longer conflict; deletions delete here, changes or not, and need no further
-    // save. Reported within the call. `hasChanges` afterwards is what it was before, but for deletions of changed
-    // records.
+    // live clean records are reloaded and reported as refreshed; records with changes here keep the keys
+    // changed here, take the others and no longer conflict; deletions delete here, changes or not, and need
+    // no further save. Reported within the call. `hasChanges` afterwards is what it was before, but for
+    // deletions of changed records.
     void mergeChangesFromContextDidSave(const QWDidSaveNotice& notice);
     // Decides, record by record, what a save does about conflicts. Without one every conflict fails the save.
     using MergeFunction = std::function<QWMergeDecision(const QWSaveConflict&)>;
     void setMergeFunction(MergeFunction merge) { merge_ = std::move(merge); }
 
-    // Editors -------------------------------------------------------------------------------------------------
+    // Editors -----------------------------------------------------------------------------------------------
 
     // An editor holds text that is not yet in its record. `commit` writes it; false: it refuses.
     QWObservation registerEditor(std::function<bool()> commit);
     // Asks every registered editor; true when there is none, false as soon as one refuses.
     bool commitEditing();
 
-    // Observers -----------------------------------------------------------------------------------------------
+    // Observers ---------------------------------------------------------------------------------------------
 
     using ObjectsDidChange = QWObserverList<const QWObjectsDidChangeNotice&>;
     using DidSave = QWObserverList<const QWDidSaveNotice&>;
@@ -151,7 +154,8 @@ public:
     // After the commit: observers read committed data from the store.
     QWObservation observeDidSave(DidSave::Callback callback);
     QWObservation observeWillSave(std::function<void()> callback);
-    // Unsaved changes of these records were dropped (rollback, refresh without merging, a lost save conflict).
+    // Unsaved changes of these records were dropped (rollback, refresh without merging, a lost save
+    // conflict).
     using DidDiscard = QWObserverList<const QWManagedObjectSet&>;
     QWObservation observeDidDiscard(DidDiscard::Callback callback);
 

@@ -6,10 +6,11 @@
 
 #include <QScopeGuard>
 
-// From a change to its notice. Started by a setter, an insertion, a deletion, a refresh or a merge, which list the
-// record for the next notice; ended by a pass: at the end of the run loop's turn, before a save, after a merge, or
-// on demand. A pass runs the delete rules, freezes the sets and each record's changed keys, and only then calls
-// the observers; what they change is listed anew and makes the next notice. Notices never nest.
+// From a change to its notice. Started by a setter, an insertion, a deletion, a refresh or a merge, which
+// list the record for the next notice; ended by a pass: at the end of the run loop's turn, before a save,
+// after a merge, or on demand. A pass runs the delete rules, freezes the sets and each record's changed keys,
+// and only then calls the observers; what they change is listed anew and makes the next notice. Notices never
+// nest.
 
 using Context = QWManagedObjectContext;
 using Record = QWManagedObject;
@@ -86,7 +87,7 @@ bool Context::processAllChanges() {
     return true;
 }
 
-// Delete rules ---------------------------------------------------------------------------------------------------
+// Delete rules ----------------------------------------------------------------------------------------------
 
 void Context::runDeleteRules() {
     while (!undeclaredDeletes_.empty()) {
@@ -97,8 +98,8 @@ void Context::runDeleteRules() {
     }
 }
 
-// The deleted record keeps its own ends, so that observers can still read them; only the far ends change, and those
-// that were given to another record after the deletion do not.
+// The deleted record keeps its own ends, so that observers can still read them; only the far ends change, and
+// those that were given to another record after the deletion do not.
 void Context::applyDeleteRules(Record& record) {
     for (const QWPropertyDescription* property : record.entity_->properties()) {
         if (property->isAttribute() || property->deleteRule() == QWDeleteRule::Deny)
@@ -122,7 +123,7 @@ void Context::applyDeleteRules(Record& record) {
     }
 }
 
-// Notices --------------------------------------------------------------------------------------------------------
+// Notices ---------------------------------------------------------------------------------------------------
 
 // Closes the present event: sorts its records into the four sets and freezes their changed keys.
 QWObjectsDidChangeNotice Context::takeEvent() {
@@ -191,7 +192,7 @@ QWManagedObjectSet Context::forgetPending() {
     return records;
 }
 
-// Discarding -----------------------------------------------------------------------------------------------------
+// Discarding ------------------------------------------------------------------------------------------------
 
 // Forgets what the record remembers of its changes, without touching its values.
 void Context::forgetChanges(Record& record) {
@@ -260,8 +261,8 @@ void Context::refreshObject(Record& record, bool mergeChanges) {
         didDiscard_.notify({keepAlive});
 }
 
-// Takes the stored values but for the slots changed here; those keep their value and are now a change of what is
-// stored, so that the next save does not conflict.
+// Takes the stored values but for the slots changed here; those keep their value and are now a change of what
+// is stored, so that the next save does not conflict.
 void Context::reload(Record& record, const QVariant* values, qint64 version) {
     QVariant* const own = record.unpackedValues();
     for (const QWPropertyDescription* property : record.entity_->properties()) {

@@ -10,9 +10,9 @@
 
 #include <QSet>
 
-// Fetching: the store answers for what is saved, the pending records are judged in memory, and the two are joined
-// before offset and limit apply. A row whose record is live and realised is not read again: the record's own
-// values stay.
+// Fetching: the store answers for what is saved, the pending records are judged in memory, and the two are
+// joined before offset and limit apply. A row whose record is live and realised is not read again: the
+// record's own values stay.
 
 using Context = QWManagedObjectContext;
 using Record = QWManagedObject;

@@ -4,9 +4,9 @@
 #include "store/QWManagedObject_p.h"
 #include "store/sqlite/QWSQLiteStore.h"
 
-// Taking over what another context of the same coordinator has saved. Identity crosses by id, values are copied
-// from the saving context's records where they are loaded and as saved. No setter runs, so nothing here counts as an edit; the
-// merge is reported before the call returns.
+// Taking over what another context of the same coordinator has saved. Identity crosses by id, values are
+// copied from the saving context's records where they are loaded and as saved. No setter runs, so nothing
+// here counts as an edit; the merge is reported before the call returns.
 
 using Context = QWManagedObjectContext;
 using Record = QWManagedObject;
@@ -50,8 +50,9 @@ void Context::mergeUpdated(const Record& saved) {
     listInEvent(*record, Record::RefreshedInEvent);
 }
 
-// The deletion wins over changes here. Records that were linked to the record here, unsaved, let go of it; those
-// that were linked in the store were changed by the saving context's own delete rules and come in its updated set.
+// The deletion wins over changes here. Records that were linked to the record here, unsaved, let go of it;
+// those that were linked in the store were changed by the saving context's own delete rules and come in its
+// updated set.
 void Context::mergeDeleted(const Record& saved) {
     const QWRef<Record> record = registeredObject(saved.objectID());
     if (!record)

@@ -5,9 +5,10 @@
 #include "store/QWStoreError.h"
 #include "store/sqlite/QWSQLiteStore.h"
 
-// Saving. States: changes are processed until nothing is left; records are validated; one transaction writes them;
-// only when it is committed do records and context change. A row whose version is not the one that a record is
-// based on is a conflict, which the merge function decides; undecided ones fail the save as a whole.
+// Saving. States: changes are processed until nothing is left; records are validated; one transaction writes
+// them; only when it is committed do records and context change. A row whose version is not the one that a
+// record is based on is a conflict, which the merge function decides; undecided ones fail the save as a
+// whole.
 
 using Context = QWManagedObjectContext;
 using Record = QWManagedObject;
@@ -99,9 +100,9 @@ void Context::finishSave(const SaveOutcome& outcome) {
     release(std::move(records));
 }
 
-// Those that nobody else holds end here, in a big insertion nearly all, and what takes time then is waiting for the
-// counts of holders that their texts have: those of the records that come next are asked for ahead. The last record
-// goes first, because the caches may still have it.
+// Those that nobody else holds end here, in a big insertion nearly all, and what takes time then is waiting
+// for the counts of holders that their texts have: those of the records that come next are asked for ahead.
+// The last record goes first, because the caches may still have it.
 void Context::release(QWManagedObjectSet records) {
     constexpr size_t ahead = 4;
     for (; !records.empty(); records.pop_back())
@@ -211,7 +212,8 @@ bool Context::writeRecord(Record& record, SaveOutcome& outcome, QWError* error) 
     return result == QWSQLiteStore::Write::Done;
 }
 
-// Asks the merge function which version wins, and writes it whole: a mixture of the two never reaches the store.
+// Asks the merge function which version wins, and writes it whole: a mixture of the two never reaches the
+// store.
 bool Context::resolveConflict(Record& record, SaveOutcome& outcome, QWError* error) {
     QWSQLiteStore& store = *coordinator_->store_;
     Record stored;
@@ -250,7 +252,8 @@ bool Context::resolveConflict(Record& record, SaveOutcome& outcome, QWError* err
            == QWSQLiteStore::Write::Done;
 }
 
-// A record that replaces another's version writes all the members that it knows, any other what it has changed.
+// A record that replaces another's version writes all the members that it knows, any other what it has
+// changed.
 bool Context::writeMembers(Record& record, bool replaces, QWError* error) {
     for (const QWPropertyDescription* property : record.entity_->properties()) {
         if (!property->isToMany())

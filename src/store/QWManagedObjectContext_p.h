@@ -2,9 +2,9 @@
 
 #include "store/QWManagedObjectContext.h"
 
-// Pending records of one root entity by the value of one indexed attribute, so that looking one up does not walk
-// all pending changes. It may list a record under values that it had before: whoever finds it tests the record.
-// Filled on demand: `seen` is how far it has read `pending_`, `changed` who has changed since.
+// Pending records of one root entity by the value of one indexed attribute, so that looking one up does not
+// walk all pending changes. It may list a record under values that it had before: whoever finds it tests the
+// record. Filled on demand: `seen` is how far it has read `pending_`, `changed` who has changed since.
 struct QWManagedObjectContext::Lookup {
     const QWPropertyDescription* property;
     QHash<QString, std::vector<QWManagedObject*>> records;

@@ -5,8 +5,8 @@
 
 class QWEntityDescription;
 
-// Identifies one record across the contexts of a coordinator, from its insertion on; it never changes. Keys are
-// unique among the entities under one root and grow with insertion.
+// Identifies one record across the contexts of a coordinator, from its insertion on; it never changes. Keys
+// are unique among the entities under one root and grow with insertion.
 struct QWManagedObjectID {
     const QWEntityDescription* entity = nullptr; // the record's own entity
     qint64 key = 0;

@@ -155,7 +155,7 @@ QWPropertyDescription& QWPropertyDescription::setRenamedFrom(const QString& name
     return *this;
 }
 
-// Entity ------------------------------------------------------------------------------------------------------
+// Entity ----------------------------------------------------------------------------------------------------
 
 bool QWEntityDescription::isKindOf(const QWEntityDescription& other) const {
     for (const QWEntityDescription* entity = this; entity; entity = entity->parent_) {
@@ -208,7 +208,7 @@ QWEntityDescription& QWEntityDescription::setRenamedFrom(const QString& name) {
     return *this;
 }
 
-// Model -------------------------------------------------------------------------------------------------------
+// Model -----------------------------------------------------------------------------------------------------
 
 QWManagedObjectModel::QWManagedObjectModel() = default;
 QWManagedObjectModel::~QWManagedObjectModel() = default;
@@ -329,8 +329,9 @@ void QWManagedObjectModel::resolveRelationships(QStringList& reasons) {
     }
 }
 
-// Both ends must be declared on the very entity that the other names as its destination: otherwise a record could
-// be linked at one end that the other end cannot hold. One end may leave the inverse to the other to name.
+// Both ends must be declared on the very entity that the other names as its destination: otherwise a record
+// could be linked at one end that the other end cannot hold. One end may leave the inverse to the other to
+// name.
 bool QWManagedObjectModel::resolveInverse(const QWEntityDescription& entity,
                                           QWPropertyDescription& property) {
     for (const auto& inverse : entities_[property.destination_->index_]->own_) {

@@ -19,7 +19,8 @@ class QWManagedObjectModel;
 template <class T>
 using QWRef = QExplicitlySharedDataPointer<T>;
 
-// What an attribute holds. The QVariant type of its values is given in brackets; no value is an invalid QVariant.
+// What an attribute holds. The QVariant type of its values is given in brackets; no value is an invalid
+// QVariant.
 enum class QWAttributeType {
     String,   // [QString]
     Integer,  // [qlonglong]
@@ -156,7 +157,8 @@ private:
 //     book.addAttribute("title", QWAttributeType::String).setOptional(false).setDefault("");
 //     book.addToOne("author", "Author").setInverse("books");
 //
-// `complete` checks and freezes it (the coordinator calls it). Constant and safe to share between threads then.
+// `complete` checks and freezes it (the coordinator calls it). Constant and safe to share between threads
+// then.
 class QWManagedObjectModel {
 public:
     QWManagedObjectModel();

@@ -5,9 +5,9 @@
 #include "store/QWManagedObject_p.h"
 #include "store/QWStoreError.h"
 
-// Relationships of a record. A to-one slot holds the destination's key; a to-many one has its members in a list of
-// ids, read from the store when first asked for. Changing one end changes the other at once: `attach` and `detach`
-// undo and make a link as seen from this end, `assignEnd` is what the far end does about it.
+// Relationships of a record. A to-one slot holds the destination's key; a to-many one has its members in a
+// list of ids, read from the store when first asked for. Changing one end changes the other at once: `attach`
+// and `detach` undo and make a link as seen from this end, `assignEnd` is what the far end does about it.
 
 using Record = QWManagedObject;
 
@@ -249,8 +249,8 @@ void Record::changeMember(const QWPropertyDescription& property, const QWManaged
         linked ? delta->noteAdded(id) : delta->noteRemoved(id);
 }
 
-// The far end of a link that `other` makes (`linked`) or undoes. A to-one end that gets a new owner first leaves
-// the one that it had.
+// The far end of a link that `other` makes (`linked`) or undoes. A to-one end that gets a new owner first
+// leaves the one that it had.
 void Record::assignEnd(const QWPropertyDescription& property, QWManagedObject& other, bool linked) {
     if (isDeleted())
         return;

@@ -4,8 +4,8 @@
 
 #include <QHash>
 
-// The ids of a to-many relationship's members, in order. Adding, removing and testing are constant on average,
-// because one owner may have a hundred thousand members.
+// The ids of a to-many relationship's members, in order. Adding, removing and testing are constant on
+// average, because one owner may have a hundred thousand members.
 class QWMemberList {
 public:
     bool contains(const QWManagedObjectID& id) const { return places_.contains(id); }

@@ -7,8 +7,9 @@
 #include <QVariant>
 #include <memory>
 
-// A row as it was read: the columns' bytes in one block, turned into a value when one is asked for. A fetch of many
-// records costs one allocation for each row this way, and a list that shows one column never builds the others.
+// A row as it was read: the columns' bytes in one block, turned into a value when one is asked for. A fetch
+// of many records costs one allocation for each row this way, and a list that shows one column never builds
+// the others.
 class QWPackedRow {
 public:
     bool isEmpty() const { return !block_; }

@@ -19,11 +19,11 @@ struct QWStoreOptions {
     int busyTimeoutMilliseconds = 5000;
 };
 
-// One SQLite file of records and the model that describes them, shared by any number of contexts. The file keeps
-// the model it was written with; when the model has changed, opening migrates it in one transaction where the
-// change can be inferred (attributes, relationships and entities added, removed or renamed by `setRenamedFrom`;
-// optional to required with a default, and back; to-one to to-many; ordered or not; moved within a hierarchy).
-// Anything else is an error that lists the reasons and leaves the file as it was.
+// One SQLite file of records and the model that describes them, shared by any number of contexts. The file
+// keeps the model it was written with; when the model has changed, opening migrates it in one transaction
+// where the change can be inferred (attributes, relationships and entities added, removed or renamed by
+// `setRenamedFrom`; optional to required with a default, and back; to-one to to-many; ordered or not; moved
+// within a hierarchy). Anything else is an error that lists the reasons and leaves the file as it was.
 class QWPersistentStoreCoordinator {
 public:
     // Completes the model if the host has not. Without an environment: QWEnvironment::standard().
@@ -31,9 +31,9 @@ public:
                                           std::shared_ptr<QWEnvironment> environment = nullptr);
     ~QWPersistentStoreCoordinator();
 
-    // Opens the file at `path`, made when missing; its folder must exist. False, with the file untouched, when it
-    // is damaged, no store, newer, locked by another process or cannot be migrated. Without an open store,
-    // contexts fetch nothing and cannot save.
+    // Opens the file at `path`, made when missing; its folder must exist. False, with the file untouched,
+    // when it is damaged, no store, newer, locked by another process or cannot be migrated. Without an open
+    // store, contexts fetch nothing and cannot save.
     bool addStore(const QString& path, const QWStoreOptions& options = {}, QWError* error = nullptr);
     bool hasStore() const { return static_cast<bool>(store_); }
     QString storePath() const { return path_; }

@@ -6,8 +6,9 @@
 
 class QWManagedObject;
 
-// The live records of one root entity by key; owns none. Records are chained through a field of their own, so that
-// registering one allocates nothing, and keys, which are given out in sequence, fall into neighbouring chains.
+// The live records of one root entity by key; owns none. Records are chained through a field of their own, so
+// that registering one allocates nothing, and keys, which are given out in sequence, fall into neighbouring
+// chains.
 class QWRecordTable {
 public:
     QWManagedObject* find(qint64 key) const;

@@ -15,8 +15,8 @@ struct PredicateNode : std::enable_shared_from_this<PredicateNode> {
     // SQLite's parser keeps at most 100 pending symbols; a level of a compiled condition takes up to three.
     // A deeper tree is replaced by a node of kind TooDeep, which fits no entity.
     static constexpr int maximumDepth = 24;
-    // How many parts an AND or OR joins on one level; wider ones are split into a tree of such groups, because
-    // SQLite limits the depth of an expression and every join is one deeper than the one before it.
+    // How many parts an AND or OR joins on one level; wider ones are split into a tree of such groups,
+    // because SQLite limits the depth of an expression and every join is one deeper than the one before it.
     static constexpr size_t groupSize = 25;
 
     Kind kind = Kind::Constant;

@@ -12,13 +12,10 @@ using Operator = QWPredicate::Operator;
 using Kind = PredicateToken::Kind;
 using Result = std::optional<QWPredicate>;
 
-// or         = and { (OR | "||") and }
-// and        = not { (AND | "&&") not }
-// not        = { NOT | "!" } primary
-// primary    = "(" or ")" | TRUEPREDICATE | FALSEPREDICATE | comparison
-// comparison = key operator [options] value | key IN [options] list | value IN [options] key
-// list       = "{" [ value { "," value } ] "}"
-// value      = text | number | YES | NO | nil | "%@" | DATE "(" milliseconds ")" | DATA "(" hexadecimal text ")"
+// or = and { (OR | "||") and } and = not { (AND | "&&") not } not = { NOT | "!" } primary primary = "(" or
+// ")" | TRUEPREDICATE | FALSEPREDICATE | comparison comparison = key operator [options] value | key IN
+// [options] list | value IN [options] key list = "{" [ value { "," value } ] "}" value = text | number | YES
+// | NO | nil | "%@" | DATE "(" milliseconds ")" | DATA "(" hexadecimal text ")"
 class PredicateParser {
 public:
     PredicateParser(const QString& text, const QVariantList& arguments, QWError* error)

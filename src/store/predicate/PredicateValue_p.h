@@ -10,15 +10,16 @@
 
 namespace qw {
 
-// A value in the one form in which memory and SQL compare it: integers, booleans, dates (milliseconds since 1970
-// in UTC) and the keys of records as qint64, documents as the text or the data that they are, strings folded as
-// the comparison's options say.
+// A value in the one form in which memory and SQL compare it: integers, booleans, dates (milliseconds since
+// 1970 in UTC) and the keys of records as qint64, documents as the text or the data that they are, strings
+// folded as the comparison's options say.
 using PredicateValue = std::variant<qint64, double, QString, QByteArray>;
 
 QString foldForOptions(const QString& text, int options);
 
-// The form of a constant (see PredicateNode::value) to be compared with the property; nothing when a value of its
-// type cannot be. Numbers take the property's own type where they exist in it, otherwise they stay as they are.
+// The form of a constant (see PredicateNode::value) to be compared with the property; nothing when a value of
+// its type cannot be. Numbers take the property's own type where they exist in it, otherwise they stay as
+// they are.
 std::optional<PredicateValue> constantForProperty(const QWPropertyDescription& property,
                                                   const QVariant& constant, int options);
 // Whether the property could have this value: a fraction is no integer.

@@ -10,8 +10,8 @@
 
 namespace qw {
 
-// A node of a predicate that was checked against an entity and brought to few kinds: a comparison with no value
-// became Missing, NotEqual a Not of Equal.
+// A node of a predicate that was checked against an entity and brought to few kinds: a comparison with no
+// value became Missing, NotEqual a Not of Equal.
 struct BoundPredicateNode {
     enum class Kind {
         Constant,
@@ -36,8 +36,8 @@ struct BoundPredicateNode {
 
 } // namespace qw
 
-// A predicate checked once against an entity, to be evaluated over many records. Immutable; keeps no reference to
-// the predicate, but the model must outlive it.
+// A predicate checked once against an entity, to be evaluated over many records. Immutable; keeps no
+// reference to the predicate, but the model must outlive it.
 class QWBoundPredicate {
 public:
     // Nothing, with an error that names entity, key, expected and given, when the predicate does not fit.
@@ -48,8 +48,8 @@ public:
     // attributes in their own type, a to-one as the destination's key [qlonglong], or no value.
     bool evaluate(const QVariant* values, const QWManagedObjectID& self) const;
 
-    // An equality that every matching record fulfils, on an attribute that has an index: records can be looked up
-    // by it and then be evaluated.
+    // An equality that every matching record fulfils, on an attribute that has an index: records can be
+    // looked up by it and then be evaluated.
     struct IndexedLookup {
         int property = -1;
         QVariant value;      // in the attribute's own type; with `folded`, foldCase of the text

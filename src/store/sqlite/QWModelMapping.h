@@ -6,9 +6,9 @@
 #include <QStringList>
 #include <vector>
 
-// What became of the parts of a model in a later one: an entity or property comes from the one that it says it was
-// renamed from, else from the one of its name. A part that was renamed in the earlier model already, by the same
-// words, keeps its name; one that a renaming claims is gone under its old name.
+// What became of the parts of a model in a later one: an entity or property comes from the one that it says
+// it was renamed from, else from the one of its name. A part that was renamed in the earlier model already,
+// by the same words, keeps its name; one that a renaming claims is gone under its old name.
 //
 // Refers to the parts of both models.
 class QWModelMapping {

@@ -6,9 +6,9 @@
 #include <sqlite3.h>
 #include <string_view>
 
-// Each function folds the value of a column as its last argument, a set of QWPredicate::Option, says. They run
-// once for every row that a condition scans, and nearly all values are short ASCII texts, whose folding needs
-// neither ICU nor an allocation.
+// Each function folds the value of a column as its last argument, a set of QWPredicate::Option, says. They
+// run once for every row that a condition scans, and nearly all values are short ASCII texts, whose folding
+// needs neither ICU nor an allocation.
 
 namespace {
 

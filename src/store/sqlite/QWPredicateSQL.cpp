@@ -58,8 +58,8 @@ QString jsonOf(const std::set<PredicateValue>& values) {
     return numbers;
 }
 
-// Writes a condition that is NULL instead of false where a value is missing. AND, OR and WHERE take both the same
-// way, and every NOT is written as IS NOT TRUE.
+// Writes a condition that is NULL instead of false where a value is missing. AND, OR and WHERE take both the
+// same way, and every NOT is written as IS NOT TRUE.
 class Compiler {
 public:
     explicit Compiler(const QWSQLColumns& columns) : columns_(columns) {}

@@ -11,7 +11,8 @@
 
 namespace {
 
-// Texts that differ in their conditions only are few; a host that composes ever new ones must not fill the memory.
+// Texts that differ in their conditions only are few; a host that composes ever new ones must not fill the
+// memory.
 constexpr size_t PreparedLimit = 200;
 
 QWStoreErrorCode storeCode(int code) {
@@ -103,7 +104,7 @@ QWError QWSQLiteConnection::error(int code) const {
                             {{QStringLiteral("path"), path_}});
 }
 
-// Statement ---------------------------------------------------------------------------------------------------
+// Statement -------------------------------------------------------------------------------------------------
 
 QWSQLiteStatement::QWSQLiteStatement(QWSQLiteConnection& connection, const QByteArray& sql)
     : connection_(connection) {

@@ -9,8 +9,8 @@
 #include <sqlite3.h>
 #include <unordered_map>
 
-// What stops an operation on a store, thrown below the store, which catches it at its own operations and hands out
-// the error.
+// What stops an operation on a store, thrown below the store, which catches it at its own operations and
+// hands out the error.
 struct QWStoreFailure {
     QWError error;
     int code = SQLITE_OK; // SQLite's extended result code, if it was SQLite that failed
@@ -51,8 +51,8 @@ private:
     std::pair<const QByteArray, sqlite3_stmt*>* latest_ = nullptr;
 };
 
-// A prepared statement, borrowed from its connection for the lifetime of this object. The text is compiled when it
-// was not used before, or is in use right now.
+// A prepared statement, borrowed from its connection for the lifetime of this object. The text is compiled
+// when it was not used before, or is in use right now.
 class QWSQLiteStatement {
 public:
     QWSQLiteStatement(QWSQLiteConnection& connection, const QByteArray& sql);

@@ -31,7 +31,7 @@ public:
     // given all the same and the save reports the trouble.
     qint64 reserveKeys(const QWEntityDescription& root, qint64 count = 1);
 
-    // Reading -------------------------------------------------------------------------------------------------
+    // Reading -----------------------------------------------------------------------------------------------
 
     struct Row {
         const QWEntityDescription* entity;
@@ -41,12 +41,13 @@ public:
     class RowSink {
     public:
         virtual ~RowSink() = default;
-        // Where the row's values are to be put, or null when they are not wanted. Not told when that is done; it is
-        // before the next call.
+        // Where the row's values are to be put, or null when they are not wanted. Not told when that is done;
+        // it is before the next call.
         virtual QWPackedRow* row(const Row& row) = 0;
     };
 
-    // Saved rows that match the request (its pending-changes flag is ignored), in its order. A LIMIT of 0 is none.
+    // Saved rows that match the request (its pending-changes flag is ignored), in its order. A LIMIT of 0 is
+    // none.
     bool select(const QWFetchRequest& request, RowSink& sink, QWError* error);
     // One row by key. False without error when there is no such row.
     bool readRow(const QWEntityDescription& root, qint64 key, RowSink& sink, QWError* error);
@@ -62,7 +63,7 @@ public:
     // The entity of a saved row; null when there is none.
     const QWEntityDescription* entityOf(const QWEntityDescription& root, qint64 key);
 
-    // Writing -------------------------------------------------------------------------------------------------
+    // Writing -----------------------------------------------------------------------------------------------
 
     enum class Write { Done, Conflict, Failed };
 
@@ -74,9 +75,9 @@ public:
     Write update(const QWManagedObjectID& id, qint64 version, const QVariant* values,
                  const std::vector<int>& slots, QWError* error);
     Write remove(const QWManagedObjectID& id, qint64 version, QWError* error);
-    // Replaces the members of a to-many relationship. Where the far end is a to-one, its rows carry the link and
-    // only the order (of an ordered relationship) is written here. Where it is a to-many, its own order (and, if a
-    // relationship is its own inverse, its link back) is written with its own members.
+    // Replaces the members of a to-many relationship. Where the far end is a to-one, its rows carry the link
+    // and only the order (of an ordered relationship) is written here. Where it is a to-many, its own order
+    // (and, if a relationship is its own inverse, its link back) is written with its own members.
     bool writeMembers(const QWPropertyDescription& relationship, const QWManagedObjectID& owner,
                       const std::vector<QWManagedObjectID>& members, QWError* error);
     // A to-one whose destination another connection has deleted meanwhile is committed as no value.
@@ -157,8 +158,8 @@ private:
                                                  const QWPropertyDescription& property);
     bool hasText(const QWEntityDescription& entity, const QWPropertyDescription& property,
                  const QString& text);
-    // To be called before a row is written: `values` are the new ones (null: it is removed), `slots` those that
-    // change (null: all).
+    // To be called before a row is written: `values` are the new ones (null: it is removed), `slots` those
+    // that change (null: all).
     void touchKept(const QWManagedObjectID& id, const QVariant* values, const std::vector<int>* slots);
     const Kind& kindWithId(const EntityAccess& access, qint64 id) const;
     void extend(Lease& lease, const QWEntityDescription& root, qint64 count);

@@ -1,8 +1,8 @@
 // What a store's file looks like: an SQLite database in WAL mode with
 //
 //   application_id   "QWLS"; user_version: the number of this format
-//   qw_meta          key, value: "model", the description of the model that the file was written with (JSON, see
-//                    QWStoreModelText.h), and "fingerprint", its hash
+//   qw_meta          key, value: "model", the description of the model that the file was written with (JSON,
+//                    see QWStoreModelText.h), and "fingerprint", its hash
 //   qw_entities      id, name, next_key, row_count: one row for each entity. The id stands in `_entity` and
 //                    survives renaming. At a root entity `next_key` is the first key that was never leased.
 //                    `row_count` counts the rows of exactly this entity and is kept in every transaction.
@@ -10,18 +10,20 @@
 //       _key         INTEGER PRIMARY KEY: unique in the hierarchy, never used twice
 //       _entity      the row's own entity
 //       _version     1 at insertion, one more with each update
-//       "title"      String: TEXT. Integer: INTEGER. Double: REAL. Boolean: 0 or 1. Data: BLOB. Document: TEXT or
-//                    BLOB, as given. Date: INTEGER, milliseconds since 1970 UTC. No value: NULL.
+//       "title"      String: TEXT. Integer: INTEGER. Double: REAL. Boolean: 0 or 1. Data: BLOB. Document: TEXT
+//                    or BLOB, as given. Date: INTEGER, milliseconds since 1970 UTC. No value: NULL.
 //       "title_folded"  case-folded text of an attribute that is indexed folded; has the index
 //       "author"     to-one: the destination's key, a foreign key that is checked at the commit; indexed
 //       "author_order"  the row's place in the ordered to-many that is the inverse of "author"
-//   "Book_tags"      owner, member, position, inverse_position: the links of a to-many relationship whose far end
-//                    is no to-one (of both relationships, if two to-many ones are each other's inverse; of both
-//                    directions, if one is its own). A to-many whose far end is a to-one is stored there alone.
+//   "Book_tags"      owner, member, position, inverse_position: the links of a to-many relationship whose far
+//                    end is no to-one (of both relationships, if two to-many ones are each other's inverse;
+//                    of both directions, if one is its own). A to-many whose far end is a to-one is stored
+//                    there alone.
 //
-// A child's property whose name a sibling's has already taken is stored as "Novel_title". What is still taken, as
-// SQLite compares names, gets a number; entities and properties are gone through by name, so that the outcome does
-// not depend on the order of declaration. Required properties are not NOT NULL: contexts validate.
+// A child's property whose name a sibling's has already taken is stored as "Novel_title". What is still
+// taken, as SQLite compares names, gets a number; entities and properties are gone through by name, so that
+// the outcome does not depend on the order of declaration. Required properties are not NOT NULL: contexts
+// validate.
 
 #include "store/sqlite/QWStoreLayout.h"
 

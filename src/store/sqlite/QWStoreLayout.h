@@ -7,8 +7,9 @@
 #include <unordered_map>
 #include <vector>
 
-// Which tables, columns and indexes of a store's file hold the parts of a model. Names are quoted, ready to stand
-// in SQL, unique in the file, and the same for every equal model. What the file looks like: QWStoreLayout.cpp.
+// Which tables, columns and indexes of a store's file hold the parts of a model. Names are quoted, ready to
+// stand in SQL, unique in the file, and the same for every equal model. What the file looks like:
+// QWStoreLayout.cpp.
 //
 // Constant; refers to the model, which must outlive it.
 class QWStoreLayout {
@@ -32,9 +33,9 @@ public:
             return "CREATE INDEX " + index.name + " ON " + name + " (" + index.columns + ")";
         }
     };
-    // The links of a to-many relationship whose far end is no to-one: columns `owner`, `member`, `position` (of
-    // the member among the owner's) and `inverse_position` (of the owner among the member's). Both directions
-    // of a many-to-many share one table; it is named after `relationship`.
+    // The links of a to-many relationship whose far end is no to-one: columns `owner`, `member`, `position`
+    // (of the member among the owner's) and `inverse_position` (of the owner among the member's). Both
+    // directions of a many-to-many share one table; it is named after `relationship`.
     struct JoinTable {
         const QWEntityDescription* entity; // that declares `relationship`: the owners
         const QWPropertyDescription* relationship;
@@ -49,7 +50,8 @@ public:
     const std::vector<Table>& tables() const { return tables_; }
     const std::vector<JoinTable>& joinTables() const { return joinTables_; }
 
-    // The table with the rows of the entity's hierarchy; key column `_key`, entity `_entity`, version `_version`.
+    // The table with the rows of the entity's hierarchy; key column `_key`, entity `_entity`, version
+    // `_version`.
     const QByteArray& table(const QWEntityDescription& entity) const {
         return tables_[entity.root().index()].name;
     }

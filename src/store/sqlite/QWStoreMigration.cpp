@@ -7,9 +7,9 @@
 #include <algorithm>
 #include <cmath>
 
-// A row's values are expressions over the old row, `source`. A relationship's links are a query with the columns of
-// a join table, `owner`, `member`, `position`, `inverse_position`, whatever stored them before; what stores them now
-// picks its own from it.
+// A row's values are expressions over the old row, `source`. A relationship's links are a query with the
+// columns of a join table, `owner`, `member`, `position`, `inverse_position`, whatever stored them before;
+// what stores them now picks its own from it.
 
 namespace {
 
@@ -51,7 +51,7 @@ QWStoreMigration::QWStoreMigration(QWSQLiteConnection& connection, const QWManag
         ids_.insert(entities.text(0), entities.integer(1));
 }
 
-// Expressions --------------------------------------------------------------------------------------------------
+// Expressions -----------------------------------------------------------------------------------------------
 
 QByteArray QWStoreMigration::oldRows(const QWEntityDescription& entity) const {
     const QWEntityDescription& before = *mapping_.source(entity);
@@ -138,7 +138,7 @@ QByteArray QWStoreMigration::links(const QWPropertyDescription& relationship) co
     return inverse.isEmpty() ? inverse : turned(inverse);
 }
 
-// Reasons ------------------------------------------------------------------------------------------------------
+// Reasons ---------------------------------------------------------------------------------------------------
 
 QStringList QWStoreMigration::reasonsAgainst() {
     QStringList reasons = mapping_.reasonsAgainst();
@@ -171,7 +171,7 @@ void QWStoreMigration::explainData(const QWEntityDescription& entity, const QWPr
         reasons << QStringLiteral("%1 is to-one, and saved records belong to several").arg(name);
 }
 
-// Tables -------------------------------------------------------------------------------------------------------
+// Tables ----------------------------------------------------------------------------------------------------
 
 bool QWStoreMigration::isKept(const QWEntityDescription& root) const {
     const QWEntityDescription* before = mapping_.sourceOfHierarchy(root);

@@ -4,9 +4,9 @@
 #include "store/sqlite/QWSQLiteConnection.h"
 #include "store/sqlite/QWStoreLayout.h"
 
-// Turns the tables of one model into those of another. Tables that stay as they are are left alone; the others are
-// made anew, filled from the old ones, and take their names. Runs inside a transaction of the caller's, with
-// foreign keys off. Throws QWStoreFailure.
+// Turns the tables of one model into those of another. Tables that stay as they are are left alone; the
+// others are made anew, filled from the old ones, and take their names. Runs inside a transaction of the
+// caller's, with foreign keys off. Throws QWStoreFailure.
 class QWStoreMigration {
 public:
     QWStoreMigration(QWSQLiteConnection& connection, const QWManagedObjectModel& from,

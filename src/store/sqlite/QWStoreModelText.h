@@ -5,8 +5,9 @@
 #include <QByteArray>
 #include <memory>
 
-// What a store's file remembers of the model that it was written with: everything that bears on its rows, as JSON
-// with entities and properties by name. Models that differ in the order of declaration only have equal texts.
+// What a store's file remembers of the model that it was written with: everything that bears on its rows, as
+// JSON with entities and properties by name. Models that differ in the order of declaration only have equal
+// texts.
 QByteArray QWStoreModelText(const QWManagedObjectModel& model);
 
 // The model, complete, with plain records; null when the text is not one of ours.
