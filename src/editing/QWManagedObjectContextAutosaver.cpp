@@ -22,8 +22,8 @@ QWManagedObjectContextAutosaver::~QWManagedObjectContextAutosaver() {
 void QWManagedObjectContextAutosaver::autosave() {
     if (!mainManagedObjectContext_->hasChanges() || disableAutosave_)
         return;
-    // Editors, observers of the save and the presenter may destroy this object, and with it the last hold on the
-    // context.
+    // Editors, observers of the save and the presenter may destroy this object, and with it the last hold on
+    // the context.
     const auto context = mainManagedObjectContext_;
     if (!context->commitEditing())
         qCWarning(qwEditingLog,

@@ -2,9 +2,9 @@
 
 #include "editing/QWValueTransformer.h"
 
-// Between the members of an ordered to-many relationship and the array of a control that shows a list. The ordered
-// set is what `valueForKey` gives and `setValueForKey` takes, a QList<QWRef<QWManagedObject>>; the array is a
-// QVariantList with one QWRef<QWManagedObject> for each row.
+// Between the members of an ordered to-many relationship and the array of a control that shows a list. The
+// ordered set is what `valueForKey` gives and `setValueForKey` takes, a QList<QWRef<QWManagedObject>>; the
+// array is a QVariantList with one QWRef<QWManagedObject> for each row.
 class QWOrderedSetArrayValueTransformer final : public QWValueTransformer {
 public:
     QMetaType transformedValueClass() const override; // QVariantList

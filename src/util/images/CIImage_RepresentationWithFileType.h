@@ -13,10 +13,11 @@ enum NSBitmapImageFileType : unsigned {
     NSJPEG2000FileType = 5,
 };
 
-// The image encoded as one of them, with the default properties: JPEG in quality 90 of 100, which is close to what the
-// platform writes and shows no blocks. JPEG and BMP have no transparency, so what is transparent is laid on white.
+// The image encoded as one of them, with the default properties: JPEG in quality 90 of 100, which is close to
+// what the platform writes and shows no blocks. JPEG and BMP have no transparency, so what is transparent is
+// laid on white.
 //
-// Empty, with a log line (`qwlibrary.util`), for a null image, for another number, and where this system has no writer:
-// Qt writes neither GIF nor JPEG 2000 by itself, and TIFF only with its image format plugins
+// Empty, with a log line (`qwlibrary.util`), for a null image, for another number, and where this system has
+// no writer: Qt writes neither GIF nor JPEG 2000 by itself, and TIFF only with its image format plugins
 // (qt6-image-formats-plugins). Safe on any thread; neither a display nor a QGuiApplication is needed.
 QByteArray representationUsingType(const QImage& image, unsigned fileType);

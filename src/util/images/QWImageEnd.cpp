@@ -18,8 +18,8 @@ struct Bytes {
     }
 };
 
-// Segments, each with its length, and after the head of a scan its data, in which a marker is told from a value by the
-// byte after it. The thumbnail of a photograph has an end of its own, inside a segment.
+// Segments, each with its length, and after the head of a scan its data, in which a marker is told from a
+// value by the byte after it. The thumbnail of a photograph has an end of its own, inside a segment.
 bool jpegReachesItsEnd(Bytes bytes) {
     constexpr uchar endOfImage = 0xd9, firstRestart = 0xd0, lastRestart = 0xd7;
     qint64 position = 2;

@@ -14,8 +14,8 @@ QImage refuse(QWError* error, QImageReader::ImageReaderError code, const QString
     return {};
 }
 
-// Whether the image, at four bytes for each pixel, keeps to the limit of the process. The reader's own check counts the
-// bits of the file's pixels, of which there may be eight in one byte.
+// Whether the image, at four bytes for each pixel, keeps to the limit of the process. The reader's own check
+// counts the bits of the file's pixels, of which there may be eight in one byte.
 bool fitsMemory(const QSize& size) {
     constexpr qint64 megabyte = 1024 * 1024, bytesPerPixel = 4;
     const qint64 limit = QImageReader::allocationLimit(); // in megabytes; 0: none

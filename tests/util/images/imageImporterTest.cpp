@@ -158,7 +158,8 @@ TEST_P(Transparent, Becomes_white) {
 
 INSTANTIATE_TEST_SUITE_P(Format, Transparent, testing::Values("png", "tiff", "webp"));
 
-// Other programs write the directory of a TIFF file before its pixels, so that what is cut off are pixels alone.
+// Other programs write the directory of a TIFF file before its pixels, so that what is cut off are pixels
+// alone.
 TEST_F(ImageImporter, Misses_the_pixels_of_a_TIFF_file_that_begins_with_its_directory) {
     constexpr int side = 64, pixels = 8 + 2 + 9 * 12 + 4;
     QByteArray tiff("II\x2a\0\x08\0\0\0\x09\0", 10);
