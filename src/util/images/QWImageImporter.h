@@ -14,8 +14,8 @@
 //   programs do.
 // - Of several pictures (an animation, pages) the first is taken.
 // - Bytes that are no image or only the beginning of one are refused, and so is an image that, at four bytes
-//   for each pixel, would take more memory than QImageReader::allocationLimit(): 128 MB, 33 million pixels,
-//   unless a host sets another limit for its process. No memory is taken for it.
+//   for each pixel, would take more memory than QImageReader::allocationLimit(): 128 MB with Qt 6.4, 33
+//   million pixels, unless a host sets another limit for its process. No memory is taken for it.
 //
 // All or nothing: on failure the destination is as it was. Errors have the domain "images" and a code of
 // QImageReader::ImageReaderError, or are the file manager's. Safe on any thread, as far as the file manager
