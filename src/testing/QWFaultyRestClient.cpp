@@ -42,7 +42,7 @@ QVariantMap userInfo(const QWRestRequest& request) {
 
 } // namespace
 
-// Faults ----------------------------------------------------------------------------------------------------------
+// Faults ----------------------------------------------------------------------------------------------------
 
 QWRestFault& QWRestFault::number(int number) {
     firstNumber_ = lastNumber_ = number;
@@ -104,7 +104,7 @@ void QWRestFault::applyTo(Effect& effect, const QWRestRequest& request) {
         change(effect);
 }
 
-// Requests --------------------------------------------------------------------------------------------------------
+// Requests --------------------------------------------------------------------------------------------------
 
 QWFaultyRestClient::QWFaultyRestClient(DBRestClient& client, std::shared_ptr<QWEnvironment> environment)
     : client_(client), environment_(std::move(environment)) {
@@ -197,7 +197,7 @@ void QWFaultyRestClient::send(const QWRestRequest& request, const QWRestFault::E
     }
 }
 
-// Answers ---------------------------------------------------------------------------------------------------------
+// Answers ---------------------------------------------------------------------------------------------------
 
 void QWFaultyRestClient::answered(QWRestRequest::Kind kind, const QString& key, const Answer& answerToPass) {
     const auto found = std::find_if(sent_.begin(), sent_.end(), [&](const Sent& sent) {

@@ -6,8 +6,8 @@
 
 #include <memory>
 
-// Where a library syncs: "folder:/path", an app folder on this machine; or the URL of a server that speaks the
-// service's API, with the token that it wants.
+// Where a library syncs: "folder:/path", an app folder on this machine; or the URL of a server that speaks
+// the service's API, with the token that it wants.
 struct CloudAddress {
     QString address;
     QString accessToken;

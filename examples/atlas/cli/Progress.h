@@ -2,8 +2,8 @@
 
 #include <QString>
 
-// How far a long operation is, as one line on stderr that is drawn over itself; silent without a terminal. Notes
-// about it stand on lines of their own, always.
+// How far a long operation is, as one line on stderr that is drawn over itself; silent without a terminal.
+// Notes about it stand on lines of their own, always.
 class Progress {
 public:
     Progress();

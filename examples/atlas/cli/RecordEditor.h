@@ -8,7 +8,8 @@
 
 // Sets fields of a record from the texts of a command line, "key=value": text as it is, true and false,
 // numbers with a point, dates "yyyy-MM-dd HH:mm:ss Z", tags separated by commas, relationships by uuid;
-// "key=" clears and "key=@FILE" takes the value from a file (of rich text the file itself, of an image what the importer makes of it).
+// "key=" clears and "key=@FILE" takes the value from a file (of rich text the file itself, of an image what
+// the importer makes of it).
 //
 // All texts are read before anything is changed; what is wrong with them is thrown as a Failure that names
 // key and value.

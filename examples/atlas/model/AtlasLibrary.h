@@ -45,8 +45,8 @@ public:
     // Forgets everything that the engine knows of the cloud and queues every record.
     void forgetCloudState();
 
-    // Where to sync, as `connect` was told ("folder:/path", "https://host"), and the token for it; null before,
-    // and where none is needed.
+    // Where to sync, as `connect` was told ("folder:/path", "https://host"), and the token for it; null
+    // before, and where none is needed.
     QString cloud() const;
     QString accessToken() const;
     void setCloud(const QString& address, const QString& accessToken);

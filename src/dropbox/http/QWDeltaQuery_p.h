@@ -17,8 +17,8 @@ public:
     const QString& cursor() const { return cursor_; } // of the next page, empty for the first of a listing
     bool isReset() const { return isReset_; }
 
-    // False once a thousand pages in a row have named no further path, and after each thousand more: the service
-    // may go on like that for ever.
+    // False once a thousand pages in a row have named no further path, and after each thousand more: the
+    // service may go on like that for ever.
     bool add(const qw::http::Page& page);
     // The cursor is lost: everything is listed from scratch.
     void restart();

@@ -14,7 +14,8 @@
 // place is an error.
 class QWFileUpload {
 public:
-    // `commit` says where the file goes and what it may replace. A piece has `pieceSize` bytes, the last one less.
+    // `commit` says where the file goes and what it may replace. A piece has `pieceSize` bytes, the last one
+    // less.
     QWFileUpload(QWFileManager& files, const QJsonObject& commit, const QString& localPath, qint64 pieceSize,
                  quint64 turn)
         : files_(files), commit_(commit), localPath_(localPath), pieceSize_(pieceSize), turn_(turn) {}

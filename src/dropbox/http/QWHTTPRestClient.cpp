@@ -17,8 +17,8 @@ const QString pathKey = QStringLiteral("path");
 const QString sourceKey = QStringLiteral("sourcePath");
 const QString destinationKey = QStringLiteral("destinationPath");
 
-// Looks like a revision and is none, so that it conflicts with whatever stands in its way: the service makes a
-// conflicted copy then, and never a numbered one.
+// Looks like a revision and is none, so that it conflicts with whatever stands in its way: the service makes
+// a conflicted copy then, and never a numbered one.
 const QString noRevision = QStringLiteral("000000000");
 
 QString taskOf(const char* verb, const QString& path) {

@@ -32,8 +32,8 @@ struct QWHTTPRestClientOptions {
 //
 // A delta query is answered once, when its last page is there: each path once, with its present state,
 // folders before what is in them. A query that fails between two pages goes on from there when the same
-// cursor is asked for again; so does one whose pages have long brought nothing new. A cursor that the service has lost is answered with a listing from scratch and
-// the reset flag.
+// cursor is asked for again; so does one whose pages have long brought nothing new. A cursor that the service
+// has lost is answered with a listing from scratch and the reset flag.
 //
 // An upload without a parent revision, or with one that is no revision of the service, is an update of a
 // revision that no file has. The local file is read when the request is sent. A download is checked for its
@@ -56,8 +56,8 @@ public:
     QWHTTPRestClient(const QWHTTPRestClientOptions& options, std::shared_ptr<QWEnvironment> environment);
     ~QWHTTPRestClient() override;
 
-    // Why a token cannot be sent, in words that do not show it; empty when it can. Says nothing of whether the
-    // service takes it.
+    // Why a token cannot be sent, in words that do not show it; empty when it can. Says nothing of whether
+    // the service takes it.
     static QString objectionToAccessToken(const QString& accessToken);
     // For every request that is sent from now on.
     void setAccessToken(const QString& accessToken);
