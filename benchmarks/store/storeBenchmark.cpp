@@ -419,9 +419,7 @@ bench::Row countGrowth() {
 int main(int argc, char** argv) {
     QCoreApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
-    // `--only WORD` leaves out the measurements whose word is another.
-    const qsizetype only = arguments.indexOf("--only");
-    const std::vector<std::pair<QString, std::function<std::vector<bench::Row>()>>> measurements{
+    const std::vector<bench::Measurement> measurements{
         {"insert", [] { return std::vector{insertAndSave()}; }},
         {"fetch", [] { return std::vector{fetchAll()}; }},
         {"change", [] { return std::vector{changeOne()}; }},
@@ -430,10 +428,5 @@ int main(int argc, char** argv) {
         {"count", [] { return std::vector{countGrowth()}; }},
         {"qtsql", [] { return std::vector{fetchAllAgainstQtSql()}; }},
     };
-    std::vector<bench::Row> rows;
-    for (const auto& [word, measure] : measurements)
-        if (only < 0 || arguments.value(only + 1) == word)
-            for (bench::Row& row : measure())
-                rows.push_back(std::move(row));
-    return bench::report(rows, arguments);
+    return bench::report(bench::rowsOf(measurements, arguments), arguments);
 }

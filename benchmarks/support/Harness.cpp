@@ -103,6 +103,16 @@ void print(const Row& row) {
 
 } // namespace
 
+std::vector<Row> rowsOf(const std::vector<Measurement>& measurements, const QStringList& arguments) {
+    const qsizetype only = arguments.indexOf(QStringLiteral("--only"));
+    std::vector<Row> rows;
+    for (const auto& [word, measure] : measurements)
+        if (only < 0 || arguments.value(only + 1) == word)
+            for (Row& row : measure())
+                rows.push_back(std::move(row));
+    return rows;
+}
+
 int report(const std::vector<Row>& rows, const QStringList& arguments) {
     bool allOk = true;
     QJsonArray figures;

@@ -35,6 +35,10 @@ struct Row {
 Row compare(const QString& name, double target, int rounds, const std::function<double()>& subject,
             const std::function<double()>& peer);
 
+// The rows of each measurement in turn; with `--only WORD`, of the one that bears the word.
+using Measurement = std::pair<QString, std::function<std::vector<Row>()>>;
+std::vector<Row> rowsOf(const std::vector<Measurement>& measurements, const QStringList& arguments);
+
 // Prints a line for each row (name, ratio, target, ok or short; a figure alone), writes every figure to the file that
 // `--json FILE` names, and answers the exit status: 1 when any row is short.
 int report(const std::vector<Row>& rows, const QStringList& arguments);

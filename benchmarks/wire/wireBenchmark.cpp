@@ -338,26 +338,37 @@ bench::Row speedRow(const QString& name, const Way& way) {
     return {name + ": records a second", 0, bench::median(speeds), speeds, {}, "1/s", bench::Goal::Figure};
 }
 
+std::vector<bench::Row> addedRows() {
+    Measurements measurements;
+    for (int round = 0; round < rounds; ++round)
+        measure(measurements);
+    const double requests = measurements.requestsOfRestart;
+    return {
+        addedRow("first upload", measurements.upload, measurements.transaction),
+        addedRow("first download", measurements.download, measurements.transaction),
+        speedRow("first upload", measurements.upload),
+        speedRow("first download", measurements.download),
+        {"restart with nothing new: requests", 1, requests, {requests}, {}, "requests"},
+    };
+}
+
+std::vector<bench::Row> boundRows() {
+    Measurements measurements;
+    measure(measurements, {"--latency", QString::number(qRound(latency * 1000))});
+    return {
+        boundRow("first upload", measurements.upload.engine, bench::Goal::AtLeast),
+        boundRow("first download", measurements.download.engine, bench::Goal::AtLeast),
+        boundRow("bare upload", measurements.upload.bare, bench::Goal::Figure),
+        boundRow("bare download", measurements.download.bare, bench::Goal::Figure),
+    };
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     QCoreApplication application(argc, argv);
     QLoggingCategory::setFilterRules("qwlibrary.*=false");
-    Measurements fast, slow;
-    for (int round = 0; round < rounds; ++round)
-        measure(fast);
-    measure(slow, {"--latency", QString::number(qRound(latency * 1000))});
-    const double requests = fast.requestsOfRestart;
-    const std::vector<bench::Row> rows{
-        addedRow("first upload", fast.upload, fast.transaction),
-        addedRow("first download", fast.download, fast.transaction),
-        boundRow("first upload", slow.upload.engine, bench::Goal::AtLeast),
-        boundRow("first download", slow.download.engine, bench::Goal::AtLeast),
-        boundRow("bare upload", slow.upload.bare, bench::Goal::Figure),
-        boundRow("bare download", slow.download.bare, bench::Goal::Figure),
-        speedRow("first upload", fast.upload),
-        speedRow("first download", fast.download),
-        {"restart with nothing new: requests", 1, requests, {requests}, {}, "requests"},
-    };
-    return bench::report(rows, QCoreApplication::arguments());
+    return bench::report(
+        bench::rowsOf({{"added", addedRows}, {"bound", boundRows}}, QCoreApplication::arguments()),
+        QCoreApplication::arguments());
 }

@@ -1,15 +1,15 @@
 #include "platform/QWEventLoopRunLoop.h"
 
+#include "platform/QWDeadlineTimer_p.h"
 #include "platform/QWTimerQueue.h"
 
 #include <QThread>
 
-QWEventLoopRunLoop::QWEventLoopRunLoop() {
+QWEventLoopRunLoop::QWEventLoopRunLoop() : timer_(std::make_unique<QWDeadlineTimer>([this] { runDue(); })) {
     clock_.start();
-    timer_.setTimerType(Qt::PreciseTimer);
-    timer_.setSingleShot(true);
-    connect(&timer_, &QTimer::timeout, this, &QWEventLoopRunLoop::runDue);
 }
+
+QWEventLoopRunLoop::~QWEventLoopRunLoop() = default;
 
 QWRunLoop::Duration QWEventLoopRunLoop::now() const {
     return std::chrono::duration_cast<Duration>(std::chrono::nanoseconds(clock_.nsecsElapsed()));
@@ -23,20 +23,23 @@ void QWEventLoopRunLoop::deadlineChanged() {
 }
 
 void QWEventLoopRunLoop::arm() {
-    using namespace std::chrono;
     const auto deadline = queue().nextDeadline();
-    if (!deadline)
-        return timer_.stop();
-    // QTimer counts in an int of milliseconds: a later deadline is reached in several steps.
-    timer_.start(std::clamp(ceil<milliseconds>(*deadline - now()), 0ms, milliseconds(24h)));
+    if (deadline == armedFor_)
+        return;
+    armedFor_ = deadline;
+    if (deadline)
+        timer_->start(*deadline - now());
+    else
+        timer_->stop();
 }
 
 void QWEventLoopRunLoop::runDue() {
     // What is posted from here on waits for the next turn, so that other events get theirs.
     const Duration turn = now();
-    // A callback may run an event loop of its own (a modal dialog), which must find the timer armed.
-    arm();
-    while (const Callback callback = queue().takeDue(turn))
+    armedFor_.reset();
+    while (const Callback callback = queue().takeDue(turn)) {
+        arm(); // for a callback that runs an event loop of its own (a modal dialog)
         callback();
+    }
     arm();
 }

@@ -4,15 +4,20 @@
 
 #include <QElapsedTimer>
 #include <QObject>
-#include <QTimer>
+#include <memory>
+#include <optional>
+
+class QWDeadlineTimer;
 
 // The run loop of a real program, on the Qt event loop of the thread that creates it. One precise timer is
-// armed for the earliest deadline; a late wake-up runs everything that is due, in order.
+// armed for the earliest deadline (on Linux it is some ten microseconds late, elsewhere up to a millisecond or two);
+// a late wake-up runs everything that is due, in order.
 class QWEventLoopRunLoop final : public QObject, public QWRunLoop {
     Q_OBJECT
 
 public:
     QWEventLoopRunLoop();
+    ~QWEventLoopRunLoop() override;
 
     Duration now() const override;
 
@@ -22,5 +27,6 @@ private:
     void runDue();
 
     QElapsedTimer clock_;
-    QTimer timer_;
+    std::unique_ptr<QWDeadlineTimer> timer_;
+    std::optional<Duration> armedFor_; // the deadline that the timer runs for
 };

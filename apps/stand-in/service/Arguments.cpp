@@ -3,6 +3,7 @@
 #include "service/Refusals.h"
 
 #include <QDateTime>
+#include <QHash>
 #include <QRegularExpression>
 #include <cmath>
 #include <utility>
@@ -25,8 +26,12 @@ const char* patternOf(PathForm form) {
     return R"((/(.|[\r\n])*)|(ns:[0-9]+(/.*)?))";
 }
 
+// The pattern is a literal: it is compiled once.
 bool matches(const QString& text, const char* pattern) {
-    const QRegularExpression whole(QRegularExpression::anchoredPattern(QLatin1String(pattern)));
+    static QHash<const char*, QRegularExpression> compiled;
+    QRegularExpression& whole = compiled[pattern];
+    if (whole.pattern().isEmpty())
+        whole.setPattern(QRegularExpression::anchoredPattern(QLatin1String(pattern)));
     return whole.match(text).hasMatch();
 }
 
