@@ -110,7 +110,7 @@ public:
     void sync() {
         QEventLoop loop;
         const auto look = [&] {
-            if (isInStep())
+            if (supervisor_->isInStep())
                 loop.quit();
         };
         QObject::connect(supervisor_.get(), &QWSyncSupervisor::progressed, &loop, look);
@@ -126,12 +126,6 @@ public:
     }
 
 private:
-    bool isInStep() const {
-        return supervisor_->isAtRest() && !engine_->lastTimeQueriedDeltaEntries().isNull()
-               && engine_->deltaEntriesToImport().isEmpty() && engine_->numberOfObjectsWaitingSync() == 0
-               && engine_->numberOfObjectsSyncing() == 0;
-    }
-
     std::shared_ptr<QWEnvironment> environment_;
     std::shared_ptr<QWManagedObjectContext> context_;
     std::unique_ptr<QWDropboxSyncCoreData> engine_;

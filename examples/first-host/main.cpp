@@ -39,7 +39,7 @@ int main(int argc, char** argv) {
 
     // In step: nothing more to fetch or to send.
     QObject::connect(supervisor.get(), &QWSyncSupervisor::progressed, &application, [&] {
-        if (supervisor->isAtRest() && engine.numberOfObjectsWaitingSync() == 0)
+        if (supervisor->isInStep())
             application.quit();
     });
     application.exec();

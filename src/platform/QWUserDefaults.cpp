@@ -21,6 +21,23 @@ QJsonValue valueFromText(const QString& text) {
 
 QWUserDefaults::~QWUserDefaults() = default;
 
+void QWUserDefaults::setObject(const QString& key, const QJsonValue& value) {
+    if (value.isUndefined())
+        return remove(key);
+    storeObject(key, value);
+    // A copy shares the list: an observer that observes a new key may move the original.
+    observers_.value(key).notify(value);
+}
+
+void QWUserDefaults::remove(const QString& key) {
+    removeObject(key);
+    observers_.value(key).notify(QJsonValue(QJsonValue::Undefined));
+}
+
+QWObservation QWUserDefaults::observe(const QString& key, Callback callback) {
+    return observers_[key].add(std::move(callback));
+}
+
 bool QWUserDefaults::boolean(const QString& key) const {
     const QJsonValue value = object(key);
     if (value.isBool())
@@ -35,11 +52,11 @@ QJsonValue QWMemoryUserDefaults::object(const QString& key) const {
     return values_.value(key, QJsonValue(QJsonValue::Undefined));
 }
 
-void QWMemoryUserDefaults::setObject(const QString& key, const QJsonValue& value) {
+void QWMemoryUserDefaults::storeObject(const QString& key, const QJsonValue& value) {
     values_.insert(key, value);
 }
 
-void QWMemoryUserDefaults::remove(const QString& key) {
+void QWMemoryUserDefaults::removeObject(const QString& key) {
     values_.remove(key);
 }
 
@@ -53,11 +70,11 @@ QJsonValue QWSettingsUserDefaults::object(const QString& key) const {
     return valueFromText(settings_.value(key).toString());
 }
 
-void QWSettingsUserDefaults::setObject(const QString& key, const QJsonValue& value) {
+void QWSettingsUserDefaults::storeObject(const QString& key, const QJsonValue& value) {
     settings_.setValue(key, textFromValue(value));
 }
 
-void QWSettingsUserDefaults::remove(const QString& key) {
+void QWSettingsUserDefaults::removeObject(const QString& key) {
     settings_.remove(key);
 }
 

@@ -49,6 +49,9 @@ QWDropboxSyncCoreData::QWDropboxSyncCoreData(std::shared_ptr<QWManagedObjectCont
       entityNames_(entityNames) {
     willTerminateObservation_ = environment().notificationCenter().observe(
         NSApplicationWillTerminateNotification, [this](const QWNotification&) { applicationWillClose(); });
+    syncedPreferences_ = loadSyncedPreferences();
+    needToUploadSyncedPreferences_ =
+        environment().userDefaults().boolean(QWDBNeedToUploadSyncedPreferencesPrefKey);
     observeMainContext();
     mainContextDidSaveObservation_ = mainManagedObjectContext_->observeDidSave(
         [this](const QWDidSaveNotice& notice) { mainContextDidSave(notice); });
@@ -61,6 +64,7 @@ QWDropboxSyncCoreData::QWDropboxSyncCoreData(std::shared_ptr<QWManagedObjectCont
 QWDropboxSyncCoreData::~QWDropboxSyncCoreData() {
     for (const auto& timer : scheduledTimers_)
         timer->invalidate();
+    removeAllPreferenceObservers();
 }
 
 void QWDropboxSyncCoreData::observeMainContext() {
@@ -81,10 +85,14 @@ void QWDropboxSyncCoreData::activateSyncWithDropboxRestClient(std::shared_ptr<DB
     auto& defaults = environment().userDefaults();
     const bool knowsFolder = !defaults.object(QWDBLastTimeTokenExpiredPrefKey).isUndefined()
                              && !defaults.boolean(QWDBLastTimeTokenExpiredPrefKey);
-    if (knowsFolder)
+    if (knowsFolder) {
         loadDeltaPotentialUpdates();
-    else
+        if (needToUploadSyncedPreferences_)
+            uploadSyncedPreferences();
+    } else {
         checkIsSyncNeedToBeResetted();
+        checkIfPreferencesNeedsToBeUploaded();
+    }
 }
 
 // What the client before was asked is given up: it may be gone before it answers.
@@ -95,6 +103,7 @@ void QWDropboxSyncCoreData::replaceClient(std::shared_ptr<DBRestClient> client) 
     emptyDeltaEntries();
     objectsSyncing_.clear();
     resetListing_ = {};
+    syncPreferencesUploadingOrDownloading_ = false;
 }
 
 void QWDropboxSyncCoreData::deactivateSync() {
@@ -119,6 +128,7 @@ void QWDropboxSyncCoreData::tokenBecameInvalid() {
 
 void QWDropboxSyncCoreData::applicationWillClose() {
     saveManagedObjectContexes();
+    saveSyncPreferencesLocalCache();
 }
 
 // Status ----------------------------------------------------------------------------------------------------

@@ -11,9 +11,11 @@
 #include "sync/cache/QWDropboxCacheModel.h"
 #include "sync/cache/QWDropboxFileMetadataManager.h"
 
+#include <QJsonObject>
 #include <QObject>
 #include <QPointer>
 #include <QUrl>
+#include <map>
 #include <memory>
 #include <set>
 #include <unordered_set>
@@ -40,6 +42,7 @@ class QWTimer;
 // | Delta download | QWDropboxSyncCoreData_DeltaDownload.cpp |
 // | Import of what was downloaded | QWDropboxSyncCoreData_Import.cpp |
 // | Merge of a batch into the main context | QWDropboxSyncCoreData_Merge.cpp |
+// | Preferences | QWDropboxSyncCoreData_Preferences.cpp |
 // | Full re-upload and bulk update | QWDropboxSyncCoreData_FullReupload.cpp |
 // | Recovery after a crash or a discard | QWDropboxSyncCoreData_Recovery.cpp |
 //
@@ -80,7 +83,8 @@ public:
     void deactivateSync();
     // What a 401 to any request does: stops, notes it for the next activation and tells the delegate.
     void tokenBecameInvalid();
-    // Saves what is unsaved in the engine's own contexts; called when the application is about to terminate.
+    // Saves what is unsaved in the engine's own contexts, and the local copy of the preferences; called when the
+    // application is about to terminate.
     void applicationWillClose();
     // YES in every state: whoever asks checks the status as well.
     bool isSyncEnabled() const;
@@ -189,6 +193,27 @@ public:
     // Saves the batch and merges it into the main context, whatever the host has changed meanwhile. False
     // when the store takes nothing; the user has been told then.
     bool saveSyncSupportContext();
+
+    // Preferences -------------------------------------------------------------------------------------------
+
+    // Shares user defaults with the user's other machines, from now on and in later processes: a change here is
+    // sent after 5 seconds, in one file with the others, and a received one is set here. Values that JSON cannot
+    // carry (a number that is not finite, nesting deeper than 511) stay here, with a line in the log. A key that is shared already is left alone;
+    // the value of a new one, or that it has none, is sent. Keys that only other machines share are set here too.
+    void syncPreferenceWithKeys(const QStringList& keys);
+    void syncPreferenceWithKey(const QString& key);
+    // The last known value of each shared key; null for one that has none.
+    const QJsonObject& syncedPreferences() const { return syncedPreferences_; }
+    // Whether they have changed since they were sent last.
+    bool needToUploadSyncedPreferences() const { return needToUploadSyncedPreferences_; }
+    // Whether a request about their file has been made and not answered, or has failed. Nothing is sent meanwhile.
+    bool isSyncedPreferencesRequestOut() const { return syncPreferencesUploadingOrDownloading_; }
+    // Their local copy, in the form in which they travel.
+    QUrl syncedPreferencesLocalCacheURL() const;
+    // Sends them after 5 seconds, or when the transfer that is under way has succeeded.
+    void uploadSyncedPreferences();
+    // Looks their file up, and sends them where that is missing or they have changed.
+    void checkIfPreferencesNeedsToBeUploaded();
 
     // Full re-upload and bulk update ------------------------------------------------------------------------
 
@@ -316,6 +341,25 @@ private:
     void replaceInsertionsOfMainContext(const QWDidSaveNotice& notice);
     void replaceInsertionsOfBatch(const QWDidSaveNotice& notice);
 
+    // Preferences -------------------------------------------------------------------------------------------
+
+    // What the local copy holds; nothing for one that is missing or unreadable.
+    std::optional<QJsonObject> readSyncPreferencesLocalCache() const;
+    QJsonObject loadSyncedPreferences();
+    void saveSyncPreferencesLocalCache();
+    void observePreference(const QString& key);
+    void removeAllPreferenceObservers();
+    void observeValueForKeyPath(const QString& key, const QJsonValue& newValue);
+    void setObjectInSyncedPrefencesForKey(const QJsonValue& object, const QString& key);
+    void beginUploadOfSyncedPreferences();
+    void finishUploadOfSyncedPreferences(const DBMetadata& metadata);
+    void finishCheckOfSyncedPreferences(bool isMissing);
+    // False when the entry needs no request and is finished.
+    bool beginProcessOfSyncedPreferences(const DBDeltaEntryRef& entry);
+    void finishDownloadOfSyncedPreferences(const DBMetadata& metadata);
+    void finishMissingSyncedPreferences(const QString& destinationPath);
+    void processUpdatedSyncedPreferences();
+
     // Full re-upload ----------------------------------------------------------------------------------------
 
     void fetchAllItemsForUpload();
@@ -380,6 +424,13 @@ private:
     // Queries were unanswered at a deactivation: the cursors that arrive may pass over entries given up by it.
     bool isDeltaCursorInDoubt_ = false;
     QWResetListing resetListing_;
+
+    // Preferences. Written there, and read at construction.
+    QJsonObject syncedPreferences_;              // null: no value
+    bool needToUploadSyncedPreferences_ = false; // they have changed since they were sent; a user default
+    bool syncPreferencesUploadingOrDownloading_ = false;      // also after a failed upload
+    bool preferencesChangedWhileUploading_ = false;           // another upload must follow
+    std::map<QString, QWObservation> preferenceObservations_; // by key
 
     // Recovery.
     std::unique_ptr<QWDropboxSyncJournal> journal_; // made on first use

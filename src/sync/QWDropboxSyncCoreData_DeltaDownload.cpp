@@ -16,7 +16,6 @@
 // - Nothing but a 401 ends the polling: a failed query is repeated after 10 seconds, as is a failed download.
 #include "sync/QWDropboxSyncCoreData.h"
 
-#include "dropbox/DBPath.h"
 #include "platform/text/QWText.h"
 #include "sync/QWRequestFailure_p.h"
 #include "sync/QWSyncFileNames_p.h"
@@ -104,8 +103,7 @@ void QWDropboxSyncCoreData::addDeletionsOfResetListing() {
     for (const auto& file :
          QWFetchCacheRecords<FileMetadata>(context, QWFetchRequest(QWDBEntityNameFileMetadata))) {
         const QString name = file->fileName();
-        const bool isPreferences =
-            isEqualToDropboxPath(QLatin1Char('/') + name, QWDBFileSyncedPreferencesInDropboxFolder);
+        const bool isPreferences = qw::sync::isPreferencesFile(QLatin1Char('/') + name);
         const bool standsForImage = file->rev().isEmpty() && resetListing_.holds(imageNameOf(name));
         if (!isPreferences && !standsForImage && !waiting.contains(uuidOf(name)))
             known.append(name);
@@ -142,7 +140,7 @@ bool QWDropboxSyncCoreData::beginProcessOfDeltaEntry(const DBDeltaEntryRef& entr
         resetSyncAndUploadAllItems();
         return true;
     case SpecialActionSyncedPreferences:
-        return false;
+        return beginProcessOfSyncedPreferences(entry);
     default:
         if (entry->metadata)
             return beginDownloadOfDeltaEntry(entry);
@@ -223,6 +221,10 @@ void QWDropboxSyncCoreData::restClientLoadFileFailedWithError(DBRestClient&, con
         tokenBecameInvalid();
         return;
     case RequestFailure::FileGone:
+        if (qw::sync::isPreferencesFile(destinationPath)) {
+            finishMissingSyncedPreferences(destinationPath);
+            return;
+        }
         checkForDeltaUpdateImmediatelyAfterCurrentEntriesAnalysis_ = true;
         beginProcessOfNextDeltaEntryWaiting();
         return;
@@ -234,9 +236,11 @@ void QWDropboxSyncCoreData::restClientLoadFileFailedWithError(DBRestClient&, con
     }
 }
 
-// Metadata of the sync folder -------------------------------------------------------------------------------
+// Metadata of the sync folder and the preferences file ------------------------------------------------------
 
 void QWDropboxSyncCoreData::restClientLoadedMetadata(DBRestClient&, const DBMetadata& metadata) {
+    if (qw::sync::isPreferencesFile(metadata.path))
+        finishCheckOfSyncedPreferences(false);
     if (!qw::sync::isSyncFolder(metadata.path))
         return;
     environment().userDefaults().setBoolean(QWDBLastTimeTokenExpiredPrefKey, false);
@@ -250,6 +254,8 @@ void QWDropboxSyncCoreData::restClientLoadMetadataFailedWithError(DBRestClient&,
         tokenBecameInvalid();
         return;
     case RequestFailure::FileGone:
+        if (qw::sync::isPreferencesFile(path))
+            finishCheckOfSyncedPreferences(true);
         if (!qw::sync::isSyncFolder(path))
             return;
         environment().userDefaults().setBoolean(QWDBLastTimeTokenExpiredPrefKey, false);

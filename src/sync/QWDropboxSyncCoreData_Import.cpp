@@ -44,6 +44,10 @@ bool isOvertakenInBatch(const QWManagedObjectWithSyncSupport& object, const QVar
 
 void QWDropboxSyncCoreData::restClientLoadedFile(DBRestClient&, const QString& localPath, const QString&,
                                                  const DBMetadata& metadata) {
+    if (qw::sync::isPreferencesFile(metadata.path)) {
+        finishDownloadOfSyncedPreferences(metadata);
+        return;
+    }
     const bool isRecord =
         qw::text::lowercase(qw::text::pathExtension(localPath)) == QWDBFileNameDataExtension;
     if (!(isRecord ? importRecord(localPath, metadata) : importImage(localPath, metadata))) {

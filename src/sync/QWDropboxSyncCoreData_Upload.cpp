@@ -158,6 +158,10 @@ void QWDropboxSyncCoreData::restClientUploadedFile(DBRestClient&, const QString&
     const auto hasExtension = [](const QString& path, const QString& extension) {
         return qw::text::lowercase(qw::text::pathExtension(path)) == extension;
     };
+    if (qw::sync::isPreferencesFile(destinationPath)) {
+        finishUploadOfSyncedPreferences(metadata);
+        return;
+    }
     const QString fileName = qw::text::lastPathComponent(destinationPath);
     const auto row = objectSyncingForFileWithName(fileName);
     const bool hasChanged = hasImageChangedSinceItWasSent(sourcePath);
@@ -172,6 +176,7 @@ void QWDropboxSyncCoreData::restClientUploadedFile(DBRestClient&, const QString&
         }
     }
     if (hasExtension(sourcePath, QWDBFileNameDataExtension)
+        && sourcePath != syncedPreferencesLocalCacheURL().toLocalFile()
         && !hasExtension(destinationPath, QWDBFileNameImageExtension))
         environment().files().remove(sourcePath);
     finishUploadOfObjectWaiting(row);
@@ -228,10 +233,13 @@ void QWDropboxSyncCoreData::restClientUploadFileFailedWithError(DBRestClient&, c
         tokenBecameInvalid();
         return;
     }
-    const QString fileName = qw::text::lastPathComponent(error.userInfo.value("destinationPath").toString());
+    const QString path = error.userInfo.value("destinationPath").toString();
     const QUrl localURL = QUrl::fromLocalFile(error.userInfo.value("sourcePath").toString());
     scheduleTimer(QWDBTimeScheduleErrorRetryInterval, [=, this, generation = objectsSyncing_.generation()] {
-        uploadFileAgain(fileName, localURL, generation);
+        if (qw::sync::isPreferencesFile(path))
+            uploadSyncedPreferences();
+        else
+            uploadFileAgain(qw::text::lastPathComponent(path), localURL, generation);
     });
     qCWarning(qwSyncLog).noquote() << "restClient:uploadFileFailedWithError:" << error.message;
 }

@@ -41,6 +41,10 @@ bool isSyncFolder(const QString& path) {
     return isEqualToDropboxPath(path, QWDBFileCacheDirectoryInDropboxFolder);
 }
 
+bool isPreferencesFile(const QString& path) {
+    return isEqualToDropboxPath(path, QWDBFileSyncedPreferencesInDropboxFolder);
+}
+
 std::optional<NamedObject> objectNamedByFile(const QString& remoteName) {
     return splitStem(text::deletingPathExtension(remoteName));
 }

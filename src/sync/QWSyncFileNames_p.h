@@ -11,6 +11,7 @@ QString fileName(const QString& uuid, const QString& entityName, bool isImage);
 // The path of a file of the sync folder.
 QString remotePath(const QString& fileName);
 bool isSyncFolder(const QString& path);
+bool isPreferencesFile(const QString& path);
 
 // The object that a remote file belongs to. The service reports names in lower case, so the entity's name is
 // restored by capitalising each word: "Book" and "Book_Author" come back as they were, "BookAuthor" does not.

@@ -139,4 +139,91 @@ TEST(MemoryUserDefaults, A_removed_key_is_absent) {
     EXPECT_TRUE(defaults.object("key").isUndefined());
 }
 
+// Observation -----------------------------------------------------------------------------------------------
+
+// Over both kinds of store.
+struct ObservedDefaults : UserDefaultsFile, testing::WithParamInterface<const char*> {
+    std::unique_ptr<QWUserDefaults> defaults =
+        GetParam() == std::string("Memory")
+            ? std::unique_ptr<QWUserDefaults>(std::make_unique<QWMemoryUserDefaults>())
+            : std::make_unique<QWSettingsUserDefaults>(path);
+    std::vector<QJsonValue> seen;
+
+    QWObservation watch(const QString& key) {
+        return defaults->observe(key, [this](const QJsonValue& value) { seen.push_back(value); });
+    }
+    const QJsonValue none = QJsonValue(QJsonValue::Undefined);
+};
+
+TEST_P(ObservedDefaults, Each_value_that_is_set_is_told_an_equal_one_too_and_a_removal_is_no_value) {
+    const auto observation = watch("key");
+    defaults->setObject("key", 5);
+    defaults->setObject("key", 5);
+    defaults->setObject("key", "5");
+    defaults->remove("key");
+    defaults->remove("key");
+    defaults->setObject("key", QJsonArray{});
+    EXPECT_EQ(seen, (std::vector<QJsonValue>{5, 5, "5", none, none, QJsonArray{}}));
+}
+
+TEST_P(ObservedDefaults, The_observer_finds_the_value_in_place_before_the_setter_returns) {
+    QJsonValue found;
+    const auto observation =
+        defaults->observe("key", [&](const QJsonValue&) { found = defaults->object("key"); });
+    defaults->setObject("key", true);
+    EXPECT_EQ(found, true);
+    defaults->remove("key");
+    EXPECT_TRUE(found.isUndefined());
+}
+
+TEST_P(ObservedDefaults, A_key_is_compared_whole) {
+    const auto observation = watch("a.b");
+    for (const char* key : {"a", "b", "a.b.c", "A.B"})
+        defaults->setObject(key, 1);
+    EXPECT_TRUE(seen.empty());
+    defaults->setObject("a.b", 2);
+    EXPECT_EQ(seen, std::vector<QJsonValue>{2});
+}
+
+TEST_P(ObservedDefaults, Setting_no_value_removes_the_key) {
+    const auto observation = watch("key");
+    defaults->setObject("key", 1);
+    defaults->setObject("key", none);
+    EXPECT_TRUE(defaults->object("key").isUndefined());
+    EXPECT_EQ(seen, (std::vector<QJsonValue>{1, none}));
+}
+
+TEST_P(ObservedDefaults, Observers_come_and_go_and_may_do_so_while_they_are_told) {
+    QWObservation second, third;
+    QWObservation first = defaults->observe("key", [&](const QJsonValue&) {
+        first.stop();
+        third = watch("other");
+    });
+    second = watch("key");
+    defaults->setObject("key", 1);
+    defaults->setObject("other", 2);
+    second.stop();
+    defaults->setObject("key", 3);
+    EXPECT_EQ(seen, (std::vector<QJsonValue>{1, 2}));
+}
+
+TEST_P(ObservedDefaults, An_observation_may_outlive_the_defaults) {
+    const auto observation = watch("key");
+    defaults.reset();
+}
+
+INSTANTIATE_TEST_SUITE_P(Store, ObservedDefaults, testing::Values("Memory", "Settings"),
+                         [](const auto& row) { return std::string(row.param); });
+
+TEST_F(UserDefaultsFile, What_another_object_sets_is_seen_and_not_told) {
+    QWSettingsUserDefaults own(path), other(path);
+    bool isTold = false;
+    const auto observation = own.observe("key", [&](const QJsonValue&) { isTold = true; });
+    other.setObject("key", 1);
+    other.synchronize();
+    own.synchronize();
+    EXPECT_EQ(own.object("key"), 1);
+    EXPECT_FALSE(isTold);
+}
+
 } // namespace

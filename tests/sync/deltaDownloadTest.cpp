@@ -105,16 +105,6 @@ TEST_F(DeltaDownload, A_known_revision_is_not_downloaded) {
     EXPECT_EQ(client->log(), QStringList());
 }
 
-TEST_F(DeltaDownload, An_entry_of_the_preferences_file_is_finished_without_effect) {
-    DBMetadata preferences;
-    preferences.path = "/PreferencesSync.data";
-    receive(
-        {DBMakeDeltaEntry("/preferencessync.data", preferences), DBMakeDeltaEntry("/preferencessync.data")});
-    EXPECT_EQ(client->log(), QStringList());
-    EXPECT_EQ(engine().status(), QWDropboxSyncStatusIdle);
-    EXPECT_EQ(desktop.savedCursor(), "cursor-1");
-}
-
 TEST_F(DeltaDownload, A_failed_query_is_logged_and_repeated_after_10_seconds_from_the_same_cursor) {
     engine().loadDeltaPotentialUpdates();
     client->forget();

@@ -131,9 +131,9 @@ TEST_F(FullReupload, A_missing_folder_at_activation_uploads_everything_without_a
     engine().activateSyncWithDropboxRestClient(client);
     engine().restClientLoadMetadataFailedWithError(*client, failure(404, {{"path", "/synccache.dbsync"}}));
     EXPECT_FALSE(defaults().boolean(QWDBLastTimeTokenExpiredPrefKey));
-    ASSERT_EQ(client->log(),
-              QStringList({"metadata /SyncCache.dbSync", "upload " + remote(dataFile(*author))}));
-    EXPECT_EQ(client->requests[1].parentRev, QString());
+    ASSERT_EQ(client->log(), QStringList({"metadata /SyncCache.dbSync", "metadata /PreferencesSync.data",
+                                          "upload " + remote(dataFile(*author))}));
+    EXPECT_EQ(client->requests[2].parentRev, QString());
     EXPECT_EQ(engine().status(), QWDropboxSyncStatusUploading);
 }
 

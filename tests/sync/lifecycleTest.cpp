@@ -14,11 +14,12 @@ public:
     QJsonValue object(const QString& key) const override {
         return values_.value(key, QJsonValue(QJsonValue::Undefined));
     }
-    void setObject(const QString& key, const QJsonValue& value) override { values_.insert(key, value); }
-    void remove(const QString& key) override { values_.remove(key); }
     void synchronize() override { permanent = values_; }
 
 private:
+    void storeObject(const QString& key, const QJsonValue& value) override { values_.insert(key, value); }
+    void removeObject(const QString& key) override { values_.remove(key); }
+
     QHash<QString, QJsonValue> values_;
 };
 
@@ -29,6 +30,7 @@ struct Lifecycle : EngineTest {
         QObject::connect(&engine(), &QWDropboxSyncCoreData::statusChanged, &engine(),
                          [this](quint64 status) { statuses.push_back(status); });
     }
+    const QStringList lookUps{"metadata /SyncCache.dbSync", "metadata /PreferencesSync.data"};
     bool tokenExpiredFlag() { return defaults().boolean(QWDBLastTimeTokenExpiredPrefKey); }
 };
 
@@ -54,7 +56,7 @@ TEST_F(Lifecycle, A_cache_folder_that_cannot_be_made_stops_no_construction) {
 TEST_F(Lifecycle, The_first_activation_ever_looks_the_folder_up_before_any_delta) {
     watchStatus();
     engine().activateSyncWithDropboxRestClient(client);
-    EXPECT_EQ(client->log(), QStringList{"metadata /SyncCache.dbSync"});
+    EXPECT_EQ(client->log(), lookUps);
     EXPECT_EQ(client->delegate(), &engine());
     EXPECT_EQ(statuses, (std::vector<quint64>{0, 1}));
 
@@ -62,7 +64,7 @@ TEST_F(Lifecycle, The_first_activation_ever_looks_the_folder_up_before_any_delta
     folder.path = "/synccache.dbsync";
     folder.isDirectory = true;
     engine().restClientLoadedMetadata(*client, folder);
-    EXPECT_EQ(client->log(), QStringList({"metadata /SyncCache.dbSync", "delta"}));
+    EXPECT_EQ(client->log(), lookUps + QStringList{"delta"});
     EXPECT_FALSE(tokenExpiredFlag());
     EXPECT_FALSE(defaults().object(QWDBLastTimeTokenExpiredPrefKey).isUndefined());
 }
@@ -71,7 +73,7 @@ TEST_F(Lifecycle, An_activation_after_a_refused_token_is_like_the_first) {
     activateIdle();
     engine().tokenBecameInvalid();
     engine().activateSyncWithDropboxRestClient(client);
-    EXPECT_EQ(client->log(), QStringList{"metadata /SyncCache.dbSync"});
+    EXPECT_EQ(client->log(), lookUps);
 }
 
 TEST_F(Lifecycle, An_activation_after_the_folder_was_found_loads_the_delta_from_the_saved_cursor) {

@@ -52,19 +52,12 @@ void SyncSession::somethingHappened() {
 void SyncSession::look() {
     if (engine_.status() == QWDropboxSyncStatusTokenInvalid)
         return finish(Outcome::TokenRefused);
-    const bool before = std::exchange(wasInStep_, isInStep());
+    const bool before = std::exchange(wasInStep_, supervisor_->isInStep());
     if (!wasInStep_ || before)
         return;
     Q_EMIT inStep();
     if (endsInStep_)
         finish(Outcome::InStep);
-}
-
-// The engine is idle with an answered delta only after the batch has ended.
-bool SyncSession::isInStep() const {
-    return supervisor_->isAtRest() && !engine_.lastTimeQueriedDeltaEntries().isNull()
-           && engine_.deltaEntriesToImport().isEmpty() && engine_.numberOfObjectsWaitingSync() == 0
-           && engine_.numberOfObjectsSyncing() == 0;
 }
 
 int SyncSession::exitCode(Outcome outcome) {

@@ -36,7 +36,6 @@ private:
     // Looks again, soon, whether anything is to be done: called for whatever may have moved the engine on.
     void somethingHappened();
     void look();
-    bool isInStep() const;
     void finish(Outcome outcome);
     void showProgress();
     void noteFailure(const QString& what);

@@ -10,6 +10,7 @@
 #include "platform/text/QWText.h"
 #include "sync/QWSyncFileNames_p.h"
 #include "sync/QWSyncLog_p.h"
+#include "sync/supervisor/QWPreferencesKeeper_p.h"
 #include "sync/supervisor/QWVersionKeeper_p.h"
 
 #include <algorithm>
@@ -38,7 +39,8 @@ std::shared_ptr<QWSyncSupervisor> QWSyncSupervisor::create(QWDropboxSyncCoreData
 
 QWSyncSupervisor::QWSyncSupervisor(QWDropboxSyncCoreData& engine, std::shared_ptr<DBRestClient> client)
     : engine_(&engine), client_(std::move(client)), keeper_(std::make_unique<QWVersionKeeper>(engine)),
-      status_(engine.status()), statusBefore_(engine.status()), folderLookupPause_(retryPause) {
+      preferences_(std::make_unique<QWPreferencesKeeper>(engine)), status_(engine.status()),
+      statusBefore_(engine.status()), folderLookupPause_(retryPause) {
     client_->setDelegate(this, this);
     connect(engine_, &QWDropboxSyncCoreData::statusChanged, this, &QWSyncSupervisor::statusChanged);
     connect(engine_, &QObject::destroyed, this, [this] { client_->setDelegate(nullptr, nullptr); });
@@ -50,6 +52,7 @@ QWSyncSupervisor::QWSyncSupervisor(QWDropboxSyncCoreData& engine, std::shared_pt
         });
     hostObservation_ = engine.mainManagedObjectContext()->observeObjectsDidChange(
         [this](const QWObjectsDidChangeNotice&) { ++hostChanges_; });
+    preferences_->recover();
 }
 
 QWSyncSupervisor::~QWSyncSupervisor() {
@@ -59,8 +62,10 @@ QWSyncSupervisor::~QWSyncSupervisor() {
 }
 
 void QWSyncSupervisor::activate() {
-    if (engine_)
-        callEngine([&] { engine_->activateSyncWithDropboxRestClient(shared_from_this()); });
+    if (!engine_)
+        return;
+    callEngine([&] { engine_->activateSyncWithDropboxRestClient(shared_from_this()); });
+    freePreferences();
 }
 
 void QWSyncSupervisor::syncNow() {
@@ -71,6 +76,12 @@ void QWSyncSupervisor::syncNow() {
 bool QWSyncSupervisor::isAtRest() const {
     return engine_ && engine_->status() == QWDropboxSyncStatusIdle && requestsOut_ == 0
            && repetitionsDue_ == 0 && !isQueryDue_ && !isRestartDue_ && !isLookingForFolder_;
+}
+
+bool QWSyncSupervisor::isInStep() const {
+    return isAtRest() && !engine_->lastTimeQueriedDeltaEntries().isNull()
+           && engine_->deltaEntriesToImport().isEmpty() && engine_->numberOfObjectsWaitingSync() == 0
+           && engine_->numberOfObjectsSyncing() == 0 && !isPreferenceWaiting();
 }
 
 void QWSyncSupervisor::callEngine(const std::function<void()>& call) {
@@ -113,7 +124,9 @@ bool QWSyncSupervisor::isPollDue() const {
 
 void QWSyncSupervisor::uploadFile(const QString& filename, const QString& folder, const QString& parentRev,
                                   const QString& localPath) {
-    if (isRepetition(filename, localPath))
+    if (isLocalPreferences(localPath))
+        uploadPreferences();
+    else if (isRepetition(filename, localPath))
         isRestartDue_ = true;
     else
         request(requests_.uploads).uploadFile(filename, folder, parentRev, localPath);
@@ -141,10 +154,13 @@ void QWSyncSupervisor::deletePath(const QString& path) {
 }
 
 void QWSyncSupervisor::loadFile(const QString& path, const QString& localPath) {
-    request(requests_.downloads).loadFile(path, localPath);
+    request(requests_.downloads)
+        .loadFile(path, qw::sync::isPreferencesFile(path) ? preferences_->downloadPath() : localPath);
 }
 
 void QWSyncSupervisor::loadMetadata(const QString& path) {
+    if (qw::sync::isPreferencesFile(path))
+        return lookUpPreferences();
     if (qw::sync::isSyncFolder(path)) {
         isLookingForFolder_ = true;
         folderLookupTimer_.cancel();
@@ -242,6 +258,6 @@ void QWSyncSupervisor::restart() {
     lastRestart_ = now;
     callEngine([&] {
         engine_->deactivateSync();
-        engine_->activateSyncWithDropboxRestClient(nullptr);
+        activate();
     });
 }

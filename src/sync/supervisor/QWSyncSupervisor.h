@@ -11,6 +11,7 @@
 #include <memory>
 #include <optional>
 
+class QWPreferencesKeeper;
 class QWVersionKeeper;
 
 // Stands between an engine and the host's client and sees to it that the engine is never stuck, that desktops
@@ -38,6 +39,10 @@ class QWVersionKeeper;
 //   missing there are deleted.
 // - An image that is newer here than in the cloud keeps its date and is sent; so is one that was deleted in
 //   the cloud while its record lives.
+// - Of the shared preferences those are kept that were changed here since the cloud's file was last seen, unless
+//   they have changed there as well. A failed look-up or upload of them is repeated, also in the next activity; of a
+//   conflict this desktop's copy is deleted, and the merged values are sent. A file that the cloud holds already is
+//   neither sent nor received again.
 //
 // Threads and time: those of the engine. Ownership: the engine holds the supervisor as its client, the
 // supervisor holds the host's client; the engine must outlive it, or go first together with it. The host's
@@ -85,6 +90,11 @@ public:
     // Whether the engine is idle and nothing is out, to be repeated or otherwise due. Rows that wait, the
     // engine tells.
     bool isAtRest() const;
+    // Whether a shared preference waits to be sent.
+    bool isPreferenceWaiting() const;
+    // Whether this desktop and the cloud hold the same, as far as anybody here can know: changes have been asked
+    // for, and no record and no preference is left to be fetched or sent.
+    bool isInStep() const;
 
     void loadDelta(const QString& cursor) override;
     void uploadFile(const QString& filename, const QString& folder, const QString& parentRev,
@@ -133,6 +143,17 @@ private:
     void folderFound();
     void lookUpFolderAgain();
 
+    bool isLocalPreferences(const QString& localPath) const;
+    // Answers the engine as the cloud would, on a turn of the run loop of its own.
+    void answerSoon(std::function<void(DBRestClientDelegate&)> answer);
+    void lookUpPreferences();
+    void freePreferences();
+    void preferencesLookUpFailed(const QWError& error);
+    void uploadPreferences();
+    void preferencesUploaded(const QString& destinationPath, const QString& sourcePath,
+                             const DBMetadata& metadata);
+    void preferencesLoaded(const QString& contentType, const DBMetadata& metadata);
+
     void restClientLoadedDeltaEntries(DBRestClient&, const QList<DBDeltaEntryRef>& entries, bool reset,
                                       const QString& cursor, bool hasMore) override;
     void restClientLoadDeltaFailedWithError(DBRestClient&, const QWError& error) override;
@@ -150,6 +171,7 @@ private:
     const QPointer<QWDropboxSyncCoreData> engine_;
     const std::shared_ptr<DBRestClient> client_;
     const std::unique_ptr<QWVersionKeeper> keeper_;
+    const std::unique_ptr<QWPreferencesKeeper> preferences_;
     QWObservation queueObservation_, hostObservation_;
     quint64 hostChanges_ = 0; // notices of the main context so far
     Counts counts_;
@@ -164,7 +186,8 @@ private:
     // Due, but not done yet.
     bool isQueryDue_ = false;
     bool isRestartDue_ = false;
-    bool isLookingForFolder_ = false; // asked, or to be asked again after a pause
+    bool isLookingForFolder_ = false;      // asked, or to be asked again after a pause
+    bool isLookingForPreferences_ = false; // asked
     int repetitionsDue_ = 0;
     int generation_ = 0; // counts the ends of activity: what an earlier one has left to repeat is dropped
     QWRunLoop::Handle restartTimer_, folderLookupTimer_;

@@ -5,6 +5,7 @@
 #include "platform/text/QWText.h"
 #include "sync/QWRequestFailure_p.h"
 #include "sync/QWSyncFileNames_p.h"
+#include "sync/supervisor/QWPreferencesKeeper_p.h"
 #include "sync/supervisor/QWVersionKeeper_p.h"
 
 using qw::sync::isSyncFolder;
@@ -36,12 +37,15 @@ void QWSyncSupervisor::restClientLoadedDeltaEntries(DBRestClient&, const QList<D
                                                     bool reset, const QString& cursor, bool hasMore) {
     if (isQueryStale())
         return finish([&](auto&) { engine_->takeBackDeltaQuery(engine_->status()); });
-    QStringList ownCopies;
-    const auto kept = keeper_->preparePage(entries, ownCopies);
+    QStringList ownCopies, ownPreferences;
+    auto kept = keeper_->preparePage(entries, ownCopies);
+    kept.removeIf([&](const auto& entry) { return !preferences_->prepareEntry(*entry, ownPreferences); });
     const bool isFirstPage = std::exchange(isListingFromScratch_, false) || reset;
     finish([&](auto& to) { to.restClientLoadedDeltaEntries(*this, kept, isFirstPage, cursor, hasMore); });
     for (const QString& copy : ownCopies)
         sendConflictedImage(copy);
+    for (const QString& copy : ownPreferences)
+        deletePath(copy);
 }
 
 void QWSyncSupervisor::restClientLoadDeltaFailedWithError(DBRestClient&, const QWError& error) {
@@ -56,6 +60,8 @@ void QWSyncSupervisor::restClientLoadDeltaFailedWithError(DBRestClient&, const Q
 
 void QWSyncSupervisor::restClientUploadedFile(DBRestClient&, const QString& destinationPath,
                                               const QString& sourcePath, const DBMetadata& metadata) {
+    if (isLocalPreferences(sourcePath))
+        return preferencesUploaded(destinationPath, sourcePath, metadata);
     const QString fileName = qw::text::lastPathComponent(destinationPath);
     uuidAcknowledged_ = qw::sync::uuidNamedByFile(fileName);
     sendsImageAgain_ = false;
@@ -77,6 +83,8 @@ void QWSyncSupervisor::restClientUploadedFile(DBRestClient&, const QString& dest
 void QWSyncSupervisor::restClientUploadFileFailedWithError(DBRestClient&, const QWError& error) {
     const QString path = error.userInfo.value("destinationPath").toString();
     const QString sourcePath = error.userInfo.value("sourcePath").toString();
+    if (isLocalPreferences(sourcePath))
+        preferences_->uploadEnds({});
     finish([&](auto& to) {
         if (requestFailure(error) == RequestFailure::TokenRefused)
             to.restClientUploadFileFailedWithError(*this, error);
@@ -84,6 +92,8 @@ void QWSyncSupervisor::restClientUploadFileFailedWithError(DBRestClient&, const 
             isRestartDue_ = isActive();
         else
             repeatLater("restClient:uploadFileFailedWithError:", error, [=, this] {
+                if (isLocalPreferences(sourcePath))
+                    return uploadPreferences();
                 const QString fileName = qw::text::lastPathComponent(path);
                 const auto known = engine_->fileMetadataManager().fileMetadataForFileName(fileName, false);
                 request(requests_.uploads)
@@ -96,6 +106,7 @@ void QWSyncSupervisor::restClientUploadFileFailedWithError(DBRestClient&, const 
 
 void QWSyncSupervisor::restClientDeletedPath(DBRestClient&, const QString& path) {
     ++counts_.sent;
+    preferences_->copyIsDeleted(path);
     finish([&](auto& to) { to.restClientDeletedPath(*this, path); });
     Q_EMIT fileSent(qw::text::lastPathComponent(path));
 }
@@ -103,6 +114,8 @@ void QWSyncSupervisor::restClientDeletedPath(DBRestClient&, const QString& path)
 void QWSyncSupervisor::restClientDeletePathFailedWithError(DBRestClient&, const QWError& error) {
     const QString path = error.userInfo.value("path").toString();
     const bool isTransient = requestFailure(error) == RequestFailure::Transient;
+    if (requestFailure(error) == RequestFailure::FileGone)
+        preferences_->copyIsDeleted(path);
     finish([&](auto& to) {
         if (isTransient)
             repeatLater("restClient:deletePathFailedWithError:", error,
@@ -121,6 +134,8 @@ void QWSyncSupervisor::restClientLoadedFile(DBRestClient&, const QString& localP
                                             const QString& contentType, const DBMetadata& metadata) {
     if (!isActive())
         return finish([](auto&) {});
+    if (qw::sync::isPreferencesFile(metadata.path))
+        return preferencesLoaded(contentType, metadata);
     const QString reason = keeper_->prepareImport(localPath, metadata);
     finish([&](auto& to) { to.restClientLoadedFile(*this, localPath, contentType, metadata); });
     if (const QString copy = keeper_->finishImport(metadata); !copy.isEmpty())
@@ -141,7 +156,8 @@ void QWSyncSupervisor::restClientLoadFileFailedWithError(DBRestClient&, const QW
         if (failure == RequestFailure::Transient)
             repeatLater("restClient:loadFileFailedWithError:", error,
                         [=, this] { request(requests_.downloads).loadFile(path, destinationPath); });
-        else if (isActive() || failure == RequestFailure::TokenRefused)
+        else if ((isActive() && !qw::sync::isPreferencesFile(path))
+                 || failure == RequestFailure::TokenRefused)
             to.restClientLoadFileFailedWithError(*this, error);
     });
     fail(path, error);
@@ -170,6 +186,8 @@ void QWSyncSupervisor::restClientLoadedMetadata(DBRestClient&, const DBMetadata&
         return finishConflictedImage(copy, metadata);
     if (isSyncFolder(metadata.path))
         folderFound();
+    if (qw::sync::isPreferencesFile(metadata.path))
+        isLookingForPreferences_ = false;
     finish([&](auto& to) {
         if (isActive())
             to.restClientLoadedMetadata(*this, metadata);
@@ -191,8 +209,13 @@ void QWSyncSupervisor::restClientLoadMetadataFailedWithError(DBRestClient&, cons
         folderFound();
     else if (isSyncFolder(path) && isActive())
         lookUpFolderAgain();
+    if (qw::sync::isPreferencesFile(path))
+        preferencesLookUpFailed(error);
+    // Two look-ups are out at once; the host is asked to sign in once.
+    const bool isRefused =
+        failure == RequestFailure::TokenRefused && engine_->status() != QWDropboxSyncStatusTokenInvalid;
     finish([&](auto& to) {
-        if (isActive() || failure == RequestFailure::TokenRefused)
+        if (isActive() || isRefused)
             to.restClientLoadMetadataFailedWithError(*this, error);
     });
     if (failure != RequestFailure::FileGone)

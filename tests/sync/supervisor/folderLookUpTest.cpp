@@ -45,7 +45,11 @@ TEST_F(FolderLookUpAlone, A_look_up_that_fails_is_waited_for_for_ever) {
         desktop.client->on(QWRestRequest::LoadMetadata).first(1).answersWith(status);
         desktop.activate();
         desktop.advance(24h);
-        EXPECT_EQ(desktop.client->requests().size(), 1u) << status;
+        const auto lookUps = desktop.client->requests(QWRestRequest::LoadMetadata);
+        ASSERT_EQ(lookUps.size(), 2u) << status;
+        EXPECT_EQ(lookUps[0].path, "/SyncCache.dbSync");
+        EXPECT_EQ(lookUps[1].path, "/PreferencesSync.data");
+        EXPECT_EQ(count(QWRestRequest::LoadDelta), 0) << status;
         EXPECT_EQ(engine().status(), QWDropboxSyncStatusCheckingForUpdates) << status;
     }
 }

@@ -242,8 +242,10 @@ void Desktop::askForChanges() {
 }
 
 bool Desktop::isIdle() {
-    return (!supervisor || supervisor->isAtRest()) && engine->status() == QWDropboxSyncStatusIdle
-           && engine->numberOfObjectsWaitingSync() == 0 && engine->deltaEntriesToImport().isEmpty();
+    if (supervisor)
+        return supervisor->isInStep();
+    return engine->status() == QWDropboxSyncStatusIdle && engine->numberOfObjectsWaitingSync() == 0
+           && engine->deltaEntriesToImport().isEmpty();
 }
 
 void Desktop::sync() {

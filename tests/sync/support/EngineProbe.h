@@ -15,6 +15,7 @@ struct QWDropboxSyncCoreDataProbe {
     qsizetype entriesInProcess() const { return engine.deltaEntriesInProcess_.size(); }
     std::size_t scheduledTimers() const { return engine.scheduledTimers_.size(); }
     QString deltaNextCursor() const { return engine.deltaNextCursor_; }
+    bool preferencesChangedWhileUploading() const { return engine.preferencesChangedWhileUploading_; }
     bool hasSyncSupportContext() const { return engine.syncSupportManagedObjectCopy_ != nullptr; }
 
     QWRef<QWManagedObjectWithSyncSupport> objectForFile(const QString& name, bool createIfNotExisting) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "dropbox/DBPath.h"
 #include "dropbox/DBRestClient.h"
 #include "testing/QWFaultyRestClient.h"
 
@@ -32,7 +33,7 @@ public:
     void loadDelta(const QString& cursor) override { take({QWRestRequest::LoadDelta, {}, {}, {}, cursor}); }
     void uploadFile(const QString& filename, const QString& folder, const QString& parentRev,
                     const QString& localPath) override {
-        take({QWRestRequest::Upload, folder + '/' + filename, localPath, parentRev, {}});
+        take({QWRestRequest::Upload, dropboxPath(folder, filename), localPath, parentRev, {}});
     }
     void deletePath(const QString& path) override { take({QWRestRequest::Delete, path, {}, {}, {}}); }
     void loadFile(const QString& path, const QString& localPath) override {

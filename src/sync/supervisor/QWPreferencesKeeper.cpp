@@ -1,0 +1,151 @@
+#include "sync/supervisor/QWPreferencesKeeper_p.h"
+
+#include "platform/text/QWText.h"
+#include "sync/QWSyncFileNames_p.h"
+#include "sync/QWSyncedPreferences_p.h"
+
+namespace {
+
+// Key of a `Metadata` row.
+const QString baseKey = QStringLiteral("Preferences");
+
+QString fileName() {
+    return qw::text::lastPathComponent(QWDBFileSyncedPreferencesInDropboxFolder);
+}
+
+// "/preferencessync (ann's conflicted copy).data"
+bool isConflictedCopy(const QString& path, const QWDropboxFileMetadataManager& manager) {
+    const QString name = qw::text::lastPathComponent(qw::text::lowercase(path));
+    return path.lastIndexOf(QLatin1Char('/')) == 0 && manager.isFileNameConflicted(name)
+           && name.startsWith(qw::text::lowercase(qw::text::deletingPathExtension(fileName())));
+}
+
+} // namespace
+
+// Books -----------------------------------------------------------------------------------------------------
+
+std::optional<QJsonObject> QWPreferencesKeeper::base() const {
+    const auto row = QWFindMetadata(*engine_.dropboxCacheManagedObjectContext(), baseKey);
+    return row ? qw::sync::preferencesFromFileBytes(row->value().toUtf8()) : std::nullopt;
+}
+
+void QWPreferencesKeeper::setBase(const QByteArray& bytes) {
+    engine_.metadataWithKey(baseKey)->setValue(QString::fromUtf8(bytes));
+}
+
+QWRef<FileMetadata> QWPreferencesKeeper::known() const {
+    return engine_.fileMetadataManager().fileMetadataForFileName(fileName(), false);
+}
+
+DBMetadata QWPreferencesKeeper::knownFile() const {
+    DBMetadata file;
+    file.path = QWDBFileSyncedPreferencesInDropboxFolder;
+    if (const auto row = known()) {
+        file.rev = row->rev();
+        file.hash = row->remoteHash();
+        file.lastModifiedDate = row->lastModifiedDate();
+    }
+    return file;
+}
+
+// A default that is what the cloud held before is one that was not set; any other one was changed here.
+void QWPreferencesKeeper::recover() {
+    auto& defaults = engine_.mainManagedObjectContext()->environment().userDefaults();
+    const QJsonObject base = this->base().value_or(QJsonObject());
+    const QJsonObject shared = engine_.syncedPreferences();
+    for (auto preference = shared.begin(); preference != shared.end(); ++preference) {
+        const QJsonValue present = defaults.object(preference.key());
+        const auto travelling = qw::sync::travellingPreference(present);
+        if (!travelling || *travelling == *preference)
+            continue;
+        const bool isReceived = base.value(preference.key()) == *travelling;
+        const QJsonValue value = isReceived ? QJsonValue(*preference) : present;
+        defaults.setObject(preference.key(), value.isNull() ? QJsonValue(QJsonValue::Undefined) : value);
+    }
+}
+
+// Upload ----------------------------------------------------------------------------------------------------
+
+bool QWPreferencesKeeper::isUploadDue() const {
+    if (engine_.syncedPreferences().isEmpty())
+        return false;
+    const auto row = known();
+    const auto here = files().read(engine_.syncedPreferencesLocalCacheURL().toLocalFile());
+    return !sent_.isEmpty() || !row || row->rev().isEmpty() || !here
+           || qw::sync::preferencesFromFileBytes(*here) != base();
+}
+
+void QWPreferencesKeeper::uploadBegins() {
+    sent_.append(files().read(engine_.syncedPreferencesLocalCacheURL().toLocalFile()).value_or(QByteArray()));
+}
+
+// The copy is known until it has been deleted, so that a later process finds it.
+void QWPreferencesKeeper::uploadEnds(const std::optional<DBMetadata>& file) {
+    const QByteArray bytes = sent_.isEmpty() ? QByteArray() : sent_.takeFirst();
+    if (!file)
+        return;
+    if (qw::sync::isPreferencesFile(file->path))
+        setBase(bytes);
+    else
+        engine_.fileMetadataManager().updateFileMetadataEquivalentToDropboxFileMetadata(*file);
+    engine_.saveCacheContext();
+}
+
+// Download --------------------------------------------------------------------------------------------------
+
+QString QWPreferencesKeeper::downloadPath() const {
+    const QString path = engine_.syncedPreferencesLocalCacheURL().toLocalFile();
+    return path.section(QLatin1Char('/'), 0, -2) + QLatin1Char('/') + *qw::sync::downloadFileName(fileName());
+}
+
+// A file that nobody can read holds nothing: what is here takes its place.
+bool QWPreferencesKeeper::prepareImport(QWError* error) {
+    const auto bytes = files().read(downloadPath(), error);
+    if (!bytes)
+        return false;
+    const QJsonObject received = qw::sync::preferencesFromFileBytes(*bytes).value_or(QJsonObject());
+    const QJsonObject base = this->base().value_or(QJsonObject());
+    QJsonObject merged = engine_.syncedPreferences();
+    for (auto preference = received.begin(); preference != received.end(); ++preference) {
+        const QString key = preference.key();
+        const bool isChangedHereOnly =
+            base.contains(key) && base.value(key) == *preference && merged.contains(key);
+        if (!isChangedHereOnly)
+            merged.insert(key, *preference);
+    }
+    if (!files().write(engine_.syncedPreferencesLocalCacheURL().toLocalFile(),
+                       qw::sync::preferencesFileBytes(merged), error))
+        return false;
+    files().remove(downloadPath());
+    setBase(qw::sync::preferencesFileBytes(received));
+    return true;
+}
+
+// Changes ---------------------------------------------------------------------------------------------------
+
+bool QWPreferencesKeeper::prepareEntry(const DBDeltaEntry& entry, QStringList& ownCopies) {
+    auto& manager = engine_.fileMetadataManager();
+    if (qw::sync::isPreferencesFile(entry.lowercasePath)) {
+        if (!entry.metadata)
+            fileIsMissing();
+        const auto row = known();
+        return !entry.metadata || !row || row->rev() != entry.metadata->rev;
+    }
+    if (entry.metadata && isConflictedCopy(entry.lowercasePath, manager)
+        && manager.fileMetadataForFileName(entry.metadata->filename(), false))
+        ownCopies.append(entry.metadata->path);
+    return true;
+}
+
+void QWPreferencesKeeper::fileIsMissing() {
+    setBase({});
+    engine_.saveCacheContext();
+}
+
+void QWPreferencesKeeper::copyIsDeleted(const QString& path) {
+    auto& manager = engine_.fileMetadataManager();
+    if (!isConflictedCopy(path, manager))
+        return;
+    manager.deleteDropboxFileMetadataWithName(qw::text::lastPathComponent(path));
+    engine_.saveCacheContext();
+}

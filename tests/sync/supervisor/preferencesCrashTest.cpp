@@ -1,0 +1,96 @@
+#include "support/PreferencesTest.h"
+
+// A process that dies between two steps of a change of the preferences: the next one takes it up.
+
+namespace {
+
+struct PreferencesCrash : PreferencesTest {
+    PreferencesCrash() : PreferencesTest(Desktop::Supervised) { activateSharing({{"theme", "dark"}}); }
+
+    void activateAgain() {
+        activate();
+        client->forget();
+        page({}, "cursor-1");
+        pass(5.1);
+    }
+};
+
+} // namespace
+
+TEST_F(PreferencesCrash, A_change_of_which_only_the_default_was_saved_is_sent) {
+    defaults().setObject("theme", "light");
+    crash(); // neither the local copy nor the flag was saved
+    EXPECT_EQ(shared()["theme"], "light");
+    EXPECT_TRUE(waits());
+    activateAgain();
+    EXPECT_EQ(client->log(), QStringList{upload});
+    EXPECT_EQ(localFile(), R"({"theme":"light"})");
+}
+
+TEST_F(PreferencesCrash, A_removal_of_which_only_the_default_was_saved_is_sent) {
+    defaults().remove("theme");
+    crash();
+    activateAgain();
+    EXPECT_EQ(localFile(), R"({"theme":null})");
+    EXPECT_EQ(client->log(), QStringList{upload});
+}
+
+TEST_F(PreferencesCrash, A_change_that_was_noted_but_not_saved_as_a_default_is_set) {
+    desktop.world.files->write(localPath(), R"({"theme":"light"})");
+    crash();
+    EXPECT_EQ(defaults().object("theme"), "light");
+}
+
+TEST_F(PreferencesCrash, A_received_file_that_was_placed_but_not_applied_is_applied) {
+    receive({changedThere()});
+    desktop.world.files->write(localPath(),
+                               R"({"theme":"light","unit":null})"); // as it is before the engine has it
+    crash();
+    EXPECT_EQ(defaults().object("theme"), "light");
+    activate();
+    client->forget();
+    page({changedThere()}, "cursor-1"); // it comes again
+    ASSERT_EQ(client->log(), QStringList{load});
+    arrived(R"({"theme":"light","unit":null})");
+    EXPECT_EQ(defaults().object("theme"), "light");
+    client->forget();
+    pass(60);
+    EXPECT_EQ(client->log(), QStringList()) << "nothing was changed here";
+}
+
+TEST_F(PreferencesCrash, A_received_file_that_was_not_placed_yet_comes_again) {
+    receive({changedThere()});
+    desktop.world.files->write(client->requests.back().localPath, R"({"theme":"light"})");
+    crash();
+    EXPECT_EQ(defaults().object("theme"), "dark");
+    activate();
+    client->forget();
+    page({changedThere()}, "cursor-1");
+    arrived(R"({"theme":"light"})");
+    EXPECT_EQ(defaults().object("theme"), "light");
+}
+
+TEST_F(PreferencesCrash, A_change_made_before_a_received_file_was_applied_survives) {
+    receive({changedThere()});
+    defaults().setObject("theme", "blue");
+    crash();
+    activate();
+    client->forget();
+    page({changedThere()}, "cursor-1");
+    arrived(R"({"theme":"dark","unit":"mile"})");
+    EXPECT_EQ(defaults().object("theme"), "blue");
+    EXPECT_EQ(defaults().object("unit"), "mile");
+    pass(5.1);
+    EXPECT_EQ(localFile(), R"({"theme":"blue","unit":"mile"})");
+}
+
+TEST_F(PreferencesCrash, An_upload_that_was_sent_but_not_answered_is_sent_again) {
+    defaults().setObject("theme", "light");
+    pass(5.1);
+    crash();
+    EXPECT_TRUE(waits());
+    activateAgain();
+    EXPECT_EQ(client->log(), QStringList{upload});
+    sent("rev2");
+    EXPECT_TRUE(desktop.supervisor->isInStep());
+}
