@@ -197,9 +197,10 @@ public:
     // Preferences -------------------------------------------------------------------------------------------
 
     // Shares user defaults with the user's other machines, from now on and in later processes: a change here is
-    // sent after 5 seconds, in one file with the others, and a received one is set here. Values that JSON cannot
-    // carry (a number that is not finite, nesting deeper than 511) stay here, with a line in the log. A key that is shared already is left alone;
-    // the value of a new one, or that it has none, is sent. Keys that only other machines share are set here too.
+    // sent after 5 seconds, in one file with the others, and a received one is set here. A value that JSON cannot
+    // carry (numbers that are not finite, nesting deeper than 511) stays here, with a line in the log. A key that
+    // is shared already is left alone; of a new one its value, or that it has none, is sent. Keys that only other
+    // machines share are set here too.
     void syncPreferenceWithKeys(const QStringList& keys);
     void syncPreferenceWithKey(const QString& key);
     // The last known value of each shared key; null for one that has none.
