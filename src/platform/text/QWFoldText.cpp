@@ -4,6 +4,7 @@
 
 #include <QVarLengthArray>
 #include <algorithm>
+#include <array>
 #include <unicode/normalizer2.h>
 #include <unicode/uchar.h>
 
@@ -60,7 +61,8 @@ bool isBaseOfAccents(UChar32 base) {
     return base < 0x510;
 }
 
-// Whether a character that a reader sees goes on with this one: a mark, or the next letter of a Hangul syllable.
+// Whether a character that a reader sees goes on with this one: a mark, or the next letter of a Hangul
+// syllable.
 bool continuesCharacter(UChar32 character) {
     if (U_MASK(u_charType(character)) & U_GC_M_MASK)
         return true;
@@ -68,7 +70,46 @@ bool continuesCharacter(UChar32 character) {
     return hangul == U_HST_VOWEL_JAMO || hangul == U_HST_TRAILING_JAMO;
 }
 
-// A text without case and marks, decomposed, and the places in it where a character of the text ends or begins.
+// What remains of a letter without case and marks, worked out beforehand for the scripts of Europe, whose
+// letters fold each for itself as long as no mark of its own follows.
+class PlainLetters {
+public:
+    // Whether every unit of the text is such a letter.
+    static bool cover(QStringView text) {
+        return std::all_of(text.begin(), text.end(), [](QChar unit) { return covers(unit); });
+    }
+    static bool covers(QChar unit) { return unit.unicode() < End && table()[unit.unicode()].size > 0; }
+    static QStringView folded(QChar unit) {
+        const Folded& folded = table()[unit.unicode()];
+        return {folded.units, folded.size};
+    }
+
+private:
+    static constexpr char16_t End = 0x510;
+    struct Folded {
+        char16_t units[3];
+        quint16 size; // 0 for marks
+    };
+    static const std::array<Folded, End>& table() {
+        static const std::array<Folded, End> made = [] {
+            std::array<Folded, End> letters{};
+            for (char16_t letter = 0; letter < End; ++letter) {
+                if (continuesCharacter(letter))
+                    continue;
+                const icu::UnicodeString units =
+                    withoutMarks(normalized(nfd(), icu::UnicodeString(letter)), isBaseOfAccents).foldCase();
+                Q_ASSERT(units.length() <= 3);
+                letters[letter].size = quint16(units.length());
+                units.extract(0, units.length(), letters[letter].units);
+            }
+            return letters;
+        }();
+        return made;
+    }
+};
+
+// A text without case and marks, decomposed, and the places in it where a character of the text ends or
+// begins.
 struct FoldedCharacters {
     explicit FoldedCharacters(const QString& text) {
         const icu::UnicodeString bare = withoutMarks(normalized(nfd(), viewOf(text)), isBaseOfAccents);
@@ -88,6 +129,20 @@ struct FoldedCharacters {
     QVarLengthArray<qsizetype, 64> borders;
 };
 
+// The start of a text, up to the end of its `count`th character.
+QStringView firstCharacters(QStringView text, qsizetype count) {
+    qsizetype end = 0;
+    for (const QChar* unit = text.begin(); unit != text.end(); end = ++unit - text.begin()) {
+        const bool isPair = unit->isHighSurrogate() && unit + 1 != text.end() && unit[1].isLowSurrogate();
+        const UChar32 character = isPair ? UChar32(QChar::surrogateToUcs4(*unit, unit[1])) : unit->unicode();
+        if (!continuesCharacter(character) && count-- == 0)
+            break;
+        if (isPair)
+            ++unit;
+    }
+    return text.first(end);
+}
+
 } // namespace
 
 QString foldCase(const QString& text) {
@@ -99,6 +154,13 @@ QString foldCase(const QString& text) {
 QString foldCaseAndMarks(const QString& text) {
     if (isASCII(text))
         return mapASCII(text, asciiLower);
+    if (PlainLetters::cover(text)) {
+        QString folded;
+        folded.reserve(text.size() + 2);
+        for (const QChar letter : text)
+            folded.append(PlainLetters::folded(letter));
+        return folded;
+    }
     icu::UnicodeString bare = withoutMarks(normalized(nfd(), viewOf(text)), isBaseOfAccents);
     return fromUnicode(normalized(nfc(), bare.foldCase()));
 }
@@ -114,17 +176,21 @@ SearchedText::SearchedText(const QString& text) : folded_(FoldedCharacters(text)
 bool SearchedText::isPrefixOf(QStringView text) const {
     if (folded_.isEmpty())
         return false;
-    // Most texts differ within the plain letters that they begin with, and those fold to themselves.
-    qsizetype place = 0;
-    for (; place < text.size() && text[place].unicode() < 0x80; ++place) {
-        if (place == folded_.size())
+    // Most texts differ within the letters that they begin with.
+    QStringView rest = folded_;
+    auto letter = text.begin();
+    for (; letter != text.end() && PlainLetters::covers(*letter); ++letter) {
+        if (rest.isEmpty())
             return true;
-        if (asciiLower(text[place].unicode()) != folded_[place].unicode())
+        const QStringView folded = PlainLetters::folded(*letter);
+        if (!rest.startsWith(folded))
             return false;
+        rest = rest.mid(folded.size());
     }
-    if (place == text.size())
-        return place == folded_.size();
-    const FoldedCharacters characters(text.toString());
+    if (letter == text.end())
+        return rest.isEmpty();
+    // Every character has one unit or more.
+    const FoldedCharacters characters(firstCharacters(text, folded_.size()).toString());
     return characters.units.startsWith(folded_) && characters.isBorder(folded_.size());
 }
 
