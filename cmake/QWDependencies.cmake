@@ -8,6 +8,7 @@ find_package(Boost 1.74 REQUIRED) # the headers only
 
 if(QW_BUILD_TESTS)
     find_package(GTest REQUIRED)
+    find_package(Qt6 6.4 REQUIRED COMPONENTS Test)
     find_package(rapidcheck QUIET)
     if(NOT rapidcheck_FOUND)
         # Debian's package brings the library without its CMake files.

@@ -10,9 +10,9 @@
 #include <algorithm>
 #include <random>
 
-// What a user waits for who types into a field over 1,000,000 records with 50,000 different values, beside the SQL
-// query that a program without completion of its own would send for each keystroke. That one knows neither accents nor
-// capitals beyond ASCII, takes no values apart and sorts nothing.
+// What a user waits for who types into a field over 1,000,000 records with 50,000 different values, beside
+// the SQL query that a program without completion of its own would send for each keystroke. That one knows
+// neither accents nor capitals beyond ASCII, takes no values apart and sorts nothing.
 
 namespace {
 

@@ -36,6 +36,7 @@ const char* const keys[] = {
     "DropboxUploadingUpdates",
     "DropboxSync",
     "AuthenticateDropbox",
+    "TokenCanBeDeleted",
 };
 
 TEST(LocalizedString, Is_the_hosts_translation) {

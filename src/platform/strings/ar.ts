@@ -44,5 +44,9 @@
         <source>AuthenticateDropbox</source>
         <translation>هل تريد الاتصال بـ Dropbox؟</translation>
     </message>
+    <message>
+        <source>TokenCanBeDeleted</source>
+        <translation>يحذفه مفتاح Delete</translation>
+    </message>
 </context>
 </TS>

@@ -43,5 +43,9 @@
         <source>AuthenticateDropbox</source>
         <translation>Möchten Sie sich mit Dropbox verbinden?</translation>
     </message>
+    <message>
+        <source>TokenCanBeDeleted</source>
+        <translation>Die Entfernen-Taste löscht es</translation>
+    </message>
 </context>
 </TS>

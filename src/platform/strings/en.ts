@@ -43,5 +43,9 @@
         <source>AuthenticateDropbox</source>
         <translation>Do you want to connect to Dropbox?</translation>
     </message>
+    <message>
+        <source>TokenCanBeDeleted</source>
+        <translation>The Delete key removes it</translation>
+    </message>
 </context>
 </TS>

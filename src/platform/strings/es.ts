@@ -43,5 +43,9 @@
         <source>AuthenticateDropbox</source>
         <translation>¿Quiere conectarse a Dropbox?</translation>
     </message>
+    <message>
+        <source>TokenCanBeDeleted</source>
+        <translation>La tecla Supr lo elimina</translation>
+    </message>
 </context>
 </TS>

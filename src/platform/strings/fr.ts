@@ -43,5 +43,9 @@
         <source>AuthenticateDropbox</source>
         <translation>Voulez-vous vous connecter à Dropbox ?</translation>
     </message>
+    <message>
+        <source>TokenCanBeDeleted</source>
+        <translation>La touche Suppr le retire</translation>
+    </message>
 </context>
 </TS>

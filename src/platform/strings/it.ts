@@ -43,5 +43,9 @@
         <source>AuthenticateDropbox</source>
         <translation>Connettersi a Dropbox?</translation>
     </message>
+    <message>
+        <source>TokenCanBeDeleted</source>
+        <translation>Il tasto Canc lo rimuove</translation>
+    </message>
 </context>
 </TS>

@@ -43,5 +43,9 @@
         <source>AuthenticateDropbox</source>
         <translation>Dropboxに接続しますか？</translation>
     </message>
+    <message>
+        <source>TokenCanBeDeleted</source>
+        <translation>Deleteキーで削除します</translation>
+    </message>
 </context>
 </TS>

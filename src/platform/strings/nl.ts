@@ -43,5 +43,9 @@
         <source>AuthenticateDropbox</source>
         <translation>Wilt u verbinding maken met Dropbox?</translation>
     </message>
+    <message>
+        <source>TokenCanBeDeleted</source>
+        <translation>De Delete-toets verwijdert het</translation>
+    </message>
 </context>
 </TS>

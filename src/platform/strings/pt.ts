@@ -43,5 +43,9 @@
         <source>AuthenticateDropbox</source>
         <translation>Deseja conectar-se ao Dropbox?</translation>
     </message>
+    <message>
+        <source>TokenCanBeDeleted</source>
+        <translation>A tecla Delete remove-o</translation>
+    </message>
 </context>
 </TS>

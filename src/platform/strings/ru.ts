@@ -44,5 +44,9 @@
         <source>AuthenticateDropbox</source>
         <translation>Подключиться к Dropbox?</translation>
     </message>
+    <message>
+        <source>TokenCanBeDeleted</source>
+        <translation>Удаляется клавишей Delete</translation>
+    </message>
 </context>
 </TS>

@@ -43,5 +43,9 @@
         <source>AuthenticateDropbox</source>
         <translation>要连接到 Dropbox 吗？</translation>
     </message>
+    <message>
+        <source>TokenCanBeDeleted</source>
+        <translation>按 Delete 键可将其删除</translation>
+    </message>
 </context>
 </TS>
