@@ -152,6 +152,8 @@ public:
     qint64 numberOfObjectsSyncing() const { return objectsSyncing_.count(); }
     // The row in flight that a remote file belongs to; null when there is none.
     QWRef<ObjectWaitingSync> objectSyncingForFileWithName(const QString& fileName) const;
+    // The bytes that were last staged for the row in flight; null when there are none.
+    QByteArray recordSentInFileWithName(const QString& fileName) const;
 
     // The remote files of an object: "Entity!!!UUID.data", and "Entity!!!UUID.image" of its image.
     QString fileNameWithUUID(const QString& uuid, const QString& entityName, bool isImage) const;

@@ -27,6 +27,11 @@
 using qw::sync::requestFailure;
 using qw::sync::RequestFailure;
 
+namespace {
+// So many that asking the store costs a row next to nothing, and so few that none is kept long.
+constexpr qint64 rowsReadAtOnce = 50;
+} // namespace
+
 // The pool --------------------------------------------------------------------------------------------------
 
 bool QWDropboxSyncCoreData::canUploadAnotherObject() const {
@@ -59,14 +64,22 @@ void QWDropboxSyncCoreData::beginSyncOfObjectsWaitingSync() {
 std::vector<QWRef<ObjectWaitingSync>> QWDropboxSyncCoreData::nextObjectsWaitingSync() {
     if (numberOfObjectsWaitingSync() == objectsSyncing_.countInStore())
         return {};
+    const auto room =
+        size_t(std::max<qint64>(0, QWDBMaximumNumberOfObjectsSyncing - objectsSyncing_.count()));
+    if (auto rows = objectsSyncing_.takeNext(room); room > 0 && rows.size() == room)
+        return rows;
     QWFetchRequest request(QWDBEntityNameObjectWaitingSync);
     if (objectsSyncing_.count() > 0)
         request.predicate = QWPredicate::conjunction(
             {QWPredicate::selfIn(objectsSyncing_.objectIDs()).negated(),
              QWPredicate::comparison("objectUUID", QWPredicate::Operator::In, objectsSyncing_.awaitedUUIDs())
                  .negated()});
-    request.limit = std::max<qint64>(0, QWDBMaximumNumberOfObjectsSyncing - objectsSyncing_.count());
-    return QWFetchCacheRecords<ObjectWaitingSync>(*dropboxCacheManagedObjectContext(), request);
+    request.limit = room > 0 ? rowsReadAtOnce : 0;
+    const auto waiting = QWFetchCacheRecords<ObjectWaitingSync>(*dropboxCacheManagedObjectContext(), request);
+    if (room == 0)
+        return waiting;
+    objectsSyncing_.setNext(waiting);
+    return objectsSyncing_.takeNext(room);
 }
 
 bool QWDropboxSyncCoreData::beginSyncOfObjectWaiting(const QWRef<ObjectWaitingSync>& row) {
@@ -123,6 +136,8 @@ void QWDropboxSyncCoreData::uploadRecordOfObjectWaiting(const QWRef<ObjectWaitin
         qw::sync::recordFileBytes(syncDictionaryExporter().dictionaryToInsertOrUpdateObjectToSync(object));
     QWError error;
     if (bytes && environment().files().writeInPlace(stagingPath, *bytes, &error)) {
+        objectsSyncing_.noteSent(qw::text::uppercase(row->objectUUID()),
+                                 QWRef<QWManagedObjectWithSyncSupport>(&object), *bytes);
         uploadFileWithName(fileNameForObjectWaitingToSync(*row, false), QUrl::fromLocalFile(stagingPath));
         return;
     }
@@ -200,8 +215,11 @@ void QWDropboxSyncCoreData::dateImageAfterItsRemoteCopy(const QString& path, con
 // that: its revision must not be known.
 bool QWDropboxSyncCoreData::existsObjectOfUpload(const QString& fileName,
                                                  const QWRef<ObjectWaitingSync>& row) {
-    if (row)
-        return objectReferencedByWaitingObject(*row);
+    if (row) {
+        const auto sent = objectsSyncing_.object(qw::text::uppercase(row->objectUUID()));
+        const bool lives = sent && sent->managedObjectContext() && !sent->isDeleted();
+        return lives || objectReferencedByWaitingObject(*row);
+    }
     const auto named = qw::sync::objectNamedByFile(fileName);
     return !named || !mainManagedObjectContext_->model().entity(named->entityName)
            || QWManagedObjectWithSyncSupport::fetchObjectWithUUID(named->uuid, named->entityName,
@@ -341,4 +359,8 @@ QWDropboxSyncCoreData::objectReferencedByWaitingObject(const ObjectWaitingSync& 
 
 QWRef<ObjectWaitingSync> QWDropboxSyncCoreData::objectSyncingForFileWithName(const QString& fileName) const {
     return objectsSyncing_.value(qw::sync::uuidNamedByFile(fileName));
+}
+
+QByteArray QWDropboxSyncCoreData::recordSentInFileWithName(const QString& fileName) const {
+    return objectsSyncing_.record(qw::sync::uuidNamedByFile(fileName));
 }

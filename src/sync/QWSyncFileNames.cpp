@@ -11,15 +11,19 @@ namespace {
 // File systems take 255 bytes; downloads are written beside their place first, under a name with a suffix.
 constexpr qsizetype longestLocalName = 255 - 15;
 
-// "Entity!!!uuid further text" in its parts; nothing without a uuid.
-std::optional<NamedObject> splitStem(const QString& stem) {
-    const QStringList pieces = text::components(stem, QWDBFileNameSeparator);
-    if (pieces.size() < 2)
-        return std::nullopt;
-    const QString uuid = text::uppercase(pieces[1]).section(QLatin1Char(' '), 0, 0);
-    if (uuid.isEmpty())
-        return std::nullopt;
-    return NamedObject{text::capitalized(pieces[0]), uuid};
+// "Entity!!!uuid further text" in its parts; both empty without a uuid.
+struct Stem {
+    QStringView entity, uuid;
+};
+Stem split(QStringView stem) {
+    const qsizetype separator = stem.indexOf(QWDBFileNameSeparator);
+    if (separator < 0)
+        return {};
+    const QStringView rest = stem.mid(separator + QWDBFileNameSeparator.size());
+    const auto upTo = [](QStringView text, qsizetype end) { return end < 0 ? text : text.first(end); };
+    const QStringView piece = upTo(rest, rest.indexOf(QWDBFileNameSeparator));
+    const QStringView uuid = upTo(piece, piece.indexOf(QLatin1Char(' ')));
+    return uuid.isEmpty() ? Stem() : Stem{stem.first(separator), uuid};
 }
 
 QString lastComponent(const QString& name) {
@@ -46,12 +50,16 @@ bool isPreferencesFile(const QString& path) {
 }
 
 std::optional<NamedObject> objectNamedByFile(const QString& remoteName) {
-    return splitStem(text::deletingPathExtension(remoteName));
+    const QString stem = text::deletingPathExtension(remoteName);
+    const auto [entity, uuid] = split(stem);
+    if (uuid.isEmpty())
+        return std::nullopt;
+    return NamedObject{text::capitalized(entity.toString()), text::uppercase(uuid.toString())};
 }
 
 QString uuidNamedByFile(const QString& remoteName) {
-    const auto named = splitStem(text::deletingPathExtension(text::deletingPathExtension(remoteName)));
-    return named ? named->uuid : QString();
+    const QString stem = text::deletingPathExtension(text::deletingPathExtension(remoteName));
+    return text::uppercase(split(stem).uuid.toString());
 }
 
 bool canNameFiles(const QString& uuid, const QString& entityName) {

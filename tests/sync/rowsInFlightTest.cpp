@@ -85,3 +85,25 @@ TEST_F(DroppedRow, It_counts_for_nothing_once_it_has_left) {
         EXPECT_EQ(rows.countInStore(), 0);
     }
 }
+
+TEST_F(DroppedRow, Rows_read_beforehand_are_handed_out_in_order_without_those_that_are_sent_or_gone) {
+    auto& cache = *engine().dropboxCacheManagedObjectContext();
+    std::vector<QWRef<ObjectWaitingSync>> rows;
+    for (const char* uuid : {"A", "B", "C", "D", "E"}) {
+        rows.push_back(QWInsertCacheRecord<ObjectWaitingSync>(cache, QWDBEntityNameObjectWaitingSync));
+        rows.back()->setObjectUUID(uuid);
+    }
+    const auto another = QWInsertCacheRecord<ObjectWaitingSync>(cache, QWDBEntityNameObjectWaitingSync);
+    another->setObjectUUID("C");
+    another->setNumberOfFilesUploadingToDropbox(1);
+    QWRowsInFlight inFlight;
+    inFlight.insert("A", rows[0]);
+    inFlight.insert("C", another);
+    inFlight.setNext(rows);
+    cache.deleteObject(*rows[1]);
+    EXPECT_EQ(inFlight.takeNext(1), std::vector{rows[3]});
+    EXPECT_EQ(inFlight.takeNext(2), std::vector{rows[4]});
+    inFlight.setNext({rows[3]});
+    inFlight.clear();
+    EXPECT_TRUE(inFlight.takeNext(1).empty());
+}

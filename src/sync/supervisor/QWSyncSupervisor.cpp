@@ -126,7 +126,7 @@ void QWSyncSupervisor::uploadFile(const QString& filename, const QString& folder
                                   const QString& localPath) {
     if (isLocalPreferences(localPath))
         uploadPreferences();
-    else if (isRepetition(filename, localPath))
+    else if (isRepetition(filename))
         isRestartDue_ = true;
     else
         request(requests_.uploads).uploadFile(filename, folder, parentRev, localPath);
@@ -134,7 +134,7 @@ void QWSyncSupervisor::uploadFile(const QString& filename, const QString& folder
 
 // An object that was changed while it was in flight is sent again at each of its completions, for as long as it
 // is in flight. Its image comes before its record, and makes it more than a repetition.
-bool QWSyncSupervisor::isRepetition(const QString& fileName, const QString& localPath) {
+bool QWSyncSupervisor::isRepetition(const QString& fileName) {
     const QString uuid = qw::sync::uuidNamedByFile(fileName);
     const bool isAcknowledged = !uuid.isEmpty() && uuid == uuidAcknowledged_;
     if (!isRecordFile(fileName)) {
@@ -142,7 +142,7 @@ bool QWSyncSupervisor::isRepetition(const QString& fileName, const QString& loca
         sendsImageAgain_ |= isAcknowledged;
         return false;
     }
-    const QByteArray bytes = files().read(localPath).value_or(QByteArray());
+    const QByteArray bytes = engine_->recordSentInFileWithName(fileName);
     const bool isSame = recordsInFlight_.value(uuid).bytes == bytes;
     const auto row = engine_->objectSyncingForFileWithName(fileName);
     recordsInFlight_.insert(uuid, {bytes, hostChanges_, row && row->objectCouldHaveAnImage().value_or(true)});

@@ -128,7 +128,7 @@ private:
 
     bool isActive() const { return engine_ && engine_->status() < QWDropboxSyncStatusDisabled; }
     bool isPollDue() const;
-    bool isRepetition(const QString& fileName, const QString& localPath);
+    bool isRepetition(const QString& fileName);
     bool isQueryStale();
     void statusChanged(quint64 status);
     void stop();
