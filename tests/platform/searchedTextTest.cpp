@@ -97,3 +97,27 @@ RC_GTEST_PROP(SearchedText, Prefix_part_and_length_agree_with_each_other, ()) {
             RC_ASSERT(begins(searched + ", " + text, searched));
     }
 }
+
+// Whether a reader sees a character end here: neither a mark nor the rest of a Hangul syllable follows.
+bool isBetweenCharacters(const QString& text, qsizetype place) {
+    if (place == text.size())
+        return true;
+    const QChar next = text[place];
+    const bool isRestOfSyllable = next >= QChar(0x1160) && next <= QChar(0x11ff);
+    return !next.isLowSurrogate() && !next.isMark() && !isRestOfSyllable;
+}
+
+RC_GTEST_PROP(SearchedText, Is_a_prefix_exactly_when_the_first_characters_fold_to_the_same, ()) {
+    std::mt19937 random(*rc::gen::noShrink(rc::gen::resize(rc::kNominalSize, rc::gen::arbitrary<quint32>())));
+    for (int round = 0; round < 200; ++round) {
+        const QString searched = anyText(random);
+        const QString text = random() % 2 ? anyText(random) : searched.toUpper() + anyText(random);
+        const QString folded = qw::text::foldCaseAndMarks(searched);
+        bool expected = false;
+        for (qsizetype length = 1; length <= text.size() && !folded.isEmpty(); ++length)
+            expected = expected
+                       || (isBetweenCharacters(text, length)
+                           && qw::text::foldCaseAndMarks(text.left(length)) == folded);
+        RC_ASSERT(begins(text, searched) == expected);
+    }
+}

@@ -13,7 +13,7 @@
 // for when the box receives the focus or opens its list, so that several boxes can take turns with one data
 // source.
 //
-// Becomes a child of the combo box.
+// Becomes a child of the combo box, which must keep its line edit from then on.
 class QWComboBoxAutocompletion final : public QObject {
     Q_OBJECT
 public:

@@ -27,6 +27,7 @@ QWTokenFieldWidget::QWTokenFieldWidget(QWidget* parent)
 
 QWTokenFieldWidget::~QWTokenFieldWidget() {
     disconnect(qApp, nullptr, this, nullptr); // the focus may go while the content is being destroyed
+    setDelegate(nullptr);
 }
 
 QStringList QWTokenFieldWidget::tokens() const {
@@ -89,7 +90,11 @@ QStringList QWTokenFieldWidget::objectValue() const {
 }
 
 void QWTokenFieldWidget::setDelegate(QWTokenFieldDelegate* delegate) {
+    if (isEditing_ && delegate_)
+        delegate_->tokenFieldDidEndEditing(*this);
     delegate_ = delegate;
+    if (isEditing_ && delegate_)
+        delegate_->tokenFieldDidBeginEditing(*this);
 }
 
 void QWTokenFieldWidget::commitTyping() {

@@ -5,6 +5,8 @@
 #include <QVarLengthArray>
 #include <algorithm>
 #include <array>
+#include <atomic>
+#include <bit>
 #include <unicode/normalizer2.h>
 #include <unicode/uchar.h>
 
@@ -70,42 +72,44 @@ bool continuesCharacter(UChar32 character) {
     return hangul == U_HST_VOWEL_JAMO || hangul == U_HST_TRAILING_JAMO;
 }
 
-// What remains of a letter without case and marks, worked out beforehand for the scripts of Europe, whose
-// letters fold each for itself as long as no mark of its own follows.
-class PlainLetters {
+// What remains of a letter without case and marks, decomposed, as long as no mark of its own follows: a table
+// of all letters of one UTF-16 unit, each worked out when it is first asked for. Any thread.
+class PlainLetter {
 public:
-    // Whether every unit of the text is such a letter.
-    static bool cover(QStringView text) {
-        return std::all_of(text.begin(), text.end(), [](QChar unit) { return covers(unit); });
+    explicit PlainLetter(QChar letter) {
+        static std::array<std::atomic<quint64>, 0x10000> table; // 0: not worked out yet
+        std::atomic<quint64>& known = table[letter.unicode()];
+        quint64 bits = known.load(std::memory_order_relaxed);
+        if (bits == 0) {
+            bits = std::bit_cast<quint64>(fold(letter.unicode()));
+            known.store(bits, std::memory_order_relaxed);
+        }
+        folded_ = std::bit_cast<Folded>(bits);
     }
-    static bool covers(QChar unit) { return unit.unicode() < End && table()[unit.unicode()].size > 0; }
-    static QStringView folded(QChar unit) {
-        const Folded& folded = table()[unit.unicode()];
-        return {folded.units, folded.size};
-    }
+    // Marks and halves of letters are none, and neither is what has more units than there is room for.
+    explicit operator bool() const { return folded_.size != None; }
+    QStringView folded() const { return {folded_.units, folded_.size}; }
 
 private:
-    static constexpr char16_t End = 0x510;
+    static constexpr quint16 None = 0xffff;
     struct Folded {
         char16_t units[3];
-        quint16 size; // 0 for marks
+        quint16 size;
     };
-    static const std::array<Folded, End>& table() {
-        static const std::array<Folded, End> made = [] {
-            std::array<Folded, End> letters{};
-            for (char16_t letter = 0; letter < End; ++letter) {
-                if (continuesCharacter(letter))
-                    continue;
-                const icu::UnicodeString units =
-                    withoutMarks(normalized(nfd(), icu::UnicodeString(letter)), isBaseOfAccents).foldCase();
-                Q_ASSERT(units.length() <= 3);
-                letters[letter].size = quint16(units.length());
-                units.extract(0, units.length(), letters[letter].units);
-            }
-            return letters;
-        }();
-        return made;
+    static Folded fold(char16_t letter) {
+        Folded folded{{}, None};
+        if (continuesCharacter(letter) || QChar::isSurrogate(letter))
+            return folded;
+        const icu::UnicodeString units =
+            withoutMarks(normalized(nfd(), icu::UnicodeString(letter)), isBaseOfAccents).foldCase();
+        if (units.length() <= 3) {
+            folded.size = quint16(units.length());
+            units.extract(0, units.length(), folded.units);
+        }
+        return folded;
     }
+
+    Folded folded_;
 };
 
 // A text without case and marks, decomposed, and the places in it where a character of the text ends or
@@ -128,6 +132,19 @@ struct FoldedCharacters {
     QString units;
     QVarLengthArray<qsizetype, 64> borders;
 };
+
+// foldCaseAndMarks of a text of the letters whose marks are dropped: nothing that is left could be composed
+// again. False for another text.
+bool foldEuropean(const QString& text, QString& folded) {
+    folded.reserve(text.size() + 2);
+    for (const QChar unit : text) {
+        const PlainLetter letter(unit);
+        if (!letter || !isBaseOfAccents(unit.unicode()))
+            return false;
+        folded.append(letter.folded());
+    }
+    return true;
+}
 
 // The start of a text, up to the end of its `count`th character.
 QStringView firstCharacters(QStringView text, qsizetype count) {
@@ -154,13 +171,8 @@ QString foldCase(const QString& text) {
 QString foldCaseAndMarks(const QString& text) {
     if (isASCII(text))
         return mapASCII(text, asciiLower);
-    if (PlainLetters::cover(text)) {
-        QString folded;
-        folded.reserve(text.size() + 2);
-        for (const QChar letter : text)
-            folded.append(PlainLetters::folded(letter));
+    if (QString folded; foldEuropean(text, folded))
         return folded;
-    }
     icu::UnicodeString bare = withoutMarks(normalized(nfd(), viewOf(text)), isBaseOfAccents);
     return fromUnicode(normalized(nfc(), bare.foldCase()));
 }
@@ -178,16 +190,18 @@ bool SearchedText::isPrefixOf(QStringView text) const {
         return false;
     // Most texts differ within the letters that they begin with.
     QStringView rest = folded_;
-    auto letter = text.begin();
-    for (; letter != text.end() && PlainLetters::covers(*letter); ++letter) {
+    const QChar* unit = text.begin();
+    for (; unit != text.end(); ++unit) {
+        const PlainLetter letter(*unit);
+        if (!letter)
+            break;
         if (rest.isEmpty())
             return true;
-        const QStringView folded = PlainLetters::folded(*letter);
-        if (!rest.startsWith(folded))
+        if (!rest.startsWith(letter.folded()))
             return false;
-        rest = rest.mid(folded.size());
+        rest = rest.mid(letter.folded().size());
     }
-    if (letter == text.end())
+    if (unit == text.end())
         return rest.isEmpty();
     // Every character has one unit or more.
     const FoldedCharacters characters(firstCharacters(text, folded_.size()).toString());

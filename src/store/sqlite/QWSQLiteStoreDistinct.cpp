@@ -3,10 +3,10 @@
 #include "store/predicate/PredicateNode_p.h"
 #include "store/sqlite/QWSQLiteStore.h"
 
+#include <QHashFunctions>
 #include <algorithm>
-#include <deque>
 #include <string>
-#include <unordered_set>
+#include <vector>
 
 // The distinct values of one attribute. Texts, which fields complete from, are read in ways of their own
 // (from value to value in an index; otherwise told apart here), and are kept in memory while somebody wants
@@ -41,6 +41,57 @@ public:
 private:
     QStringList texts_;
     qint64 bytesLeft_;
+};
+
+// Tells apart texts that come in any order and many times each: a million rows pass here before the first
+// list, so it keeps all texts in one block, and finds one in two steps through short arrays.
+class TextsSeen {
+public:
+    // True the first time.
+    bool insert(std::string_view text) {
+        if (2 * places_.size() >= slots_.size())
+            grow();
+        const size_t hash = qHashBits(text.data(), text.size());
+        Slot& slot = find(hash, text);
+        if (slot.number != 0)
+            return false;
+        places_.push_back({bytes_.size(), text.size()});
+        bytes_ += text;
+        slot = {quint32(hash), quint32(places_.size())};
+        return true;
+    }
+
+private:
+    struct Slot {
+        quint32 hash = 0;
+        quint32 number = 0; // of the text, from 1; 0: free
+    };
+    struct Place {
+        size_t start, size;
+        std::string_view in(const std::string& bytes) const { return {bytes.data() + start, size}; }
+    };
+    // Where the text is, or may be put.
+    Slot& find(size_t hash, std::string_view text) {
+        for (size_t index = hash & (slots_.size() - 1);; index = (index + 1) & (slots_.size() - 1)) {
+            Slot& slot = slots_[index];
+            if (slot.number == 0
+                || (slot.hash == quint32(hash) && places_[slot.number - 1].in(bytes_) == text))
+                return slot;
+        }
+    }
+    void grow() {
+        slots_.assign(std::max<size_t>(1024, 2 * slots_.size()), {});
+        quint32 number = 0;
+        for (const Place& place : places_) {
+            const std::string_view text = place.in(bytes_);
+            const size_t hash = qHashBits(text.data(), text.size());
+            find(hash, text) = {quint32(hash), ++number};
+        }
+    }
+
+    std::string bytes_;
+    std::vector<Place> places_;
+    std::vector<Slot> slots_; // a power of two of them, half free
 };
 
 // The text that a request looks for in `key` ignoring case and accents, if that is all that it asks of a
@@ -142,14 +193,10 @@ std::optional<QStringList> QWSQLiteStore::distinctTexts(const QWEntityDescriptio
     TextsRead read(mostBytes);
 
     if (!property.isIndexed()) {
-        std::deque<std::string> texts; // stay where they are
-        std::unordered_set<std::string_view> known;
+        TextsSeen seen;
         QWSQLiteStatement statement(*connection_, "SELECT " + column + rows + column + " IS NOT NULL");
         while (statement.step()) {
-            if (known.contains(textOf(statement)))
-                continue;
-            known.insert(texts.emplace_back(textOf(statement)));
-            if (!read.add(texts.back()))
+            if (const std::string_view text = textOf(statement); seen.insert(text) && !read.add(text))
                 return std::nullopt;
         }
         std::sort(read.texts().begin(), read.texts().end(), [](const QString& left, const QString& right) {

@@ -282,6 +282,15 @@ TEST_F(TokenField, Tells_its_delegate_of_the_focus_and_of_each_change_of_the_tex
     EXPECT_EQ(log.calls, QStringList({"begin", "x at 1 of a+x", "end"}));
 }
 
+TEST_F(TokenField, A_delegate_that_comes_or_goes_while_the_field_has_the_focus_is_told) {
+    DelegateLog first, second;
+    field->setDelegate(&first);
+    field->setDelegate(&second);
+    EXPECT_EQ(first.calls, QStringList({"begin", "end"}));
+    delete field;
+    EXPECT_EQ(second.calls, QStringList({"begin", "end"}));
+}
+
 TEST_F(TokenField, Proposes_the_completion_that_the_delegate_selects_or_none) {
     DelegateLog log;
     field->setDelegate(&log);
