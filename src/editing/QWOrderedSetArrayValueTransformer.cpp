@@ -25,6 +25,11 @@ QVariant QWOrderedSetArrayValueTransformer::transformedValue(const QVariant& val
 }
 
 QVariant QWOrderedSetArrayValueTransformer::reverseTransformedValue(const QVariant& value) const {
+    if (value.isValid() && !value.canConvert<QVariantList>()) {
+        qCWarning(qwEditingLog, "QWOrderedSetArrayValueTransformer: expected an array of records, given %s",
+                  value.typeName());
+        return {};
+    }
     OrderedSet members;
     std::unordered_set<const QWManagedObject*> known;
     for (const QVariant& row : value.toList()) {

@@ -99,12 +99,32 @@ TEST_F(OrderedSetTransformer, Turns_an_array_into_the_members_of_a_relationship_
     QVariantList array;
     for (const auto& chapter : {second, first, second, first})
         array << QVariant::fromValue(chapter);
+    const QVariant members = transformer.reverseTransformedValue(array);
+    EXPECT_EQ(members.value<QList<Ref>>(), (QList<Ref>{second, first}));
     QWError error;
-    EXPECT_TRUE(book->setValueForKey("chapters", transformer.reverseTransformedValue(array), &error))
-        << error.message.toStdString();
+    EXPECT_TRUE(book->setValueForKey("chapters", members, &error)) << error.message.toStdString();
     EXPECT_EQ(book->relatedObjects("chapters"), (QList<Ref>{second, first}));
-    EXPECT_TRUE(book->setValueForKey("chapters", transformer.reverseTransformedValue(QVariantList())));
-    EXPECT_TRUE(book->relatedObjects("chapters").isEmpty());
+}
+
+TEST_F(OrderedSetTransformer, Turns_an_empty_array_and_no_value_into_no_members) {
+    const auto book = insert("Book");
+    for (const QVariant& nothing : {QVariant(QVariantList()), QVariant()}) {
+        book->setRelatedObjects("chapters", {insert("Chapter")});
+        const QVariant members = transformer.reverseTransformedValue(nothing);
+        EXPECT_EQ(members, QVariant::fromValue(QList<Ref>()));
+        EXPECT_TRUE(book->setValueForKey("chapters", members));
+        EXPECT_TRUE(book->relatedObjects("chapters").isEmpty());
+    }
+}
+
+// It would otherwise pass for an array without records, and the record would lose its members.
+TEST_F(OrderedSetTransformer, Refuses_what_is_no_array) {
+    const QWLogCapture log;
+    EXPECT_FALSE(transformer.reverseTransformedValue(5).isValid());
+    EXPECT_FALSE(transformer.reverseTransformedValue(QVariant::fromValue(insert("Chapter"))).isValid());
+    const QStringList texts = log.texts("qwlibrary.editing");
+    ASSERT_EQ(texts.size(), 2);
+    EXPECT_EQ(texts[0], "QWOrderedSetArrayValueTransformer: expected an array of records, given int");
 }
 
 TEST_F(OrderedSetTransformer, Refuses_an_array_of_anything_else) {
