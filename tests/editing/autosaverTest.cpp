@@ -98,6 +98,7 @@ TEST_F(Autosaver, Lets_the_editors_commit_before_it_saves) {
     world.runLoop->advance(10s);
     EXPECT_EQ(commits, 1);
     EXPECT_EQ(names(fetchIn(*makeContext(), "Author"), "name"), QStringList{"typed"});
+    EXPECT_THAT(saves, ElementsAre(10s)); // one save, with what was typed
 }
 
 TEST_F(Autosaver, Logs_an_editor_that_refuses_and_saves_all_the_same) {
@@ -133,6 +134,19 @@ TEST_F(Autosaver, Ends_with_its_destruction) {
     world.runLoop->advance(1h);
     EXPECT_TRUE(saves.empty());
     EXPECT_TRUE(context->hasChanges());
+}
+
+TEST_F(Autosaver, Saves_what_an_editor_commits_that_destroys_it) {
+    const auto author = insert("Author");
+    const auto closing = context->registerEditor([&] {
+        EXPECT_TRUE(author->setValueForKey("name", "typed"));
+        autosaver.reset();
+        context.reset();
+        return true;
+    });
+    world.runLoop->advance(1h);
+    EXPECT_EQ(names(fetchIn(*makeContext(), "Author"), "name"), QStringList{"typed"});
+    EXPECT_THAT(saves, ElementsAre(10s));
 }
 
 TEST_F(Autosaver, Keeps_its_context) {
