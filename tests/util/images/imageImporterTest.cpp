@@ -232,6 +232,14 @@ TEST_F(ImageImporter, Leaves_a_refused_source_and_the_destination_as_they_were) 
     EXPECT_EQ(names(), (QStringList{"kept", "notes.txt"}));
 }
 
+TEST_F(ImageImporter, Puts_a_new_file_in_the_place_of_the_old_one) {
+    QFile reader(path("kept"));
+    ASSERT_TRUE(reader.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(import(images::inFormat(images::twoHalves(), "png")));
+    EXPECT_EQ(reader.readAll(), "kept"); // who reads the old file reads on in it
+    EXPECT_EQ(imported().size(), QSize(40, 30));
+}
+
 TEST_F(ImageImporter, Reports_a_write_that_fails) {
     const QByteArray png = images::inFormat(images::twoHalves(), "png");
     EXPECT_FALSE(QWImageImporter::writeImageData(files, png, url("no folder/flag"), &error));
