@@ -250,6 +250,9 @@ public:
 Q_SIGNALS:
     void statusChanged(quint64 status);
     void numberOfItemsToProcessChanged(qint64 number);
+    // A listing from scratch is complete, and these files that are known here are not in it, those of objects
+    // that wait to be sent included.
+    void listingLacks(const QStringList& fileNames);
 
 private:
     friend struct QWDropboxSyncCoreDataProbe; // tests/sync: the one door to what follows

@@ -99,7 +99,7 @@ void QWDropboxSyncCoreData::addDeletionsOfResetListing() {
     for (const auto& row :
          QWFetchCacheRecords<ObjectWaitingSync>(context, QWFetchRequest(QWDBEntityNameObjectWaitingSync)))
         waiting.insert(uuidOf(fileNameForObjectWaitingToSync(*row, false)));
-    QStringList known;
+    QStringList known, lacking;
     for (const auto& file :
          QWFetchCacheRecords<FileMetadata>(context, QWFetchRequest(QWDBEntityNameFileMetadata))) {
         const QString name = file->fileName();
@@ -107,7 +107,10 @@ void QWDropboxSyncCoreData::addDeletionsOfResetListing() {
         const bool standsForImage = file->rev().isEmpty() && resetListing_.holds(imageNameOf(name));
         if (!isPreferences && !standsForImage && !waiting.contains(uuidOf(name)))
             known.append(name);
+        if (!isPreferences && resetListing_.lacks(name))
+            lacking.append(name);
     }
+    Q_EMIT listingLacks(lacking);
     deltaEntriesToImport_.append(resetListing_.deletions(known));
     resetListing_.end();
 }

@@ -48,10 +48,14 @@ bool QWResetListing::holds(const QString& fileName) const {
     return listing_ && listing_->fileNames.contains(qw::text::foldCase(fileName));
 }
 
+bool QWResetListing::lacks(const QString& fileName) const {
+    return !holds(fileName) && !written_.contains(qw::text::foldCase(fileName));
+}
+
 QList<DBDeltaEntryRef> QWResetListing::deletions(const QStringList& knownFileNames) const {
     QList<DBDeltaEntryRef> deletions;
     for (const QString& fileName : knownFileNames) {
-        if (holds(fileName) || written_.contains(qw::text::foldCase(fileName)))
+        if (!lacks(fileName))
             continue;
         if (!listing_->holdsSyncFolder)
             return {DBMakeDeltaEntry(qw::text::lowercase(QWDBFileCacheDirectoryInDropboxFolder))};

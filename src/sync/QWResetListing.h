@@ -24,6 +24,8 @@ public:
 
     // Whether the listing holds a file of the sync folder.
     bool holds(const QString& fileName) const;
+    // Whether the complete listing lacks a known file, which was not written since it was asked for.
+    bool lacks(const QString& fileName) const;
     // The deletions that the complete listing tells of: one for each of the known
     // files of the sync folder that it lacks and that were not written since it was
     // asked for; that of the folder alone when it lacks the folder.

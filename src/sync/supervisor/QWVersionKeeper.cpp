@@ -192,6 +192,12 @@ QList<DBDeltaEntryRef> QWVersionKeeper::preparePage(const QList<DBDeltaEntryRef>
     return kept;
 }
 
+void QWVersionKeeper::noteMissing(const QStringList& fileNames) {
+    for (const QString& name : fileNames)
+        if (qw::text::pathExtension(name) == QWDBFileNameImageExtension)
+            imagesDeleted_.insert(qw::text::lowercase(name));
+}
+
 bool QWVersionKeeper::isConflictedImage(const QString& fileName) const {
     const QString name = qw::text::lowercase(fileName);
     return qw::text::pathExtension(name) == QWDBFileNameImageExtension

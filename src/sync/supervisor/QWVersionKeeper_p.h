@@ -20,6 +20,8 @@ public:
     // Before the engine has a page: what it shall have of it.
     // `ownCopies` gets the names of images of this desktop that the cloud has made conflicted copies of.
     QList<DBDeltaEntryRef> preparePage(const QList<DBDeltaEntryRef>& page, QStringList& ownCopies);
+    // Files that a listing from scratch does not hold: whether they were deleted one by one is not known then.
+    void noteMissing(const QStringList& fileNames);
     bool isConflictedImage(const QString& fileName) const;
     // Where the image belongs that a conflicted copy was made of.
     QString pathOfImage(const QString& copy) const;

@@ -140,6 +140,22 @@ TEST_F(ImageVersions, An_image_that_is_deleted_in_the_cloud_while_its_record_liv
     EXPECT_EQ(cloud.bytes(imageName(uuid)), "first");
 }
 
+// A listing from scratch names no deletion, and what waits to be sent is not deleted for it.
+TEST_F(ImageVersions, An_image_that_a_listing_from_scratch_lacks_is_sent_with_its_record_that_waits) {
+    for (const bool waits : {true, false}) {
+        const QString uuid = commonBook(*this);
+        a.engine->deactivateSync();
+        cloud.remove(imageName(uuid));
+        cloud.folder->forgetCursors();
+        if (waits)
+            a.find(uuid)->setValueForKey("title", "changed while offline");
+        sync();
+        sync();
+        EXPECT_TRUE(areInStep());
+        EXPECT_EQ(cloud.bytes(imageName(uuid)), "first") << waits;
+    }
+}
+
 TEST_F(ImageVersions, An_image_that_is_deleted_with_its_record_is_not_sent_again) {
     const QString uuid = commonBook(*this);
     cloud.remove(imageName(uuid));
