@@ -2,6 +2,7 @@
 #include "store/PredicateGenerator.h"
 #include "store/QWManagedObjectContext.h"
 #include "store/QWStoreError.h"
+#include "store/StoreRows.h"
 #include "testing/QWVirtualWorld.h"
 
 #include <QTemporaryDir>
@@ -178,6 +179,24 @@ TEST_F(KeptValues, A_save_that_fails_leaves_the_values_as_they_were) {
     stale->setValueForKey("city", "Rom");
     EXPECT_FALSE(context->save()) << "somebody else has saved it meanwhile";
     EXPECT_EQ(cities(), QVariantList({"Roma"}));
+}
+
+TEST_F(KeptValues, What_a_transaction_has_written_is_seen_within_it_and_gone_when_it_is_taken_back) {
+    context.reset();
+    opening = {};
+    const auto model = tripModel();
+    ASSERT_TRUE(model->complete());
+    OpenStore store(file.folder.filePath("rows.sqlite"), *model, {QWSynchronous::Normal});
+    ASSERT_TRUE(store) << store.message();
+    const auto kept = store->keepDistinctValues("Trip", "city", nullptr);
+    const QWEntityDescription& trip = store.entity("Trip");
+    std::vector<QVariant> values(trip.properties().size());
+    values[size_t(trip.property("city")->index())] = "Rome";
+    ASSERT_TRUE(store->begin(nullptr));
+    ASSERT_TRUE(store->insert({&trip, store->reserveKeys(trip)}, values.data(), nullptr));
+    EXPECT_EQ(store->distinctValues(containing("city", ""), "city", nullptr), QVariantList({"Rome"}));
+    store->rollback();
+    EXPECT_EQ(store->distinctValues(containing("city", ""), "city", nullptr), QVariantList());
 }
 
 TEST_F(KeptValues, Values_of_a_child_entity_are_kept_for_themselves) {
