@@ -89,8 +89,7 @@ public:
     std::optional<qint64> count(const QWFetchRequest& request, QWError* error = nullptr);
     // The distinct saved values of an attribute among the records that match, no value left out; pending
     // changes are not seen. Strings are distinct by code points. In the order of the request's sort
-    // descriptor for `key`, without one in natural order; other descriptors do not count. Values alike in
-    // that order come by code points.
+    // descriptor for `key`, without one in natural order; other descriptors do not count.
     std::optional<QVariantList> distinctValues(const QWFetchRequest& request, const QString& key,
                                                QWError* error = nullptr);
     // Reads the distinct saved values of a string attribute, and keeps them in memory for as long as the
