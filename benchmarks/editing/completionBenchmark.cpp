@@ -171,7 +171,8 @@ std::vector<double> requestsToTheFile(Store& store, const QString& key, const QS
     return times;
 }
 
-void tokenRows(Store& store, const QString& key, bool isIndexed, std::vector<bench::Row>& rows) {
+std::vector<bench::Row> tokenRows(Store& store, const QString& key, bool isIndexed) {
+    std::vector<bench::Row> rows;
     const QStringList typed = typing(store);
     const Field field(key);
     const QString kind = isIndexed ? "indexed" : "no index";
@@ -221,9 +222,11 @@ void tokenRows(Store& store, const QString& key, bool isIndexed, std::vector<ben
     rows.back().goal = bench::Goal::Figure; // reads every value once, for all lists that follow
     rows.push_back(figure("token field, " + kind + ": list for a keystroke, median [ms]", strokes));
     rows.push_back(figure("token field, " + kind + ": plain SQL query, median [ms]", plain));
+    return rows;
 }
 
-void comboRows(Store& store, std::vector<bench::Row>& rows) {
+std::vector<bench::Row> comboRows(Store& store) {
+    std::vector<bench::Row> rows;
     const Field field("indexed");
     const auto source = QWComboBoxAutocompleteDatasource::create(store.context, "Note");
     std::vector<double> lists, strokes;
@@ -235,16 +238,19 @@ void comboRows(Store& store, std::vector<bench::Row>& rows) {
         timeRow("combo box, indexed: list after the focus [ms]", wholeFocus, bench::median(lists), lists));
     rows.push_back(timeRow("combo box, indexed: completion of a keystroke, 95th percentile [ms]",
                            wholeKeystroke, percentile(strokes, 0.95), strokes));
+    return rows;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
     QCoreApplication application(argc, argv);
+    const QStringList arguments = QCoreApplication::arguments();
     Store store;
-    std::vector<bench::Row> rows;
-    tokenRows(store, "indexed", true, rows);
-    tokenRows(store, "plain", false, rows);
-    comboRows(store, rows);
-    return bench::report(rows, QCoreApplication::arguments());
+    const std::vector<bench::Measurement> measurements{
+        {"indexed", [&] { return tokenRows(store, "indexed", true); }},
+        {"plain", [&] { return tokenRows(store, "plain", false); }},
+        {"combo", [&] { return comboRows(store); }},
+    };
+    return bench::report(bench::rowsOf(measurements, arguments), arguments);
 }
