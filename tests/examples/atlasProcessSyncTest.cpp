@@ -192,6 +192,7 @@ TEST_P(AtlasProcessSync, Status_as_text_has_the_values_of_the_JSON) {
                                         {"waiting", 1},
                                         {"inFlight", 0},
                                         {"toDownload", 0},
+                                        {"preferencesWait", false},
                                         {"requests", 0},
                                         {"lastQuery", QJsonValue()}}));
     EXPECT_THAT(a_.tell({"status"}).toStdString(), AllOf(HasSubstr("status: 3"), HasSubstr("waiting: 1")));

@@ -60,6 +60,17 @@ TEST_F(AtlasSyncSession, Ends_when_its_time_is_over) {
     EXPECT_EQ(library_->engine().numberOfObjectsWaitingSync(), 1);
 }
 
+TEST_F(AtlasSyncSession, Waits_for_a_preference_alone_for_a_while_only) {
+    client_->on(QWRestRequest::Upload)
+        .where([](const QWRestRequest& request) { return request.path == "/PreferencesSync.data"; })
+        .staysUnanswered();
+    library_->engine().syncPreferenceWithKey("theme");
+    SyncSession session(*library_, client_);
+    EXPECT_EQ(session.runOnce({}, std::chrono::seconds(0)), Outcome::TimedOut);
+    EXPECT_TRUE(session.supervisor().isPreferenceWaiting());
+    EXPECT_EQ(library_->engine().numberOfObjectsWaitingSync(), 0) << "the records went first";
+}
+
 TEST_F(AtlasSyncSession, Each_outcome_has_its_exit_code) {
     EXPECT_EQ(SyncSession::exitCode(Outcome::InStep), 0);
     EXPECT_EQ(SyncSession::exitCode(Outcome::TokenRefused), 3);

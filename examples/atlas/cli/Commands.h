@@ -16,6 +16,8 @@ int runList(const Arguments& arguments);
 int runImport(const Arguments& arguments);
 int runDigest(const Arguments& arguments);
 int runRepair(const Arguments& arguments);
+// PreferenceCommands.cpp
+int runPrefs(const Arguments& arguments);
 // SyncCommands.cpp
 int runConnect(const Arguments& arguments);
 int runSync(const Arguments& arguments);

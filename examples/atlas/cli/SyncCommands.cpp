@@ -11,6 +11,10 @@
 
 namespace {
 
+bool preferencesWait(const QWDropboxSyncCoreData& engine) {
+    return engine.needToUploadSyncedPreferences() && !engine.syncedPreferences().isEmpty();
+}
+
 QJsonObject statusOf(QWDropboxSyncCoreData& engine, qint64 requests) {
     const QDateTime lastQuery = engine.lastTimeQueriedDeltaEntries();
     const qint64 inFlight = engine.numberOfObjectsSyncing();
@@ -19,6 +23,7 @@ QJsonObject statusOf(QWDropboxSyncCoreData& engine, qint64 requests) {
         {"waiting", qMax(qint64(0), engine.numberOfObjectsWaitingSync() - inFlight)},
         {"inFlight", inFlight},
         {"toDownload", static_cast<qint64>(engine.deltaEntriesToImport().count())},
+        {"preferencesWait", preferencesWait(engine)},
         {"requests", requests},
         {"lastQuery", lastQuery.isNull() ? QJsonValue() : QJsonValue(qw::text::textFromDate(lastQuery))},
     };
@@ -50,9 +55,10 @@ QString reason(SyncSession::Outcome outcome, QWDropboxSyncCoreData& engine, cons
     case SyncSession::Outcome::TokenRefused:
         return QStringLiteral("the cloud has refused the token: connect again");
     case SyncSession::Outcome::TimedOut:
-        return QStringLiteral("not in step yet when the time was over: %1 to send, %2 to receive%3")
+        return QStringLiteral("not in step yet when the time was over: %1 to send, %2 to receive%3%4")
             .arg(engine.numberOfObjectsWaitingSync())
             .arg(engine.deltaEntriesToImport().count())
+            .arg(preferencesWait(engine) ? QStringLiteral(", preferences to send") : QString())
             .arg(lastFailure.isEmpty() ? QString() : "; the cloud's last failure: " + lastFailure);
     case SyncSession::Outcome::Interrupted:
         return QStringLiteral("interrupted before the library was in step");

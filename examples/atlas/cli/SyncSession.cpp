@@ -19,8 +19,10 @@ SyncSession::SyncSession(atlas::AtlasLibrary& library, std::shared_ptr<DBRestCli
     QWOnInterrupt(this, [this] { finish(Outcome::Interrupted); });
 }
 
-SyncSession::Outcome SyncSession::runOnce(std::optional<std::chrono::seconds> timeout) {
+SyncSession::Outcome SyncSession::runOnce(std::optional<std::chrono::seconds> timeout,
+                                          std::chrono::seconds preferenceTimeout) {
     endsInStep_ = true;
+    preferenceTimeout_ = preferenceTimeout;
     QWRunLoop::Handle deadline;
     if (timeout)
         deadline = library_.environment()->runLoop().after(*timeout, [this] { finish(Outcome::TimedOut); });
@@ -36,6 +38,7 @@ SyncSession::Outcome SyncSession::watch() {
 SyncSession::Outcome SyncSession::run() {
     supervisor_->activate();
     loop_.exec();
+    preferenceDeadline_.cancel();
     progress_.wipe();
     return outcome_;
 }
@@ -52,12 +55,24 @@ void SyncSession::somethingHappened() {
 void SyncSession::look() {
     if (engine_.status() == QWDropboxSyncStatusTokenInvalid)
         return finish(Outcome::TokenRefused);
+    limitWaitForPreference();
     const bool before = std::exchange(wasInStep_, supervisor_->isInStep());
     if (!wasInStep_ || before)
         return;
     Q_EMIT inStep();
     if (endsInStep_)
         finish(Outcome::InStep);
+}
+
+void SyncSession::limitWaitForPreference() {
+    const bool waits = endsInStep_ && supervisor_->isPreferenceWaiting()
+                       && engine_.status() == QWDropboxSyncStatusIdle
+                       && engine_.numberOfObjectsWaitingSync() == 0;
+    if (!waits)
+        preferenceDeadline_.cancel();
+    else if (!preferenceDeadline_.isPending())
+        preferenceDeadline_ = library_.environment()->runLoop().after(preferenceTimeout_,
+                                                                      [this] { finish(Outcome::TimedOut); });
 }
 
 int SyncSession::exitCode(Outcome outcome) {

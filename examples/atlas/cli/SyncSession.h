@@ -17,8 +17,10 @@ public:
 
     SyncSession(atlas::AtlasLibrary& library, std::shared_ptr<DBRestClient> client);
 
-    // Syncs until the library is in step, the token is refused, the time is over, or the user interrupts.
-    Outcome runOnce(std::optional<std::chrono::seconds> timeout);
+    // Syncs until the library is in step, the token is refused, the time is over, or the user interrupts. When
+    // nothing but a preference waits, the time is over after `preferenceTimeout`.
+    Outcome runOnce(std::optional<std::chrono::seconds> timeout,
+                    std::chrono::seconds preferenceTimeout = std::chrono::seconds(30));
     // Syncs until the token is refused or the user interrupts.
     Outcome watch();
     // 0, 3, 4 and 1, in this order.
@@ -36,6 +38,7 @@ private:
     // Looks again, soon, whether anything is to be done: called for whatever may have moved the engine on.
     void somethingHappened();
     void look();
+    void limitWaitForPreference();
     void finish(Outcome outcome);
     void showProgress();
     void noteFailure(const QString& what);
@@ -44,6 +47,8 @@ private:
     QWDropboxSyncCoreData& engine_;
     std::shared_ptr<QWSyncSupervisor> supervisor_;
     bool endsInStep_ = false;
+    std::chrono::seconds preferenceTimeout_{0};
+    QWRunLoop::Handle preferenceDeadline_;
     bool wasInStep_ = false;
     bool willLook_ = false;
     QEventLoop loop_;

@@ -50,6 +50,19 @@ std::unique_ptr<QLockFile> lock(const QString& folder, QWError* error) {
     return nullptr;
 }
 
+// Made here, and not by QSettings, since it is not for everybody's eyes; written anew it stays like this.
+std::unique_ptr<QWUserDefaults> settingsFile(const QString& path, QWError* error) {
+    QFile file(path);
+    const bool isOwnersAlone =
+        file.open(QIODevice::ReadWrite) && file.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
+    file.close();
+    const QSettings settings(path, QSettings::IniFormat);
+    if (isOwnersAlone && settings.status() == QSettings::NoError && settings.isWritable())
+        return std::make_unique<QWSettingsUserDefaults>(path);
+    fail(error, path + ": the settings cannot be used");
+    return nullptr;
+}
+
 // Whether a cache file is one that the engine can work with: it opens, or is made, and can be read. The
 // engine itself carries on without one, and would then queue nothing.
 bool checkCache(const QString& folder, const std::shared_ptr<QWEnvironment>& environment, QWError* error) {
@@ -110,17 +123,11 @@ std::unique_ptr<AtlasLibrary> AtlasLibrary::open(const QString& folder, QWError*
 }
 
 bool AtlasLibrary::openSettings(const QString& folder, QWError* error) {
-    const QString path = folder + "/settings.ini";
-    // Made here, and not by QSettings, since it is not for everybody's eyes; written anew it stays like this.
-    QFile file(path);
-    const bool isOwnersAlone =
-        file.open(QIODevice::ReadWrite) && file.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
-    file.close();
-    const QSettings settings(path, QSettings::IniFormat);
-    if (!isOwnersAlone || settings.status() != QSettings::NoError || !settings.isWritable())
-        return fail(error, path + ": the settings cannot be used");
+    settings_ = settingsFile(folder + "/settings.ini", error);
     QWEnvironment::Parts parts;
-    parts.userDefaults = std::make_shared<QWSettingsUserDefaults>(path);
+    parts.userDefaults = settingsFile(folder + "/preferences.ini", error);
+    if (!settings_ || !parts.userDefaults)
+        return false;
     parts.errorPresenter = presenter_;
     environment_ = std::make_shared<QWEnvironment>(parts);
     return true;
@@ -187,17 +194,17 @@ void AtlasLibrary::forgetCloudState() {
 }
 
 QString AtlasLibrary::cloud() const {
-    return environment_->userDefaults().object(cloudKey).toString();
+    return settings_->object(cloudKey).toString();
 }
 
 QString AtlasLibrary::accessToken() const {
-    return environment_->userDefaults().object(tokenKey).toString();
+    return settings_->object(tokenKey).toString();
 }
 
 void AtlasLibrary::setCloud(const QString& address, const QString& accessToken) {
-    environment_->userDefaults().setObject(cloudKey, address);
-    environment_->userDefaults().setObject(tokenKey, accessToken);
-    environment_->userDefaults().synchronize();
+    settings_->setObject(cloudKey, address);
+    settings_->setObject(tokenKey, accessToken);
+    settings_->synchronize();
 }
 
 bool AtlasLibrary::shouldUploadUpdateManagedObject(QWManagedObjectWithSyncSupport& object) {

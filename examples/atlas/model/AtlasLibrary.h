@@ -15,7 +15,8 @@ namespace atlas {
 //     Atlas.sqlite   the records
 //     images/        flags, see Country
 //     cache/         the engine's own files
-//     settings.ini   the engine's settings and ours; it holds the token, and only its owner can read it
+//     settings.ini   where to sync, and the token for it
+//     preferences.ini  the user's settings, of which some travel, and the engine's
 //     lock           held by the process that has the library open
 //
 // The engine is made with the library, so that every edit is queued; whoever synchronises activates it.
@@ -36,6 +37,7 @@ public:
     QWManagedObjectContext& context() { return *context_; }
     QWDropboxSyncCoreData& engine() { return *engine_; }
     const std::shared_ptr<QWEnvironment>& environment() const { return environment_; }
+    QWUserDefaults& preferences() { return environment_->userDefaults(); }
 
     // The record of any entity; null when there is none.
     QWRef<QWManagedObjectWithSyncSupport> record(const QString& uuid);
@@ -66,6 +68,8 @@ private:
     // In the order in which they are made.
     std::unique_ptr<QLockFile> lock_;
     std::shared_ptr<Presenter> presenter_;
+    std::unique_ptr<QWUserDefaults>
+        settings_; // apart from the preferences, which are other desktops' to change
     std::shared_ptr<QWEnvironment> environment_;
     std::shared_ptr<QWManagedObjectContext> context_;
     std::unique_ptr<QWDropboxSyncCoreData> engine_;
