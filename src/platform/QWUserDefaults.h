@@ -9,10 +9,12 @@
 #include <functional>
 
 // The host's small settings by key. Values keep their JSON type in every store: 5, "5", true and [] come back
-// as what they were, in another process too. A number that is not finite is no JSON, and may come back as null.
+// as what they were, in another process too. A number that is not finite is no JSON, and may come back as
+// null.
 //
-// One thread. Observers are told of what is set and removed through this object. What another object or process
-// does to the same settings is seen by `object`, at the latest after `synchronize`, and told to nobody.
+// One thread. Observers are told of what is set and removed through this object. What another object or
+// process does to the same settings is seen by `object`, at the latest after `synchronize`, and told to
+// nobody.
 class QWUserDefaults {
 public:
     // Gets the value that a key has now; Undefined when it was removed.
@@ -28,8 +30,9 @@ public:
     // Returns once everything that was set is in permanent storage.
     virtual void synchronize() = 0;
 
-    // Calls `callback` with each value that is set for `key`, an equal one too, and at each removal, before the
-    // call that does it returns. A key is compared whole: one with a full stop in it is a key like any other.
+    // Calls `callback` with each value that is set for `key`, an equal one too, and at each removal, before
+    // the call that does it returns. A key is compared whole: one with a full stop in it is a key like any
+    // other.
     QWObservation observe(const QString& key, Callback callback);
 
     // YES of a boolean, a number other than 0, and the texts "YES", "true" and "1"; else NO, as for no value.

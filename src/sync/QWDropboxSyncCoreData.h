@@ -46,10 +46,10 @@ class QWTimer;
 // | Full re-upload and bulk update | QWDropboxSyncCoreData_FullReupload.cpp |
 // | Recovery after a crash or a discard | QWDropboxSyncCoreData_Recovery.cpp |
 //
-// The client's answers come in by the DBRestClientDelegate operations; each stands in the
-// file of its main case and forks from there. Everything runs on the thread of the main
-// context. The run loop, the clock, the files, the user defaults, the notification centre and
-// the error presenter are those of the main context's coordinator.
+// The client's answers come in by the DBRestClientDelegate operations; each stands in the file of its main
+// case and forks from there. Everything runs on the thread of the main context. The run loop, the clock, the
+// files, the user defaults, the notification centre and the error presenter are those of the main context's
+// coordinator.
 class QWDropboxSyncCoreData final : public QObject, public DBRestClientDelegate {
     Q_OBJECT
     // Their signals come with every set, equal values too, before the setter returns.
@@ -60,16 +60,16 @@ class QWDropboxSyncCoreData final : public QObject, public DBRestClientDelegate 
 public:
     // Lifecycle and status ----------------------------------------------------------------------------------
 
-    // The engine that user interface elements follow; null until it is set. Held until it
-    // is replaced, which posts QWDropboxSyncCoreDataSharedInstanceChangedNotification on
-    // the notification centre of the new engine or, when there is none, of the one that
-    // goes. Replace it by null before the application object goes.
+    // The engine that user interface elements follow; null until it is set. Held until it is replaced, which
+    // posts QWDropboxSyncCoreDataSharedInstanceChangedNotification on the notification centre of the new
+    // engine or, when there is none, of the one that goes. Replace it by null before the application object
+    // goes.
     static std::shared_ptr<QWDropboxSyncCoreData> sharedInstance();
     static void setSharedInstance(std::shared_ptr<QWDropboxSyncCoreData> instance);
 
-    // `entityNames` are the synced entities in order of dependency: a record may
-    // refer to those of its own entity and of the entities before it.
-    // `localCacheURL` is a folder of this engine's own, made when missing.
+    // `entityNames` are the synced entities in order of dependency: a record may refer to those of its own
+    // entity and of the entities before it. `localCacheURL` is a folder of this engine's own, made when
+    // missing.
     QWDropboxSyncCoreData(std::shared_ptr<QWManagedObjectContext> mainManagedObjectContext,
                           const QStringList& entityNames, const QUrl& localCacheURL);
     ~QWDropboxSyncCoreData() override;
@@ -83,8 +83,8 @@ public:
     void deactivateSync();
     // What a 401 to any request does: stops, notes it for the next activation and tells the delegate.
     void tokenBecameInvalid();
-    // Saves what is unsaved in the engine's own contexts, and the local copy of the preferences; called when the
-    // application is about to terminate.
+    // Saves what is unsaved in the engine's own contexts, and the local copy of the preferences; called when
+    // the application is about to terminate.
     void applicationWillClose();
     // YES in every state: whoever asks checks the status as well.
     bool isSyncEnabled() const;
@@ -112,8 +112,8 @@ public:
 
     // Cache store -------------------------------------------------------------------------------------------
 
-    // Made on first use. The coordinator is without a store, and the log says why,
-    // when the file cannot be opened.
+    // Made on first use. The coordinator is without a store, and the log says why, when the file cannot be
+    // opened.
     const std::shared_ptr<QWManagedObjectModel>& dropboxCacheManagedObjectModel();
     const std::shared_ptr<QWPersistentStoreCoordinator>& dropboxCachePersistentStoreCoordinator();
     const std::shared_ptr<QWManagedObjectContext>& dropboxCacheManagedObjectContext();
@@ -130,17 +130,17 @@ public:
 
     // Change capture ----------------------------------------------------------------------------------------
 
-    // Queues a change, unsaved. `action`, a QWDropboxSyncAction, overrides that of an earlier change that waits
-    // still; an object in flight is marked, so that it is processed again.
+    // Queues a change, unsaved. `action`, a QWDropboxSyncAction, overrides that of an earlier change that
+    // waits still; an object in flight is marked, so that it is processed again.
     void insertInSyncQueueManagedObject(QWManagedObjectWithSyncSupport& object, qint32 action);
-    // The row of an object; null when there is none, unless it is to be made,
-    // unsaved. An object without a uuid that can name a file never gets one. Two
-    // rows are a programming error: "[fetchedObjects count] == 1".
+    // The row of an object; null when there is none, unless it is to be made, unsaved. An object without a
+    // uuid that can name a file never gets one. Two rows are a programming error: "[fetchedObjects count] ==
+    // 1".
     QWRef<ObjectWaitingSync> objectWaitingSyncForObject(const QWManagedObjectWithSyncSupport& object,
                                                         bool createIfNotExisting);
 
-    // Queues an object as it stands, unsaved: no change of it is marked. One that only the running batch has is
-    // queued when that has been saved.
+    // Queues an object as it stands, unsaved: no change of it is marked. One that only the running batch has
+    // is queued when that has been saved.
     void queueForUpload(const QWManagedObjectWithSyncSupport& object);
 
     // Upload ------------------------------------------------------------------------------------------------
@@ -163,8 +163,8 @@ public:
 
     // Asks the cloud for changes since the last batch.
     void loadDeltaPotentialUpdates();
-    // For a client that neither sends nor answers the query that it was just asked for: all is as if it had not
-    // been asked. `status` is what it was before.
+    // For a client that neither sends nor answers the query that it was just asked for: all is as if it had
+    // not been asked. `status` is what it was before.
     void takeBackDeltaQuery(quint64 status);
     // Adds a file to the batch that is running.
     void addDeltaEntry(const DBDeltaEntryRef& entry) { deltaEntriesToImport_.append({entry}); }
@@ -181,15 +181,16 @@ public:
                                                                         QWManagedObjectContext& context,
                                                                         bool createIfNotExisting);
     // For a client that ranks versions before it passes on what it has downloaded: applies a received record
-    // to its object in the sync support context although their dates tie, drops what waited of the record (the
-    // record of a conflicted copy is queued instead), and lets it win the ties of the batch's merge as well.
+    // to its object in the sync support context although their dates tie, drops what waited of the record
+    // (the record of a conflicted copy is queued instead), and lets it win the ties of the batch's merge as
+    // well.
     void applyReceivedRecord(QWManagedObjectWithSyncSupport& object, const QVariantMap& record,
                              const DBMetadata& metadata);
 
     // Merge -------------------------------------------------------------------------------------------------
 
-    // The context on the host's store in which a batch is applied; made on first
-    // use, released after the batch.
+    // The context on the host's store in which a batch is applied; made on first use, released after the
+    // batch.
     const std::shared_ptr<QWManagedObjectContext>& syncSupportManagedObjectContextCopy();
     void setSyncSupportManagedObjectContextCopy(std::shared_ptr<QWManagedObjectContext> context);
     // Saves the batch and merges it into the main context, whatever the host has changed meanwhile. False
@@ -198,18 +199,19 @@ public:
 
     // Preferences -------------------------------------------------------------------------------------------
 
-    // Shares user defaults with the user's other machines, from now on and in later processes: a change here is
-    // sent after 5 seconds, in one file with the others, and a received one is set here. A value that JSON cannot
-    // carry (numbers that are not finite, nesting deeper than 511) stays here, with a line in the log. A key that
-    // is shared already is left alone; of a new one its value, or that it has none, is sent. Keys that only other
-    // machines share are set here too.
+    // Shares user defaults with the user's other machines, from now on and in later processes: a change here
+    // is sent after 5 seconds, in one file with the others, and a received one is set here. A value that JSON
+    // cannot carry (numbers that are not finite, nesting deeper than 511) stays here, with a line in the log.
+    // A key that is shared already is left alone; of a new one its value, or that it has none, is sent. Keys
+    // that only other machines share are set here too.
     void syncPreferenceWithKeys(const QStringList& keys);
     void syncPreferenceWithKey(const QString& key);
     // The last known value of each shared key; null for one that has none.
     const QJsonObject& syncedPreferences() const { return syncedPreferences_; }
     // Whether they have changed since they were sent last.
     bool needToUploadSyncedPreferences() const { return needToUploadSyncedPreferences_; }
-    // Whether a request about their file has been made and not answered, or has failed. Nothing is sent meanwhile.
+    // Whether a request about their file has been made and not answered, or has failed. Nothing is sent
+    // meanwhile.
     bool isSyncedPreferencesRequestOut() const { return syncPreferencesUploadingOrDownloading_; }
     // Their local copy, in the form in which they travel.
     QUrl syncedPreferencesLocalCacheURL() const;
@@ -220,9 +222,9 @@ public:
 
     // Full re-upload and bulk update ------------------------------------------------------------------------
 
-    // Queues the objects that are synced records, as one edit made at `date`: stamps those whose date
-    // was not set explicitly; skips those whose change does not matter or, with
-    // `askDelegateConfirmation`, those that the delegate does not want sent.
+    // Queues the objects that are synced records, as one edit made at `date`: stamps those whose date was not
+    // set explicitly; skips those whose change does not matter or, with `askDelegateConfirmation`, those that
+    // the delegate does not want sent.
     void updateObjects(const QWManagedObjectSet& objects, const QDateTime& date, qint32 action,
                        bool askDelegateConfirmation);
     bool isUsefullToUpdateDateModifiedOfObject(const QWManagedObjectWithSyncSupport& object);
@@ -297,8 +299,8 @@ private:
     bool hasImageChangedSinceItWasSent(const QString& path);
     void dateImageAfterItsRemoteCopy(const QString& path, const DBMetadata& metadata);
     bool isReplaced(const ObjectWaitingSync& row);
-    // One request of the row was answered; whether it was the last. A row that is
-    // not known counts as finished.
+    // One request of the row was answered; whether it was the last. A row that is not known counts as
+    // finished.
     bool finishRequestOfRow(const QWRef<ObjectWaitingSync>& row);
     void sendObjectWhoseFilesAreGone(const ObjectWaitingSync& row);
     void removeFromSyncingAndDeleteFromContextObject(const QWRef<ObjectWaitingSync>& row);
@@ -427,7 +429,8 @@ private:
     QWDeltaQueue::InProcess deltaEntriesInProcess_; // always some of those to import
     bool checkForDeltaUpdateImmediatelyAfterCurrentEntriesAnalysis_ = false;
     QString deltaNextCursor_; // of the last page; what is saved when the batch ends. Read back at activation.
-    // Queries were unanswered at a deactivation: the cursors that arrive may pass over entries given up by it.
+    // Queries were unanswered at a deactivation: the cursors that arrive may pass over entries given up by
+    // it.
     bool isDeltaCursorInDoubt_ = false;
     QWResetListing resetListing_;
 

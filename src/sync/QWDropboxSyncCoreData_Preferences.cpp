@@ -1,19 +1,20 @@
 // Preferences: a chosen set of the host's user defaults, the same on every machine.
 //
-// Started by the host, which names the keys; from then on, and for the keys of earlier processes from construction on,
-// by each change of a shared default, and by the delta. A change is sent with all the others in one file, 5 seconds
-// later; a file that has changed in the cloud is loaded over the local copy and written back into the defaults; one
-// that was deleted there is sent again. Ends with the engine.
+// Started by the host, which names the keys; from then on, and for the keys of earlier processes from
+// construction on, by each change of a shared default, and by the delta. A change is sent with all the others
+// in one file, 5 seconds later; a file that has changed in the cloud is loaded over the local copy and
+// written back into the defaults; one that was deleted there is sent again. Ends with the engine.
 //
-// States of the file: in step; to be sent (`needToUploadSyncedPreferences_`, which outlives the process); under way
-// (`syncPreferencesUploadingOrDownloading_`), in which changes only note that another upload must follow.
+// States of the file: in step; to be sent (`needToUploadSyncedPreferences_`, which outlives the process);
+// under way (`syncPreferencesUploadingOrDownloading_`), in which changes only note that another upload must
+// follow.
 //
 // Invariants:
-// - A received value is in the dictionary before it is in the defaults, so that the observer finds nothing new: what is
-//   received is not sent back.
+// - A received value is in the dictionary before it is in the defaults, so that the observer finds nothing
+//   new: what is received is not sent back.
 // - The dictionary holds nothing that JSON cannot carry.
-// - A failed upload stays under way. It is sent by the activation that looks the file up, by the first change after
-//   a download, or by the next process.
+// - A failed upload stays under way. It is sent by the activation that looks the file up, by the first change
+//   after a download, or by the next process.
 #include "sync/QWDropboxSyncCoreData.h"
 
 #include "dropbox/DBPath.h"

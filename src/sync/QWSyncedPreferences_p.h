@@ -4,12 +4,13 @@
 #include <QJsonObject>
 #include <optional>
 
-// The file in which the shared settings travel, "/PreferencesSync.data": one JSON object of key to value, in which
-// null stands for no value.
+// The file in which the shared settings travel, "/PreferencesSync.data": one JSON object of key to value, in
+// which null stands for no value.
 namespace qw::sync {
 
-// The value as it comes back from the file, in which 1.0 is 1; null for Undefined. Nothing for a value that JSON
-// cannot carry: one with a number in it that is not finite, or nested so deep that no reader takes the file.
+// The value as it comes back from the file, in which 1.0 is 1; null for Undefined. Nothing for a value that
+// JSON cannot carry: one with a number in it that is not finite, or nested so deep that no reader takes the
+// file.
 std::optional<QJsonValue> travellingPreference(const QJsonValue& value);
 
 // Compact. Each value must be one that `travellingPreference` has answered.

@@ -1,5 +1,5 @@
-// Preferences: settings of the user's, of which some are the same on every desktop. The engine, which is not active,
-// notes what they change.
+// Preferences: settings of the user's, of which some are the same on every desktop. The engine, which is not
+// active, notes what they change.
 
 #include "cli/Commands.h"
 

@@ -17,8 +17,8 @@ public:
 
     SyncSession(atlas::AtlasLibrary& library, std::shared_ptr<DBRestClient> client);
 
-    // Syncs until the library is in step, the token is refused, the time is over, or the user interrupts. When
-    // nothing but a preference waits, the time is over after `preferenceTimeout`.
+    // Syncs until the library is in step, the token is refused, the time is over, or the user interrupts.
+    // When nothing but a preference waits, the time is over after `preferenceTimeout`.
     Outcome runOnce(std::optional<std::chrono::seconds> timeout,
                     std::chrono::seconds preferenceTimeout = std::chrono::seconds(30));
     // Syncs until the token is refused or the user interrupts.

@@ -4,15 +4,16 @@
 
 #include <QList>
 
-// Keeps the changes that desktops make to shared preferences from undoing each other. The engine takes over every value
-// of a received file, and sends all of its own; this knows the base, what the cloud's file held when it was last sent
-// or received here, and so what has changed on which side since. The base is in the cache store.
+// Keeps the changes that desktops make to shared preferences from undoing each other. The engine takes over
+// every value of a received file, and sends all of its own; this knows the base, what the cloud's file held
+// when it was last sent or received here, and so what has changed on which side since. The base is in the
+// cache store.
 class QWPreferencesKeeper {
 public:
     explicit QWPreferencesKeeper(QWDropboxSyncCoreData& engine) : engine_(engine) {}
 
-    // What the last process has left undone, when it died at a bad instant: a changed default that the engine did not
-    // get to know is told to it, a received one that was not set is set.
+    // What the last process has left undone, when it died at a bad instant: a changed default that the engine
+    // did not get to know is told to it, a received one that was not set is set.
     void recover();
 
     // Whether the local copy holds anything that the cloud's file, as far as it is known, does not.
@@ -20,19 +21,20 @@ public:
     // The cloud's file, as far as it is known.
     DBMetadata knownFile() const;
     void uploadBegins();
-    // In the order in which they began. Nothing when the upload failed; else where the cloud has put the file.
+    // In the order in which they began. Nothing when the upload failed; else where the cloud has put the
+    // file.
     void uploadEnds(const std::optional<DBMetadata>& file);
 
     // Where the file is loaded to, beside the local copy.
     QString downloadPath() const;
-    // Before the engine has a downloaded file: puts it in the place of the local copy, with the values that were
-    // changed here and not there. False when it cannot be read or placed for now.
+    // Before the engine has a downloaded file: puts it in the place of the local copy, with the values that
+    // were changed here and not there. False when it cannot be read or placed for now.
     bool prepareImport(QWError* error);
     // Whether a value here is another one than there, also where that is the cloud's fault.
     bool isBehindHere() const { return engine_.syncedPreferences() != base(); }
 
-    // Before the engine has a page of changes. False for an entry that it shall not have; `ownCopies` gets the paths
-    // of conflicted copies of this desktop's file, which belong to nobody.
+    // Before the engine has a page of changes. False for an entry that it shall not have; `ownCopies` gets
+    // the paths of conflicted copies of this desktop's file, which belong to nobody.
     bool prepareEntry(const DBDeltaEntry& entry, QStringList& ownCopies);
     void fileIsMissing();
     void copyIsDeleted(const QString& path);

@@ -32,17 +32,18 @@ class QWVersionKeeper;
 //   upload has gone, an object is sent again and again without a change), the engine is deactivated and
 //   activated: as soon as no request is out, at most once a minute. Until then such a repetition is held.
 // - Of the engine's poll timers only the first one that is due since the last query leads to a query.
-// - Of two versions of a record that are dated in the same second every desktop keeps the same one, that of the
-//   greater SHA-256 of its form (records/QWTravellingForm.h); a version that is behind the one here makes this
-//   desktop send its own; the upload of this desktop that the cloud has made a conflicted copy of is not lost.
-// - A listing without a cursor is passed on as one whose cursor was lost, so that files which are known here and
-//   missing there are deleted.
+// - Of two versions of a record that are dated in the same second every desktop keeps the same one, that of
+//   the greater SHA-256 of its form (records/QWTravellingForm.h); a version that is behind the one here makes
+//   this desktop send its own; the upload of this desktop that the cloud has made a conflicted copy of is not
+//   lost.
+// - A listing without a cursor is passed on as one whose cursor was lost, so that files which are known here
+//   and missing there are deleted.
 // - An image that is newer here than in the cloud keeps its date and is sent; so is one that was deleted in
 //   the cloud while its record lives.
-// - Of the shared preferences those are kept that were changed here since the cloud's file was last seen, unless
-//   they have changed there as well. A failed look-up or upload of them is repeated, also in the next activity; of a
-//   conflict this desktop's copy is deleted, and the merged values are sent. A file that the cloud holds already is
-//   neither sent nor received again.
+// - Of the shared preferences those are kept that were changed here since the cloud's file was last seen,
+//   unless they have changed there as well. A failed look-up or upload of them is repeated, also in the next
+//   activity; of a conflict this desktop's copy is deleted, and the merged values are sent. A file that the
+//   cloud holds already is neither sent nor received again.
 //
 // Threads and time: those of the engine. Ownership: the engine holds the supervisor as its client, the
 // supervisor holds the host's client; the engine must outlive it, or go first together with it. The host's
@@ -92,8 +93,8 @@ public:
     bool isAtRest() const;
     // Whether a shared preference waits to be sent.
     bool isPreferenceWaiting() const;
-    // Whether this desktop and the cloud hold the same, as far as anybody here can know: changes have been asked
-    // for, and no record and no preference is left to be fetched or sent.
+    // Whether this desktop and the cloud hold the same, as far as anybody here can know: changes have been
+    // asked for, and no record and no preference is left to be fetched or sent.
     bool isInStep() const;
 
     void loadDelta(const QString& cursor) override;
@@ -197,7 +198,8 @@ private:
     bool hasLastQueryFailed_ = false;
     bool isListingFromScratch_ = false; // what is asked for
 
-    // The object whose upload is being acknowledged to the engine, and whether its image is sent again in this.
+    // The object whose upload is being acknowledged to the engine, and whether its image is sent again in
+    // this.
     QString uuidAcknowledged_;
     bool sendsImageAgain_ = false;
     struct SentRecord {

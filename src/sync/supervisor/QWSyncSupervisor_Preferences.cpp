@@ -1,7 +1,7 @@
 // The file of the shared preferences, from the engine's requests to its answers.
 //
-// What the engine leaves stuck, its own flag of a transfer that never ended, is freed by looking the file up: at an
-// activation, and after a conflict by receiving the other version.
+// What the engine leaves stuck, its own flag of a transfer that never ended, is freed by looking the file up:
+// at an activation, and after a conflict by receiving the other version.
 #include "sync/supervisor/QWSyncSupervisor.h"
 
 #include "platform/text/QWText.h"
@@ -72,7 +72,8 @@ void QWSyncSupervisor::uploadPreferences() {
     request(requests_.uploads).uploadFile(known.filename(), QStringLiteral("/"), known.rev, localPath);
 }
 
-// A conflicted copy is nobody's to read. What stands in its place is received first, and the merged values are sent.
+// A conflicted copy is nobody's to read. What stands in its place is received first, and the merged values
+// are sent.
 void QWSyncSupervisor::preferencesUploaded(const QString& destinationPath, const QString& sourcePath,
                                            const DBMetadata& metadata) {
     const bool isStored = qw::sync::isPreferencesFile(destinationPath);
