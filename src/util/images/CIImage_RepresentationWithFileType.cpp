@@ -1,5 +1,7 @@
 #include "util/images/CIImage_RepresentationWithFileType.h"
 
+#include "util/images/QWGIFFile_p.h"
+
 #include <QBuffer>
 #include <QColorSpace>
 #include <QImageWriter>
@@ -47,6 +49,12 @@ QByteArray representationUsingType(const QImage& image, unsigned fileType) {
         return {};
     }
     const FileType& type = fileTypes[fileType];
+    if (fileType == NSGIFFileType) {
+        const QByteArray gif = gifFileOfImage(image);
+        if (gif.isEmpty())
+            qCWarning(qwUtilLog, "representationUsingType: gif: no image, or a side is too long");
+        return gif;
+    }
     QBuffer bytes;
     QImageWriter writer(&bytes, type.format);
     writer.setQuality(type.quality);

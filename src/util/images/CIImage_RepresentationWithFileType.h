@@ -15,9 +15,10 @@ enum NSBitmapImageFileType : unsigned {
 
 // The image encoded as one of them, with the default properties: JPEG in quality 90 of 100, which is close to
 // what the platform writes and shows no blocks. JPEG and BMP have no transparency, so what is transparent is
-// laid on white.
+// laid on white. GIF keeps up to 256 colours exactly and dithers more; its pixels are transparent or opaque.
 //
-// Empty, with a log line (`qwlibrary.util`), for a null image, for another number, and where this system has
-// no writer: Qt writes neither GIF nor JPEG 2000 by itself, and TIFF only with its image format plugins
-// (qt6-image-formats-plugins). Safe on any thread; neither a display nor a QGuiApplication is needed.
+// Empty, with a log line (`qwlibrary.util`), for a null image, for another number, for a side that the type
+// has no room for, and where this system has no writer: Qt does not write JPEG 2000 by itself, and TIFF only
+// with its image format plugins (qt6-image-formats-plugins). Safe on any thread; neither a display nor a
+// QGuiApplication is needed.
 QByteArray representationUsingType(const QImage& image, unsigned fileType);
