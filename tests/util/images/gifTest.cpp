@@ -58,6 +58,12 @@ TEST(GIFFile, Is_whole_at_every_length) {
     }
 }
 
+// Qt would do without the last of them.
+TEST(GIFFile, Has_the_codes_of_a_pixel_between_those_of_begin_and_end) {
+    EXPECT_TRUE(representationUsingType(noise(1, 1, 1), NSGIFFileType)
+                    .endsWith(QByteArray("\x08\x04\x00\x01\x04\x04\x00;", 8)));
+}
+
 TEST(GIFFile, Is_small_where_pixels_repeat) {
     EXPECT_LT(representationUsingType(noise(1000, 1000, 1), NSGIFFileType).size(), 5000);
 }
