@@ -104,8 +104,14 @@ QVariant QWNumberFormatter::numberFromString(const QString& string) const {
         return {};
     if (number.getType() != icu::Formattable::kDouble)
         return qlonglong(number.getInt64());
+    const double value = number.getDouble();
     // "∞" and "NaN" as well as what is too large: no record could carry them.
-    return std::isfinite(number.getDouble()) ? QVariant(number.getDouble()) : QVariant();
+    if (!std::isfinite(value))
+        return {};
+    // A power of ten makes a fraction without a separator: "15E-1".
+    if (!allowsFloats_ && value != std::trunc(value))
+        return {};
+    return value;
 }
 
 bool QWNumberFormatter::getObjectValue(QVariant* value, const QString& string, QString*) const {

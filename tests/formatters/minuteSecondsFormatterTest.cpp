@@ -30,6 +30,8 @@ INSTANTIATE_TEST_SUITE_P(Numbers, ShownSeconds,
                          Values(Shown{0, "0:00"}, Shown{59, "0:59"}, Shown{60, "1:00"}, Shown{61, "1:01"},
                                 Shown{3600, "60:00"}, Shown{90.9, "1:30"}, Shown{true, "0:01"},
                                 Shown{std::numeric_limits<quint64>::max(), "307445734561825860:15"},
+                                Shown{QVariant::fromValue(std::numeric_limits<unsigned long>::max()),
+                                      "307445734561825860:15"},
                                 Shown{1e300, "307445734561825860:15"}));
 
 struct Typed {
@@ -57,10 +59,10 @@ INSTANTIATE_TEST_SUITE_P(
     Values(Typed{"1:30", 90}, Typed{"0:05", 5}, Typed{"1:75", 135}, Typed{"60:00", 3600},
            Typed{"", std::nullopt}, Typed{"90", std::nullopt}, Typed{"1:30:00", std::nullopt},
            Typed{":30", std::nullopt}, Typed{"1:", std::nullopt}, Typed{":", std::nullopt},
-           Typed{"1.5:00", std::nullopt}, Typed{"1:3x", std::nullopt}, Typed{" 1:30", std::nullopt},
-           Typed{"1: 30", std::nullopt}, Typed{"1:30 ", std::nullopt}, Typed{"+1:30", std::nullopt},
-           Typed{"1,000:00", std::nullopt}, Typed{"a:b", std::nullopt}, Typed{"١:٣٠", 90},
-           Typed{"-1:30", 18446744073709551586u}, Typed{"0:-5", 18446744073709551611u}));
+           Typed{"1.5:00", std::nullopt}, Typed{"15E-1:00", std::nullopt}, Typed{"1:3x", std::nullopt},
+           Typed{" 1:30", std::nullopt}, Typed{"1: 30", std::nullopt}, Typed{"1:30 ", std::nullopt},
+           Typed{"+1:30", std::nullopt}, Typed{"1,000:00", std::nullopt}, Typed{"a:b", std::nullopt},
+           Typed{"١:٣٠", 90}, Typed{"-1:30", 18446744073709551586u}, Typed{"0:-5", 18446744073709551611u}));
 
 TEST_F(MinuteSeconds, Shows_no_negative_number) {
     for (const QVariant& negative : {QVariant(-1), QVariant(-0.5), QVariant(-0.0), QVariant(std::nan(""))})
@@ -97,6 +99,8 @@ TEST_F(MinuteSeconds, Reads_with_the_number_formatter_that_the_host_sets) {
     EXPECT_EQ(formatter.supportNumberFormatter(), number);
     EXPECT_EQ(formatter.numberOfSecondsFromString(" +1: 30"), 90);
     EXPECT_EQ(formatter.numberOfSecondsFromString("1.5:00"), 60); // the whole part
+    EXPECT_EQ(formatter.numberOfSecondsFromString("-1.5:00"), quint64(-60));
+    EXPECT_EQ(formatter.numberOfSecondsFromString("0:-1E30"), quint64(1) << 63); // the nearest of 64 bits
 }
 
 TEST_F(MinuteSeconds, Reads_what_it_shows) {

@@ -71,6 +71,8 @@ INSTANTIATE_TEST_SUITE_P(Locales, FloatShown,
 INSTANTIATE_TEST_SUITE_P(
     Numbers, FloatShown,
     Values(Shown{"en_US", std::numeric_limits<quint64>::max(), "18,446,744,073,709,551,615"},
+           Shown{"en_US", QVariant::fromValue(std::numeric_limits<unsigned long>::max()),
+                 "18,446,744,073,709,551,615"},
            Shown{"en_US", std::numeric_limits<qint64>::min(), "-9,223,372,036,854,775,808"},
            Shown{"en_US", true, "1"}, Shown{"en_US", std::nan(""), "NaN"},
            Shown{"en_US", std::numeric_limits<double>::infinity(), "∞"}));
@@ -135,7 +137,8 @@ INSTANTIATE_TEST_SUITE_P(Forms, WholeNumberTyped,
                                 Typed{"1.5", std::nullopt, std::nullopt}, Typed{"-3", -3, -3},
                                 Typed{" 12", std::nullopt, 12}, Typed{"5 ", std::nullopt, std::nullopt},
                                 Typed{"+3", std::nullopt, 3}, Typed{"1,234", std::nullopt, std::nullopt},
-                                Typed{"١٢", 12, 12}));
+                                Typed{"١٢", 12, 12}, Typed{"2E1", 20, 20},
+                                Typed{"15E-1", std::nullopt, std::nullopt}));
 
 TEST(NumberFormatter, Reads_fractions_and_groups_of_its_locale) {
     const ScopedLocale german("de_DE");
