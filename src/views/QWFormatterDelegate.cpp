@@ -16,12 +16,14 @@ QWidget* QWFormatterDelegate::createEditor(QWidget* parent, const QStyleOptionVi
     edit->setFrame(false);
     edit->setValidator(
         new QWFormatterValidator(formatter_, edit)); // Return ends editing only with its consent
-    connect(edit, &QLineEdit::textChanged, edit, [edit, formatter = formatter_](const QString& text) {
+    const auto explain = [edit, formatter = formatter_](const QString& text) {
         QVariant value;
         QString error;
         formatter->getObjectValue(&value, text, &error);
         edit->setToolTip(error);
-    });
+    };
+    connect(edit, &QLineEdit::textChanged, edit, explain);
+    explain(edit->text()); // which stays empty, without a change, for a value without a text
     return edit;
 }
 

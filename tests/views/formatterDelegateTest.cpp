@@ -24,6 +24,17 @@ public:
     }
 };
 
+// Shows a unit that is not edited.
+class PercentFormatter final : public QWFormatter {
+public:
+    QString stringForObjectValue(const QVariant& value) const override { return value.toString() + " %"; }
+    QString editingStringForObjectValue(const QVariant& value) const override { return value.toString(); }
+    bool getObjectValue(QVariant* value, const QString& string, QString*) const override {
+        *value = string;
+        return true;
+    }
+};
+
 struct FormatterDelegate : testing::Test {
     FormatterDelegate() {
         model.setItem(0, 0, new QStandardItem);
@@ -49,7 +60,7 @@ struct FormatterDelegate : testing::Test {
         QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
 
-    QStandardItemModel model{1, 1};
+    QStandardItemModel model{2, 1};
     QTableView view;
     std::unique_ptr<QWFormatterDelegate> delegate;
     const QModelIndex index = model.index(0, 0);
@@ -68,6 +79,12 @@ TEST_F(FormatterDelegate, Begins_editing_with_the_text_shown_and_stores_what_is_
     press(Qt::Key_Return);
     EXPECT_FALSE(this->editor());
     EXPECT_EQ(model.data(index), 125);
+}
+
+TEST_F(FormatterDelegate, Begins_editing_with_the_text_that_the_formatter_has_for_it) {
+    use(std::make_shared<PercentFormatter>());
+    EXPECT_EQ(edit()->text(), u"90");
+    EXPECT_EQ(delegate->displayText(90, {}), u"90 %");
 }
 
 TEST_F(FormatterDelegate, Keeps_the_editor_open_over_a_text_that_is_refused) {
@@ -91,6 +108,12 @@ TEST_F(FormatterDelegate, Keeps_the_value_when_the_focus_leaves_a_text_that_is_r
     EXPECT_EQ(model.data(index), 90);
 }
 
+TEST_F(FormatterDelegate, Keeps_the_value_when_another_item_becomes_current_over_a_text_that_is_refused) {
+    edit()->setText("2:");
+    view.setCurrentIndex(model.index(1, 0));
+    EXPECT_EQ(model.data(index), 90);
+}
+
 TEST_F(FormatterDelegate, Stores_null_for_an_empty_text_that_means_no_value) {
     use(std::make_shared<QWMinutesIntervalFormatter>());
     edit()->clear();
@@ -107,6 +130,12 @@ TEST_F(FormatterDelegate, Says_in_the_tool_tip_why_a_text_is_refused) {
     EXPECT_EQ(editor->toolTip(), u"many is no count");
     editor->setText("7");
     EXPECT_EQ(editor->toolTip(), u"");
+}
+
+TEST_F(FormatterDelegate, Says_why_the_empty_text_of_no_value_is_refused_before_anything_is_typed) {
+    use(std::make_shared<CountFormatter>());
+    model.setData(index, QVariant());
+    EXPECT_EQ(edit()->toolTip(), u" is no count");
 }
 
 } // namespace
