@@ -1,29 +1,12 @@
 #include "platform/QWStringTable.h"
+#include "support/HostTranslator.h"
 #include "support/ScopedLocale.h"
 
-#include <QCoreApplication>
-#include <QHash>
-#include <QTranslator>
 #include <gmock/gmock.h>
 
 namespace {
 
 using testing::Values;
-
-// A host's translator: these texts for the library's keys.
-class HostTranslator final : public QTranslator {
-public:
-    explicit HostTranslator(const QHash<QString, QString>& texts) : texts_(texts) {
-        QCoreApplication::installTranslator(this);
-    }
-    QString translate(const char* context, const char* source, const char*, int) const override {
-        return qstrcmp(context, "QWLibrary") == 0 ? texts_.value(QString::fromUtf8(source)) : QString();
-    }
-    bool isEmpty() const override { return false; }
-
-private:
-    QHash<QString, QString> texts_;
-};
 
 const char* const keys[] = {
     "hours",
@@ -127,7 +110,7 @@ INSTANTIATE_TEST_SUITE_P(Languages, LanguageTable,
                                 Language{"ja_JP", "時間", "すべての項目は最新です"},
                                 Language{"zh_CN", "小时", "所有项目均为最新"},
                                 Language{"zh_SG", "小时", "所有项目均为最新"},
-                                Language{"ar_EG", "ساعة", "جميع العناصر محدّثة"},
+                                Language{"ar_EG", "ساعات", "جميع العناصر محدّثة"},
                                 Language{"ru_RU", "ч", "Все объекты обновлены"}),
                          [](const auto& row) { return std::string(row.param.locale); });
 

@@ -5,8 +5,8 @@
     <name>QWLibrary</name>
     <message>
         <source>hours</source>
-        <translatorcomment>One form for every number: that of 11 and above, which follows 1 as well.</translatorcomment>
-        <translation>ساعة</translation>
+        <translatorcomment>That of 3 to 10. It differs from the form of 1, and of 11 and above, so that both are read.</translatorcomment>
+        <translation>ساعات</translation>
     </message>
     <message>
         <source>hour</source>
@@ -14,6 +14,7 @@
     </message>
     <message>
         <source>minutes</source>
+        <translatorcomment>One form for every number: that of 11 and above. What follows the digits of minutes is not read.</translatorcomment>
         <translation>دقيقة</translation>
     </message>
     <message>
