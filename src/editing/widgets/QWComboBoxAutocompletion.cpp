@@ -8,18 +8,17 @@
 #include <QKeyEvent>
 #include <QSignalBlocker>
 
-// The box as the data source sees it.
+// The box as the data source sees it, and the completion in its line edit.
 class QWComboBoxAutocompletion::Field final : public QWBoundField {
 public:
-    explicit Field(QComboBox& box) : box_(box), completion(*box.lineEdit()) {}
+    explicit Field(QComboBox& box) : completion(*box.lineEdit()), box_(box) {}
     QString observedKeyPath() const override { return qw::observedKeyPathOf(box_); }
     QString identifier() const override { return qw::identifierOf(box_); }
 
+    QWInlineCompletion completion;
+
 private:
     QComboBox& box_;
-
-public:
-    QWInlineCompletion completion;
 };
 
 // The list as it was when the box last asked for it: the data source may have turned to another attribute

@@ -338,7 +338,7 @@ void Content::rearrange() {
         chips_[index]->setGeometry(places[index]);
     edit_.setGeometry(places.back());
     updateGeometry();
-    field_.updateGeometry();
+    field_.fitContent();
     if (edit_.hasFocus())
         field_.ensureWidgetVisible(&edit_, gap, gap);
 }

@@ -62,7 +62,7 @@ void QWTokenFieldWidget::setPlaceholderText(const QString& text) {
 
 void QWTokenFieldWidget::setMaximumVisibleRows(int rows) {
     maximumVisibleRows_ = qMax(1, rows);
-    updateGeometry();
+    fitContent();
 }
 
 QString QWTokenFieldWidget::observedKeyPath() const {
@@ -148,6 +148,17 @@ QSize QWTokenFieldWidget::minimumSizeHint() const {
 int QWTokenFieldWidget::heightForWidth(int width) const {
     const int most = content_->heightOfRows(maximumVisibleRows_);
     return std::min(content_->heightForWidth(width - frame()), most) + frame();
+}
+
+// Without a bar where the field can grow: it would come for the moment until it has grown.
+void QWTokenFieldWidget::fitContent() {
+    const int wanted = content_->heightForWidth(width() - frame());
+    const bool fits =
+        wanted <= content_->heightOfRows(maximumVisibleRows_) && wanted + frame() <= maximumHeight();
+    const Qt::ScrollBarPolicy policy = fits ? Qt::ScrollBarAlwaysOff : Qt::ScrollBarAsNeeded;
+    if (policy != verticalScrollBarPolicy())
+        setVerticalScrollBarPolicy(policy);
+    updateGeometry();
 }
 
 int QWTokenFieldWidget::frame() const {

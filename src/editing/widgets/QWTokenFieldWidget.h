@@ -80,6 +80,9 @@ protected:
     void showEvent(QShowEvent* event) override;
 
 private:
+    friend class QWTokenFieldContent;
+
+    void fitContent();
     void focusMoved(const QWidget* now);
     void nameEdit();
     int frame() const; // what surrounds the content, in width or height
