@@ -4,7 +4,7 @@
 #include <random>
 
 // Three desktops of one user live through days of edits, deletions, new images, failing requests, lost
-// acknowledgements, restarts and crashes. Once the network is well again all hold the same.
+// acknowledgements, changed preferences, restarts and crashes. Once the network is well again all hold the same.
 
 namespace {
 
@@ -15,6 +15,8 @@ public:
     explicit RandomDay(unsigned seed) : random_(seed) {
         for (quint64 number = 1; number <= 3; ++number)
             desktops_.push_back(std::make_unique<Desktop>(cloud_, 100 * seed + number, Desktop::Supervised));
+        for (const auto& desktop : desktops_)
+            share(*desktop);
     }
 
     void live(int events) {
@@ -36,7 +38,9 @@ public:
         }
         auto failure = testing::AssertionFailure();
         for (const auto& desktop : desktops_)
-            failure << "\n" << desktop->contents().join('\n').toStdString();
+            failure << "\n"
+                    << desktop->contents().join('\n').toStdString() << "\n"
+                    << preferences(*desktop).join(' ').toStdString();
         return failure;
     }
 
@@ -44,7 +48,7 @@ private:
     int chance(int count) { return static_cast<int>(random_() % static_cast<unsigned>(count)); }
 
     void happen(Desktop& desktop) {
-        const int event = chance(20);
+        const int event = chance(22);
         if (event < 4)
             add(desktop);
         else if (event < 8)
@@ -61,6 +65,8 @@ private:
             disturb(desktop);
         else if (event < 19)
             desktop.client->removeFaults();
+        else if (event < 21)
+            setPreference(desktop);
         else
             crash(desktop);
     }
@@ -68,6 +74,24 @@ private:
     void add(Desktop& desktop) {
         const auto book = desktop.add("Book", {{"title", text()}});
         uuids_.append(book->uuid());
+    }
+
+    static void share(Desktop& desktop) { desktop.engine->syncPreferenceWithKeys({"theme", "unit", "home"}); }
+
+    void setPreference(Desktop& desktop) {
+        static const char* const keys[] = {"theme", "unit", "home"};
+        const char* key = keys[chance(3)];
+        if (chance(4) == 0)
+            desktop.world.userDefaults->remove(key);
+        else
+            desktop.world.userDefaults->setObject(key, chance(10));
+    }
+
+    static QStringList preferences(Desktop& desktop) {
+        QStringList values;
+        for (const char* key : {"theme", "unit", "home"})
+            values.append(QString::number(desktop.world.userDefaults->object(key).toInt(-1)));
+        return values;
     }
 
     desktop::Record any(Desktop& desktop) {
@@ -127,6 +151,7 @@ private:
         desktop.crash();
         imagesToRemove_.remove(&desktop);
         desktop.start();
+        share(desktop);
     }
 
     void synchronise(Desktop& desktop) {
@@ -140,7 +165,8 @@ private:
 
     bool areEqual() {
         for (const auto& desktop : desktops_)
-            if (desktop->contents() != desktops_.front()->contents())
+            if (desktop->contents() != desktops_.front()->contents()
+                || preferences(*desktop) != preferences(*desktops_.front()))
                 return false;
         return true;
     }
@@ -156,7 +182,7 @@ private:
 
 } // namespace
 
-TEST(RandomDays, Whatever_happens_all_desktops_end_with_the_same_records_and_images) {
+TEST(RandomDays, Whatever_happens_all_desktops_end_with_the_same_records_images_and_preferences) {
     const int first = qEnvironmentVariableIntValue("QW_FIRST_SEED");
     const int last =
         qEnvironmentVariableIsSet("QW_LAST_SEED") ? qEnvironmentVariableIntValue("QW_LAST_SEED") : first + 29;
