@@ -4,7 +4,8 @@
 #include <random>
 
 // Three desktops of one user live through days of edits, deletions, new images, failing requests, lost
-// acknowledgements, changed preferences, restarts and crashes. Once the network is well again all hold the same.
+// acknowledgements, changed preferences, restarts and crashes. Once the network is well again all hold the
+// same.
 
 namespace {
 
