@@ -4,6 +4,8 @@ find_package(SQLite3 REQUIRED)
 find_package(ICU REQUIRED COMPONENTS uc i18n)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
+find_package(GIF 5.1 REQUIRED)
+pkg_check_modules(OPENJPEG REQUIRED IMPORTED_TARGET libopenjp2)
 find_package(Boost 1.74 REQUIRED) # the headers only
 
 if(QW_BUILD_TESTS)

@@ -75,6 +75,20 @@ class InstalledCopy(unittest.TestCase):
         linked = {flag[2:] for flag in self.pkg_config("--libs") if flag.startswith("-lqw_")}
         self.assertEqual(linked, {path.stem[3:] for path in self.prefix.glob("lib*/**/libqw_*.a")})
 
+    def test_pkg_config_links_a_program_that_writes_images_with_the_libraries_for_them(self):
+        source = self.folder / "images.cpp"
+        source.write_text("""#include "util/images/CIImage_RepresentationWithFileType.h"
+            int main() {
+                QImage image(9, 9, QImage::Format_RGB32);
+                image.fill(0);
+                return representationUsingType(image, NSGIFFileType).isEmpty()
+                    || representationUsingType(image, NSJPEG2000FileType).isEmpty();
+            }""")
+        program = self.folder / "images"
+        run(COMPILER, "-std=c++20", "-fPIC", *FLAGS, source, "-o", program,
+            *self.pkg_config("--cflags", "--libs", package="qwlibrary"))
+        run(program)
+
     def test_the_stand_in_comes_with_its_page(self):
         run(self.prefix / "bin/qw-stand-in", "--help")
         self.assertTrue((self.prefix / "share/doc/QWLibrary/stand-in.md").is_file())

@@ -1,6 +1,7 @@
 #include "util/images/CIImage_RepresentationWithFileType.h"
 
 #include "util/images/QWGIFFile_p.h"
+#include "util/images/QWJPEG2000File_p.h"
 
 #include <QBuffer>
 #include <QColorSpace>
@@ -41,6 +42,21 @@ QImage onWhite(const QImage& image) {
     return ground;
 }
 
+// The files of the encoders below have no colour profile.
+QImage inSRGB(const QImage& image) {
+    return image.colorSpace().isValid() ? image.convertedToColorSpace(QColorSpace::SRgb) : image;
+}
+
+QByteArray fileByQt(const QImage& image, const FileType& type, QString* failure) {
+    QBuffer bytes;
+    QImageWriter writer(&bytes, type.format);
+    writer.setQuality(type.quality);
+    if (writer.write(image.hasAlphaChannel() && !type.hasTransparency ? onWhite(image) : image))
+        return bytes.data();
+    *failure = writer.errorString();
+    return {};
+}
+
 } // namespace
 
 QByteArray representationUsingType(const QImage& image, unsigned fileType) {
@@ -49,19 +65,11 @@ QByteArray representationUsingType(const QImage& image, unsigned fileType) {
         return {};
     }
     const FileType& type = fileTypes[fileType];
-    if (fileType == NSGIFFileType) {
-        const QByteArray gif = gifFileOfImage(image);
-        if (gif.isEmpty())
-            qCWarning(qwUtilLog, "representationUsingType: gif: no image, or a side is too long");
-        return gif;
-    }
-    QBuffer bytes;
-    QImageWriter writer(&bytes, type.format);
-    writer.setQuality(type.quality);
-    if (!writer.write(image.hasAlphaChannel() && !type.hasTransparency ? onWhite(image) : image)) {
-        qCWarning(qwUtilLog, "representationUsingType: %s: %ls", type.format,
-                  qUtf16Printable(writer.errorString()));
-        return {};
-    }
-    return bytes.data();
+    QString failure;
+    const QByteArray bytes = fileType == NSGIFFileType        ? gifFileOfImage(inSRGB(image), &failure)
+                             : fileType == NSJPEG2000FileType ? jpeg2000FileOfImage(inSRGB(image), &failure)
+                                                              : fileByQt(image, type, &failure);
+    if (bytes.isEmpty())
+        qCWarning(qwUtilLog, "representationUsingType: %s: %ls", type.format, qUtf16Printable(failure));
+    return bytes;
 }

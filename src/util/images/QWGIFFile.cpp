@@ -1,113 +1,93 @@
 #include "util/images/QWGIFFile_p.h"
 
-#include <QHash>
 #include <algorithm>
+#include <gif_lib.h>
+#include <memory>
 
 namespace {
 
-constexpr int colourCount = 256;
-constexpr uchar transparentColour = colourCount - 1;
+constexpr int mostColours = 256;
 
-void append16(QByteArray& bytes, int number) {
-    bytes.append(char(number)).append(char(number >> 8));
-}
+struct FreeColours {
+    void operator()(ColorMapObject* colours) const { GifFreeMapObject(colours); }
+};
+using Colours = std::unique_ptr<ColorMapObject, FreeColours>;
 
-// Pixels as indices of colours; those of `alpha` that are transparent get the last index.
-QImage withFewColours(const QImage& image, const QImage& alpha) {
+struct CloseFile {
+    void operator()(GifFileType* file) const { EGifCloseFile(file, nullptr); }
+};
+using File = std::unique_ptr<GifFileType, CloseFile>;
+
+// Pixels as indices of colours. When the image has transparency, the last colour is the transparent one.
+QImage withFewColours(const QImage& image) {
     const QImage opaque = image.convertToFormat(QImage::Format_RGB32);
     QImage pixels = opaque.convertToFormat(QImage::Format_Indexed8);
-    if (alpha.isNull())
+    if (!image.hasAlphaChannel())
         return pixels;
-    if (pixels.colorCount() == colourCount) // dithering takes 216 of them
+    if (pixels.colorCount() == mostColours) {
         pixels = opaque.convertToFormat(QImage::Format_Indexed8, Qt::PreferDither);
+        pixels.setColorCount(mostColours - 1); // dithering takes 216 of them
+    }
+    const auto transparent = uchar(pixels.colorCount());
+    pixels.setColor(transparent, qRgba(0, 0, 0, 0));
+    const QImage alpha = image.convertToFormat(QImage::Format_Alpha8);
     for (int y = 0; y < pixels.height(); ++y)
         std::transform(pixels.constScanLine(y), pixels.constScanLine(y) + pixels.width(),
                        alpha.constScanLine(y), pixels.scanLine(y),
-                       [](uchar pixel, uchar opacity) { return opacity < 128 ? transparentColour : pixel; });
+                       [&](uchar pixel, uchar opacity) { return opacity < 128 ? transparent : pixel; });
     return pixels;
 }
 
-// Codes of a growing width, the lowest bit first.
-class CodeWriter {
-public:
-    void write(int code, int width) {
-        rest_ |= quint32(code) << restBits_;
-        for (restBits_ += width; restBits_ >= 8; restBits_ -= 8, rest_ >>= 8)
-            bytes_.append(char(rest_));
+Colours coloursOf(const QImage& pixels) {
+    Colours colours(GifMakeMapObject(1 << GifBitSize(pixels.colorCount()), nullptr));
+    for (int index = 0; colours && index < pixels.colorCount(); ++index) {
+        const QRgb colour = pixels.color(index);
+        colours->Colors[index] = {GifByteType(qRed(colour)), GifByteType(qGreen(colour)),
+                                  GifByteType(qBlue(colour))};
     }
-    QByteArray finished() { return restBits_ > 0 ? bytes_ + char(rest_) : bytes_; }
+    return colours;
+}
 
-private:
-    QByteArray bytes_;
-    quint32 rest_ = 0;
-    int restBits_ = 0;
-};
+int appendBytes(GifFileType* file, const GifByteType* bytes, int count) {
+    static_cast<QByteArray*>(file->UserData)->append(reinterpret_cast<const char*>(bytes), count);
+    return count;
+}
 
-// Lempel, Ziv and Welch's compression: a code stands for a run of pixels that was met before. The reader
-// builds the same table, always one code behind.
-QByteArray compressed(const QImage& pixels) {
-    constexpr int emptyTable = colourCount, end = colourCount + 1, firstRun = colourCount + 2;
-    constexpr int narrowest = 9, widest = 12;
-    QHash<int, int> runs; // from the code of a run and the pixel after it to the code of both
-    CodeWriter codes;
-    int width = narrowest, nextRun = firstRun;
-    const auto write = [&](int code) {
-        codes.write(code, width);
-        if (nextRun == 1 << width && width < widest)
-            ++width;
-    };
-    write(emptyTable);
-    int run = -1;
-    for (int y = 0; y < pixels.height(); ++y)
-        for (const uchar pixel : QByteArrayView(pixels.constScanLine(y), pixels.width())) {
-            const int longer = run << 8 | pixel;
-            if (run < 0 || runs.contains(longer)) {
-                run = run < 0 ? pixel : runs[longer];
-                continue;
-            }
-            write(run);
-            run = pixel;
-            if (nextRun < 1 << widest) {
-                runs.insert(longer, nextRun++);
-            } else {
-                write(emptyTable);
-                runs.clear();
-                width = narrowest;
-                nextRun = firstRun;
-            }
-        }
-    write(run);
-    write(end);
-    return codes.finished();
+bool putTransparentColour(GifFileType* file, int index) {
+    const GraphicsControlBlock control = {DISPOSAL_UNSPECIFIED, false, 0, index};
+    GifByteType extension[4];
+    const auto size = int(EGifGCBToExtension(&control, extension));
+    return EGifPutExtension(file, GRAPHICS_EXT_FUNC_CODE, size, extension) == GIF_OK;
+}
+
+bool putPicture(GifFileType* file, QImage pixels, bool hasTransparency) {
+    const Colours colours = coloursOf(pixels);
+    const int width = pixels.width(), height = pixels.height();
+    EGifSetGifVersion(file, true); // the one that knows transparency
+    if (!colours || EGifPutScreenDesc(file, width, height, colours->BitsPerPixel, 0, colours.get()) != GIF_OK
+        || (hasTransparency && !putTransparentColour(file, pixels.colorCount() - 1))
+        || EGifPutImageDesc(file, 0, 0, width, height, false, nullptr) != GIF_OK)
+        return false;
+    for (int y = 0; y < height; ++y)
+        if (EGifPutLine(file, pixels.scanLine(y), width) != GIF_OK)
+            return false;
+    return true;
 }
 
 } // namespace
 
-QByteArray gifFileOfImage(const QImage& image) {
-    constexpr int longestSide = 0xffff, longestBlock = 255;
-    if (image.isNull() || std::max(image.width(), image.height()) > longestSide)
+QByteArray gifFileOfImage(const QImage& image, QString* failure) {
+    constexpr int longestSide = 0xffff;
+    if (image.isNull() || std::max(image.width(), image.height()) > longestSide) {
+        *failure = QStringLiteral("no image, or a side is too long");
         return {};
-    const QImage alpha = image.hasAlphaChannel() ? image.convertToFormat(QImage::Format_Alpha8) : QImage();
-    const QImage pixels = withFewColours(image, alpha);
-
-    QByteArray bytes("GIF89a");
-    append16(bytes, image.width());
-    append16(bytes, image.height());
-    bytes.append("\xf7\0\0", 3); // 256 colours, of eight bits each
-    for (int index = 0; index < colourCount; ++index) {
-        const QRgb colour = index < pixels.colorCount() ? pixels.color(index) : 0;
-        bytes.append(char(qRed(colour))).append(char(qGreen(colour))).append(char(qBlue(colour)));
     }
-    if (!alpha.isNull())
-        bytes.append("\x21\xf9\4\1\0\0", 6).append(char(transparentColour)).append('\0');
-    bytes.append("\x2c\0\0\0\0", 5); // the picture, at the left and at the top
-    append16(bytes, image.width());
-    append16(bytes, image.height());
-    bytes.append("\0\x08", 2); // no colours of its own; codes begin above eight bits
-    const QByteArray data = compressed(pixels);
-    for (qsizetype start = 0; start < data.size(); start += longestBlock) {
-        const QByteArray block = data.mid(start, longestBlock);
-        bytes.append(char(block.size())).append(block);
-    }
-    return bytes.append("\0;", 2);
+    QByteArray bytes;
+    int error = E_GIF_ERR_NOT_ENOUGH_MEM;
+    File file(EGifOpen(&bytes, appendBytes, &error));
+    if (file && putPicture(file.get(), withFewColours(image), image.hasAlphaChannel())
+        && EGifCloseFile(file.release(), &error) == GIF_OK)
+        return bytes;
+    *failure = QString::fromUtf8(GifErrorString(file && file->Error != 0 ? file->Error : error));
+    return {};
 }

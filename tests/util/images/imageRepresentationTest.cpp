@@ -41,21 +41,6 @@ TEST(FileTypes, Have_the_platforms_numbers) {
               (std::vector<unsigned>{0, 1, 2, 3, 4, 5}));
 }
 
-class NoWriter : public testing::TestWithParam<Type> {};
-
-TEST_P(NoWriter, Is_logged_and_gives_no_bytes) {
-    if (QImageWriter::supportedImageFormats().contains(GetParam().format))
-        GTEST_SKIP() << "this system has a writer";
-    const QWLogCapture log;
-    EXPECT_TRUE(representationUsingType(images::twoHalves(), GetParam().number).isEmpty());
-    EXPECT_EQ(
-        log.texts("qwlibrary.util"),
-        QStringList{
-            QStringLiteral("representationUsingType: %1: Unsupported image format").arg(GetParam().format)});
-}
-
-INSTANTIATE_TEST_SUITE_P(OfQt, NoWriter, testing::Values(Type{NSJPEG2000FileType, "jp2"}));
-
 TEST(Representation, Of_a_type_that_there_is_not_is_logged_and_empty) {
     const QWLogCapture log;
     EXPECT_TRUE(representationUsingType(images::twoHalves(), 6).isEmpty());
@@ -63,11 +48,11 @@ TEST(Representation, Of_a_type_that_there_is_not_is_logged_and_empty) {
 }
 
 TEST(Representation, Of_no_image_is_logged_and_empty) {
-    const QWLogCapture log;
-    EXPECT_TRUE(representationUsingType({}, NSPNGFileType).isEmpty());
-    EXPECT_EQ(log.texts("qwlibrary.util").size(), 1);
-    EXPECT_TRUE(representationUsingType({}, NSGIFFileType).isEmpty());
-    EXPECT_EQ(log.texts("qwlibrary.util").size(), 2);
+    for (unsigned type = NSTIFFFileType; type <= NSJPEG2000FileType; ++type) {
+        const QWLogCapture log;
+        EXPECT_TRUE(representationUsingType({}, type).isEmpty()) << type;
+        EXPECT_EQ(log.texts("qwlibrary.util").size(), 1) << type;
+    }
 }
 
 TEST(Representation, As_JPEG_has_quality_90) {
@@ -86,6 +71,17 @@ TEST(Representation, Lays_transparency_on_white_where_the_type_has_none) {
     for (const unsigned type : {NSTIFFFileType, NSPNGFileType})
         EXPECT_EQ(QImage::fromData(representationUsingType(image, type)).pixelColor(5, 15).alpha(), 0)
             << type;
+}
+
+TEST(Representation, Has_the_colours_of_sRGB_where_the_type_has_no_profile) {
+    const QImage plain = images::twoHalves(qRgb(200, 100, 50), Qt::blue);
+    QImage image = plain;
+    image.setColorSpace(QColorSpace::AdobeRgb);
+    const QImage converted = image.convertedToColorSpace(QColorSpace::SRgb);
+    for (const unsigned type : {NSGIFFileType, NSJPEG2000FileType}) {
+        EXPECT_EQ(representationUsingType(image, type), representationUsingType(converted, type));
+        EXPECT_NE(representationUsingType(image, type), representationUsingType(plain, type));
+    }
 }
 
 TEST(Representation, Keeps_colour_space_and_resolution_when_it_lays_on_white) {
