@@ -7,7 +7,7 @@
 std::unique_ptr<QWComboBoxAutocompleteDatasource>
 QWComboBoxAutocompleteDatasource::create(std::shared_ptr<QWManagedObjectContext> context,
                                          const QString& name) {
-    if (!context || name.isEmpty())
+    if (!context || name.isNull())
         return nullptr;
     return std::unique_ptr<QWComboBoxAutocompleteDatasource>(
         new QWComboBoxAutocompleteDatasource(std::move(context), name));

@@ -16,7 +16,7 @@
 // To be used on the context's thread.
 class QWComboBoxAutocompleteDatasource final {
 public:
-    // Null without a context or a name.
+    // Null without a context, or with a null name.
     static std::unique_ptr<QWComboBoxAutocompleteDatasource>
     create(std::shared_ptr<QWManagedObjectContext> context, const QString& name);
 

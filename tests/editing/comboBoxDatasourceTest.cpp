@@ -38,7 +38,10 @@ TEST_F(ComboBoxDatasource, Records_without_value_add_no_item_and_an_empty_text_i
 TEST_F(ComboBoxDatasource, Needs_a_context_and_a_name) {
     EXPECT_FALSE(QWComboBoxAutocompleteDatasource::create(nullptr, "Note"));
     EXPECT_FALSE(QWComboBoxAutocompleteDatasource::create(context, QString()));
-    EXPECT_TRUE(source);
+    ASSERT_TRUE(source);
+    const auto nameless = QWComboBoxAutocompleteDatasource::create(context, "");
+    ASSERT_TRUE(nameless) << "an empty name is that of an unknown entity";
+    EXPECT_EQ(nameless->itemsForComboBox(field), QStringList());
 }
 
 TEST_F(ComboBoxDatasource, An_item_is_found_by_its_exact_text) {
