@@ -65,6 +65,8 @@ QWComboBoxAutocompletion::QWComboBoxAutocompletion(
     comboBox_.setModel(items_.get());
     comboBox_.setEditText(text);
     connect(comboBox_.lineEdit(), &QLineEdit::textEdited, this, &QWComboBoxAutocompletion::textEdited);
+    // An item that is chosen in the list is meant in its own letters.
+    connect(&comboBox_, &QComboBox::activated, this, [this] { field_->completion.clear(); });
     comboBox_.installEventFilter(this);
     comboBox_.lineEdit()->installEventFilter(this);
 }

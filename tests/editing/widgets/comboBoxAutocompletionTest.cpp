@@ -81,6 +81,19 @@ TEST_F(ComboBox, Escape_and_backspace_keep_to_what_is_typed) {
     EXPECT_EQ(box.currentText(), "ba");
 }
 
+TEST_F(ComboBox, An_item_that_is_chosen_by_arrow_stays_that_item) {
+    save("kind", {"Apple"});
+    source->updateCacheForComboBoxWithKey("kind");
+    other.setFocus();
+    box.setFocus();
+    QTest::keyClicks(box.lineEdit(), "ap");
+    press(Qt::Key_Down);
+    press(Qt::Key_Down);
+    EXPECT_EQ(box.currentText(), "apple");
+    other.setFocus();
+    EXPECT_EQ(box.currentText(), "apple") << "and not the proposed Apple";
+}
+
 TEST_F(ComboBox, The_text_stays_when_the_list_comes) {
     QComboBox late;
     late.setEditable(true);
