@@ -19,6 +19,7 @@ QColor mixed(const QColor& ground, const QColor& colour, float share) {
 
 QWTokenChip::QWTokenChip(const QString& token, QWidget* parent) : QAbstractButton(parent), token_(token) {
     setFocusPolicy(Qt::ClickFocus); // keys come from the line edit, so that Tab leaves the field
+    connect(this, &QAbstractButton::clicked, this, [this] { setFocus(); }); // a screen reader's press, too
     setMouseTracking(true);
     setCursor(Qt::ArrowCursor);
     setAccessibleName(token);
@@ -39,6 +40,10 @@ QRect QWTokenChip::crossPlace() const {
     const int size = fontMetrics().height() / 2;
     const QRect place(width() - padding() - size, (height() - size) / 2, size, size);
     return QStyle::visualRect(layoutDirection(), rect(), place);
+}
+
+bool QWTokenChip::isOnCross(const QMouseEvent& event) const {
+    return crossPlace().adjusted(-3, -3, 3, 3).contains(event.position().toPoint());
 }
 
 bool QWTokenChip::event(QEvent* event) {
@@ -89,20 +94,21 @@ void QWTokenChip::paintEvent(QPaintEvent*) {
 }
 
 void QWTokenChip::mouseMoveEvent(QMouseEvent* event) {
-    setCrossUnderMouse(crossPlace().adjusted(-3, -3, 3, 3).contains(event->position().toPoint()));
+    setCrossUnderMouse(isOnCross(*event));
     QAbstractButton::mouseMoveEvent(event);
 }
 
 void QWTokenChip::mouseReleaseEvent(QMouseEvent* event) {
-    const bool removes = event->button() == Qt::LeftButton && isDown()
-                         && crossPlace().adjusted(-3, -3, 3, 3).contains(event->position().toPoint());
+    const bool removes = event->button() == Qt::LeftButton && isDown() && isOnCross(*event);
     QAbstractButton::mouseReleaseEvent(event);
     if (removes)
         Q_EMIT removeRequested();
 }
 
 void QWTokenChip::mouseDoubleClickEvent(QMouseEvent* event) {
-    if (event->button() == Qt::LeftButton)
+    if (isOnCross(*event)) // one chip after the other is removed by clicks in the same place
+        QAbstractButton::mouseDoubleClickEvent(event);
+    else if (event->button() == Qt::LeftButton)
         Q_EMIT editRequested();
 }
 

@@ -28,6 +28,7 @@ protected:
 private:
     int padding() const;
     QRect crossPlace() const; // at the end of the text, which is the left one in right-to-left windows
+    bool isOnCross(const QMouseEvent& event) const;
     void setCrossUnderMouse(bool isUnderMouse);
 
     const QString token_; // not the button's text, in which "&" means something

@@ -27,6 +27,7 @@ Content::QWTokenFieldContent(QWTokenFieldWidget& field) : QWidget(&field), field
     completer_.setMaxVisibleItems(8);
     completer_.setWidget(&edit_);
     connect(&completer_, qOverload<const QString&>(&QCompleter::activated), this, &Content::take);
+    connect(&completer_, qOverload<const QString&>(&QCompleter::highlighted), this, &Content::propose);
 }
 
 // Tokens ----------------------------------------------------------------------------------------------------
@@ -42,6 +43,8 @@ void Content::setTokens(const QStringList& wanted) {
     if (wanted == tokens())
         return;
     for (QWTokenChip* chip : std::exchange(chips_, {})) {
+        if (chip->hasFocus())
+            edit_.setFocus();
         chip->hide();
         chip->deleteLater();
     }
@@ -98,7 +101,7 @@ void Content::commitTyping() {
     const QString text = inline_.meaning();
     closeList();
     inline_.clear();
-    edit_.clear();
+    edit_.setText(QString()); // which undoing does not bring back, as it would what clear() takes away
     const QStringList made = pieces(text);
     for (const QString& token : made)
         insertChip(qsizetype(chips_.size()), token);
@@ -165,6 +168,8 @@ bool Content::pasted(const QString& text) {
     if (!isList)
         return false;
     const QStringList made = pieces(text);
+    if (edit_.hasSelectedText())
+        edit_.del();
     commitTyping();
     for (const QString& token : made)
         insertChip(qsizetype(chips_.size()), token);
@@ -219,7 +224,9 @@ bool Content::chipKeyPressed(qsizetype place, QKeyEvent& event) {
     }
     const bool types = !event.text().isEmpty() && event.text().front().isPrint()
                        && !(event.modifiers() & (Qt::ControlModifier | Qt::MetaModifier));
-    if (!types && !event.matches(QKeySequence::Paste))
+    // The line edit has the field's place in the tab order.
+    const bool leaves = event.key() == Qt::Key_Tab || event.key() == Qt::Key_Backtab;
+    if (!types && !leaves && !event.matches(QKeySequence::Paste))
         return false;
     edit_.setFocus();
     QApplication::sendEvent(&edit_, &event);
@@ -281,6 +288,14 @@ void Content::listCompletions(bool proposes) {
     }
     list->setCurrentIndex(hasSelection ? completer_.completionModel()->index(int(selected), 0)
                                        : QModelIndex());
+}
+
+// So that leaving the field takes the completion that is marked in the list.
+void Content::propose(const QString& completion) {
+    if (completion.isEmpty())
+        inline_.takeBack();
+    else
+        inline_.show(completion);
 }
 
 void Content::take(const QString& completion) {

@@ -76,6 +76,7 @@ private:
 
     void textEdited(const QString& text);
     void listCompletions(bool proposes);
+    void propose(const QString& completion);
     void take(const QString& completion);
 
     QWTokenFieldWidget& field_;

@@ -22,7 +22,7 @@ QWTokenFieldWidget::QWTokenFieldWidget(QWidget* parent)
     QSizePolicy policy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     policy.setHeightForWidth(true);
     setSizePolicy(policy);
-    connect(qApp, &QApplication::focusChanged, this, [this](QWidget*, QWidget* now) { focusMoved(now); });
+    connect(qApp, &QApplication::focusChanged, this, &QWTokenFieldWidget::focusMoved);
 }
 
 QWTokenFieldWidget::~QWTokenFieldWidget() {
@@ -103,7 +103,7 @@ void QWTokenFieldWidget::commitTyping() {
 
 // Focus -----------------------------------------------------------------------------------------------------
 
-void QWTokenFieldWidget::focusMoved(const QWidget* now) {
+void QWTokenFieldWidget::focusMoved(QWidget* before, QWidget* now) {
     viewport()->parentWidget()->update(); // the frame shows it
     const bool isWithin = content_->isWithin(now);
     // A window that is left for another application keeps what is typed as it is.
@@ -111,6 +111,11 @@ void QWTokenFieldWidget::focusMoved(const QWidget* now) {
     if (isWithin && !isEditing_) {
         isEditing_ = true;
         nameEdit();
+        // The field that is left tells the delegate first, which may be one for both.
+        for (QWidget* left = before; left; left = left->parentWidget()) {
+            if (auto* other = qobject_cast<QWTokenFieldWidget*>(left); other && other != this)
+                other->focusMoved(before, now);
+        }
         if (delegate_)
             delegate_->tokenFieldDidBeginEditing(*this);
     } else if (hasLeft) {

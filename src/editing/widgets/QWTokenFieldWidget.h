@@ -12,10 +12,10 @@ class QWTokenFieldContent;
 //
 // What is typed becomes a token with Return, the separator, or when the field loses the focus; blanks around
 // it are dropped. Pasted text is taken apart at separators and line ends. While a token is typed the
-// delegate's completions are listed below, and the one that it selects stands behind the typed text (Escape
-// takes list and completion away). Backspace or the arrow key at the start of the text goes to the chips:
-// arrows, Home and End move among them, Delete and Backspace remove one, Return or a double click edits it,
-// copy and cut take its text.
+// delegate's completions are listed below, and the one that it selects, then the one that is marked in the
+// list, stands behind the typed text (Escape takes list and completion away). Backspace or the arrow key at
+// the start of the text goes to the chips: arrows, Home and End move among them, Delete and Backspace remove
+// one, Return or a double click edits it, copy and cut take its text, Tab leaves the field.
 //
 // The attribute that it edits: editing/widgets/QWWidgetBinding.h. A label's buddy and `setAccessibleName`
 // name it to screen readers, which meet each chip as a button of its text.
@@ -83,7 +83,7 @@ private:
     friend class QWTokenFieldContent;
 
     void fitContent();
-    void focusMoved(const QWidget* now);
+    void focusMoved(QWidget* before, QWidget* now);
     void nameEdit();
     int frame() const; // what surrounds the content, in width or height
 
