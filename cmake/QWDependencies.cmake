@@ -6,6 +6,7 @@ find_package(PkgConfig REQUIRED)
 pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
 find_package(GIF 5.1 REQUIRED)
 pkg_check_modules(OPENJPEG REQUIRED IMPORTED_TARGET libopenjp2)
+find_package(CURL 7.88 REQUIRED)
 find_package(Boost 1.74 REQUIRED) # the headers only
 
 if(QW_BUILD_TESTS)

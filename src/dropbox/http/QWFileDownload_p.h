@@ -17,7 +17,6 @@ public:
 
     // `result` is what the service says of the file: the text of its header Dropbox-API-Result.
     bool begin(const QByteArray& result, QWError* error);
-    bool hasBegun() const { return file_ != nullptr; }
     bool add(const QByteArray& bytes, QWError* error);
     // Fails when the bytes are not those that the service announced.
     bool commit(QWError* error);

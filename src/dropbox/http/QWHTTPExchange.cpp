@@ -2,8 +2,6 @@
 
 #include "dropbox/http/QWFileDownload_p.h"
 
-#include <QNetworkReply>
-
 namespace {
 
 // Far above any page of changes.
@@ -11,49 +9,67 @@ constexpr qsizetype longestBody = 64 * 1024 * 1024;
 // A trickle is as good as nothing: a request that lived on it would hold up whatever waits for it.
 constexpr qint64 leastMove = 1024;
 
-int statusOf(const QNetworkReply& reply) {
-    return reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-}
-
-// Qt reports a status from 400 on as an error of its own, above those of the connection.
-bool hasAnswered(const QNetworkReply& reply) {
-    const auto error = reply.error();
-    return statusOf(reply) > 0
-           && (error == QNetworkReply::NoError
-               || (error >= QNetworkReply::ContentAccessDenied && error != QNetworkReply::ProtocolFailure));
-}
-
 } // namespace
 
-QWHTTPExchange::QWHTTPExchange(QNetworkReply& reply, const std::shared_ptr<QWFileDownload>& download,
-                               QWRunLoop& runLoop, QWRunLoop::Duration stallLimit, Completion completion)
-    : reply_(&reply), download_(download), runLoop_(runLoop), stallLimit_(stallLimit),
-      completion_(std::move(completion)), lastMove_(runLoop.now()) {
-    QObject::connect(reply_, &QNetworkReply::uploadProgress, &listener_,
-                     [this](qint64 sent) { moved(sent - std::exchange(bytesSent_, sent)); });
-    QObject::connect(reply_, &QNetworkReply::readyRead, &listener_, [this] { readBytes(); });
-    QObject::connect(reply_, &QNetworkReply::finished, &listener_, [this] { finished(); });
+QWHTTPExchange::QWHTTPExchange(const std::shared_ptr<QWFileDownload>& download, QWRunLoop& runLoop,
+                               QWRunLoop::Duration stallLimit, Completion completion)
+    : download_(download), runLoop_(runLoop), stallLimit_(stallLimit), completion_(std::move(completion)),
+      lastMove_(runLoop.now()) {
     watchForStall();
 }
 
 QWHTTPExchange::~QWHTTPExchange() {
     watch_.cancel();
     answer_.cancel();
-    if (reply_)
-        dropReply();
 }
 
-void QWHTTPExchange::dropReply() {
-    // Not all of its signals: by some of them it breaks itself off.
-    QObject::disconnect(reply_, nullptr, &listener_, nullptr);
-    if (!reply_->isFinished())
-        reply_->abort();
-    reply_->deleteLater();
-    reply_ = nullptr;
+void QWHTTPExchange::begin(QWHTTPWire& wire, const QWHTTPPost& post) {
+    transfer_ = wire.post(post, *this);
+    // Not after all that is due in this turn: the service can be at work meanwhile.
+    wire.push();
 }
 
-bool QWHTTPExchange::bringsFile() const {
-    return download_ && statusOf(*reply_) == 200;
+void QWHTTPExchange::sent(qint64 bytes) {
+    // Less than before when the request is sent again.
+    moved(std::max<qint64>(0, bytes - std::exchange(bytesSent_, bytes)));
+}
+
+void QWHTTPExchange::headCame(const QWHTTPHead& head) {
+    head_ = head;
+    QWError error;
+    if (bringsFile() && !download_->begin(head_.result, &error))
+        objection_ = error.message;
+}
+
+bool QWHTTPExchange::bytesCame(const QByteArray& bytes) {
+    moved(bytes.size());
+    return objection_.isEmpty() && take(bytes);
+}
+
+bool QWHTTPExchange::take(const QByteArray& bytes) {
+    QWError error;
+    if (bringsFile()) {
+        if (!download_->add(bytes, &error))
+            objection_ = error.message;
+    } else {
+        body_ += bytes;
+        if (body_.size() > longestBody)
+            objection_ = QStringLiteral("an answer without end came");
+    }
+    return objection_.isEmpty();
+}
+
+void QWHTTPExchange::ended(const QString& trouble) {
+    if (!objection_.isEmpty())
+        return end({.trouble = objection_});
+    if (!trouble.isEmpty())
+        return end({.trouble = (head_.status > 0 ? QStringLiteral("only a part of the answer came: %1")
+                                                 : QStringLiteral("no answer came: %1"))
+                                   .arg(trouble)});
+    end({.status = head_.status,
+         .body = body_,
+         .contentType = head_.contentType,
+         .retryAfter = head_.retryAfter});
 }
 
 void QWHTTPExchange::moved(qint64 bytes) {
@@ -64,41 +80,9 @@ void QWHTTPExchange::moved(qint64 bytes) {
     lastMove_ = runLoop_.now();
 }
 
-void QWHTTPExchange::readBytes() {
-    const QByteArray bytes = reply_->readAll();
-    moved(bytes.size());
-    if (!bringsFile()) {
-        body_ += bytes;
-        if (body_.size() > longestBody)
-            end({.trouble = QStringLiteral("an answer without end came")});
-        return;
-    }
-    QWError error;
-    const bool isTaken =
-        (download_->hasBegun() || download_->begin(reply_->rawHeader("Dropbox-API-Result"), &error))
-        && download_->add(bytes, &error);
-    if (!isTaken)
-        end({.trouble = error.message});
-}
-
-void QWHTTPExchange::finished() {
-    readBytes();
-    if (!reply_)
-        return;
-    if (!hasAnswered(*reply_))
-        return end({.trouble = QStringLiteral("no answer came: %1").arg(reply_->errorString())});
-    // Of a refusal whose body was cut off, Qt reports the status or the end of the connection, by chance.
-    if (!bringsFile() && body_.size() < reply_->header(QNetworkRequest::ContentLengthHeader).toLongLong())
-        return end({.trouble = QStringLiteral("only a part of the answer came")});
-    end({.status = statusOf(*reply_),
-         .body = body_,
-         .contentType = reply_->rawHeader("Content-Type"),
-         .retryAfter = reply_->rawHeader("Retry-After")});
-}
-
 void QWHTTPExchange::end(QWHTTPAnswer answer) {
     watch_.cancel();
-    dropReply();
+    transfer_.reset();
     answer_ = runLoop_.post(
         [completion = std::move(completion_), answer = std::move(answer)] { completion(answer); });
 }

@@ -17,6 +17,8 @@ struct QWHTTPRestClientOptions {
     // the clear and is for servers on this machine.
     QUrl apiHost{QStringLiteral("https://api.dropboxapi.com")};
     QUrl contentHost{QStringLiteral("https://content.dropboxapi.com")};
+    // PEM of the certificates that vouch for the two hosts; empty for those that this machine trusts.
+    QByteArray certificates = {};
     // A request is given up when less than 1 KiB of it or of its answer has moved for so long.
     QWRunLoop::Duration stallLimit = std::chrono::minutes(1);
     // The longest that the service is left alone at its word; it is asked again then.
@@ -41,7 +43,8 @@ struct QWHTTPRestClientOptions {
 //
 // When the service asks to wait (Retry-After), the client waits with what it asked for and sends the request
 // again, up to five times in all; requests that the wait is not about go on. Redirections are not followed;
-// TLS errors are never ignored.
+// TLS errors are never ignored. Each request goes through the proxy that Qt names for it
+// (QNetworkProxyFactory::proxyForQuery).
 //
 // Codes of errors: 401 refused token, or one that a header cannot carry and that was therefore not sent; 404
 // nothing there; 409 conflict and other refusals that the message names; 507 no space; 0 the local file

@@ -2,7 +2,6 @@
 
 #include <QJsonDocument>
 #include <QLoggingCategory>
-#include <QNetworkReply>
 #include <algorithm>
 
 Q_LOGGING_CATEGORY(qwDropboxLog, "qwlibrary.dropbox")
@@ -12,8 +11,7 @@ namespace {
 using namespace std::chrono_literals;
 using qw::http::Pause;
 
-// QNetworkAccessManager opens six connections to a host and queues what is above; what is not sent yet must
-// not count as stalled.
+// As many as the connections to a host: what is not sent yet must not count as stalled.
 constexpr std::size_t requestsAtATime = 6;
 // A request that the service puts off more often is answered with its refusal.
 constexpr int mostRefusals = 4;
@@ -67,9 +65,8 @@ QString qw::http::objectionTo(const QByteArray& token) {
 
 QWHTTPTransport::QWHTTPTransport(const QWHTTPRestClientOptions& options,
                                  std::shared_ptr<QWEnvironment> environment)
-    : options_(options), environment_(std::move(environment)) {
+    : options_(options), environment_(std::move(environment)), wire_(options.certificates) {
     setAccessToken(options.accessToken);
-    network_.setRedirectPolicy(QNetworkRequest::ManualRedirectPolicy);
 }
 
 void QWHTTPTransport::send(QWHTTPLane lane, quint64 turn, Maker maker, Completion completion) {
@@ -120,8 +117,7 @@ void QWHTTPTransport::start(Pending pending) {
         return refuse(0, error.message);
 
     const quint64 number = nextExchange_++;
-    const auto download = request->download;
-    QNetworkReply* const reply = post(pending.lane, *request);
+    const QWHTTPPost post = postOf(pending.lane, *request);
     const auto done = [this, number, host, token = token_,
                        pending = std::move(pending)](QWHTTPAnswer answer) {
         out_.erase(number);
@@ -129,8 +125,10 @@ void QWHTTPTransport::start(Pending pending) {
         answer.token = token;
         answered(pending, answer);
     };
-    out_.emplace(number, std::make_unique<QWHTTPExchange>(*reply, download, environment_->runLoop(),
-                                                          options_.stallLimit, done));
+    auto& exchange = out_[number];
+    exchange = std::make_unique<QWHTTPExchange>(request->download, environment_->runLoop(),
+                                                options_.stallLimit, done);
+    exchange->begin(wire_, post);
 }
 
 void QWHTTPTransport::answered(Pending pending, const QWHTTPAnswer& answer) {
@@ -169,27 +167,24 @@ QUrl QWHTTPTransport::hostOf(QWHTTPLane lane) const {
     return isContent(lane) ? options_.contentHost : options_.apiHost;
 }
 
-QNetworkReply* QWHTTPTransport::post(QWHTTPLane lane, const QWHTTPRequest& request) {
-    QUrl url = hostOf(lane);
-    QString base = url.path();
+QWHTTPPost QWHTTPTransport::postOf(QWHTTPLane lane, const QWHTTPRequest& request) const {
+    QWHTTPPost post{
+        .url = hostOf(lane),
+        // Most bodies are small, and a file must come as it is.
+        .headers = {"Authorization: Bearer " + token_, "User-Agent: QWLibrary", "Accept-Encoding: identity"},
+        .body = request.body};
+    QString base = post.url.path();
     if (base.endsWith(QLatin1Char('/')))
         base.chop(1);
-    url.setPath(base + QStringLiteral("/2/") + request.route);
-    QNetworkRequest head(url);
-    head.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
-    head.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
-    head.setAttribute(QNetworkRequest::AuthenticationReuseAttribute, QNetworkRequest::Manual);
-    head.setRawHeader("Authorization", "Bearer " + token_);
-    head.setRawHeader("User-Agent", "QWLibrary");
-    // Most bodies are small, and a file must come as it is.
-    head.setRawHeader("Accept-Encoding", "identity");
-    if (!isContent(lane)) {
-        head.setRawHeader("Content-Type", "application/json");
-        return network_.post(head, QJsonDocument(request.argument).toJson(QJsonDocument::Compact));
+    post.url.setPath(base + QStringLiteral("/2/") + request.route);
+    if (isContent(lane)) {
+        post.headers += "Content-Type: application/octet-stream";
+        post.headers += "Dropbox-API-Arg: " + qw::http::headerText(request.argument);
+    } else {
+        post.headers += "Content-Type: application/json";
+        post.body = QJsonDocument(request.argument).toJson(QJsonDocument::Compact);
     }
-    head.setRawHeader("Content-Type", "application/octet-stream");
-    head.setRawHeader("Dropbox-API-Arg", qw::http::headerText(request.argument));
-    return network_.post(head, request.body);
+    return post;
 }
 
 void QWHTTPTransport::later(QWRunLoop::Duration delay, std::function<void()> action) {

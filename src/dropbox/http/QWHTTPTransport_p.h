@@ -4,7 +4,6 @@
 #include "dropbox/http/QWHTTPRestClient.h"
 #include "dropbox/http/QWServiceAnswers_p.h"
 
-#include <QNetworkAccessManager>
 #include <array>
 #include <map>
 
@@ -54,7 +53,7 @@ private:
     // Closes the lanes that the pause is about; answers how long it is.
     QWRunLoop::Duration keep(const qw::http::Pause& pause, QWHTTPLane refused, const QWHTTPAnswer& answer);
     QUrl hostOf(QWHTTPLane lane) const;
-    QNetworkReply* post(QWHTTPLane lane, const QWHTTPRequest& request);
+    QWHTTPPost postOf(QWHTTPLane lane, const QWHTTPRequest& request) const;
     void later(QWRunLoop::Duration delay, std::function<void()> action);
 
     const QWHTTPRestClientOptions options_;
@@ -63,7 +62,7 @@ private:
     quint64 nextTurn_ = 0;
     quint64 nextExchange_ = 0;
     std::array<Lane, 4> lanes_; // by QWHTTPLane
-    QNetworkAccessManager network_;
+    QWHTTPWire wire_;
     std::map<quint64, std::unique_ptr<QWHTTPExchange>> out_;
     std::shared_ptr<bool> life_ = std::make_shared<bool>(true);
 };

@@ -42,8 +42,7 @@ public:
         answers_.push_back({bytes, after});
         answerNext();
     }
-    // The answer to every request that the others are not for. (Qt sends a request again, three times, when
-    // the connection ends without a byte of an answer.)
+    // The answer to every request that the others are not for.
     void always(const QByteArray& bytes, After after) { usual_ = Answer{bytes, after}; }
     void send(const QByteArray& status, const QByteArray& body, const QByteArray& headers = {}) {
         sendBytes("HTTP/1.1 " + status + "\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n"

@@ -34,17 +34,3 @@ inline std::unique_ptr<QTcpServer> serverWithTestCertificate() {
     server->setSslConfiguration(configuration);
     return server;
 }
-
-// While this lives, the certificate is one that this machine trusts.
-class TrustInTestCertificate {
-public:
-    TrustInTestCertificate() {
-        QSslConfiguration trusting = usual_;
-        trusting.addCaCertificate(QSslCertificate(testCertificate));
-        QSslConfiguration::setDefaultConfiguration(trusting);
-    }
-    ~TrustInTestCertificate() { QSslConfiguration::setDefaultConfiguration(usual_); }
-
-private:
-    const QSslConfiguration usual_ = QSslConfiguration::defaultConfiguration();
-};

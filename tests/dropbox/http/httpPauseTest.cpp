@@ -118,6 +118,7 @@ TEST_F(HTTPPause, A_busy_host_holds_back_what_goes_to_it) {
     EXPECT_EQ(content.requests().size(), 1u);
     world.runLoop->advance(300s);
     EXPECT_TRUE(wait([&] { return content.requests().size() == 3; }));
+    client.reset(); // before its server goes
 }
 
 TEST_F(HTTPPause, Contention_without_a_time_puts_off_the_request_alone_for_some_seconds) {

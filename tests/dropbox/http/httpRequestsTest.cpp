@@ -1,5 +1,8 @@
 #include "dropbox/http/HTTPClientFixture.h"
 
+#include <QNetworkProxy>
+#include <curl/curl.h>
+
 namespace {
 
 using HTTPRequests = HTTPClientTest;
@@ -141,6 +144,32 @@ TEST_F(HTTPRequests, The_two_halves_of_the_service_may_be_at_different_places) {
     ASSERT_TRUE(wait([&] { return server.requests().size() + content.requests().size() == 2; }));
     EXPECT_EQ(server.request(0).line, "POST /api/2/files/delete_v2 HTTP/1.1");
     EXPECT_EQ(content.request(0).line, "POST /content/2/files/download HTTP/1.1");
+    client.reset(); // before its server goes
+}
+
+TEST_F(HTTPRequests, A_proxy_of_the_host_is_asked_in_place_of_the_service) {
+    auto with = options();
+    with.apiHost = QUrl("http://service.example:81");
+    useClient(with);
+    QNetworkProxy::setApplicationProxy(
+        {QNetworkProxy::HttpProxy, server.url().host(), quint16(server.url().port())});
+    client->deletePath("/a");
+    server.sendJson(R"({"metadata":{}})");
+    EXPECT_EQ(answers(), QStringList("deleted /a"));
+    QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy);
+    EXPECT_EQ(server.request(0).line, "POST http://service.example:81/2/files/delete_v2 HTTP/1.1");
+}
+
+TEST_F(HTTPRequests, A_large_body_is_sent_without_asking_first) {
+    const QByteArray bytes(5'000'000, 'b');
+    client->uploadFile("a", "/", {}, localFile("staged", bytes));
+    ASSERT_TRUE(waitForRequests(1));
+    EXPECT_EQ(server.request(0).body, bytes);
+    EXPECT_FALSE(server.request(0).headers.contains("expect"));
+}
+
+TEST_F(HTTPRequests, Names_are_looked_up_while_the_thread_goes_on) {
+    EXPECT_TRUE(curl_version_info(CURLVERSION_NOW)->features & CURL_VERSION_ASYNCHDNS);
 }
 
 TEST_F(HTTPRequests, No_answer_comes_from_inside_the_call) {

@@ -29,6 +29,7 @@ struct HTTPCloud : Cloud {
     std::unique_ptr<DBRestClient> makeClient(const std::shared_ptr<QWEnvironment>& environment) override {
         QWHTTPRestClientOptions options{.accessToken = token};
         options.apiHost = options.contentHost = url;
+        options.certificates = certificates;
         return std::make_unique<QWHTTPRestClient>(options, environment);
     }
 
@@ -36,5 +37,6 @@ struct HTTPCloud : Cloud {
     std::unique_ptr<StandIn> standIn;
     // Of desktops that start from now on.
     QUrl url;
+    QByteArray certificates;
     QString token = "sl.token-of-this-test";
 };
