@@ -166,6 +166,9 @@ public:
     // For a client that neither sends nor answers the query that it was just asked for: all is as if it had
     // not been asked. `status` is what it was before.
     void takeBackDeltaQuery(quint64 status);
+    // For a client that neither loads nor answers the file that it was just asked for: its entry is finished,
+    // and the file is known from now on, though not received.
+    void passOverFile(const QString& fileName);
     // Adds a file to the batch that is running.
     void addDeltaEntry(const DBDeltaEntryRef& entry) { deltaEntriesToImport_.append({entry}); }
     // Entries received and not yet finished.

@@ -198,6 +198,14 @@ void QWDropboxSyncCoreData::deleteDeltaEntryForDownloadedFileNamed(const QString
         removeDeltaEntry(entry);
 }
 
+void QWDropboxSyncCoreData::passOverFile(const QString& fileName) {
+    const auto entry = deltaEntryForFileNamed(fileName);
+    if (entry && !fileMetadataManager().fileMetadataForFileName(fileName, false))
+        recordFileMetadata(*entry->metadata);
+    deleteDeltaEntryForDownloadedFileNamed(fileName);
+    saveCacheContext();
+}
+
 void QWDropboxSyncCoreData::removeDeltaEntry(const DBDeltaEntryRef& entry) {
     deltaEntriesToImport_.remove(entry);
     entry->removeSpecialAction();

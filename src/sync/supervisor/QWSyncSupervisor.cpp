@@ -156,6 +156,8 @@ void QWSyncSupervisor::deletePath(const QString& path) {
 }
 
 void QWSyncSupervisor::loadFile(const QString& path, const QString& localPath) {
+    if (keeper_->passesOver(qw::text::lastPathComponent(path)))
+        return;
     request(requests_.downloads)
         .loadFile(path, qw::sync::isPreferencesFile(path) ? preferences_->downloadPath() : localPath);
 }

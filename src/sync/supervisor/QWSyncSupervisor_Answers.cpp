@@ -66,6 +66,7 @@ void QWSyncSupervisor::restClientUploadedFile(DBRestClient&, const QString& dest
     uuidAcknowledged_ = qw::sync::uuidNamedByFile(fileName);
     sendsImageAgain_ = false;
     ++counts_.sent;
+    keeper_->noteUpload(fileName);
     finish([&](auto& to) { to.restClientUploadedFile(*this, destinationPath, sourcePath, metadata); });
     const QString uuid = std::exchange(uuidAcknowledged_, QString());
     if (isActive() && !engine_->objectSyncingForFileWithName(fileName)) {
@@ -152,6 +153,8 @@ void QWSyncSupervisor::restClientLoadFileFailedWithError(DBRestClient&, const QW
     const QString destinationPath = error.userInfo.value("destinationPath").toString();
     const RequestFailure failure = requestFailure(error);
     isRestartDue_ |= failure == RequestFailure::FileGone && isActive();
+    if (failure == RequestFailure::FileGone)
+        keeper_->noteGone(qw::text::lastPathComponent(path));
     finish([&](auto& to) {
         if (failure == RequestFailure::Transient)
             repeatLater("restClient:loadFileFailedWithError:", error,

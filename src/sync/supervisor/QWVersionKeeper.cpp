@@ -69,8 +69,8 @@ QString QWVersionKeeper::prepareRecord(const QString& localPath, const DBMetadat
 void QWVersionKeeper::prepareNewRecord(const QString& fileName, bool isCopy) {
     const auto object = isCopy ? Object() : engine_.objectReferencedWithLowerCaseFileName(fileName, true);
     const QString image = object ? object->imageURL().toLocalFile() : QString();
-    if (isCopy || !image.isEmpty())
-        askForImageOfRevivedRecord(fileName);
+    if (isCopy ? !waitingDeletion(fileName) : !image.isEmpty())
+        askForKnownImage(fileName);
     if (!image.isEmpty() && files().exists(image))
         filesTakenOver_.insert(fileName);
 }
@@ -121,6 +121,22 @@ QWVersionKeeper::Order QWVersionKeeper::order(const QVariantMap& received,
     return receivedHash < presentHash ? Order::Behind : Order::AheadInSecond;
 }
 
+// Another desktop merges the copy that this upload became into the record's file, and somebody may delete
+// that before it is seen here: its deletion must not be passed over as that of a file that was never known.
+void QWVersionKeeper::noteUpload(const QString& fileName) {
+    const auto named = qw::sync::objectNamedByFile(fileName);
+    if (named && qw::text::pathExtension(fileName) == QWDBFileNameDataExtension
+        && engine_.fileMetadataManager().isFileNameConflicted(qw::text::lowercase(fileName)))
+        engine_.fileMetadataManager().fileMetadataForFileName(
+            engine_.fileNameWithUUID(named->uuid, named->entityName, false), true);
+}
+
+QWRef<ObjectWaitingSync> QWVersionKeeper::waitingDeletion(const QString& fileName) {
+    const auto row = QWFindObjectWaitingSync(*engine_.dropboxCacheManagedObjectContext(),
+                                             qw::sync::uuidNamedByFile(fileName));
+    return row && row->action() == QWDropboxSyncActionDelete ? row : QWRef<ObjectWaitingSync>();
+}
+
 QWVersionKeeper::Object QWVersionKeeper::hostsObject(const QString& fileName) {
     return engine_.objectReferencedByFile(fileName, *engine_.mainManagedObjectContext(), false);
 }
@@ -131,6 +147,7 @@ QWVersionKeeper::Object QWVersionKeeper::hostsObject(const QString& fileName) {
 // dates are equal and the images are not, the one that has not changed here since it was sent or received makes
 // way; else the greater content hash decides, on every desktop alike.
 QString QWVersionKeeper::prepareImage(const DBMetadata& metadata) {
+    imagesAskedFor_.erase(qw::text::lowercase(metadata.filename()));
     const auto present = presentVersion(metadata.filename());
     const QString path = present ? present->imageURL().toLocalFile() : QString();
     if (present && path.isEmpty())
@@ -158,6 +175,28 @@ QString QWVersionKeeper::prepareImage(const DBMetadata& metadata) {
     return QStringLiteral("the image here is newer");
 }
 
+// The image of a record that is not here may be all that a deletion has left, or come before its record. The
+// engine would make an empty record of it, and only on the desktops that have not sent it.
+bool QWVersionKeeper::passesOver(const QString& fileName) {
+    const auto named = qw::sync::objectNamedByFile(fileName);
+    if (!named || qw::text::pathExtension(fileName) != QWDBFileNameImageExtension
+        || isConflictedImage(fileName)
+        || !engine_.mainManagedObjectContext()->model().entity(named->entityName) || presentVersion(fileName))
+        return false;
+    if (const auto row = waitingDeletion(fileName))
+        row->setObjectCouldHaveAnImage(true);
+    engine_.passOverFile(fileName);
+    return true;
+}
+
+// It is not asked for again. An image that the cloud has announced, its next listing settles.
+void QWVersionKeeper::noteGone(const QString& fileName) {
+    if (imagesAskedFor_.erase(qw::text::lowercase(fileName)) == 0)
+        return;
+    engine_.fileMetadataManager().deleteDropboxFileMetadataWithName(fileName);
+    engine_.saveCacheContext();
+}
+
 void QWVersionKeeper::restoreImageDates() {
     for (const auto& image : std::exchange(datesToRestore_, {}))
         files().setModificationDate(image.path, image.date);
@@ -167,6 +206,8 @@ void QWVersionKeeper::restoreImageDates() {
 // same page, the copy is imported like any image, but for one of this desktop's own image.
 QList<DBDeltaEntryRef> QWVersionKeeper::preparePage(const QList<DBDeltaEntryRef>& page,
                                                     QStringList& ownCopies) {
+    for (const QString& name : std::exchange(imagesToAskForAgain_, {}))
+        askForKnownImage(name);
     std::set<QString> uuidsOfRecords;
     for (const auto& entry : page)
         if (entry->metadata && qw::text::pathExtension(entry->lowercasePath) == QWDBFileNameDataExtension)
@@ -274,9 +315,10 @@ bool QWVersionKeeper::finishUpload(const QString& fileName, const QByteArray& se
     return true;
 }
 
-// The record was deleted here, with its image, and another desktop has sent it since: the image still stands in
-// the cloud as it did, and is not announced again.
-void QWVersionKeeper::askForImageOfRevivedRecord(const QString& fileName) {
+// The image was passed over; or the record was deleted here, with its image, and another desktop has sent it
+// since. The image still stands in the cloud as it did, and is not announced again. It stays known, so that it
+// can be asked for once more if it does not arrive; the loop takes an entry of any revision but the known one.
+void QWVersionKeeper::askForKnownImage(const QString& fileName) {
     const auto named = qw::sync::objectNamedByFile(fileName);
     const QString name = engine_.fileNameWithUUID(named->uuid, named->entityName, true);
     const auto known = engine_.fileMetadataManager().fileMetadataForFileName(name, false);
@@ -284,11 +326,11 @@ void QWVersionKeeper::askForImageOfRevivedRecord(const QString& fileName) {
         return;
     DBMetadata image;
     image.path = qw::sync::remotePath(known->fileName());
-    image.rev = known->rev();
+    image.rev = QStringLiteral("any but ") + known->rev();
     image.hash = known->remoteHash();
     image.lastModifiedDate = known->lastModifiedDate();
-    engine_.fileMetadataManager().deleteDropboxFileMetadataWithName(name);
     engine_.addDeltaEntry(DBMakeDeltaEntry(qw::text::lowercase(image.path), image));
+    imagesAskedFor_.insert(qw::text::lowercase(name));
 }
 
 bool QWVersionKeeper::isImagePending(const QWManagedObjectWithSyncSupport& object) {
@@ -300,8 +342,10 @@ QString QWVersionKeeper::imageName(const QWManagedObjectWithSyncSupport& object)
     return engine_.fileNameWithUUID(object.uuid(), object.entity().name(), true);
 }
 
-// Kept images are known by then, and do not come again.
+// Kept images are known by then, and do not come again. Nor do records that have arrived.
 void QWVersionKeeper::giveBatchUp() {
     restoreImageDates();
     imagesDeleted_.clear();
+    imagesToAskForAgain_.merge(imagesAskedFor_);
+    imagesAskedFor_.clear();
 }

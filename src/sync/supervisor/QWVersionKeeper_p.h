@@ -17,6 +17,12 @@ public:
     // After the engine has imported it. Answers the path of a conflicted copy that is to be deleted in the cloud,
     // null for any other file.
     QString finishImport(const DBMetadata& metadata);
+    // Whether the file that the engine asks for is not to be loaded: the engine is done with it then.
+    bool passesOver(const QString& fileName);
+    // A file that was asked for has gone.
+    void noteGone(const QString& fileName);
+    // Before the engine is told that a file was sent, by the name that the cloud has given it.
+    void noteUpload(const QString& fileName);
     // Before the engine has a page: what it shall have of it.
     // `ownCopies` gets the names of images of this desktop that the cloud has made conflicted copies of.
     QList<DBDeltaEntryRef> preparePage(const QList<DBDeltaEntryRef>& page, QStringList& ownCopies);
@@ -51,7 +57,8 @@ private:
     Order order(const QVariantMap& received, QWManagedObjectWithSyncSupport& present);
     Object hostsObject(const QString& fileName);
     void restoreImageDates();
-    void askForImageOfRevivedRecord(const QString& fileName);
+    void askForKnownImage(const QString& fileName);
+    QWRef<ObjectWaitingSync> waitingDeletion(const QString& fileName);
     bool isImagePending(const QWManagedObjectWithSyncSupport& object);
     QString imageName(const QWManagedObjectWithSyncSupport& object);
     QWFileManager& files() const { return engine_.mainManagedObjectContext()->environment().files(); }
@@ -60,5 +67,8 @@ private:
     std::vector<KeptImage> datesToRestore_; // of images that the running import gives the cloud's date
     std::set<QString> imagesKept_;          // file names of images that are newer than the cloud's
     std::set<QString> filesTakenOver_;      // received; an image of their object here may be newer still
-    std::set<QString> imagesDeleted_;       // in the cloud; file names in lower case
+    // File names in lower case.
+    std::set<QString> imagesDeleted_;  // in the cloud
+    std::set<QString> imagesAskedFor_; // by the running batch, which was not told of them
+    std::set<QString> imagesToAskForAgain_;
 };

@@ -300,6 +300,33 @@ TEST_F(Versions, A_greater_copy_of_the_same_second_is_taken_and_sent_as_the_reco
     EXPECT_EQ(cloud.fileNames(), QStringList{"Book!!!X.data"});
 }
 
+// The record is sent first where another machine's file of it stands; the copy is merged into that, which is
+// deleted.
+namespace {
+
+QString recordWhoseMergedFileIsDeleted(OneVersion& test) {
+    const auto book = test.desktop.add("Book", {{"title", "Own"}});
+    const QString file = OneDesktop::fileName(*book, "data");
+    test.cloud.putRecord(file, OneDesktop::book("Other"));
+    test.desktop.save();
+    test.pass(5);
+    for (const QString& name : test.cloud.fileNames().filter(book->uuid()))
+        test.cloud.remove(name);
+    test.receive();
+    return book->uuid();
+}
+
+} // namespace
+
+TEST_F(VersionsAlone, A_record_that_reached_the_cloud_as_a_copy_alone_outlives_its_deletion_here) {
+    EXPECT_TRUE(desktop.find(recordWhoseMergedFileIsDeleted(*this)));
+}
+
+TEST_F(Versions, A_record_that_reached_the_cloud_as_a_copy_alone_is_deleted_with_its_file) {
+    EXPECT_FALSE(desktop.find(recordWhoseMergedFileIsDeleted(*this)));
+    EXPECT_TRUE(desktop.isIdle());
+}
+
 // A later edit that became a copy ---------------------------------------------------------------------------
 
 namespace {

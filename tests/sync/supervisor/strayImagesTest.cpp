@@ -1,0 +1,147 @@
+#include "supervisor/OneDesktop.h"
+
+// Images whose records are not here: not yet, or not any longer.
+
+namespace {
+
+using namespace std::chrono_literals;
+
+struct StrayImageAlone : OneDesktop {
+    StrayImageAlone() : OneDesktop(Desktop::Alone) { begin(); }
+};
+struct StrayImage : OneDesktop {
+    StrayImage() : OneDesktop(Desktop::Supervised) { begin(); }
+
+    // An image comes, and nothing else yet.
+    void receiveImage() {
+        cloud.put(imageName, "cover");
+        receive();
+    }
+    void receive() {
+        supervisor().syncNow();
+        pass(10);
+    }
+    // The record comes, and its image is on its way.
+    void receiveRecordOnly() {
+        cloud.putRecord(recordName, book("T"));
+        ofImage(desktop.client->on(QWRestRequest::LoadFile)).delaysAnswer(20s);
+        receive();
+    }
+    QByteArray imageHere() {
+        const auto book = desktop.find("X");
+        return book ? desktop.image(*book) : "no record";
+    }
+    static QWRestFault& ofImage(QWRestFault& fault) {
+        return fault.where([](const QWRestRequest& request) { return request.path.endsWith(".image"); });
+    }
+
+    const QString recordName = "Book!!!X.data", imageName = "Book!!!X.image";
+};
+struct StrayImages : TwoDesktops {
+    StrayImages() : TwoDesktops(Desktop::Supervised) {}
+
+    QString commonBook() {
+        const QString uuid = a.add("Book", {{"title", "T"}})->uuid();
+        sync();
+        return uuid;
+    }
+};
+
+} // namespace
+
+// Not yet ---------------------------------------------------------------------------------------------------
+
+TEST_F(StrayImageAlone, An_image_without_its_record_makes_an_empty_one) {
+    cloud.put("Book!!!X.image", "cover");
+    desktop.askForChanges();
+    pass(10);
+    EXPECT_TRUE(desktop.find("X"));
+}
+
+TEST_F(StrayImage, An_image_makes_no_record_and_is_fetched_when_its_record_comes) {
+    receiveImage();
+    EXPECT_FALSE(desktop.find("X"));
+    EXPECT_EQ(count(QWRestRequest::LoadFile), 0);
+    cloud.putRecord(recordName, book("T"));
+    receive();
+    EXPECT_EQ(imageHere(), "cover");
+    EXPECT_EQ(count(QWRestRequest::LoadFile), 2);
+    EXPECT_EQ(count(QWRestRequest::Upload), 0);
+}
+
+TEST_F(StrayImage, An_image_that_waited_for_its_record_is_asked_for_again_after_a_crash) {
+    receiveImage();
+    receiveRecordOnly();
+    desktop.crash();
+    desktop.start();
+    desktop.activate();
+    pass(10);
+    EXPECT_EQ(imageHere(), "cover");
+}
+
+TEST_F(StrayImage, An_image_that_waited_for_its_record_is_asked_for_again_when_the_batch_was_given_up) {
+    receiveImage();
+    receiveRecordOnly();
+    engine().deactivateSync();
+    desktop.activate();
+    pass(60);
+    EXPECT_EQ(imageHere(), "cover");
+}
+
+TEST_F(StrayImage, An_image_that_has_gone_before_its_record_came_is_asked_for_once) {
+    receiveImage();
+    cloud.remove(imageName);
+    cloud.putRecord(recordName, book("T"));
+    receive();
+    pass(300);
+    EXPECT_EQ(imageHere(), "");
+    EXPECT_TRUE(desktop.isIdle());
+    EXPECT_EQ(count(QWRestRequest::LoadFile), 2);
+}
+
+// Not any longer --------------------------------------------------------------------------------------------
+
+TEST_F(StrayImages, An_image_that_is_sent_after_its_record_was_deleted_makes_no_record_again) {
+    const QString uuid = commonBook();
+    StrayImage::ofImage(b.client->on(QWRestRequest::Upload)).first(1).answersWith(500);
+    b.setImage(*b.find(uuid), "cover");
+    b.save();
+    b.advance(1s);
+    a.context->deleteObject(*a.find(uuid));
+    a.save();
+    b.advance(30s);
+    ASSERT_EQ(cloud.fileNames(), QStringList{"Book!!!" + uuid + ".image"});
+    sync();
+    EXPECT_TRUE(areInStep());
+    EXPECT_FALSE(a.find(uuid));
+}
+
+TEST_F(StrayImages, A_record_that_comes_back_after_its_new_image_brings_that) {
+    const QString uuid = commonBook();
+    a.engine->deactivateSync();
+    a.context->deleteObject(*a.find(uuid));
+    a.save();
+    b.setImage(*b.find(uuid), "cover");
+    b.sync();
+    a.client->on(QWRestRequest::LoadFile)
+        .where([](const QWRestRequest& request) { return request.path.endsWith(".data"); })
+        .first(1)
+        .delaysAnswer(5s);
+    sync();
+    ASSERT_TRUE(a.find(uuid));
+    EXPECT_EQ(a.image(*a.find(uuid)), "cover");
+    EXPECT_TRUE(areInStep());
+}
+
+TEST_F(StrayImages, An_image_that_comes_while_the_deletion_of_its_record_waits_is_deleted_with_it) {
+    const QString uuid = commonBook();
+    a.engine->deactivateSync();
+    const auto book = a.find(uuid);
+    a.context->deleteObject(*book);
+    a.save();
+    a.row(*book)->setObjectCouldHaveAnImage(false);
+    cloud.put("Book!!!" + uuid + ".image", "cover");
+    sync();
+    EXPECT_FALSE(a.find(uuid));
+    EXPECT_EQ(cloud.fileNames(), QStringList());
+}
