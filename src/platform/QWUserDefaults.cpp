@@ -17,6 +17,16 @@ QJsonValue valueFromText(const QString& text) {
     return array.size() == 1 ? array.first() : QJsonValue(QJsonValue::Undefined);
 }
 
+// QSettings takes both slashes for separators of groups, removes a group with the key of its name, and everything
+// with an empty one. No key but the empty one becomes a lone percent sign.
+QString nameInSettings(const QString& key) {
+    QString name = key;
+    name.replace(QLatin1Char('%'), QLatin1String("%25"));
+    name.replace(QLatin1Char('/'), QLatin1String("%2F"));
+    name.replace(QLatin1Char('\\'), QLatin1String("%5C"));
+    return name.isEmpty() ? QStringLiteral("%") : name;
+}
+
 } // namespace
 
 QWUserDefaults::~QWUserDefaults() = default;
@@ -67,15 +77,15 @@ QWSettingsUserDefaults::QWSettingsUserDefaults() = default;
 QWSettingsUserDefaults::QWSettingsUserDefaults(const QString& path) : settings_(path, QSettings::IniFormat) {}
 
 QJsonValue QWSettingsUserDefaults::object(const QString& key) const {
-    return valueFromText(settings_.value(key).toString());
+    return valueFromText(settings_.value(nameInSettings(key)).toString());
 }
 
 void QWSettingsUserDefaults::storeObject(const QString& key, const QJsonValue& value) {
-    settings_.setValue(key, textFromValue(value));
+    settings_.setValue(nameInSettings(key), textFromValue(value));
 }
 
 void QWSettingsUserDefaults::removeObject(const QString& key) {
-    settings_.remove(key);
+    settings_.remove(nameInSettings(key));
 }
 
 void QWSettingsUserDefaults::synchronize() {

@@ -31,8 +31,8 @@ public:
     virtual void synchronize() = 0;
 
     // Calls `callback` with each value that is set for `key`, an equal one too, and at each removal, before
-    // the call that does it returns. A key is compared whole: one with a full stop in it is a key like any
-    // other.
+    // the call that does it returns. A key is compared whole: one with a full stop or a slash in it is a key
+    // like any other, and so is the empty one.
     QWObservation observe(const QString& key, Callback callback);
 
     // YES of a boolean, a number other than 0, and the texts "YES", "true" and "1"; else NO, as for no value.
@@ -61,7 +61,8 @@ private:
     QHash<QString, QJsonValue> values_;
 };
 
-// Settings in a QSettings store, each value kept as JSON text, because an INI file forgets types.
+// Settings in a QSettings store, each value kept as JSON text, because an INI file forgets types. In its keys
+// the characters %, / and \\ are percent-encoded, and the empty one is "%": keys of this store make no groups.
 class QWSettingsUserDefaults final : public QWUserDefaults {
 public:
     // The application's own settings (QSettings' defaults).

@@ -127,6 +127,24 @@ TEST_F(UserDefaultsFile, A_key_with_a_full_stop_is_one_key) {
     EXPECT_TRUE(defaults.object("a").isUndefined());
 }
 
+TEST_F(UserDefaultsFile, Keys_are_kept_apart_whatever_is_in_them) {
+    const QStringList keys = {"",      "a", "a/b", "a\\b",      "/a", "a/",
+                              "a%2Fb", "%", "%25", "General/a", "A",  "日 本=;"};
+    {
+        QWSettingsUserDefaults defaults(path);
+        for (const QString& key : keys)
+            defaults.setObject(key, key);
+    }
+    for (const QString& key : keys) {
+        QWSettingsUserDefaults defaults(path);
+        EXPECT_EQ(defaults.object(key), key) << qPrintable(key);
+        defaults.remove(key);
+        for (const QString& other : keys)
+            EXPECT_EQ(!defaults.object(other).isUndefined(), other != key) << qPrintable(key + " " + other);
+        defaults.setObject(key, key);
+    }
+}
+
 TEST_F(UserDefaultsFile, A_value_that_someone_else_wrote_without_a_type_is_no_value) {
     QSettings(path, QSettings::IniFormat).setValue("key", "hello");
     EXPECT_TRUE(QWSettingsUserDefaults(path).object("key").isUndefined());
