@@ -256,7 +256,7 @@ Q_SIGNALS:
     void statusChanged(quint64 status);
     void numberOfItemsToProcessChanged(qint64 number);
     // A listing from scratch is complete, and these files that are known here are not in it, those of objects
-    // that wait to be sent included.
+    // that wait to be sent and that of the preferences included.
     void listingLacks(const QStringList& fileNames);
 
 private:

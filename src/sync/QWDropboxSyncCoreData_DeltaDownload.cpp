@@ -103,11 +103,10 @@ void QWDropboxSyncCoreData::addDeletionsOfResetListing() {
     for (const auto& file :
          QWFetchCacheRecords<FileMetadata>(context, QWFetchRequest(QWDBEntityNameFileMetadata))) {
         const QString name = file->fileName();
-        const bool isPreferences = qw::sync::isPreferencesFile(QLatin1Char('/') + name);
         const bool standsForImage = file->rev().isEmpty() && resetListing_.holds(imageNameOf(name));
-        if (!isPreferences && !standsForImage && !waiting.contains(uuidOf(name)))
+        if (!standsForImage && !waiting.contains(uuidOf(name)))
             known.append(name);
-        if (!isPreferences && resetListing_.lacks(name))
+        if (resetListing_.lacks(name))
             lacking.append(name);
     }
     Q_EMIT listingLacks(lacking);

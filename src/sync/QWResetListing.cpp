@@ -38,7 +38,7 @@ bool QWResetListing::pageArrived(const QList<DBDeltaEntryRef>& entries, bool res
             continue;
         const bool isFile = isFileOfSyncFolder(entry->lowercasePath);
         listing_->holdsSyncFolder |= isFile || qw::sync::isSyncFolder(entry->lowercasePath);
-        if (isFile)
+        if (isFile || qw::sync::isPreferencesFile(entry->lowercasePath))
             listing_->fileNames.insert(qw::text::foldCase(entry->metadata->filename()));
     }
     return !hasMore && unansweredQueries_ == 0;
@@ -53,14 +53,20 @@ bool QWResetListing::lacks(const QString& fileName) const {
 }
 
 QList<DBDeltaEntryRef> QWResetListing::deletions(const QStringList& knownFileNames) const {
-    QList<DBDeltaEntryRef> deletions;
+    QSet<QString> paths;
     for (const QString& fileName : knownFileNames) {
         if (!lacks(fileName))
             continue;
-        if (!listing_->holdsSyncFolder)
-            return {DBMakeDeltaEntry(qw::text::lowercase(QWDBFileCacheDirectoryInDropboxFolder))};
-        deletions.append(DBMakeDeltaEntry(qw::text::lowercase(qw::sync::remotePath(fileName))));
+        if (qw::sync::isPreferencesFile(QLatin1Char('/') + fileName))
+            paths.insert(QWDBFileSyncedPreferencesInDropboxFolder);
+        else if (listing_->holdsSyncFolder)
+            paths.insert(qw::sync::remotePath(fileName));
+        else
+            paths.insert(QWDBFileCacheDirectoryInDropboxFolder);
     }
+    QList<DBDeltaEntryRef> deletions;
+    for (const QString& path : paths)
+        deletions.append(DBMakeDeltaEntry(qw::text::lowercase(path)));
     return deletions;
 }
 

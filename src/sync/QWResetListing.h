@@ -22,13 +22,13 @@ public:
     // True when this page completes a listing.
     bool pageArrived(const QList<DBDeltaEntryRef>& entries, bool reset, bool hasMore);
 
-    // Whether the listing holds a file of the sync folder.
+    // Whether the listing holds a file: one of the sync folder, or that of the preferences.
     bool holds(const QString& fileName) const;
     // Whether the complete listing lacks a known file, which was not written since it was asked for.
     bool lacks(const QString& fileName) const;
-    // The deletions that the complete listing tells of: one for each of the known
-    // files of the sync folder that it lacks and that were not written since it was
-    // asked for; that of the folder alone when it lacks the folder.
+    // The deletions that the complete listing tells of, in no order: one for each known file that it lacks and
+    // that was not written since it was asked for; when it lacks the sync folder, that of the folder in place
+    // of its files.
     QList<DBDeltaEntryRef> deletions(const QStringList& knownFileNames) const;
     // The listing is of no more use.
     void end();

@@ -64,6 +64,25 @@ TEST(ResetListing,
     EXPECT_EQ(paths(listing.deletions({})), QStringList());
 }
 
+TEST(ResetListing, The_file_of_the_preferences_is_missed_apart_from_the_folder) {
+    const QStringList known = {"A.data", "PreferencesSync.data"};
+    for (const bool holdsFolder : {false, true}) {
+        QWResetListing listing;
+        listing.queryBegan();
+        EXPECT_TRUE(listing.pageArrived(holdsFolder ? QList{syncFolder, entry("/SyncCache.dbSync/a.data")}
+                                                    : QList<DBDeltaEntryRef>{},
+                                        true, false));
+        auto deleted = paths(listing.deletions(known));
+        deleted.sort();
+        EXPECT_EQ(deleted, holdsFolder ? QStringList{"/preferencessync.data"}
+                                       : QStringList({"/preferencessync.data", "/synccache.dbsync"}));
+    }
+    QWResetListing listing;
+    listing.queryBegan();
+    EXPECT_TRUE(listing.pageArrived({entry("/PREFERENCESSYNC.data")}, true, false));
+    EXPECT_EQ(paths(listing.deletions({"PreferencesSync.data"})), QStringList());
+}
+
 TEST(ResetListing, A_listing_that_a_failure_interrupts_goes_on_with_the_next_query) {
     QWResetListing listing;
     listing.queryBegan();
@@ -194,4 +213,24 @@ TEST_F(LostCursor, A_missing_folder_of_which_nothing_was_known_is_nothing) {
     fresh.sync();
     EXPECT_EQ(empty.fileNames().size(), 1);
     EXPECT_EQ(fresh.client->requests(QWRestRequest::Upload).size(), 1u);
+}
+
+TEST_F(LostCursor, A_deletion_of_the_preferences_that_it_hid_makes_the_engine_send_them_again) {
+    const QString path = "/PreferencesSync.data";
+    b.engine->syncPreferenceWithKey("theme");
+    b.advance(std::chrono::seconds(6));
+    const auto uploads = [&] { return b.client->requests(QWRestRequest::Upload).size(); };
+    b.sync();
+    const auto before = uploads();
+    cloud.folder->forgetCursors();
+    b.sync();
+    b.advance(std::chrono::seconds(6));
+    EXPECT_EQ(uploads(), before) << "it stands in the listing";
+
+    ASSERT_TRUE(cloud.folder->remove(path));
+    cloud.folder->forgetCursors();
+    b.sync();
+    b.advance(std::chrono::seconds(6));
+    EXPECT_EQ(uploads(), before + 1);
+    EXPECT_TRUE(cloud.folder->read(path));
 }

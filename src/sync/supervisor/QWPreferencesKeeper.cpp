@@ -142,6 +142,11 @@ void QWPreferencesKeeper::fileIsMissing() {
     engine_.saveCacheContext();
 }
 
+void QWPreferencesKeeper::noteMissing(const QStringList& fileNames) {
+    if (fileNames.contains(fileName(), Qt::CaseInsensitive))
+        fileIsMissing();
+}
+
 void QWPreferencesKeeper::copyIsDeleted(const QString& path) {
     auto& manager = engine_.fileMetadataManager();
     if (!isConflictedCopy(path, manager))

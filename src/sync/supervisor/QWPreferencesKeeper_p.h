@@ -37,6 +37,8 @@ public:
     // the paths of conflicted copies of this desktop's file, which belong to nobody.
     bool prepareEntry(const DBDeltaEntry& entry, QStringList& ownCopies);
     void fileIsMissing();
+    // Of the files that a listing from scratch lacks.
+    void noteMissing(const QStringList& fileNames);
     void copyIsDeleted(const QString& path);
 
 private:

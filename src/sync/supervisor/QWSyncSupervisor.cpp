@@ -43,8 +43,10 @@ QWSyncSupervisor::QWSyncSupervisor(QWDropboxSyncCoreData& engine, std::shared_pt
       statusBefore_(engine.status()), folderLookupPause_(retryPause) {
     client_->setDelegate(this, this);
     connect(engine_, &QWDropboxSyncCoreData::statusChanged, this, &QWSyncSupervisor::statusChanged);
-    connect(engine_, &QWDropboxSyncCoreData::listingLacks, this,
-            [this](const QStringList& fileNames) { keeper_->noteMissing(fileNames); });
+    connect(engine_, &QWDropboxSyncCoreData::listingLacks, this, [this](const QStringList& fileNames) {
+        keeper_->noteMissing(fileNames);
+        preferences_->noteMissing(fileNames);
+    });
     connect(engine_, &QObject::destroyed, this, [this] { client_->setDelegate(nullptr, nullptr); });
     queueObservation_ = engine.dropboxCacheManagedObjectContext()->observeObjectsDidChange(
         [this](const QWObjectsDidChangeNotice& notice) {

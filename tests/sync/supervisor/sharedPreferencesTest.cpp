@@ -484,3 +484,12 @@ TEST_F(TwoDesktopsSharing, Put_a_deleted_file_back) {
     EXPECT_EQ(file(), R"({"theme":"dark","unit":null})");
     EXPECT_EQ(preferences(b), preferences(a));
 }
+
+TEST_F(TwoDesktopsSharing, Put_a_file_back_whose_deletion_a_lost_cursor_hid) {
+    set(a, "theme", "dark");
+    sync();
+    ASSERT_TRUE(cloud.folder->remove("/PreferencesSync.data"));
+    cloud.folder->forgetCursors();
+    sync();
+    EXPECT_EQ(file(), R"({"theme":"dark","unit":null})");
+}
