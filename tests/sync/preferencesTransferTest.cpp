@@ -90,6 +90,19 @@ TEST_F(PreferencesTransfer, A_change_made_before_the_first_activation_is_sent_by
     EXPECT_EQ(client->log(), QStringList{upload});
 }
 
+TEST_F(PreferencesTransfer,
+       A_timer_that_fires_after_a_deactivation_sends_and_so_does_a_change_made_after_it) {
+    activateSharing({{"theme", "dark"}});
+    defaults().setObject("theme", "light");
+    engine().deactivateSync();
+    pass(5.1);
+    EXPECT_EQ(client->log(), QStringList{upload});
+    sent("rev2");
+    defaults().setObject("theme", "blue");
+    pass(5.1);
+    EXPECT_EQ(client->log(), QStringList({upload, upload}));
+}
+
 TEST_F(PreferencesTransfer, A_refused_upload_stops_the_engine_and_logs_nothing) {
     activateSharing({{"theme", "dark"}});
     defaults().setObject("theme", "light");
@@ -249,6 +262,31 @@ TEST_F(PreferencesTransfer, A_changed_file_is_loaded_over_the_local_copy_and_its
     EXPECT_EQ(engine().status(), QWDropboxSyncStatusIdle);
 }
 
+TEST_F(PreferencesTransfer, Null_of_a_key_that_is_not_shared_here_removes_it_too) {
+    activateSharing({{"theme", "dark"}});
+    defaults().setObject("unit", "km");
+    receive({changedThere()});
+    arrived(R"({"unit":null})");
+    EXPECT_TRUE(defaults().object("unit").isUndefined());
+    EXPECT_EQ(shared(), QJsonObject({{"theme", "dark"}, {"unit", QJsonValue()}}));
+    EXPECT_FALSE(waits());
+}
+
+TEST_F(PreferencesTransfer, A_received_value_that_is_known_is_not_set_again) {
+    activateSharing({{"theme", "dark"}});
+    bool isSet = false;
+    const auto observation = defaults().observe("theme", [&](const QJsonValue&) { isSet = true; });
+    receive({changedThere()});
+    arrived(R"({"theme":"dark"})");
+    EXPECT_FALSE(isSet);
+}
+
+TEST_F(PreferencesTransfer, The_engines_own_upload_comes_back_as_a_download) {
+    activateSharing({{"theme", "dark"}});
+    receive({changedThere("rev1")});
+    EXPECT_EQ(client->log(), QStringList{load});
+}
+
 TEST_F(PreferencesTransfer, A_received_value_is_not_sent_back) {
     activateSharing({{"theme", "dark"}, {"unit", "km"}});
     receive({changedThere()});
@@ -263,6 +301,7 @@ TEST_F(PreferencesTransfer, A_key_that_only_others_share_is_observed_from_the_ne
     activateSharing({{"theme", "dark"}});
     receive({changedThere()});
     arrived(R"({"theme":"dark","homeCountry":"IT"})");
+    engine().syncPreferenceWithKey("homeCountry");
     defaults().setObject("homeCountry", "FR");
     EXPECT_FALSE(waits());
     endApplication();
