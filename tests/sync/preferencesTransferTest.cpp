@@ -25,7 +25,9 @@ struct PreferencesTransfer : PreferencesTest {
 
 TEST_F(PreferencesTransfer, A_change_is_sent_after_five_seconds_with_the_known_revision) {
     activateIdle();
+    const std::size_t timers = probe().scheduledTimers();
     engine().syncPreferenceWithKey("theme");
+    EXPECT_EQ(probe().scheduledTimers(), timers) << "its timer is none of those";
     pass(4.9);
     EXPECT_EQ(client->log(), QStringList());
     pass(0.2);
@@ -270,6 +272,14 @@ TEST_F(PreferencesTransfer, Null_of_a_key_that_is_not_shared_here_removes_it_too
     EXPECT_TRUE(defaults().object("unit").isUndefined());
     EXPECT_EQ(shared(), QJsonObject({{"theme", "dark"}, {"unit", QJsonValue()}}));
     EXPECT_FALSE(waits());
+}
+
+TEST_F(PreferencesTransfer, A_received_value_of_another_type_is_another_value) {
+    activateSharing({{"steps", 1}});
+    receive({changedThere()});
+    arrived(R"({"steps":true})");
+    EXPECT_EQ(defaults().object("steps"), QJsonValue(true));
+    EXPECT_EQ(shared()["steps"], QJsonValue(true));
 }
 
 TEST_F(PreferencesTransfer, A_received_value_that_is_known_is_not_set_again) {
