@@ -3,10 +3,12 @@
 #include "core/QWManagedObjectWithSyncSupport.h"
 #include "dropbox/folder/QWFolderRestClient.h"
 #include "sync/supervisor/QWSyncSupervisor.h"
+#include "testing/QWVirtualWorld.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QTemporaryDir>
+#include <QTimer>
 #include <gtest/gtest.h>
 
 namespace {
@@ -29,8 +31,11 @@ struct GuideDesktop {
     std::shared_ptr<QWSyncSupervisor> supervisor;
 };
 
-std::shared_ptr<QWEnvironment> environmentIn(const QString& folder) {
+// Settings are in a file; time is virtual, and passes as long as the application's event loop runs.
+std::shared_ptr<QWEnvironment> environmentIn(const QString& folder, const QWVirtualWorld& world) {
     QWEnvironment::Parts parts;
+    parts.runLoop = world.runLoop;
+    parts.clock = world.clock;
     parts.userDefaults = std::make_shared<QWSettingsUserDefaults>(folder + "/preferences.ini");
     const auto environment = std::make_shared<QWEnvironment>(parts);
     return environment;
@@ -46,10 +51,14 @@ void applyTheme(const QString& theme) {
 TEST(PreferencesGuide, What_one_desktop_sets_another_one_shows) {
     QTemporaryDir folder;
     auto& application = *QCoreApplication::instance();
+    const QWVirtualWorld world;
+    QTimer time;
+    time.callOnTimeout([&] { world.runLoop->advance(std::chrono::milliseconds(10)); });
+    time.start(0);
     for (const char* name : {"a", "b"}) {
         const QString own = folder.filePath(name);
         ASSERT_TRUE(QDir().mkpath(own));
-        const auto environment = environmentIn(own);
+        const auto environment = environmentIn(own, world);
         GuideDesktop desktop(environment, own, "folder:" + folder.filePath("cloud"));
         ASSERT_TRUE(desktop.isOpen);
         auto& engine = desktop.engine;
