@@ -34,9 +34,9 @@ struct GuideDesktop {
 // Settings are in a file; time is virtual, and passes as long as the application's event loop runs.
 std::shared_ptr<QWEnvironment> environmentIn(const QString& folder, const QWVirtualWorld& world) {
     QWEnvironment::Parts parts;
+    parts.userDefaults = std::make_shared<QWSettingsUserDefaults>(folder + "/preferences.ini");
     parts.runLoop = world.runLoop;
     parts.clock = world.clock;
-    parts.userDefaults = std::make_shared<QWSettingsUserDefaults>(folder + "/preferences.ini");
     const auto environment = std::make_shared<QWEnvironment>(parts);
     return environment;
 }
