@@ -83,8 +83,10 @@ TEST_F(StrayImage, An_image_that_waited_for_its_record_is_asked_for_again_when_t
     receiveImage();
     receiveRecordOnly();
     engine().deactivateSync();
+    pass(30);
+    desktop.client->removeFaults();
     desktop.activate();
-    pass(60);
+    pass(10);
     EXPECT_EQ(imageHere(), "cover");
 }
 
