@@ -58,6 +58,11 @@ QString QWVersionKeeper::prepareRecord(const QString& localPath, const DBMetadat
         filesTakenOver_.insert(metadata.filename());
         return {};
     }
+    if (!isCopy && isDeletedUnsaved(*present)) {
+        engine_.insertInSyncQueueManagedObject(*present, QWDropboxSyncActionDelete);
+        engine_.saveCacheContext();
+        return QStringLiteral("the record here was deleted");
+    }
     if (isOwnCopy || (!isCopy && place == Order::Behind))
         queue(*present);
     return place == Order::Same ? QStringLiteral("the record here is the same")
@@ -73,6 +78,13 @@ void QWVersionKeeper::prepareNewRecord(const QString& fileName, bool isCopy) {
         askForKnownImage(fileName);
     if (!image.isEmpty() && files().exists(image))
         filesTakenOver_.insert(fileName);
+}
+
+// Its deletion may have been sent already, while the host's store still has it: another desktop has sent the
+// record since, and the host's save would delete it here alone.
+bool QWVersionKeeper::isDeletedUnsaved(const QWManagedObjectWithSyncSupport& present) const {
+    const auto host = engine_.mainManagedObjectContext()->registeredObject(present.objectID());
+    return host && host->isDeleted();
 }
 
 // A deletion that waits, of an object that only the host's store still has, stands.

@@ -59,6 +59,7 @@ private:
     void restoreImageDates();
     void askForKnownImage(const QString& fileName);
     QWRef<ObjectWaitingSync> waitingDeletion(const QString& fileName);
+    bool isDeletedUnsaved(const QWManagedObjectWithSyncSupport& present) const;
     bool isImagePending(const QWManagedObjectWithSyncSupport& object);
     QString imageName(const QWManagedObjectWithSyncSupport& object);
     QWFileManager& files() const { return engine_.mainManagedObjectContext()->environment().files(); }

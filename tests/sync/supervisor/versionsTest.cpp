@@ -242,6 +242,33 @@ TEST_F(Versions, A_date_that_is_set_while_its_record_is_in_flight_is_sent) {
     EXPECT_TRUE(desktop.isIdle());
 }
 
+// The deletion is sent before the host has saved it; then the record comes back as it was.
+namespace {
+
+void bringBackUnsavedDeletion(OneVersion& test) {
+    const QByteArray bytes = test.cloud.bytes("Book!!!X.data");
+    test.desktop.context->deleteObject(*test.desktop.find("X"));
+    test.pass(5);
+    EXPECT_EQ(test.cloud.fileNames(), QStringList());
+    test.cloud.put("Book!!!X.data", bytes);
+    test.receive();
+    test.desktop.save();
+    test.receive();
+    EXPECT_FALSE(test.desktop.find("X"));
+}
+
+} // namespace
+
+TEST_F(VersionsAlone, A_record_that_comes_back_while_its_deletion_is_sent_and_unsaved_stays_in_the_cloud) {
+    bringBackUnsavedDeletion(*this);
+    EXPECT_EQ(cloud.fileNames(), QStringList{"Book!!!X.data"});
+}
+
+TEST_F(Versions, A_record_that_comes_back_while_its_deletion_is_sent_and_unsaved_is_deleted_again) {
+    bringBackUnsavedDeletion(*this);
+    EXPECT_EQ(cloud.fileNames(), QStringList());
+}
+
 // Copies of a conflict --------------------------------------------------------------------------------------
 
 TEST_F(Versions, Somebody_elses_copy_that_is_declined_queues_nothing_and_is_deleted) {
