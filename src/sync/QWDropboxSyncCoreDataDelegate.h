@@ -12,9 +12,9 @@ public:
 
     // The cloud has refused the access token; the engine has stopped already.
     virtual void accessTokenExpiredDropbox(QWDropboxSyncCoreData& engine);
-    // Whether the change of an updated or refreshed record is to be sent. Its
-    // changed keys for the current event tell what changed.
+    // Whether the change of an updated or refreshed record is to be sent. Its changed keys for the current
+    // event tell what changed.
     virtual bool shouldUploadUpdateManagedObject(QWManagedObjectWithSyncSupport& object);
-    // The user wants to sign in: authenticate, then activate the engine with a client.
+    // The user wants to sign in: authenticate, then activate the engine. Asked by hosts' windows alone.
     virtual void authenticateAndEnableCoreDataSync(QWDropboxSyncCoreData& engine);
 };

@@ -19,15 +19,15 @@ struct NamedObject {
     QString entityName;
     QString uuid; // upper case
 };
-// Nothing for a name without "!!!" and a uuid after it. Text from the first blank on
-// is that of a conflicted copy.
+// Nothing for a name without "!!!" and a uuid after it. Text from the first blank on is that of a conflicted
+// copy.
 std::optional<NamedObject> objectNamedByFile(const QString& remoteName);
-// The uuid alone, in upper case; the extension is taken off twice. Null where
-// `objectNamedByFile` finds nothing.
+// The uuid alone, in upper case; the extension is taken off twice. Null where `objectNamedByFile` finds
+// nothing.
 QString uuidNamedByFile(const QString& remoteName);
 
-// Whether the files of such an object can be sent from here and downloaded elsewhere.
-// Uuids of which they cannot are met in damaged records only.
+// Whether the files of such an object can be sent from here and downloaded elsewhere. Uuids of which they
+// cannot are met in damaged records only.
 bool canNameFiles(const QString& uuid, const QString& entityName);
 
 // Where a record is written before its upload: "Uploading-UUID.data".
