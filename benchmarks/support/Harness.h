@@ -39,8 +39,8 @@ Row compare(const QString& name, double target, int rounds, const std::function<
 using Measurement = std::pair<QString, std::function<std::vector<Row>()>>;
 std::vector<Row> rowsOf(const std::vector<Measurement>& measurements, const QStringList& arguments);
 
-// Prints a line for each row (name, ratio, target, ok or short; a figure alone), writes every figure to the file that
-// `--json FILE` names, and answers the exit status: 1 when any row is short.
+// Prints a line for each row (name, ratio, target, ok or short; a figure alone), writes every figure to the
+// file that `--json FILE` names, and answers the exit status: 1 when any row is short.
 int report(const std::vector<Row>& rows, const QStringList& arguments);
 
 } // namespace bench

@@ -15,9 +15,9 @@
 #include <QUuid>
 #include <ctime>
 
-// What the engine and its supervisor, as a host uses them, add to the requests of a first upload and of a first
-// download, against the same requests made without them: same client, same bytes, the stand-in as a process of
-// its own. Time is real, so a machine that is busy with other things measures those as well.
+// What the engine and its supervisor, as a host uses them, add to the requests of a first upload and of a
+// first download, against the same requests made without them: same client, same bytes, the stand-in as a
+// process of its own. Time is real, so a machine that is busy with other things measures those as well.
 
 namespace {
 
@@ -32,7 +32,8 @@ const QString syncFolder = QWDBFileCacheDirectoryInDropboxFolder;
     std::abort();
 }
 
-// The cloud service on this machine, with everything in memory: the built program, which lies beside this one.
+// The cloud service on this machine, with everything in memory: the built program, which lies beside this
+// one.
 class StandIn {
 public:
     explicit StandIn(const QStringList& options = {}) {
@@ -132,8 +133,8 @@ private:
     std::shared_ptr<QWSyncSupervisor> supervisor_;
 };
 
-// One row in a transaction of its own: a file's revision, found by its name, which is the least that has to be
-// written down for a record.
+// One row in a transaction of its own: a file's revision, found by its name, which is the least that has to
+// be written down for a record.
 class BareTransactions {
 public:
     BareTransactions() : database_(folder_.filePath("bare.sqlite")) {

@@ -7,8 +7,8 @@
 
 class QSocketNotifier;
 
-// Calls back once on the Qt event loop of its thread, a duration from `start` on and as exactly as the system can. On
-// Linux that is some ten microseconds (timerfd); elsewhere QTimer's whole milliseconds, rounded up.
+// Calls back once on the Qt event loop of its thread, a duration from `start` on and as exactly as the system
+// can. On Linux that is some ten microseconds (timerfd); elsewhere QTimer's whole milliseconds, rounded up.
 class QWDeadlineTimer {
 public:
     explicit QWDeadlineTimer(std::function<void()> callback);

@@ -10,8 +10,8 @@
 class QWDeadlineTimer;
 
 // The run loop of a real program, on the Qt event loop of the thread that creates it. One precise timer is
-// armed for the earliest deadline (on Linux it is some ten microseconds late, elsewhere up to a millisecond or two);
-// a late wake-up runs everything that is due, in order.
+// armed for the earliest deadline (on Linux it is some ten microseconds late, elsewhere up to a millisecond
+// or two); a late wake-up runs everything that is due, in order.
 class QWEventLoopRunLoop final : public QObject, public QWRunLoop {
     Q_OBJECT
 

@@ -21,8 +21,8 @@ public:
     virtual std::optional<QByteArray> read(const QString& path, QWError* error = nullptr) const = 0;
     // Replaces the whole file in one step: a reader sees the old bytes or the new ones, also after a crash.
     virtual bool write(const QString& path, const QByteArray& bytes, QWError* error = nullptr) = 0;
-    // Writes the file where it stands, which is quicker; a reader may see a part of it, and a crash may leave one.
-    // For files that are made anew whenever they are needed.
+    // Writes the file where it stands, which is quicker; a reader may see a part of it, and a crash may leave
+    // one. For files that are made anew whenever they are needed.
     virtual bool writeInPlace(const QString& path, const QByteArray& bytes, QWError* error = nullptr) = 0;
     // The same for files that need not fit into memory, piece by piece; null when the file cannot be opened.
     // What is written takes the file's place when it is committed, and is gone when it is not.

@@ -17,8 +17,8 @@ QJsonValue valueFromText(const QString& text) {
     return array.size() == 1 ? array.first() : QJsonValue(QJsonValue::Undefined);
 }
 
-// QSettings takes both slashes for separators of groups, removes a group with the key of its name, and everything
-// with an empty one. No key but the empty one becomes a lone percent sign.
+// QSettings takes both slashes for separators of groups, removes a group with the key of its name, and
+// everything with an empty one. No key but the empty one becomes a lone percent sign.
 QString nameInSettings(const QString& key) {
     QString name = key;
     name.replace(QLatin1Char('%'), QLatin1String("%25"));

@@ -62,7 +62,7 @@ private:
 };
 
 // Settings in a QSettings store, each value kept as JSON text, because an INI file forgets types. In its keys
-// the characters %, / and \\ are percent-encoded, and the empty one is "%": keys of this store make no groups.
+// the characters %, / and \ are percent-encoded, and the empty one is "%": no key makes a group.
 class QWSettingsUserDefaults final : public QWUserDefaults {
 public:
     // The application's own settings (QSettings' defaults).

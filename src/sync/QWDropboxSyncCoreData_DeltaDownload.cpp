@@ -10,7 +10,8 @@
 // finished, which takes it out of both.
 //
 // Invariants:
-// - The saved cursor is that of the last batch whose every entry was finished; no entry before it was dropped.
+// - The saved cursor is that of the last batch whose every entry was finished; no entry before it was
+//   dropped.
 // - What is in process is to import, too. A file that has vanished (404) is never finished, so it
 //   holds its batch open until deactivation or a full re-upload.
 // - Nothing but a 401 ends the polling: a failed query is repeated after 10 seconds, as is a failed download.

@@ -38,8 +38,8 @@ void QWDropboxSyncCoreData::updateObjects(const QWManagedObjectSet& objects, con
 }
 
 // A date on its own is no change worth sending (the stamp of the pass before comes back as one),
-// unless it stands for a new image, which the store does not see. An object that can have no row is not stamped
-// for its image again and again.
+// unless it stands for a new image, which the store does not see. An object that can have no row is not
+// stamped for its image again and again.
 bool QWDropboxSyncCoreData::isUsefullToUpdateDateModifiedOfObject(
     const QWManagedObjectWithSyncSupport& object) {
     const QStringList keys = object.changedKeysForCurrentEvent();

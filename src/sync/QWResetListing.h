@@ -26,9 +26,9 @@ public:
     bool holds(const QString& fileName) const;
     // Whether the complete listing lacks a known file, which was not written since it was asked for.
     bool lacks(const QString& fileName) const;
-    // The deletions that the complete listing tells of, in no order: one for each known file that it lacks and
-    // that was not written since it was asked for; when it lacks the sync folder, that of the folder in place
-    // of its files.
+    // The deletions that the complete listing tells of, in no order: one for each known file that it lacks
+    // and that was not written since it was asked for; when it lacks the sync folder, that of the folder in
+    // place of its files.
     QList<DBDeltaEntryRef> deletions(const QStringList& knownFileNames) const;
     // The listing is of no more use.
     void end();

@@ -38,9 +38,9 @@ public:
     // How often the rows were given up: answers to the requests before count for none of those since.
     int generation() const { return generation_; }
 
-    // Rows read from the queue beforehand, so that not every completion asks the store. `takeNext` hands out the
-    // first `count` of them that are still to be sent and whose objects await no answer; fewer when there are
-    // no more.
+    // Rows read from the queue beforehand, so that not every completion asks the store. `takeNext` hands out
+    // the first `count` of them that are still to be sent and whose objects await no answer; fewer when there
+    // are no more.
     void setNext(const std::vector<QWRef<ObjectWaitingSync>>& rows) { next_ = {rows.begin(), rows.end()}; }
     std::vector<QWRef<ObjectWaitingSync>> takeNext(size_t count);
 

@@ -108,8 +108,8 @@ private:
     QString library_;
 };
 
-// The cloud between the desktops: a directory, which they use themselves ("folder") or through a server of the
-// service's API ("http").
+// The cloud between the desktops: a directory, which they use themselves ("folder") or through a server of
+// the service's API ("http").
 class TestCloud {
 public:
     static constexpr const char* token = "sl.token-of-these-tests";

@@ -1,4 +1,5 @@
-// The program is killed at random instants of what it does. Running it again loses nothing and doubles nothing.
+// The program is killed at random instants of what it does. Running it again loses nothing and doubles
+// nothing.
 
 #include "AtlasProcess.h"
 
@@ -18,7 +19,8 @@ struct Step {
     bool agesFlags = false; // afterwards
 };
 
-// Two desktops, a cloud and a script: import, edits on both (of one record too), deletions, and syncs up and down.
+// Two desktops, a cloud and a script: import, edits on both (of one record too), deletions, and syncs up and
+// down.
 class World {
 public:
     explicit World(const std::string& cloud) : cloud_(folder_.filePath("cloud"), cloud) {

@@ -3,7 +3,8 @@
 #include <map>
 #include <sqlite3.h>
 
-// A disk that fails on demand, for every database that is opened while it exists; all must be closed before it goes.
+// A disk that fails on demand, for every database that is opened while it exists; all must be closed before
+// it goes.
 class FaultyDisk {
 public:
     FaultyDisk() {

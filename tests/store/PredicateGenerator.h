@@ -8,7 +8,8 @@
 #include <random>
 #include <rapidcheck.h>
 
-// One case of a property. Its seed says all, so that smaller seeds are no simpler and there is nothing to shrink.
+// One case of a property. Its seed says all, so that smaller seeds are no simpler and there is nothing to
+// shrink.
 inline quint32 anySeed() {
     return *rc::gen::noShrink(rc::gen::resize(rc::kNominalSize, rc::gen::arbitrary<quint32>()));
 }
@@ -54,8 +55,8 @@ public:
         return {};
     }
 
-    // A predicate that fits the entity. `ids` gives identities to compare with: of the entity itself (null) or of
-    // a relationship's destination; without it there are no SELF tests.
+    // A predicate that fits the entity. `ids` gives identities to compare with: of the entity itself (null)
+    // or of a relationship's destination; without it there are no SELF tests.
     using IDs = std::function<QWManagedObjectID(const QWPropertyDescription* relationship)>;
     QWPredicate predicate(const QWEntityDescription& entity, const IDs& ids, int depth = 3) {
         if (depth == 0 || oneIn(4))

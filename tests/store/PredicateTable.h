@@ -10,8 +10,8 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
-// Books, held twice: as the slots of records and as the rows of an SQLite table, so that a predicate can be asked
-// of both.
+// Books, held twice: as the slots of records and as the rows of an SQLite table, so that a predicate can be
+// asked of both.
 class PredicateTable {
 public:
     PredicateTable() {

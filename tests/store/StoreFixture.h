@@ -17,8 +17,8 @@ public:
     int awakenings = 0;
 };
 
-// Authors write books; books have chapters in order and share tags; a shelf may only go when it is empty; novels
-// are books with a genre; hooked records have an insertion hook.
+// Authors write books; books have chapters in order and share tags; a shelf may only go when it is empty;
+// novels are books with a genre; hooked records have an insertion hook.
 inline std::shared_ptr<QWManagedObjectModel> libraryModel() {
     auto model = std::make_shared<QWManagedObjectModel>();
     auto& author = model->addEntity("Author");

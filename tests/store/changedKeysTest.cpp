@@ -1,6 +1,7 @@
 #include "store/StoreFixture.h"
 
-// The changed keys of an event: whose keys they are, and that they stay what they were when the notice was made.
+// The changed keys of an event: whose keys they are, and that they stay what they were when the notice was
+// made.
 
 using ChangedKeys = StoreTest;
 
@@ -60,7 +61,7 @@ TEST_F(ChangedKeys, An_observers_edits_of_other_records_leave_the_sets_of_its_no
     EXPECT_EQ(sizes, (QList<size_t>{1, 0, 1, 1}));
 }
 
-// Primitives -----------------------------------------------------------------------------------------------------
+// Primitives ------------------------------------------------------------------------------------------------
 
 namespace {
 

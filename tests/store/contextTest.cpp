@@ -210,7 +210,7 @@ TEST_F(Context, Distinct_values_are_exact_ordered_and_saved_ones_only) {
     EXPECT_EQ(context->distinctValues(QWFetchRequest("Author"), "code"), (QVariantList{"A", "a", "b"}));
 }
 
-// Errors ---------------------------------------------------------------------------------------------------------
+// Errors ----------------------------------------------------------------------------------------------------
 
 TEST_F(Context, A_value_of_the_wrong_type_is_refused_with_entity_key_expected_and_given_and_the_value_stays) {
     Ref book = insert("Book", {{"pages", 12}});

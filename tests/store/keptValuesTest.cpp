@@ -72,7 +72,7 @@ protected:
     std::shared_ptr<QWManagedObjectContext> context = opening.context;
 };
 
-// Distinct values of texts --------------------------------------------------------------------------------------
+// Distinct values of texts ----------------------------------------------------------------------------------
 
 TEST_F(KeptValues, Values_that_repeat_often_or_not_at_all_are_each_found_once) {
     for (int i = 0; i < 200; ++i) {
@@ -122,7 +122,7 @@ TEST_F(KeptValues, Distinct_values_come_in_the_order_that_is_asked_for) {
     EXPECT_EQ(context->distinctValues(request, "days"), QVariantList({7, 6, 5}));
 }
 
-// Kept values ---------------------------------------------------------------------------------------------------
+// Kept values -----------------------------------------------------------------------------------------------
 
 TEST_F(KeptValues, What_is_saved_or_removed_a_moment_ago_is_seen_or_gone_and_what_is_pending_is_not) {
     auto rome = insert("Rome");
@@ -259,7 +259,8 @@ TEST_F(KeptValues, The_answer_may_outlive_the_store) {
     EXPECT_TRUE(kept);
 }
 
-// Any saves by two openings of one file: what is kept answers as the predicate, evaluated value by value, does.
+// Any saves by two openings of one file: what is kept answers as the predicate, evaluated value by value,
+// does.
 RC_GTEST_PROP(KeptValuesProperty, Answer_as_the_records_do_whoever_saves, ()) {
     TripFile file;
     TripFile::Opening here = file.open(), there = file.open();

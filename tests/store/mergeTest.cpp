@@ -228,7 +228,7 @@ TEST_F(TwoContexts, A_merge_keeps_an_order_that_was_changed_here) {
               (QStringList{"c", "a", "d"}));
 }
 
-// Conflicts ------------------------------------------------------------------------------------------------------
+// Conflicts -------------------------------------------------------------------------------------------------
 
 TEST_F(TwoContexts, Without_a_merge_function_a_conflict_fails_the_whole_save_and_lists_the_records) {
     merges = false;

@@ -5,7 +5,7 @@
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-// Relationships ------------------------------------------------------------------------------------------------
+// Relationships ---------------------------------------------------------------------------------------------
 
 TEST_F(Migration, Added_relationships_are_empty_and_removed_ones_are_gone) {
     const auto emma = migrated(library(nothing, nothing)).insert("Book");
@@ -148,7 +148,7 @@ TEST_F(Migration, A_relationship_that_loses_its_inverse_keeps_its_links) {
     EXPECT_THAT(memberKeys("Author", "books", austen.key), ElementsAre(persuasion.key, emma.key));
 }
 
-// Hierarchies --------------------------------------------------------------------------------------------------
+// Hierarchies -----------------------------------------------------------------------------------------------
 
 TEST_F(Migration, A_parent_and_a_sibling_are_added_above_and_beside_an_entity) {
     const auto shelf = [](Model& model, const QString& destination) {

@@ -4,7 +4,7 @@
 
 using ::testing::ElementsAre;
 
-// Attributes ---------------------------------------------------------------------------------------------------
+// Attributes ------------------------------------------------------------------------------------------------
 
 TEST_F(Migration, An_added_attribute_has_its_default_in_saved_rows_or_no_value) {
     const auto emma = migrated(declareBook).insert("Book", {{"title", "Emma"}});
@@ -129,7 +129,7 @@ TEST_F(Migration, Indexes_come_and_go) {
     EXPECT_THAT(migrated(declareBook).keys(emmas), ElementsAre(emma.key));
 }
 
-// Entities -----------------------------------------------------------------------------------------------------
+// Entities --------------------------------------------------------------------------------------------------
 
 TEST_F(Migration, An_added_entity_is_empty_and_the_others_stay) {
     const auto emma = migrated(declareBook).insert("Book", {{"title", "Emma"}});

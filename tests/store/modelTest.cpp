@@ -197,7 +197,7 @@ TEST(Model, The_coordinator_keeps_the_path_of_the_store_that_it_opened) {
     EXPECT_EQ(coordinator.storePath(), folder.filePath("a.store"));
 }
 
-// Conversion ---------------------------------------------------------------------------------------------------
+// Conversion ------------------------------------------------------------------------------------------------
 
 TEST(AttributeConversion, No_value_stays_no_value) {
     for (const Type type :

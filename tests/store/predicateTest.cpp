@@ -52,7 +52,7 @@ QDateTime utc(qint64 milliseconds) {
 
 } // namespace
 
-// Missing values --------------------------------------------------------------------------------------------------
+// Missing values --------------------------------------------------------------------------------------------
 
 TEST_F(Predicate, The_default_holds_for_every_record) {
     addTitles({"a", "b"});
@@ -101,7 +101,7 @@ TEST_F(Predicate, A_list_with_nil_holds_records_without_value) {
     EXPECT_EQ(matches("pages IN {}"), Keys());
 }
 
-// Strings ---------------------------------------------------------------------------------------------------------
+// Strings ---------------------------------------------------------------------------------------------------
 
 TEST_F(Predicate, Without_options_strings_compare_by_code_points) {
     addTitles({"é", "e\u0301", "E", "e", "\uFB01", "🙂"});
@@ -174,7 +174,7 @@ TEST_F(Predicate, A_folded_attribute_answers_as_any_other) {
     EXPECT_EQ(matches("NOT uuid ==[c] 'ab-e'"), (Keys{1, 2, 4}));
 }
 
-// Numbers, dates, data --------------------------------------------------------------------------------------------
+// Numbers, dates, data --------------------------------------------------------------------------------------
 
 TEST_F(Predicate, Numbers_compare_by_value_whatever_their_type) {
     table.add({{"pages", 1}, {"price", 1.0}, {"read", true}});
@@ -238,7 +238,7 @@ TEST_F(Predicate, Data_and_documents_are_equal_by_bytes_and_text_is_no_data) {
     EXPECT_EQ(matches("notes == nil"), Keys{3});
 }
 
-// Records ---------------------------------------------------------------------------------------------------------
+// Records ---------------------------------------------------------------------------------------------------
 
 TEST_F(Predicate, A_to_one_relationship_compares_with_an_identity) {
     table.add({{"author", 7}});
@@ -284,7 +284,7 @@ TEST_F(Predicate, Lists_of_any_length_are_one_value) {
     EXPECT_EQ(matches("price IN %@", {QVariant(reals)}), Keys{5});
 }
 
-// What a condition may be -----------------------------------------------------------------------------------------
+// What a condition may be -----------------------------------------------------------------------------------
 
 TEST_F(Predicate, Thousands_of_joined_parts_and_the_deepest_nesting_compile) {
     addTitles({"a", "b"});
@@ -373,7 +373,7 @@ TEST_F(Predicate, Pending_records_can_be_looked_up_by_an_indexed_equality) {
         EXPECT_FALSE(lookup(none)) << none;
 }
 
-// Errors ----------------------------------------------------------------------------------------------------------
+// Errors ----------------------------------------------------------------------------------------------------
 
 TEST_F(Predicate, An_unknown_key_is_named) {
     const QWError error = refusal("pages > 1 AND NOT titel == 'a'");

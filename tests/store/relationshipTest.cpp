@@ -165,7 +165,7 @@ TEST_F(Relationship, Linking_a_record_of_another_entity_or_context_is_a_programm
     EXPECT_FALSE(context->hasChanges());
 }
 
-// Delete rules ---------------------------------------------------------------------------------------------------
+// Delete rules ----------------------------------------------------------------------------------------------
 
 TEST_F(Relationship, Nullified_neighbours_join_the_updated_records_of_the_deletions_notice) {
     Ref author = insert("Author"), book = insert("Book");

@@ -129,7 +129,7 @@ TEST_F(Save, A_save_within_a_notice_runs_the_delete_rules_first) {
     EXPECT_FALSE(book->valueForKey("author").isValid());
 }
 
-// Failing disks --------------------------------------------------------------------------------------------------
+// Failing disks ---------------------------------------------------------------------------------------------
 
 class SaveOnFaultyDisk : public StoreTest {
 protected:

@@ -32,8 +32,8 @@ inline void append16(QByteArray& bytes, int number) {
     bytes.append(char(number)).append(char(number >> 8));
 }
 
-// Qt writes no GIF, and tests should not need the library's. This one is not compressed: a code that empties the decoder's table comes before the
-// table could grow, so that every code stays one byte.
+// Qt writes no GIF, and tests should not need the library's. This one is not compressed: a code that empties
+// the decoder's table comes before the table could grow, so that every code stays one byte.
 inline QByteArray gif(const QImage& image) {
     constexpr char emptyTable = char(0x80), end = char(0x81);
     constexpr int codesBeforeGrowth = 120;

@@ -28,8 +28,8 @@ public:
     QUrl url() const { return url_; }
     QProcess& process() { return process_; }
 
-    // Asks it to end and waits for that; answers its exit code, or -1 when it crashed. What it had in memory is
-    // gone.
+    // Asks it to end and waits for that; answers its exit code, or -1 when it crashed. What it had in memory
+    // is gone.
     int stop() {
         if (process_.state() != QProcess::NotRunning) {
             process_.terminate();

@@ -15,8 +15,8 @@ namespace {
 
 constexpr qint64 pieceSize = 64 * 1024;
 
-// How the parser and the serializer reach a spool. The names are those that they ask for. The spool is put into
-// the message after they are made, so they hold references to its place there.
+// How the parser and the serializer reach a spool. The names are those that they ask for. The spool is put
+// into the message after they are made, so they hold references to its place there.
 struct SpoolBody {
     using value_type = Spool*;
 

@@ -4,7 +4,8 @@
 
 namespace standin {
 
-// Reads one HTTP/1.1 request from bytes as they come. The body, chunked or not, goes into the request's spool.
+// Reads one HTTP/1.1 request from bytes as they come. The body, chunked or not, goes into the request's
+// spool.
 class RequestReader {
 public:
     enum Problem { NoProblem, Malformed, HeadTooLong, BodyTooLong };
@@ -15,8 +16,8 @@ public:
     RequestReader();
     ~RequestReader();
 
-    // Takes what it can use and answers how much: it stops after the head, and after the body. What it has not
-    // taken is to be given again, with more behind it.
+    // Takes what it can use and answers how much: it stops after the head, and after the body. What it has
+    // not taken is to be given again, with more behind it.
     qsizetype take(QByteArrayView bytes);
 
     Problem problem() const { return problem_; }

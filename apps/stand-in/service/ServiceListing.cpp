@@ -80,7 +80,8 @@ QWAppFolder::Page changes(QWAppFolder& folder, const QString& cursor, int limit)
 
 } // namespace
 
-// Of what the app folder's page holds, the listing passes on what lies in its own folder; a page may be empty.
+// Of what the app folder's page holds, the listing passes on what lies in its own folder; a page may be
+// empty.
 Reply Service::page(Listing listing) {
     const QWAppFolder::Page page =
         changes(*folder_, listing.cursor, std::min(listing.limit, options_.pageSize));

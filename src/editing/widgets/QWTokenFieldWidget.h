@@ -56,7 +56,8 @@ public:
     // The tokens, and what is being typed behind them.
     QStringList objectValue() const override;
 
-    // Whom to ask for completions; held weakly. One that comes or goes while the field has the focus is told so.
+    // Whom to ask for completions; held weakly. One that comes or goes while the field has the focus is told
+    // so.
     QWTokenFieldDelegate* delegate() const { return delegate_; }
     void setDelegate(QWTokenFieldDelegate* delegate);
 

@@ -7,7 +7,7 @@
 // Qt Designer:
 //
 //     observedKeyPath   the path that its value is bound to: "selection.tags" names the attribute "tags"
-//     identifier        the attribute, for a widget that is bound to no path; without it, the object's name is
+//     identifier        the attribute of a widget that is bound to no path; without it, the object's name is
 namespace qw {
 
 inline constexpr const char* observedKeyPathProperty = "observedKeyPath";

@@ -25,9 +25,9 @@ QString foldCaseAndMarks(const QString& text);
 // Marks dropped, case kept.
 QString foldMarks(const QString& text);
 
-// A text that is looked for in others, letter case and marks ignored as by foldCaseAndMarks. It is found where
-// it takes up whole characters of the other text: "s" is no part of "ß", nor "か" of "が". An empty one is found
-// nowhere.
+// A text that is looked for in others, letter case and marks ignored as by foldCaseAndMarks. It is found
+// where it takes up whole characters of the other text: "s" is no part of "ß", nor "か" of "が". An empty one
+// is found nowhere.
 class SearchedText {
 public:
     explicit SearchedText(const QString& text);

@@ -114,7 +114,7 @@ std::optional<QStringList> QWSQLiteStore::distinctTexts(const QWEntityDescriptio
                                 : QWReadDistinctFromRows(*connection_, column, rows, mostBytes);
 }
 
-// Kept values -------------------------------------------------------------------------------------------------
+// Kept values -----------------------------------------------------------------------------------------------
 
 std::shared_ptr<const void> QWSQLiteStore::keepDistinctValues(const QString& entityName, const QString& key,
                                                               QWError* error) {

@@ -1,5 +1,5 @@
-// Requests, and what is due. (Answers: QWSyncSupervisor_Answers.cpp.) The engine works by calls from here: a request
-// that it makes inside one belongs to what is under way, any other comes from a timer of its own.
+// Requests, and what is due. (Answers: QWSyncSupervisor_Answers.cpp.) The engine works by calls from here: a
+// request that it makes inside one belongs to what is under way, any other comes from a timer of its own.
 //
 // Invariants:
 // - Each request of the engine is sent once, held until the next restart, or (a poll) taken back.
@@ -136,8 +136,8 @@ void QWSyncSupervisor::uploadFile(const QString& filename, const QString& folder
         request(requests_.uploads).uploadFile(filename, folder, parentRev, localPath);
 }
 
-// An object that was changed while it was in flight is sent again at each of its completions, for as long as it
-// is in flight. Its image comes before its record, and makes it more than a repetition.
+// An object that was changed while it was in flight is sent again at each of its completions, for as long as
+// it is in flight. Its image comes before its record, and makes it more than a repetition.
 bool QWSyncSupervisor::isRepetition(const QString& fileName) {
     const QString uuid = qw::sync::uuidNamedByFile(fileName);
     const bool isAcknowledged = !uuid.isEmpty() && uuid == uuidAcknowledged_;
@@ -176,8 +176,8 @@ void QWSyncSupervisor::loadMetadata(const QString& path) {
 
 // What is due -----------------------------------------------------------------------------------------------
 
-// Idle comes at the end of a batch, before the engine starts to upload: what the batch has left for the cloud is
-// queued by then. An activation begins with it as well, and makes a query due.
+// Idle comes at the end of a batch, before the engine starts to upload: what the batch has left for the cloud
+// is queued by then. An activation begins with it as well, and makes a query due.
 void QWSyncSupervisor::statusChanged(quint64 status) {
     statusBefore_ = std::exchange(status_, status);
     if (status >= QWDropboxSyncStatusDisabled) {

@@ -1,5 +1,5 @@
-// Answers of the cloud, before the engine has them. What the engine is not told of, it waits for: it is repeated, or
-// comes again after a restart.
+// Answers of the cloud, before the engine has them. What the engine is not told of, it waits for: it is
+// repeated, or comes again after a restart.
 #include "sync/supervisor/QWSyncSupervisor.h"
 
 #include "platform/text/QWText.h"
@@ -21,8 +21,8 @@ void QWSyncSupervisor::finish(const std::function<void(DBRestClientDelegate&)>& 
 
 // Queries ---------------------------------------------------------------------------------------------------
 
-// The engine counts its queries, and would work on the page of one that it was deactivated in: that one is taken
-// back. Which of several it is does not matter, since all began at the saved cursor.
+// The engine counts its queries, and would work on the page of one that it was deactivated in: that one is
+// taken back. Which of several it is does not matter, since all began at the saved cursor.
 bool QWSyncSupervisor::isQueryStale() {
     --queriesOut_;
     if (staleQueries_ == 0)
@@ -31,8 +31,8 @@ bool QWSyncSupervisor::isQueryStale() {
     return true;
 }
 
-// A listing without a cursor tells of no deletion, as one whose cursor was lost; files may be known all the same,
-// which were sent before it was asked for or received in a batch that was not finished.
+// A listing without a cursor tells of no deletion, as one whose cursor was lost; files may be known all the
+// same, which were sent before it was asked for or received in a batch that was not finished.
 void QWSyncSupervisor::restClientLoadedDeltaEntries(DBRestClient&, const QList<DBDeltaEntryRef>& entries,
                                                     bool reset, const QString& cursor, bool hasMore) {
     if (isQueryStale())
@@ -168,8 +168,8 @@ void QWSyncSupervisor::restClientLoadFileFailedWithError(DBRestClient&, const QW
 
 // Metadata --------------------------------------------------------------------------------------------------
 
-// The cloud has made a conflicted copy of this desktop's image, which is the later one: it is sent again, as the
-// next version of what stands in its place.
+// The cloud has made a conflicted copy of this desktop's image, which is the later one: it is sent again, as
+// the next version of what stands in its place.
 void QWSyncSupervisor::sendConflictedImage(const QString& copy) {
     const QString path = keeper_->pathOfImage(copy);
     imageCopies_.insert(qw::text::lowercase(path), copy);

@@ -69,8 +69,8 @@ QString QWVersionKeeper::prepareRecord(const QString& localPath, const DBMetadat
                                 : QStringLiteral("the record here is newer");
 }
 
-// A file may stand where its image belongs: a version of the record that died unsaved has left it. (The engine
-// would make the object in its turn.)
+// A file may stand where its image belongs: a version of the record that died unsaved has left it. (The
+// engine would make the object in its turn.)
 void QWVersionKeeper::prepareNewRecord(const QString& fileName, bool isCopy) {
     const auto object = isCopy ? Object() : engine_.objectReferencedWithLowerCaseFileName(fileName, true);
     const QString image = object ? object->imageURL().toLocalFile() : QString();
@@ -96,8 +96,8 @@ void QWVersionKeeper::queue(const QWManagedObjectWithSyncSupport& present) {
     engine_.saveCacheContext();
 }
 
-// The later one of what the host and the running batch have. What the host has saved and the batch has not, the
-// batch has deleted.
+// The later one of what the host and the running batch have. What the host has saved and the batch has not,
+// the batch has deleted.
 QWVersionKeeper::Object QWVersionKeeper::presentVersion(const QString& fileName) {
     const auto batch = engine_.objectReferencedWithLowerCaseFileName(fileName, false);
     if (!batch && !engine_.mainManagedObjectContext()->hasChanges())
@@ -156,8 +156,8 @@ QWVersionKeeper::Object QWVersionKeeper::hostsObject(const QString& fileName) {
 // Images ----------------------------------------------------------------------------------------------------
 
 // The engine keeps a local image that is not older than the cloud's, and gives it the cloud's date. Where the
-// dates are equal and the images are not, the one that has not changed here since it was sent or received makes
-// way; else the greater content hash decides, on every desktop alike.
+// dates are equal and the images are not, the one that has not changed here since it was sent or received
+// makes way; else the greater content hash decides, on every desktop alike.
 QString QWVersionKeeper::prepareImage(const DBMetadata& metadata) {
     imagesAskedFor_.erase(qw::text::lowercase(metadata.filename()));
     const auto present = presentVersion(metadata.filename());
@@ -214,8 +214,8 @@ void QWVersionKeeper::restoreImageDates() {
         files().setModificationDate(image.path, image.date);
 }
 
-// A conflicted copy of an image would make a deleted record again, bare. Where the record lives, or comes in the
-// same page, the copy is imported like any image, but for one of this desktop's own image.
+// A conflicted copy of an image would make a deleted record again, bare. Where the record lives, or comes in
+// the same page, the copy is imported like any image, but for one of this desktop's own image.
 QList<DBDeltaEntryRef> QWVersionKeeper::preparePage(const QList<DBDeltaEntryRef>& page,
                                                     QStringList& ownCopies) {
     for (const QString& name : std::exchange(imagesToAskForAgain_, {}))
@@ -289,8 +289,8 @@ QString QWVersionKeeper::finishImport(const DBMetadata& metadata) {
     return metadata.path;
 }
 
-// An image that was deleted goes with its record. Where that lives (another desktop has deleted it and this one
-// edited it, say) the image is sent again.
+// An image that was deleted goes with its record. Where that lives (another desktop has deleted it and this
+// one edited it, say) the image is sent again.
 void QWVersionKeeper::finishBatch() {
     restoreImageDates();
     std::set<QString> names = std::exchange(imagesKept_, {});
@@ -328,8 +328,9 @@ bool QWVersionKeeper::finishUpload(const QString& fileName, const QByteArray& se
 }
 
 // The image was passed over; or the record was deleted here, with its image, and another desktop has sent it
-// since. The image still stands in the cloud as it did, and is not announced again. It stays known, so that it
-// can be asked for once more if it does not arrive; the loop takes an entry of any revision but the known one.
+// since. The image still stands in the cloud as it did, and is not announced again. It stays known, so that
+// it can be asked for once more if it does not arrive; the loop takes an entry of any revision but the known
+// one.
 void QWVersionKeeper::askForKnownImage(const QString& fileName) {
     const auto named = qw::sync::objectNamedByFile(fileName);
     const QString name = engine_.fileNameWithUUID(named->uuid, named->entityName, true);

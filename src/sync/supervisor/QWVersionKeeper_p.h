@@ -6,16 +6,16 @@
 #include <set>
 #include <vector>
 
-// Keeps desktops from holding different versions for good. The engine imports what is newer and leaves the rest
-// as it is; this sees each file before that, and queues what the cloud then lacks.
+// Keeps desktops from holding different versions for good. The engine imports what is newer and leaves the
+// rest as it is; this sees each file before that, and queues what the cloud then lacks.
 class QWVersionKeeper {
 public:
     explicit QWVersionKeeper(QWDropboxSyncCoreData& engine) : engine_(engine) {}
 
     // Before the engine imports a downloaded file. Null when it will be taken over, else why nothing changes.
     QString prepareImport(const QString& localPath, const DBMetadata& metadata);
-    // After the engine has imported it. Answers the path of a conflicted copy that is to be deleted in the cloud,
-    // null for any other file.
+    // After the engine has imported it. Answers the path of a conflicted copy that is to be deleted in the
+    // cloud, null for any other file.
     QString finishImport(const DBMetadata& metadata);
     // Whether the file that the engine asks for is not to be loaded: the engine is done with it then.
     bool passesOver(const QString& fileName);
@@ -26,7 +26,8 @@ public:
     // Before the engine has a page: what it shall have of it.
     // `ownCopies` gets the names of images of this desktop that the cloud has made conflicted copies of.
     QList<DBDeltaEntryRef> preparePage(const QList<DBDeltaEntryRef>& page, QStringList& ownCopies);
-    // Files that a listing from scratch does not hold: whether they were deleted one by one is not known then.
+    // Files that a listing from scratch does not hold: whether they were deleted one by one is not known
+    // then.
     void noteMissing(const QStringList& fileNames);
     bool isConflictedImage(const QString& fileName) const;
     // Where the image belongs that a conflicted copy was made of.
@@ -35,8 +36,8 @@ public:
     void queueConflictedImage(const QString& copy, const std::optional<DBMetadata>& standing);
     // When a batch has been merged: queues the records whose images the cloud lacks.
     void finishBatch();
-    // When an object's files have been sent: queues it again if `sent`, the record's bytes, is behind it by then,
-    // or its image has changed and was not sent. True when it did.
+    // When an object's files have been sent: queues it again if `sent`, the record's bytes, is behind it by
+    // then, or its image has changed and was not sent. True when it did.
     bool finishUpload(const QString& fileName, const QByteArray& sent, bool wasImageSent);
     // The batch was given up and comes again.
     void giveBatchUp();

@@ -1,5 +1,5 @@
-// Desktops and a server that is no good for a while, over HTTP: nothing is lost, little is asked, and everything goes
-// through once the day is better.
+// Desktops and a server that is no good for a while, over HTTP: nothing is lost, little is asked, and
+// everything goes through once the day is better.
 
 #include "dropbox/http/ScriptedServer.h"
 #include "dropbox/http/TestCertificate.h"

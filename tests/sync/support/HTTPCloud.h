@@ -5,8 +5,8 @@
 #include "support/EventLoopWait.h"
 #include "support/StandIn.h"
 
-// The cloud behind a server of the service's API: the stand-in, a process of its own, over a directory that the test
-// looks into.
+// The cloud behind a server of the service's API: the stand-in, a process of its own, over a directory that
+// the test looks into.
 struct HTTPCloud : Cloud {
     HTTPCloud() {
         folder = QWAppFolder::inDirectory(directory.path(), world.environment());

@@ -6,8 +6,8 @@
 #include <sqlite3.h>
 #include <vector>
 
-// What the databases that are opened while it lives are asked, and how many steps of their virtual machine that
-// takes: each row that is looked at takes some. One at a time.
+// What the databases that are opened while it lives are asked, and how many steps of their virtual machine
+// that takes: each row that is looked at takes some. One at a time.
 class StatementCount {
 public:
     StatementCount() { sqlite3_auto_extension(opened()); }
