@@ -62,12 +62,12 @@ void QWDropboxSyncCoreData::beginSyncOfObjectsWaitingSync() {
 }
 
 std::vector<QWRef<ObjectWaitingSync>> QWDropboxSyncCoreData::nextObjectsWaitingSync() {
-    if (numberOfObjectsWaitingSync() == objectsSyncing_.countInStore())
-        return {};
     const auto room =
         size_t(std::max<qint64>(0, QWDBMaximumNumberOfObjectsSyncing - objectsSyncing_.count()));
     if (auto rows = objectsSyncing_.takeNext(room); room > 0 && rows.size() == room)
         return rows;
+    if (numberOfObjectsWaitingSync() == objectsSyncing_.countInStore())
+        return {};
     QWFetchRequest request(QWDBEntityNameObjectWaitingSync);
     if (objectsSyncing_.count() > 0)
         request.predicate = QWPredicate::conjunction(

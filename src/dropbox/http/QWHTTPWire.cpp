@@ -141,8 +141,10 @@ private:
     static size_t bytesCame(char* bytes, size_t one, size_t count, void* self) {
         auto& transfer = *static_cast<Transfer*>(self);
         transfer.tellHead();
-        const auto piece = QByteArray::fromRawData(bytes, qsizetype(one * count));
-        return transfer.listener_.bytesCame(piece) ? one * count : CURL_WRITEFUNC_ERROR;
+        const size_t size = one * count;
+        return transfer.listener_.bytesCame(QByteArray::fromRawData(bytes, qsizetype(size)))
+                   ? size
+                   : CURL_WRITEFUNC_ERROR;
     }
     static int moved(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t sent) {
         auto& transfer = *static_cast<Transfer*>(self);
