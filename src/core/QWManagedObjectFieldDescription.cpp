@@ -2,7 +2,7 @@
 
 #include "core/QWManagedObjectVisitor.h"
 #include "platform/QWAssert.h"
-#include "platform/QWStringTable.h"
+#include "platform/QWLocalizedString.h"
 #include "store/QWManagedObject.h"
 
 QWManagedObjectFieldDescription::QWManagedObjectFieldDescription(const QString& key, const QString& name)

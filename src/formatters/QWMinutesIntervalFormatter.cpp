@@ -1,6 +1,6 @@
 #include "formatters/QWMinutesIntervalFormatter.h"
 #include "formatters/QWNumber_p.h"
-#include "platform/QWStringTable.h"
+#include "platform/QWLocalizedString.h"
 
 #include <QCalendar>
 #include <QDate>

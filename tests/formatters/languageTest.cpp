@@ -1,7 +1,7 @@
 #include "formatters/NSNumberFormatter_PreconfiguredFormatters.h"
 #include "formatters/QWMinuteSecondsFormatter.h"
 #include "formatters/QWMinutesIntervalFormatter.h"
-#include "platform/QWStringTable.h"
+#include "platform/QWLocalizedString.h"
 #include "support/HostTranslator.h"
 #include "support/ScopedLocale.h"
 

@@ -1,6 +1,6 @@
 #include "editing/widgets/QWTokenChip_p.h"
 
-#include "platform/QWStringTable.h"
+#include "platform/QWLocalizedString.h"
 
 #include <QEvent>
 #include <QMouseEvent>

@@ -1,4 +1,4 @@
-#include "platform/QWStringTable.h"
+#include "platform/QWLocalizedString.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -1,4 +1,4 @@
-#include "platform/QWStringTable.h"
+#include "platform/QWLocalizedString.h"
 #include "support/HostTranslator.h"
 #include "support/ScopedLocale.h"
 
