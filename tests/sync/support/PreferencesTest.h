@@ -54,6 +54,10 @@ struct PreferencesTest : EngineTest {
         delegate().restClientLoadedFile(*client, to, {}, preferences(rev));
     }
 
+    void notLoaded(int status) {
+        delegate().restClientLoadFileFailedWithError(*client, failure(status, info(client->requests.back())));
+    }
+
     // Active and idle, with these values shared and sent.
     void activateSharing(const QJsonObject& values) {
         for (auto value = values.begin(); value != values.end(); ++value)
