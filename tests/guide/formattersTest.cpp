@@ -4,9 +4,7 @@
 #include "support/ScopedLocale.h"
 #include "views/QWFormatterDelegate.h"
 
-#include <QCoreApplication>
 #include <QTableView>
-#include <QTranslator>
 #include <gtest/gtest.h>
 
 namespace {
@@ -67,13 +65,6 @@ TEST(FormattersGuide, Makes_a_formatter) {
     EXPECT_EQ(value, 2);
     EXPECT_FALSE(stars.getObjectValue(&value, "two", &error));
     EXPECT_EQ(error, u"Only stars, please.");
-}
-
-TEST(FormattersGuide, Loads_a_hosts_texts) {
-    QTranslator translator;
-    if (translator.load(QLocale(), "host", "_", ":/translations"))
-        QCoreApplication::installTranslator(&translator);
-    EXPECT_TRUE(translator.isEmpty()); // these tests have no such resource
 }
 
 } // namespace
