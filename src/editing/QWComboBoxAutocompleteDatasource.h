@@ -23,6 +23,8 @@ public:
     // The index of what is not listed.
     static constexpr qsizetype notFound = std::numeric_limits<qsizetype>::max();
 
+    // The list for the box's attribute, read when it is not the one that is kept. The reference holds until
+    // the data source is asked for another attribute.
     const QStringList& itemsForComboBox(const QWBoundField& comboBox);
     qsizetype numberOfItemsInComboBox(const QWBoundField& comboBox);
     // An index out of range is the caller's error.

@@ -16,7 +16,8 @@ public:
 class QWTokenFieldDelegate : public QObject {
 public:
     // What the token that is being typed may become. `indexOfToken` is its place among the tokens. The field
-    // proposes the completion at `*indexOfSelectedItem`, 0 at first; -1: none, they are only listed.
+    // proposes the completion at `*indexOfSelectedItem` (never null), 0 at first; -1: none, they are only
+    // listed.
     virtual QStringList tokenFieldCompletionsForSubstring(const QWTokenField& field, const QString& substring,
                                                           qsizetype indexOfToken,
                                                           qsizetype* indexOfSelectedItem) = 0;

@@ -6,7 +6,7 @@
 
 // Gives a formatter to a column, a row or the whole of an item view: values are shown through it, and what is
 // typed into a line edit is read by it. The model holds the values themselves, under Qt::DisplayRole and
-// Qt::EditRole. A value for which the formatter has no text is shown as none.
+// Qt::EditRole. A value for which the formatter has no text is shown as none. The formatter is never null.
 //
 // A text that the formatter refuses keeps the editor open when Return is pressed, with the formatter's error
 // description as its tool tip; when the focus goes elsewhere, the editor closes and the value stays. Where an
