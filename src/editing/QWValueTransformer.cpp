@@ -18,9 +18,9 @@ auto& transformersByName() {
 
 QWValueTransformer::~QWValueTransformer() = default;
 
-void QWValueTransformer::setValueTransformer(std::shared_ptr<const QWValueTransformer> transformer,
+void QWValueTransformer::setValueTransformer(const std::shared_ptr<const QWValueTransformer>& transformer,
                                              const QString& name) {
-    transformersByName().insert(name, std::move(transformer));
+    transformersByName().insert(name, transformer);
 }
 
 std::shared_ptr<const QWValueTransformer> QWValueTransformer::valueTransformerForName(const QString& name) {

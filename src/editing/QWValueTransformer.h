@@ -24,7 +24,7 @@ public:
     virtual QVariant reverseTransformedValue(const QVariant& value) const = 0;
 
     // Replaces what was known by the name; null: the name is forgotten.
-    static void setValueTransformer(std::shared_ptr<const QWValueTransformer> transformer,
+    static void setValueTransformer(const std::shared_ptr<const QWValueTransformer>& transformer,
                                     const QString& name);
     // Null when nothing is known by the name.
     static std::shared_ptr<const QWValueTransformer> valueTransformerForName(const QString& name);

@@ -151,6 +151,7 @@ private:
     void freePreferences();
     void preferencesLookUpFailed(const QWError& error);
     void uploadPreferences();
+    void repeatPreferences();
     void preferencesUploaded(const QString& destinationPath, const QString& sourcePath,
                              const DBMetadata& metadata);
     void preferencesLoaded(const QString& contentType, const DBMetadata& metadata);

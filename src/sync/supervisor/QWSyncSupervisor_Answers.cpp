@@ -94,7 +94,7 @@ void QWSyncSupervisor::restClientUploadFileFailedWithError(DBRestClient&, const 
         else
             repeatLater("restClient:uploadFileFailedWithError:", error, [=, this] {
                 if (isLocalPreferences(sourcePath))
-                    return uploadPreferences();
+                    return repeatPreferences();
                 const QString fileName = qw::text::lastPathComponent(path);
                 const auto known = engine_->fileMetadataManager().fileMetadataForFileName(fileName, false);
                 request(requests_.uploads)

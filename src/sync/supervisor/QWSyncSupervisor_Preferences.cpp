@@ -72,6 +72,13 @@ void QWSyncSupervisor::uploadPreferences() {
     request(requests_.uploads).uploadFile(known.filename(), QStringLiteral("/"), known.rev, localPath);
 }
 
+// An engine that waits for no answer any longer has had that of a later upload: one more would count for a change
+// made since.
+void QWSyncSupervisor::repeatPreferences() {
+    if (engine_->isSyncedPreferencesRequestOut())
+        uploadPreferences();
+}
+
 // A conflicted copy is nobody's to read. What stands in its place is received first, and the merged values
 // are sent.
 void QWSyncSupervisor::preferencesUploaded(const QString& destinationPath, const QString& sourcePath,

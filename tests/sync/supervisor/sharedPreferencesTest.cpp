@@ -76,6 +76,30 @@ TEST_F(SharedPreferences, A_failed_upload_is_repeated_with_the_revision_known_by
     EXPECT_TRUE(supervisor().isInStep());
 }
 
+TEST_F(SharedPreferences, A_repetition_that_another_one_made_needless_does_not_count_for_a_later_change) {
+    activateSharing({{"theme", "dark"}});
+    for (const char* theme : {"light", "blue"}) { // two uploads, two seconds apart, that both fail
+        defaults().setObject("theme", theme);
+        pass(2);
+    }
+    pass(1.1);
+    notSent(500);
+    pass(2);
+    notSent(500);
+    client->forget();
+    pass(8.1);
+    ASSERT_EQ(client->log(), QStringList{upload});
+    sent("rev2");
+    EXPECT_FALSE(supervisor().isPreferenceWaiting());
+    defaults().setObject("theme", "red");
+    client->forget();
+    pass(3);
+    EXPECT_TRUE(supervisor().isPreferenceWaiting());
+    EXPECT_EQ(client->log(), QStringList());
+    pass(2.1);
+    EXPECT_EQ(client->log(), QStringList{upload});
+}
+
 TEST_F(SharedPreferences, After_a_failed_upload_the_next_activation_of_the_same_engine_sends_it) {
     activateSharing({{"theme", "dark"}});
     defaults().setObject("theme", "light");
