@@ -345,7 +345,7 @@ private:
 
     bool receivedVersionWins(const QWManagedObjectWithSyncSupport& received, const QDateTime& host) const;
     void giveWayToMainContext(QWManagedObjectContext& context);
-    void reconcilePlaceholders(QWManagedObjectContext& context);
+    void reconcileInsertions(QWManagedObjectContext& context);
     QWMergeDecision decideConflict(const QWSaveConflict& conflict);
     void syncSupportManagedObjectContextDidSave(const QWDidSaveNotice& notice);
     void changeMainContextUnseen(const std::function<void()>& change);

@@ -62,7 +62,7 @@ void QWDropboxSyncCoreData::setSyncSupportManagedObjectContextCopy(
 bool QWDropboxSyncCoreData::saveSyncSupportContext() {
     const auto context = syncSupportManagedObjectContextCopy();
     giveWayToMainContext(*context);
-    reconcilePlaceholders(*context);
+    reconcileInsertions(*context);
     const auto observation = context->observeDidSave(
         [this](const QWDidSaveNotice& notice) { syncSupportManagedObjectContextDidSave(notice); });
     if (!saveContext(*context, "saveSyncSupportContext"))
@@ -103,20 +103,27 @@ void QWDropboxSyncCoreData::giveWayToMainContext(QWManagedObjectContext& context
     }
 }
 
+// A deletion that waits was made after the batch had received the record, whose import drops what waits: it stands.
 // A record without date was made for a reference or an image whose record has not arrived. Its waiting row is
-// older: an insertion that died unsaved, which would send an empty record, or a deletion, which stands. (If
-// the host holds the insertion still, the two become one in the merge, and that is queued.)
-void QWDropboxSyncCoreData::reconcilePlaceholders(QWManagedObjectContext& context) {
+// older: an insertion that died unsaved, which would send an empty record, or again a deletion. (If the host
+// holds the insertion still, the two become one in the merge, and that is queued.)
+void QWDropboxSyncCoreData::reconcileInsertions(QWManagedObjectContext& context) {
+    QSet<QWSyncedIdentity> deleted;
+    const QWFetchRequest deletions(
+        QWDBEntityNameObjectWaitingSync,
+        QWPredicate::comparison("action", QWPredicate::Operator::Equal, QWDropboxSyncActionDelete));
+    for (const auto& row :
+         QWFetchCacheRecords<ObjectWaitingSync>(*dropboxCacheManagedObjectContext(), deletions))
+        deleted.insert({row->objectEntityName(), row->objectUUID()});
     for (const auto& record : context.insertedObjects()) {
         auto* object = synced(record);
-        const auto row = object && !object->dateModified().isValid()
-                             ? objectWaitingSyncForObject(*object, false)
-                             : QWRef<ObjectWaitingSync>();
-        if (!row)
+        if (!object)
             continue;
-        if (row->action() == QWDropboxSyncActionDelete)
+        if (deleted.contains(QWSyncedIdentity(*object)))
             qw::sync::deleteWithoutRules(*object);
-        else
+        else if (const auto row = object->dateModified().isValid()
+                                      ? QWRef<ObjectWaitingSync>()
+                                      : objectWaitingSyncForObject(*object, false))
             deleteObjectWaitingSync(*row);
     }
 }

@@ -228,3 +228,18 @@ TEST_F(MergeInsertion, A_record_that_was_only_referred_to_gives_way_to_an_insert
     endBatch();
     expectOneAuthor("Host's");
 }
+
+TEST_F(MergeInsertion, A_deletion_of_a_sent_and_unsaved_insertion_wins_over_the_version_received_before) {
+    insert();
+    forgetQueue();
+    receive({changed("Author!!!n.data"), changed("Chapter!!!LAST.data")});
+    loaded(client->requests[0], R"({"name":"Received","dateModified":"2026-06-01 00:00:00 +0000"})");
+    desktop.context->deleteObject(*host);
+    desktop.context->processPendingChanges();
+    endBatch();
+    EXPECT_FALSE(desktop.find("n", "Author"));
+    EXPECT_EQ(client->requests.back().kind, QWRestRequest::Delete);
+    desktop.save();
+    EXPECT_FALSE(stored("n", "Author"));
+    EXPECT_TRUE(stored("HB"));
+}
