@@ -62,6 +62,9 @@ void QWPreferencesKeeper::recover() {
         const QJsonValue value = isReceived ? QJsonValue(*preference) : present;
         defaults.setObject(preference.key(), value.isNull() ? QJsonValue(QJsonValue::Undefined) : value);
     }
+    // A change that was kept beside a received one: the engine writes down that it waits when it is sent.
+    if (this->base() && isBehindHere())
+        engine_.uploadSyncedPreferences();
 }
 
 // Upload ----------------------------------------------------------------------------------------------------

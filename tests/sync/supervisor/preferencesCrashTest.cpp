@@ -84,6 +84,18 @@ TEST_F(PreferencesCrash, A_change_made_before_a_received_file_was_applied_surviv
     EXPECT_EQ(localFile(), R"({"theme":"blue","unit":"mile"})");
 }
 
+TEST_F(PreferencesCrash, A_change_that_was_kept_beside_a_received_one_is_sent) {
+    defaults().setObject("theme", "blue");
+    receive({changedThere()});
+    arrived(R"({"theme":"dark","unit":"mile"})");
+    EXPECT_EQ(localFile(), R"({"theme":"blue","unit":"mile"})");
+    crash();
+    EXPECT_TRUE(waits());
+    activateAgain();
+    EXPECT_EQ(client->log(), QStringList{upload});
+    EXPECT_EQ(localFile(), R"({"theme":"blue","unit":"mile"})");
+}
+
 TEST_F(PreferencesCrash, An_upload_that_was_sent_but_not_answered_is_sent_again) {
     defaults().setObject("theme", "light");
     pass(5.1);
