@@ -1,5 +1,6 @@
 #include "core/QWManagedObjectToJSONConverter.h"
 
+#include "core/QWCoreLog_p.h"
 #include "core/QWJSON.h"
 #include "core/QWManagedObjectWithSyncSupport.h"
 #include "core/QWRichText.h"
@@ -8,7 +9,6 @@
 #include "util/NSData_HexadecimalString.h"
 #include "util/NSFileManager_fileExistsAtURL.h"
 
-#include <QLoggingCategory>
 #include <QTextDocument>
 #include <QUrl>
 
