@@ -5,7 +5,7 @@
 #include <memory>
 
 // Turns values into text for people and what they type back into values. A table column shows its values
-// through one (views/QWFormatterDelegate.h), a line edit checks what is typed with one
+// through one (views/QWTextFieldCell.h), a line edit checks what is typed with one
 // (formatters/QWFormatterValidator.h).
 //
 // A formatter takes any value and any text and never fails otherwise than said here. It may be shared by any

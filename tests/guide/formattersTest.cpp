@@ -2,7 +2,7 @@
 #include "formatters/QWMinuteSecondsFormatter.h"
 #include "formatters/QWMinutesIntervalFormatter.h"
 #include "support/ScopedLocale.h"
-#include "views/QWFormatterDelegate.h"
+#include "views/QWTextFieldCell.h"
 
 #include <QTableView>
 #include <gtest/gtest.h>
@@ -37,7 +37,7 @@ TEST(FormattersGuide, Checks_what_is_typed) {
 TEST(FormattersGuide, Shows_a_column) {
     QTableView view;
     const auto minutes = std::make_shared<QWMinutesIntervalFormatter>();
-    view.setItemDelegateForColumn(2, new QWFormatterDelegate(minutes, &view));
+    view.setItemDelegateForColumn(2, new QWTextFieldCell(minutes, &view));
     EXPECT_TRUE(view.itemDelegateForColumn(2));
 }
 

@@ -1,6 +1,6 @@
 #include "formatters/QWMinuteSecondsFormatter.h"
 #include "formatters/QWMinutesIntervalFormatter.h"
-#include "views/QWFormatterDelegate.h"
+#include "views/QWTextFieldCell.h"
 
 #include <QApplication>
 #include <QKeyEvent>
@@ -35,16 +35,16 @@ public:
     }
 };
 
-struct FormatterDelegate : testing::Test {
-    FormatterDelegate() {
+struct TextFieldCell : testing::Test {
+    TextFieldCell() {
         model.setItem(0, 0, new QStandardItem);
         model.setData(index, 90);
         view.setModel(&model);
         use(std::make_shared<QWMinuteSecondsFormatter>());
     }
     void use(const QWFormatterRef& formatter) {
-        delegate = std::make_unique<QWFormatterDelegate>(formatter);
-        view.setItemDelegateForColumn(0, delegate.get());
+        cell = std::make_unique<QWTextFieldCell>(formatter);
+        view.setItemDelegateForColumn(0, cell.get());
     }
     QLineEdit* edit() {
         view.setCurrentIndex(index);
@@ -62,16 +62,16 @@ struct FormatterDelegate : testing::Test {
 
     QStandardItemModel model{2, 1};
     QTableView view;
-    std::unique_ptr<QWFormatterDelegate> delegate;
+    std::unique_ptr<QWTextFieldCell> cell;
     const QModelIndex index = model.index(0, 0);
 };
 
-TEST_F(FormatterDelegate, Shows_values_through_the_formatter) {
-    EXPECT_EQ(delegate->displayText(90, {}), u"1:30");
-    EXPECT_EQ(delegate->displayText("no number", {}), u"");
+TEST_F(TextFieldCell, Shows_values_through_the_formatter) {
+    EXPECT_EQ(cell->displayText(90, {}), u"1:30");
+    EXPECT_EQ(cell->displayText("no number", {}), u"");
 }
 
-TEST_F(FormatterDelegate, Begins_editing_with_the_text_shown_and_stores_what_is_read) {
+TEST_F(TextFieldCell, Begins_editing_with_the_text_shown_and_stores_what_is_read) {
     QLineEdit* const editor = edit();
     ASSERT_TRUE(editor);
     EXPECT_EQ(editor->text(), u"1:30");
@@ -81,13 +81,13 @@ TEST_F(FormatterDelegate, Begins_editing_with_the_text_shown_and_stores_what_is_
     EXPECT_EQ(model.data(index), 125);
 }
 
-TEST_F(FormatterDelegate, Begins_editing_with_the_text_that_the_formatter_has_for_it) {
+TEST_F(TextFieldCell, Begins_editing_with_the_text_that_the_formatter_has_for_it) {
     use(std::make_shared<PercentFormatter>());
     EXPECT_EQ(edit()->text(), u"90");
-    EXPECT_EQ(delegate->displayText(90, {}), u"90 %");
+    EXPECT_EQ(cell->displayText(90, {}), u"90 %");
 }
 
-TEST_F(FormatterDelegate, Keeps_the_editor_open_over_a_text_that_is_refused) {
+TEST_F(TextFieldCell, Keeps_the_editor_open_over_a_text_that_is_refused) {
     edit()->setText("2:");
     press(Qt::Key_Return);
     ASSERT_TRUE(editor());
@@ -98,7 +98,7 @@ TEST_F(FormatterDelegate, Keeps_the_editor_open_over_a_text_that_is_refused) {
     EXPECT_EQ(model.data(index), 90);
 }
 
-TEST_F(FormatterDelegate, Keeps_the_value_when_the_focus_leaves_a_text_that_is_refused) {
+TEST_F(TextFieldCell, Keeps_the_value_when_the_focus_leaves_a_text_that_is_refused) {
     edit()->setText("2:");
     QFocusEvent left(QEvent::FocusOut);
     QApplication::sendEvent(editor(), &left);
@@ -108,13 +108,13 @@ TEST_F(FormatterDelegate, Keeps_the_value_when_the_focus_leaves_a_text_that_is_r
     EXPECT_EQ(model.data(index), 90);
 }
 
-TEST_F(FormatterDelegate, Keeps_the_value_when_another_item_becomes_current_over_a_text_that_is_refused) {
+TEST_F(TextFieldCell, Keeps_the_value_when_another_item_becomes_current_over_a_text_that_is_refused) {
     edit()->setText("2:");
     view.setCurrentIndex(model.index(1, 0));
     EXPECT_EQ(model.data(index), 90);
 }
 
-TEST_F(FormatterDelegate, Stores_null_for_an_empty_text_that_means_no_value) {
+TEST_F(TextFieldCell, Stores_null_for_an_empty_text_that_means_no_value) {
     use(std::make_shared<QWMinutesIntervalFormatter>());
     edit()->clear();
     press(Qt::Key_Return);
@@ -122,7 +122,7 @@ TEST_F(FormatterDelegate, Stores_null_for_an_empty_text_that_means_no_value) {
     EXPECT_FALSE(model.data(index).isValid());
 }
 
-TEST_F(FormatterDelegate, Says_in_the_tool_tip_why_a_text_is_refused) {
+TEST_F(TextFieldCell, Says_in_the_tool_tip_why_a_text_is_refused) {
     use(std::make_shared<CountFormatter>());
     QLineEdit* const editor = edit();
     EXPECT_EQ(editor->toolTip(), u"");
@@ -132,7 +132,7 @@ TEST_F(FormatterDelegate, Says_in_the_tool_tip_why_a_text_is_refused) {
     EXPECT_EQ(editor->toolTip(), u"");
 }
 
-TEST_F(FormatterDelegate, Says_why_the_empty_text_of_no_value_is_refused_before_anything_is_typed) {
+TEST_F(TextFieldCell, Says_why_the_empty_text_of_no_value_is_refused_before_anything_is_typed) {
     use(std::make_shared<CountFormatter>());
     model.setData(index, QVariant());
     EXPECT_EQ(edit()->toolTip(), u" is no count");

@@ -1,0 +1,88 @@
+#include "views/QWCheckBoxCell.h"
+
+#include <QKeyEvent>
+#include <QPainter>
+#include <QStyle>
+
+namespace {
+
+constexpr qreal padding = 2; // around the box
+
+} // namespace
+
+QWCheckBoxCell::QWCheckBoxCell(QObject* parent) : QWTableCell(parent) {}
+
+std::unique_ptr<QWTableCell> QWCheckBoxCell::copy() const {
+    auto cell = std::make_unique<QWCheckBoxCell>();
+    cell->copyFieldsFrom(*this);
+    cell->changedRole_ = changedRole_;
+    return cell;
+}
+
+bool QWCheckBoxCell::isChecked() const {
+    return value().toDouble() != 0; // of a bool too
+}
+
+QSize QWCheckBoxCell::indicatorSize() const {
+    return {style().pixelMetric(QStyle::PM_IndicatorWidth, &option(), controlView()),
+            style().pixelMetric(QStyle::PM_IndicatorHeight, &option(), controlView())};
+}
+
+QSizeF QWCheckBoxCell::cellSize() const {
+    return indicatorSize().grownBy({int(padding), int(padding), int(padding), int(padding)});
+}
+
+QRectF QWCheckBoxCell::indicatorRect(const QRectF& frame) const {
+    const Qt::Alignment across = option().displayAlignment & Qt::AlignHorizontal_Mask;
+    return QStyle::alignedRect(layoutDirection(), across | Qt::AlignVCenter, indicatorSize(),
+                               frame.toRect().adjusted(int(padding), 0, -int(padding), 0));
+}
+
+void QWCheckBoxCell::drawWithFrame(QPainter& painter, const QRectF& frame, const QWidget* view) {
+    setControlView(view);
+    QStyleOptionViewItem box = option();
+    box.rect = indicatorRect(frame).toRect();
+    box.state.setFlag(QStyle::State_HasFocus, false);
+    box.state.setFlag(QStyle::State_Enabled, isDrawnEnabled());
+    box.state.setFlag(isChecked() ? QStyle::State_On : QStyle::State_Off);
+    style().drawPrimitive(QStyle::PE_IndicatorItemViewItemCheck, &box, &painter, view);
+}
+
+unsigned QWCheckBoxCell::hitTestForEvent(const QMouseEvent& event, const QRectF& rect, const QWidget* view) {
+    const bool isOnBox = indicatorRect(rect).contains(event.position());
+    const unsigned hit = QWTableCell::hitTestForEvent(event, rect, view);
+    return isOnBox && isEnabled() && isEditable() ? hit | HitTrackableArea : hit;
+}
+
+void QWCheckBoxCell::prepare(const QStyleOptionViewItem& option, const QModelIndex& index) {
+    QWTableCell::prepare(option, index);
+    const QVariant state = value().isValid() ? QVariant() : index.data(Qt::CheckStateRole);
+    changedRole_ = state.isValid() ? Qt::CheckStateRole : Qt::EditRole;
+    if (state.isValid())
+        setValue(state.toInt() != Qt::Unchecked);
+}
+
+bool QWCheckBoxCell::editorEvent(QEvent* event, QAbstractItemModel* model, const QStyleOptionViewItem& option,
+                                 const QModelIndex& index) {
+    prepare(option, index);
+    const Qt::ItemFlag changeable =
+        changedRole_ == Qt::CheckStateRole ? Qt::ItemIsUserCheckable : Qt::ItemIsEditable;
+    if (!isEnabled() || !isEditable() || !index.flags().testFlags(Qt::ItemIsEnabled | changeable))
+        return false;
+    if (event->type() == QEvent::KeyPress) {
+        if (static_cast<QKeyEvent*>(event)->key() != Qt::Key_Space)
+            return false;
+    } else if (event->type() == QEvent::MouseButtonRelease || event->type() == QEvent::MouseButtonDblClick) {
+        const auto& mouse = *static_cast<QMouseEvent*>(event);
+        if (mouse.button() != Qt::LeftButton
+            || !(hitTestForEvent(mouse, option.rect, option.widget) & HitTrackableArea))
+            return false;
+        if (event->type() == QEvent::MouseButtonDblClick)
+            return true; // the release that follows is the second click
+    } else {
+        return false;
+    }
+    return changedRole_ == Qt::CheckStateRole
+               ? model->setData(index, isChecked() ? Qt::Unchecked : Qt::Checked, Qt::CheckStateRole)
+               : model->setData(index, !isChecked(), Qt::EditRole);
+}
