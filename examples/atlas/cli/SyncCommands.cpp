@@ -1,9 +1,9 @@
 // Commands that deal with the cloud.
 
-#include "cli/CloudAddress.h"
 #include "cli/Commands.h"
 #include "cli/SyncSession.h"
 #include "platform/text/QWDateText.h"
+#include "session/CloudAddress.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -35,6 +35,27 @@ void printStatus(const QJsonObject& status, bool asJSON) {
         return print(QString::fromUtf8(QJsonDocument(status).toJson(QJsonDocument::Compact)));
     for (auto value = status.begin(); value != status.end(); ++value)
         print(value.key() + ": " + value->toVariant().toString());
+}
+
+atlas::CloudAddress cloudAddress(const Arguments& arguments) {
+    atlas::CloudOptions options{arguments.value("cloud")};
+    if (arguments.has("token"))
+        options.token = arguments.value("token");
+    if (arguments.has("token-file"))
+        options.tokenFile = arguments.value("token-file");
+    QWError error;
+    const auto cloud = atlas::cloudAddress(options, &error);
+    if (!cloud)
+        throw Failure(error);
+    return *cloud;
+}
+
+std::unique_ptr<DBRestClient> openCloud(const atlas::CloudAddress& cloud, atlas::AtlasLibrary& library) {
+    QWError error;
+    auto client = atlas::openCloud(cloud, library.environment(), &error);
+    if (!client)
+        throw Failure(error);
+    return client;
 }
 
 std::optional<std::chrono::seconds> timeout(const Arguments& arguments) {
@@ -69,12 +90,9 @@ QString reason(SyncSession::Outcome outcome, QWDropboxSyncCoreData& engine, cons
 } // namespace
 
 int runConnect(const Arguments& arguments) {
-    const CloudAddress cloud = cloudAddress(arguments);
+    const atlas::CloudAddress cloud = cloudAddress(arguments);
     const auto library = openLibrary(arguments, Missing::Make);
-    openCloud(cloud, library->environment()); // refuses one that cannot be used
-    // What the engine knows of one cloud says nothing about another.
-    if (!library->cloud().isEmpty() && library->cloud() != cloud.address)
-        library->forgetCloudState();
+    openCloud(cloud, *library); // refuses one that cannot be used
     library->setCloud(cloud.address, cloud.accessToken);
     return 0;
 }
@@ -87,8 +105,7 @@ int runSync(const Arguments& arguments) {
     if (library->cloud().isEmpty())
         throw Failure(QStringLiteral("%1 is not connected: atlas --library DIR connect --cloud CLOUD")
                           .arg(arguments.library));
-    SyncSession session(*library,
-                        openCloud({library->cloud(), library->accessToken()}, library->environment()));
+    SyncSession session(*library, openCloud({library->cloud(), library->accessToken()}, *library));
     if (arguments.has("watch"))
         QObject::connect(&session, &SyncSession::inStep, [] {
             print("in step");

@@ -97,8 +97,6 @@ private:
     QWError first_;
 };
 
-AtlasLibrary::AtlasLibrary() : presenter_(std::make_shared<Presenter>()) {}
-
 AtlasLibrary::~AtlasLibrary() {
     if (engine_)
         environment_->notificationCenter().post({NSApplicationWillTerminateNotification});
@@ -108,7 +106,8 @@ bool AtlasLibrary::exists(const QString& folder) {
     return QFileInfo::exists(recordsFile(folder));
 }
 
-std::unique_ptr<AtlasLibrary> AtlasLibrary::open(const QString& folder, QWError* error) {
+std::unique_ptr<AtlasLibrary> AtlasLibrary::open(const QString& folder, QWError* error,
+                                                 QWEnvironment::Parts parts) {
     const QString path = QDir(folder).absolutePath();
     if (!QDir().mkpath(path)) {
         fail(error, path + ": the folder cannot be made");
@@ -116,20 +115,20 @@ std::unique_ptr<AtlasLibrary> AtlasLibrary::open(const QString& folder, QWError*
     }
     std::unique_ptr<AtlasLibrary> library(new AtlasLibrary);
     library->lock_ = lock(path, error);
-    if (library->lock_ && library->openSettings(path, error) && library->openRecords(path, error)
-        && library->makeEngine(path, error))
+    if (library->lock_ && library->openSettings(path, std::move(parts), error)
+        && library->openRecords(path, error) && library->makeEngine(path, error))
         return library;
     return nullptr;
 }
 
-bool AtlasLibrary::openSettings(const QString& folder, QWError* error) {
+bool AtlasLibrary::openSettings(const QString& folder, QWEnvironment::Parts parts, QWError* error) {
     settings_ = settingsFile(folder + "/settings.ini", error);
-    QWEnvironment::Parts parts;
     parts.userDefaults = settingsFile(folder + "/preferences.ini", error);
     if (!settings_ || !parts.userDefaults)
         return false;
-    parts.errorPresenter = presenter_;
-    environment_ = std::make_shared<QWEnvironment>(parts);
+    if (!parts.errorPresenter)
+        parts.errorPresenter = presenter_ = std::make_shared<Presenter>();
+    environment_ = std::make_shared<QWEnvironment>(std::move(parts));
     return true;
 }
 
@@ -144,7 +143,7 @@ bool AtlasLibrary::openRecords(const QString& folder, QWError* error) {
 bool AtlasLibrary::makeEngine(const QString& folder, QWError* error) {
     if (!checkCache(folder, environment_, error))
         return false;
-    engine_ = std::make_unique<QWDropboxSyncCoreData>(context_, entityNames(),
+    engine_ = std::make_shared<QWDropboxSyncCoreData>(context_, entityNames(),
                                                       QUrl::fromLocalFile(cacheFolder(folder)));
     engine_->setDelegate(this, this);
     return true;
@@ -179,7 +178,7 @@ QWRef<QWManagedObjectWithSyncSupport> AtlasLibrary::record(const QString& uuid) 
 bool AtlasLibrary::save(QWError* error) {
     // An edit that the engine could not note must not be saved: it would never be sent.
     context_->processPendingChanges();
-    if (const QWError noted = presenter_->take(); noted.isError()) {
+    if (const QWError noted = presenter_ ? presenter_->take() : QWError(); noted.isError()) {
         context_->rollback();
         return qw::fail(error, noted);
     }
@@ -202,6 +201,8 @@ QString AtlasLibrary::accessToken() const {
 }
 
 void AtlasLibrary::setCloud(const QString& address, const QString& accessToken) {
+    if (!cloud().isEmpty() && cloud() != address)
+        forgetCloudState();
     settings_->setObject(cloudKey, address);
     settings_->setObject(tokenKey, accessToken);
     settings_->synchronize();
