@@ -101,15 +101,21 @@ void QWTableCell::prepare(const QStyleOptionViewItem& option, const QModelIndex&
         setFont(qvariant_cast<QFont>(font).resolve(option.font));
     if (const QVariant alignment = index.data(Qt::TextAlignmentRole); alignment.isValid())
         option_.displayAlignment = Qt::Alignment(alignment.toInt());
-    if (const QVariant foreground = index.data(Qt::ForegroundRole); foreground.canConvert<QBrush>())
-        option_.palette.setBrush(QPalette::Text, qvariant_cast<QBrush>(foreground));
-    if (const QVariant background = index.data(Qt::BackgroundRole); background.canConvert<QBrush>())
-        option_.backgroundBrush = qvariant_cast<QBrush>(background);
-    const QColor behind = isHighlighted() ? option_.palette.color(colorGroup(), QPalette::Highlight)
-                          : option_.backgroundBrush.style() != Qt::NoBrush
-                              ? option_.backgroundBrush.color()
-                              : option_.palette.color(colorGroup(), QPalette::Base);
-    backgroundStyle_ = isDark(behind) ? BackgroundStyle::Dark : BackgroundStyle::Light;
+    if (const QVariant brush = index.data(Qt::ForegroundRole); brush.canConvert<QBrush>())
+        option_.palette.setBrush(QPalette::Text, qvariant_cast<QBrush>(brush));
+    if (const QVariant brush = index.data(Qt::BackgroundRole); brush.canConvert<QBrush>())
+        option_.backgroundBrush = qvariant_cast<QBrush>(brush);
+    backgroundStyle_ = isDark(background()) ? BackgroundStyle::Dark : BackgroundStyle::Light;
+}
+
+// What the view draws under the cell.
+QColor QWTableCell::background() const {
+    if (!isHighlighted() && option_.backgroundBrush.style() != Qt::NoBrush)
+        return option_.backgroundBrush.color();
+    const bool isAlternate = option_.features & QStyleOptionViewItem::Alternate;
+    return option_.palette.color(colorGroup(), isHighlighted() ? QPalette::Highlight
+                                               : isAlternate   ? QPalette::AlternateBase
+                                                               : QPalette::Base);
 }
 
 bool QWTableCell::mayEdit(const QModelIndex& index) const {

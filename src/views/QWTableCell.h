@@ -129,6 +129,8 @@ protected:
     QStyleOptionViewItem& option() { return option_; }
 
 private:
+    QColor background() const;
+
     QVariant value_;
     QWFormatterRef formatter_;
     QStyleOptionViewItem option_;

@@ -7,7 +7,6 @@
 #include <QMouseEvent>
 #include <QPainter>
 #include <QStyle>
-#include <limits>
 
 namespace {
 
@@ -38,13 +37,16 @@ void QWTextFieldCell::copyFieldsFrom(const QWTextFieldCell& cell) {
 
 QSizeF QWTextFieldCell::cellSizeForBounds(const QRectF& bounds) const {
     const QFontMetricsF metrics(font());
-    const qreal width = qMin(bounds.width() - 2 * sidePadding, unlimited);
-    const QStringList lines =
-        qwLinesOfText(stringValue(), font(), width, wraps(), std::numeric_limits<int>::max(), Qt::ElideNone);
+    const QStringList lines = linesIn({bounds.width() - 2 * sidePadding, bounds.height()});
     qreal widest = 0;
     for (const QString& line : lines)
         widest = qMax(widest, metrics.horizontalAdvance(line));
     return {widest + 2 * sidePadding, qreal(lines.size()) * metrics.height()};
+}
+
+QStringList QWTextFieldCell::linesIn(const QSizeF& size) const {
+    const int fitting = qMax(1, int(size.height() / QFontMetricsF(font()).height()));
+    return qwLinesOfText(stringValue(), font(), size.width(), wraps(), fitting, option().textElideMode);
 }
 
 QSizeF QWTextFieldCell::cellSize() const {
@@ -70,15 +72,12 @@ void QWTextFieldCell::drawWithFrame(QPainter& painter, const QRectF& frame, cons
     if (rect.width() <= 0)
         return;
     const QFontMetricsF metrics(font());
-    const int fitting = qMax(1, int(rect.height() / metrics.height()));
-    const QStringList lines =
-        qwLinesOfText(stringValue(), font(), rect.width(), wraps(), fitting, option().textElideMode);
     const Qt::Alignment alignment = QStyle::visualAlignment(layoutDirection(), option().displayAlignment);
     painter.setFont(font());
     painter.setPen(textColor());
     painter.setLayoutDirection(layoutDirection());
     qreal baseline = rect.top() + metrics.ascent();
-    for (const QString& line : lines) {
+    for (const QString& line : linesIn(rect.size())) {
         qreal x = rect.left();
         if (!(alignment & Qt::AlignLeft)) {
             const qreal spare = rect.width() - metrics.horizontalAdvance(line);

@@ -23,7 +23,8 @@ public:
     bool alignTextVertically() const { return alignTextVertically_; }
     void setAlignTextVertically(bool align) { alignTextVertically_ = align; }
 
-    // The size that text and padding want when words wrap at the width of the bounds, if they do.
+    // The size that text and padding take in those bounds: of as many lines as fit, at least one. Words wrap
+    // at the width of the bounds, if they do.
     QSizeF cellSizeForBounds(const QRectF& bounds) const;
     // Where the text is drawn when the cell has those bounds.
     virtual QRectF drawingRectForBounds(const QRectF& bounds) const;
@@ -54,6 +55,7 @@ protected:
     bool isSelectingOrEditing() const { return isSelectingOrEditing_; }
 
 private:
+    QStringList linesIn(const QSizeF& size) const;
     bool wraps() const { return option().features & QStyleOptionViewItem::WrapText; }
 
     bool alignTextVertically_ = false;

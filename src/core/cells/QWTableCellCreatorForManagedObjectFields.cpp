@@ -2,6 +2,7 @@
 
 #include "formatters/NSNumberFormatter_PreconfiguredFormatters.h"
 #include "platform/QWAssert.h"
+#include "views/ImageAnd2TextsCell.h"
 #include "views/QWCheckBoxCell.h"
 #include "views/QWLevelIndicatorCell.h"
 #include "views/QWTextFieldCell.h"
@@ -33,8 +34,10 @@ void QWTableCellCreatorForManagedObjectFields::endVisitOfObject(QWManagedObject&
 
 void QWTableCellCreatorForManagedObjectFields::visitObjectStringForKey(QWManagedObject&, const QString& key,
                                                                        const QString&, const QString&) {
-    Q_UNUSED(key)
-    cell_ = std::make_shared<QWTextFieldCell>();
+    if (keysForImageWith2TextCell.contains(key))
+        cell_ = std::make_shared<ImageAnd2TextsCell>();
+    else
+        cell_ = std::make_shared<QWTextFieldCell>();
 }
 
 void QWTableCellCreatorForManagedObjectFields::visitObjectStringArrayForKey(QWManagedObject&, const QString&,
