@@ -40,6 +40,8 @@ public:
     bool hasChanges() const {
         return state_ & (Inserted | Updated | Deleted);
     } // anything for a save to write
+    // Something of it waits for the next change notice, which the present one does not report.
+    bool hasUnreportedChanges() const { return state_ & ListedInEvent; }
     bool isFault() const { return !values_ && packed_.isEmpty(); }
 
     // The value of an attribute (see QWAttributeType), of a to-one relationship (QWRef<QWManagedObject>, or
@@ -97,6 +99,7 @@ public:
     virtual QVariant valueForUndefinedKey(const QString& key) const;
 
 private:
+    friend class QWFetchCriteria;
     friend class QWManagedObjectContext;
     friend class QWPredicate;
     friend class QWRecordTable;

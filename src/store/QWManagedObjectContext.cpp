@@ -233,6 +233,14 @@ QWObservation Context::observeDidSave(DidSave::Callback callback) {
     return didSave_.add(std::move(callback));
 }
 
+QWObservation Context::observeWillMerge(DidSave::Callback callback) {
+    return willMerge_.add(std::move(callback));
+}
+
+QWObservation Context::observeDidMerge(DidSave::Callback callback) {
+    return didMerge_.add(std::move(callback));
+}
+
 QWObservation Context::observeWillSave(std::function<void()> callback) {
     return willSave_.add(std::move(callback));
 }

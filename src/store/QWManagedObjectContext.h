@@ -11,7 +11,7 @@
 
 class QWManagedObjectContext;
 
-class QWBoundPredicate;
+class QWFetchCriteria;
 class QWRecordTable;
 
 // Records in the order of their first change, each once.
@@ -85,6 +85,9 @@ public:
     // Nothing, with an error, for an unknown entity or key, a value of the wrong type, no store, a failed
     // read.
     std::optional<QWManagedObjectSet> fetch(const QWFetchRequest& request, QWError* error = nullptr);
+    // The identities of what `fetch` would give, in its order, read by one query that makes no records.
+    std::optional<std::vector<QWManagedObjectID>> fetchIDs(const QWFetchRequest& request,
+                                                           QWError* error = nullptr);
     // How many records `fetch` would give. Constant for an entity without predicate.
     std::optional<qint64> count(const QWFetchRequest& request, QWError* error = nullptr);
     // The distinct saved values of an attribute among the records that match, no value left out; pending
@@ -104,6 +107,9 @@ public:
 
     // The live object of an identity; a fault when it was not registered. Never null for a non-null id.
     QWRef<QWManagedObject> objectWithID(const QWManagedObjectID& id);
+    // The live objects of identities of one root entity, in that order; the faults among them are read by one
+    // query. What cannot be read stays a fault.
+    QWManagedObjectSet objectsWithIDs(const std::vector<QWManagedObjectID>& ids);
     // The live object if there is one.
     QWRef<QWManagedObject> registeredObject(const QWManagedObjectID& id) const;
 
@@ -153,6 +159,10 @@ public:
     // After the commit: observers read committed data from the store.
     QWObservation observeDidSave(DidSave::Callback callback);
     QWObservation observeWillSave(std::function<void()> callback);
+    // Around a merge and its notices, with what the other context has saved: of the records that are not live
+    // here, which the notices pass over, this tells as well.
+    QWObservation observeWillMerge(DidSave::Callback callback);
+    QWObservation observeDidMerge(DidSave::Callback callback);
     // Unsaved changes of these records were dropped (rollback, refresh without merging, a lost save
     // conflict).
     using DidDiscard = QWObserverList<const QWManagedObjectSet&>;
@@ -160,6 +170,7 @@ public:
 
 private:
     friend class QWManagedObject;
+    friend class QWFetchCriteria;
     class FetchSink;
     struct Lookup;      // a hash over the pending values of one indexed attribute
     struct SaveOutcome; // what a save in progress has decided about conflicting records
@@ -194,8 +205,8 @@ private:
     void schedulePass();
 
     // Fetching over pending changes
-    QWManagedObjectSet pendingCandidates(const QWEntityDescription& entity, const QWBoundPredicate& bound);
-    void sortRecords(QWManagedObjectSet& records, const QWFetchRequest& request) const;
+    QWManagedObjectSet pendingCandidates(const QWFetchCriteria& criteria);
+    void sortRecords(QWManagedObjectSet& records, const QWFetchCriteria& criteria) const;
     void indexPending(Lookup& lookup);
     qint64 pendingCount(const QWEntityDescription& root) const {
         return pendingByRoot_[size_t(root.index())];
@@ -231,7 +242,7 @@ private:
     QHash<const QWManagedObject*, KeyObservers> keyObservers_;
     std::shared_ptr<Editors> editors_ = std::make_shared<Editors>();
     ObjectsDidChange objectsDidChange_;
-    DidSave didSave_;
+    DidSave didSave_, willMerge_, didMerge_;
     DidDiscard didDiscard_;
     QWObserverList<> willSave_;
     MergeFunction merge_;

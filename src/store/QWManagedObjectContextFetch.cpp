@@ -1,6 +1,7 @@
 #include "store/QWManagedObjectContext.h"
 
 #include "platform/text/QWText.h"
+#include "store/QWFetchCriteria.h"
 #include "store/QWManagedObjectContext_p.h"
 #include "store/QWManagedObject_p.h"
 #include "store/QWRecordTable_p.h"
@@ -43,8 +44,18 @@ private:
 
 namespace {
 
-const QWEntityDescription* entityOfRequest(const Context& context, const QWFetchRequest& request,
-                                           QWError* error) {
+// The text under which a lookup files a value; as folded as the attribute's index is.
+QString lookupText(const QWPropertyDescription& property, const QVariant& value, bool folded) {
+    if (property.type() == QWAttributeType::Date)
+        return QString::number(value.toDateTime().toMSecsSinceEpoch());
+    const QString text = value.toString();
+    return property.isFolded() && !folded ? qw::text::foldCase(text) : text;
+}
+
+} // namespace
+
+const QWEntityDescription* QWEntityOfRequest(const Context& context, const QWFetchRequest& request,
+                                             QWError* error) {
     const QWEntityDescription* entity = context.model().entity(request.entityName);
     if (!entity)
         qw::fail(error,
@@ -58,36 +69,31 @@ const QWEntityDescription* entityOfRequest(const Context& context, const QWFetch
     return nullptr;
 }
 
-bool belongs(const Record& record, const QWEntityDescription& entity, const QWFetchRequest& request) {
-    return request.includesSubentities ? record.entity().isKindOf(entity) : &record.entity() == &entity;
+namespace {
+
+// Cuts what a request's offset and limit leave out.
+template <class List>
+void cut(List& list, const QWFetchRequest& request) {
+    if (request.offset > 0)
+        list.erase(list.begin(), list.begin() + std::min(request.offset, qint64(list.size())));
+    if (request.limit > 0 && qint64(list.size()) > request.limit)
+        list.resize(size_t(request.limit));
 }
 
-// The text under which a lookup files a value; as folded as the attribute's index is.
-QString lookupText(const QWPropertyDescription& property, const QVariant& value, bool folded) {
-    if (property.type() == QWAttributeType::Date)
-        return QString::number(value.toDateTime().toMSecsSinceEpoch());
-    const QString text = value.toString();
-    return property.isFolded() && !folded ? qw::text::foldCase(text) : text;
-}
-
-int compareValues(const QVariant& left, const QVariant& right, const QWSortDescriptor& descriptor) {
-    if (!left.isValid() || !right.isValid())
-        return int(left.isValid()) - int(right.isValid());
-    if (left.typeId() == QMetaType::QString) {
-        if (descriptor.comparison == QWSortDescriptor::Comparison::LocalizedCaseInsensitive)
-            return qw::text::compareLocalizedCaseInsensitive(left.toString(), right.toString());
-        return qw::text::compareCodePoints(left.toString(), right.toString());
-    }
-    if (left.typeId() == QMetaType::QByteArray)
-        return left.toByteArray().compare(right.toByteArray());
-    const QPartialOrdering order = QVariant::compare(left, right);
-    return order == QPartialOrdering::Less ? -1 : order == QPartialOrdering::Greater ? 1 : 0;
+// The saved rows that it takes to answer a request when `pending` records are judged in memory, which may
+// take saved rows out of the result, never more than there are of them.
+QWFetchRequest savedPart(const QWFetchRequest& request, qint64 pending) {
+    QWFetchRequest saved = request;
+    saved.offset = 0;
+    if (request.limit > 0)
+        saved.limit = request.limit + request.offset + pending;
+    return saved;
 }
 
 } // namespace
 
 std::optional<QWManagedObjectSet> Context::fetch(const QWFetchRequest& request, QWError* error) {
-    const QWEntityDescription* entity = entityOfRequest(*this, request, error);
+    const QWEntityDescription* entity = QWEntityOfRequest(*this, request, error);
     if (!entity)
         return std::nullopt;
     const qint64 pending = request.includesPendingChanges ? pendingCount(entity->root()) : 0;
@@ -99,49 +105,91 @@ std::optional<QWManagedObjectSet> Context::fetch(const QWFetchRequest& request, 
         return records;
     }
 
-    const auto bound = QWBoundPredicate::bind(request.predicate, *entity, error);
-    if (!bound)
+    const auto criteria = QWFetchCriteria::create(*this, request, error);
+    if (!criteria || !coordinator_->store_->select(savedPart(request, pending), sink, error))
         return std::nullopt;
-    // Pending records may take saved rows out of the result, never more than there are of them.
-    QWFetchRequest saved = request;
-    saved.offset = 0;
-    if (request.limit > 0)
-        saved.limit = request.limit + request.offset + pending;
-    if (!coordinator_->store_->select(saved, sink, error))
-        return std::nullopt;
+    const size_t saved = records.size();
+    for (const auto& record : pendingCandidates(*criteria))
+        if (criteria->includes(*record))
+            records.push_back(record);
+    if (records.size() > std::max<size_t>(saved, 1))
+        sortRecords(records, *criteria);
+    cut(records, request);
+    return records;
+}
 
-    bool added = false;
-    for (const auto& record : pendingCandidates(*entity, *bound)) {
-        if (!belongs(*record, *entity, request) || record->isDeleted()
-            || !bound->evaluate(record->unpackedValues(), record->objectID()))
-            continue;
-        records.push_back(record);
-        added = true;
+std::optional<std::vector<QWManagedObjectID>> Context::fetchIDs(const QWFetchRequest& request,
+                                                                QWError* error) {
+    const QWEntityDescription* entity = QWEntityOfRequest(*this, request, error);
+    if (!entity)
+        return std::nullopt;
+    const qint64 pending = request.includesPendingChanges ? pendingCount(entity->root()) : 0;
+    if (pending == 0)
+        return coordinator_->store_->selectIDs(request, error);
+
+    const auto criteria = QWFetchCriteria::create(*this, request, error);
+    if (!criteria)
+        return std::nullopt;
+    auto saved = coordinator_->store_->selectIDs(savedPart(request, pending), error);
+    if (!saved)
+        return std::nullopt;
+    std::erase_if(*saved, [this](const QWManagedObjectID& id) {
+        const Record* record = registered_[size_t(id.entity->root().index())].find(id.key);
+        return record && record->hasChanges();
+    });
+    QWManagedObjectSet added = pendingCandidates(*criteria);
+    std::erase_if(added, [&](const auto& record) { return !criteria->includes(*record); });
+    sortRecords(added, *criteria);
+
+    // The saved rows are many: only those at which an added record looks are read.
+    std::vector<QWManagedObjectID> ids;
+    ids.reserve(saved->size() + added.size());
+    auto next = saved->begin();
+    for (const auto& record : added) {
+        const auto place = std::lower_bound(
+            next, saved->end(), criteria->place(*record),
+            [&](const auto& id, const QByteArray& sought) { return criteria->place(id) < sought; });
+        ids.insert(ids.end(), next, place);
+        ids.push_back(record->objectID());
+        next = place;
     }
-    if (added)
-        sortRecords(records, request);
-    if (request.offset > 0)
-        records.erase(records.begin(), records.begin() + std::min(request.offset, qint64(records.size())));
-    if (request.limit > 0 && qint64(records.size()) > request.limit)
-        records.resize(size_t(request.limit));
+    ids.insert(ids.end(), next, saved->end());
+    cut(ids, request);
+    return ids;
+}
+
+QWManagedObjectSet Context::objectsWithIDs(const std::vector<QWManagedObjectID>& ids) {
+    QWManagedObjectSet records;
+    QList<QWManagedObjectID> faults;
+    for (const QWManagedObjectID& id : ids) {
+        records.push_back(objectWithID(id));
+        if (records.back()->isFault())
+            faults.append(id);
+    }
+    if (!faults.isEmpty() && coordinator_->hasStore()) {
+        QWManagedObjectSet read;
+        FetchSink sink(*this, false, read);
+        // What cannot be read now stays a fault, and is tried again, with a word in the log, when it is used.
+        coordinator_->store_->select(
+            QWFetchRequest(faults.first().entity->root().name(), QWPredicate::selfIn(faults)), sink, nullptr);
+    }
     return records;
 }
 
 // Pending records that may match: those that an indexed equality names, else all of them.
-QWManagedObjectSet Context::pendingCandidates(const QWEntityDescription& entity,
-                                              const QWBoundPredicate& bound) {
+QWManagedObjectSet Context::pendingCandidates(const QWFetchCriteria& criteria) {
     QWManagedObjectSet candidates;
     const auto add = [&](Record* record) {
         if (record->hasChanges() && record->context_ == this)
             candidates.push_back(QWRef<Record>(record));
     };
-    const auto equality = bound.indexedLookup();
+    const auto equality = criteria.predicate().indexedLookup();
     if (!equality) {
         for (const auto& record : pending_)
             add(record.data());
         return candidates;
     }
-    const QWPropertyDescription* property = entity.properties()[equality->property];
+    const QWPropertyDescription* property = criteria.entity().properties()[equality->property];
     auto found = std::find_if(lookups_.begin(), lookups_.end(),
                               [&](const auto& lookup) { return lookup->property == property; });
     if (found == lookups_.end()) {
@@ -179,20 +227,19 @@ void Context::indexPending(Lookup& lookup) {
 }
 
 // The order that the store gives to saved rows.
-void Context::sortRecords(QWManagedObjectSet& records, const QWFetchRequest& request) const {
-    std::stable_sort(records.begin(), records.end(), [&](const auto& left, const auto& right) {
-        for (const QWSortDescriptor& descriptor : request.sortDescriptors) {
-            const int index = left->entity().property(descriptor.key)->index();
-            const int order = compareValues(left->slot(index), right->slot(index), descriptor);
-            if (order != 0)
-                return descriptor.ascending ? order < 0 : order > 0;
-        }
-        return left->key_ < right->key_;
-    });
+void Context::sortRecords(QWManagedObjectSet& records, const QWFetchCriteria& criteria) const {
+    std::vector<std::pair<QByteArray, QWRef<Record>>> placed;
+    placed.reserve(records.size());
+    for (QWRef<Record>& record : records)
+        placed.emplace_back(criteria.place(*record), std::move(record));
+    std::sort(placed.begin(), placed.end(),
+              [](const auto& left, const auto& right) { return left.first < right.first; });
+    std::transform(placed.begin(), placed.end(), records.begin(),
+                   [](auto& each) { return std::move(each.second); });
 }
 
 std::optional<qint64> Context::count(const QWFetchRequest& request, QWError* error) {
-    const QWEntityDescription* entity = entityOfRequest(*this, request, error);
+    const QWEntityDescription* entity = QWEntityOfRequest(*this, request, error);
     if (!entity)
         return std::nullopt;
     if (!request.includesPendingChanges || pendingCount(entity->root()) == 0)
@@ -214,14 +261,14 @@ std::optional<qint64> Context::count(const QWFetchRequest& request, QWError* err
 
 std::optional<QVariantList> Context::distinctValues(const QWFetchRequest& request, const QString& key,
                                                     QWError* error) {
-    if (!entityOfRequest(*this, request, error))
+    if (!QWEntityOfRequest(*this, request, error))
         return std::nullopt;
     return coordinator_->store_->distinctValues(request, key, error);
 }
 
 std::shared_ptr<const void> Context::keepDistinctValues(const QString& entityName, const QString& key,
                                                         QWError* error) {
-    if (!entityOfRequest(*this, QWFetchRequest(entityName), error))
+    if (!QWEntityOfRequest(*this, QWFetchRequest(entityName), error))
         return nullptr;
     return coordinator_->store_->keepDistinctValues(entityName, key, error);
 }

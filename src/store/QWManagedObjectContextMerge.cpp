@@ -12,6 +12,7 @@ using Context = QWManagedObjectContext;
 using Record = QWManagedObject;
 
 void Context::mergeChangesFromContextDidSave(const QWDidSaveNotice& notice) {
+    willMerge_.notify(notice);
     for (const auto& saved : notice.inserted)
         mergeInserted(*saved);
     for (const auto& saved : notice.updated)
@@ -19,6 +20,7 @@ void Context::mergeChangesFromContextDidSave(const QWDidSaveNotice& notice) {
     for (const auto& saved : notice.deleted)
         mergeDeleted(*saved);
     processPendingChanges();
+    didMerge_.notify(notice);
 }
 
 void Context::mergeInserted(const Record& saved) {

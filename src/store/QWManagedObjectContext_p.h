@@ -19,3 +19,7 @@ struct QWManagedObjectContext::SaveOutcome {
         baseVersions;       // these replace a row of this version (0: it had gone)
     QVariantList conflicts; // QWManagedObjectID of those that nobody wanted to decide
 };
+
+// The entity that a request names; null, with the error, when there is none of that name or no store is open.
+const QWEntityDescription* QWEntityOfRequest(const QWManagedObjectContext& context,
+                                             const QWFetchRequest& request, QWError* error);

@@ -49,6 +49,8 @@ public:
     // Saved rows that match the request (its pending-changes flag is ignored), in its order. A LIMIT of 0 is
     // none.
     bool select(const QWFetchRequest& request, RowSink& sink, QWError* error);
+    // The same rows' identities alone.
+    std::optional<std::vector<QWManagedObjectID>> selectIDs(const QWFetchRequest& request, QWError* error);
     // One row by key. False without error when there is no such row.
     bool readRow(const QWEntityDescription& root, qint64 key, RowSink& sink, QWError* error);
     std::optional<qint64> count(const QWFetchRequest& request, QWError* error);

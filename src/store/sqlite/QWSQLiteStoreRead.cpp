@@ -115,6 +115,25 @@ bool QWSQLiteStore::select(const QWFetchRequest& request, RowSink& sink, QWError
     });
 }
 
+std::optional<std::vector<QWManagedObjectID>> QWSQLiteStore::selectIDs(const QWFetchRequest& request,
+                                                                       QWError* error) {
+    std::vector<QWManagedObjectID> ids;
+    const bool done = guarded(error, [&] {
+        const Selection wanted = selection(request);
+        QWSQLiteStatement statement(*connection_, "SELECT _entity, _key FROM " + wanted.access.table
+                                                      + wanted.where + orderBy(request)
+                                                      + limitAndOffset(request));
+        bindAll(statement, wanted.bindings);
+        const Kind* kind = &wanted.access.kinds.front();
+        while (statement.step()) {
+            if (const qint64 id = statement.integer(0); id != kind->id)
+                kind = &kindWithId(wanted.access, id);
+            ids.push_back({kind->entity, statement.integer(1)});
+        }
+    });
+    return done ? std::optional(std::move(ids)) : std::nullopt;
+}
+
 bool QWSQLiteStore::readRow(const QWEntityDescription& root, qint64 key, RowSink& sink, QWError* error) {
     qint64 found = 0;
     guarded(error, [&] {
