@@ -8,6 +8,7 @@ find_package(GIF 5.1 REQUIRED)
 pkg_check_modules(OPENJPEG REQUIRED IMPORTED_TARGET libopenjp2)
 find_package(CURL 7.88 REQUIRED)
 find_package(Boost 1.74 REQUIRED) # the headers only
+find_package(Qt6Keychain 0.13 REQUIRED) # the example host's window alone
 
 if(QW_BUILD_TESTS)
     find_package(GTest REQUIRED)
