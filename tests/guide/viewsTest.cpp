@@ -25,14 +25,14 @@ TEST(ViewsGuide, Asks_the_delegate_first) {
     VisitKeys keys;
     table.setDelegate(&keys); // not setItemDelegate, which draws and edits
 
-    QStandardItemModel model(3, 1);
+    QStandardItemModel model(4, 1);
     table.setModel(&model);
     table.setCurrentIndex(model.index(0, 0));
     for (const int key : {Qt::Key_Down, Qt::Key_Delete}) {
         QKeyEvent event(QEvent::KeyPress, key, Qt::NoModifier);
         QApplication::sendEvent(&table, &event);
     }
-    EXPECT_EQ(model.rowCount(), 2);
+    EXPECT_EQ(model.rowCount(), 3);
     EXPECT_EQ(table.currentIndex().row(), 1);
 }
 

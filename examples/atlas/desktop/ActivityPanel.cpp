@@ -19,7 +19,7 @@ bool isImage(const QString& fileName) {
 
 ActivityPanel::ActivityPanel(QWidget* parent) : QTreeWidget(parent) {
     setHeaderLabels({tr("Item"), tr("State")});
-    header()->setSectionResizeMode(0, QHeaderView::Interactive);
+    header()->setSectionResizeMode(QHeaderView::Stretch); // what is cut off stands in the tool tip
     setAccessibleName(tr("Activity"));
     setUniformRowHeights(true);
     for (auto** group : {&inFlight_, &toSend_, &toFetch_, &failed_}) {

@@ -79,7 +79,7 @@ void SignInDialog::check() {
         objection = error.message;
     else if (isTokenWanted && !token().isEmpty())
         objection = QWHTTPRestClient::objectionToAccessToken(token());
-    objection_->setText(objection);
+    objection_->setText(objection.left(1).toUpper() + objection.mid(1));
     signIn_->setEnabled(known && objection.isEmpty() && (!isTokenWanted || !token().isEmpty()));
 }
 
