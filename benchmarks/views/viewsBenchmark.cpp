@@ -1,0 +1,13 @@
+#include "views/RecordsBenchmark.h"
+
+#include <QApplication>
+
+// What a window costs that shows records.
+
+int main(int argc, char** argv) {
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication application(argc, argv);
+    const QStringList arguments = QCoreApplication::arguments();
+    return bench::report(bench::rowsOf(recordsMeasurements(), arguments), arguments);
+}
