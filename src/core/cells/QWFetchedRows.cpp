@@ -94,11 +94,18 @@ void QWFetchedRows::forgetTouched() {
     order_.clear();
     waiting_.clear();
     probed_.clear();
+    placed_.clear();
+    isArranged_ = false;
 }
 
 // Makes the rows those of `ids`, in that order.
 void QWFetchedRows::adopt(const std::vector<ID>& ids) {
     isApplying_ = true;
+    if (rows_.count() == 0 && !ids.empty()) {
+        audience_.insertRows(0, int(ids.size()) - 1, [&] { rows_.assign(ids); });
+        isApplying_ = false;
+        return settle();
+    }
     QWRowList target;
     target.assign(ids);
     std::vector<ID> added, gone;
@@ -111,8 +118,6 @@ void QWFetchedRows::adopt(const std::vector<ID>& ids) {
     const int before = rows_.count();
     if (!added.empty())
         audience_.insertRows(before, before + int(added.size()) - 1, [&] {
-            if (before == 0)
-                return rows_.assign(ids);
             for (const ID& id : added)
                 rows_.append(id);
         });
@@ -140,6 +145,8 @@ void QWFetchedRows::touch(const ID& id) {
         order_.push_back(id);
     touched_[id] = {};
     waiting_.push_back(id);
+    placed_.clear();
+    isArranged_ = false;
 }
 
 void QWFetchedRows::touch(const QWManagedObjectSet& records) {
@@ -153,18 +160,31 @@ void QWFetchedRows::touch(const QWDidSaveNotice& saved) {
 }
 
 void QWFetchedRows::settle() {
-    if (merges_ > 0 || isApplying_ || waiting_.empty() || slice_.isPending())
+    if (merges_ > 0 || isApplying_ || order_.empty() || slice_.isPending())
         return;
     if (request_.limit > 0 || request_.offset > 0)
         return refetch(); // one record's change may bring in or push out another
-    if (waiting_.size() > judgedAtOnce) {
+    if (order_.size() > judgedAtOnce) {
         if (mostRowsAreTouched())
             return refetch(); // there is next to nothing left to compare with
-        slice_ = context_->environment().runLoop().post([this] { judgeSlice(); });
+        slice_ = context_->environment().runLoop().post([this] { performSlice(); });
         return;
     }
     while (!waiting_.empty())
-        judgeSlice();
+        judgeSome();
+    arrange();
+    apply();
+}
+
+// One turn's work on many records.
+void QWFetchedRows::performSlice() {
+    if (!waiting_.empty())
+        judgeSome();
+    else if (!isArranged_)
+        arrange();
+    else
+        return apply();
+    settle();
 }
 
 bool QWFetchedRows::mostRowsAreTouched() const {
@@ -175,15 +195,12 @@ bool QWFetchedRows::mostRowsAreTouched() const {
               })) > most;
 }
 
-void QWFetchedRows::judgeSlice() {
+void QWFetchedRows::judgeSome() {
     const auto count = qptrdiff(std::min(judgedInSlice, waiting_.size()));
-    const std::vector<ID> slice(waiting_.end() - count, waiting_.end());
+    const std::vector<ID> some(waiting_.end() - count, waiting_.end());
     waiting_.erase(waiting_.end() - count, waiting_.end());
-    for (const auto& record : context_->objectsWithIDs(slice))
+    for (const auto& record : context_->objectsWithIDs(some))
         judge(*record, touched_[record->objectID()]);
-    if (!waiting_.empty())
-        return settle();
-    apply();
 }
 
 void QWFetchedRows::judge(const QWManagedObject& record, Verdict& verdict) {

@@ -34,30 +34,32 @@ Ranges rangesOf(const QWRowList& rows, const std::vector<ID>& ids) {
 
 } // namespace
 
-void QWFetchedRows::apply() {
-    isApplying_ = true;
-    std::vector<ID> gone, changed;
-    std::vector<Placed> placed;
+// What the verdicts come to: the included touched records in their order.
+void QWFetchedRows::arrange() {
     for (const ID& id : order_) {
-        Verdict& verdict = touched_[id];
-        const bool isRow = rows_.contains(id);
-        if (!verdict.isIncluded) {
-            if (isRow)
-                gone.push_back(id);
+        const Verdict& verdict = touched_[id];
+        if (!verdict.isIncluded)
             continue;
-        }
-        if (isRow)
-            changed.push_back(id);
         int next = rowBefore(verdict.next);
         while (next < rows_.count() && touched_.contains(rows_.at(next)))
             ++next;
-        placed.push_back({std::move(verdict.place), id, next < rows_.count() ? rows_.at(next) : ID()});
+        placed_.push_back({verdict.place, id, next < rows_.count() ? rows_.at(next) : ID()});
     }
-    std::sort(placed.begin(), placed.end(),
+    std::sort(placed_.begin(), placed_.end(),
               [](const Placed& left, const Placed& right) { return left.place < right.place; });
-    for (size_t i = 0; i + 1 < placed.size(); ++i)
-        if (placed[i].next == placed[i + 1].next)
-            placed[i].next = placed[i + 1].id;
+    for (size_t i = 0; i + 1 < placed_.size(); ++i)
+        if (placed_[i].next == placed_[i + 1].next)
+            placed_[i].next = placed_[i + 1].id;
+    isArranged_ = true;
+}
+
+void QWFetchedRows::apply() {
+    isApplying_ = true;
+    const std::vector<Placed> placed = std::exchange(placed_, {});
+    std::vector<ID> gone, changed;
+    for (const ID& id : order_)
+        if (rows_.contains(id))
+            (touched_[id].isIncluded ? changed : gone).push_back(id);
     forgetTouched();
 
     if (placed.size() <= placedOneByOne)
@@ -126,8 +128,8 @@ void QWFetchedRows::applyAtOnce(const std::vector<Placed>& placed, const std::ve
     if (rangesOf(rows_, gone).size() > mostRanges
         || !std::all_of(placed.begin(), placed.end(), standsInPlace))
         audience_.reorderRows([&] {
-            for (const Placed& each : placed)
-                rows_.remove(rows_.rowOf(each.id));
+            for (auto each = placed.rbegin(); each != placed.rend(); ++each) // new ones from the end
+                rows_.remove(rows_.rowOf(each->id));
             for (const ID& id : gone)
                 rows_.remove(rows_.rowOf(id));
             for (auto each = placed.rbegin(); each != placed.rend(); ++each)

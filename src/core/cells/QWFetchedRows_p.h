@@ -14,7 +14,7 @@
 // records are judged (does the request include it, and before which row does it stand), one by one, by binary
 // search among the other rows, and then all changes are applied. A few are judged within the notice. Many are
 // judged in slices, one for each turn of the run loop, during which the rows stay as they are, and applied by
-// three changes at most: new rows at the end, one re-sort, removal of rows from the end.
+// three changes at most, in a turn of their own: new rows at the end, one re-sort, removal of rows from the end.
 class QWFetchedRows {
 public:
     // Whoever shows the rows: runs `step`, in which they change, between its own announcements.
@@ -65,12 +65,14 @@ private:
     void touch(const QWDidSaveNotice& saved);
     void settle();
     bool mostRowsAreTouched() const;
-    void judgeSlice();
+    void performSlice();
+    void judgeSome();
     void judge(const QWManagedObject& record, Verdict& verdict);
     ID rowBehind(const QByteArray& place);
     bool isLoose(const ID& id) const;
     const QByteArray& placeOfRow(int row);
 
+    void arrange();
     void apply();
     void applyOneByOne(const std::vector<Placed>& placed, const std::vector<ID>& gone);
     void applyAtOnce(const std::vector<Placed>& placed, const std::vector<ID>& gone);
@@ -91,7 +93,9 @@ private:
     std::vector<ID> order_;         // of `touched_`, by first touch
     std::vector<ID> waiting_;       // of those, to be judged
     QHash<int, QByteArray> probed_; // places of rows that judging has read; rows stay while there are any
-    int merges_ = 0;                // under way: their notices are settled together
+    std::vector<Placed> placed_;    // of many: their order, until it is applied or something is touched again
+    bool isArranged_ = false;
+    int merges_ = 0; // under way: their notices are settled together
     bool isApplying_ = false;
     QWRunLoop::Handle slice_;
 

@@ -22,12 +22,24 @@ QWRowList::Block*& QWRowList::entry(const QWManagedObjectID& id) {
     return (*pages_[page])[size_t(id.key) % pageSize];
 }
 
-size_t QWRowList::positionOfRow(int row) const {
+// What an insertion moves is reckoned again as far as somebody asks: insertions from the last row to the first
+// ask for nothing of it.
+int QWRowList::endOfKnown() const {
+    return knownStarts_ == 0 ? 0 : starts_[knownStarts_ - 1] + int(blocks_[knownStarts_ - 1]->ids.size());
+}
+
+int QWRowList::startOf(size_t position) const {
     starts_.resize(blocks_.size());
-    for (; knownStarts_ < blocks_.size(); ++knownStarts_)
-        starts_[knownStarts_] =
-            knownStarts_ == 0 ? 0 : starts_[knownStarts_ - 1] + int(blocks_[knownStarts_ - 1]->ids.size());
-    return size_t(std::upper_bound(starts_.begin(), starts_.end(), row) - starts_.begin()) - 1;
+    for (; knownStarts_ <= position; ++knownStarts_)
+        starts_[knownStarts_] = endOfKnown();
+    return starts_[position];
+}
+
+size_t QWRowList::positionOfRow(int row) const {
+    while (endOfKnown() <= row)
+        startOf(knownStarts_);
+    const auto known = starts_.begin() + qptrdiff(knownStarts_);
+    return size_t(std::upper_bound(starts_.begin(), known, row) - starts_.begin()) - 1;
 }
 
 const QWManagedObjectID& QWRowList::at(int row) const {
@@ -39,10 +51,9 @@ int QWRowList::rowOf(const QWManagedObjectID& id) const {
     const Block* block = blockOf(id);
     if (!block)
         return -1;
-    positionOfRow(0);
     const auto found = std::find_if(block->ids.begin(), block->ids.end(),
                                     [&](const QWManagedObjectID& each) { return each.key == id.key; });
-    return starts_[block->position] + int(found - block->ids.begin());
+    return startOf(block->position) + int(found - block->ids.begin());
 }
 
 void QWRowList::assign(const std::vector<QWManagedObjectID>& ids) {

@@ -26,9 +26,11 @@ private:
         size_t position; // among the blocks
         std::vector<QWManagedObjectID> ids;
     };
-    static constexpr size_t fullBlock = 1024, newBlock = 512, pageSize = 1024;
+    static constexpr size_t fullBlock = 256, newBlock = 128, pageSize = 1024;
     using Page = std::array<Block*, pageSize>; // of neighbouring keys, which were given out in sequence
 
+    int startOf(size_t position) const;
+    int endOfKnown() const;
     size_t positionOfRow(int row) const;
     Block* blockOf(const QWManagedObjectID& id) const;
     Block*& entry(const QWManagedObjectID& id);
