@@ -50,7 +50,10 @@ QWDropboxSyncUIController::QWDropboxSyncUIController(std::shared_ptr<QWEnvironme
     : QObject(parent), environment_(std::move(environment)) {}
 
 QWDropboxSyncUIController::~QWDropboxSyncUIController() {
-    delete question_;
+    if (question_) { // which may be telling of its answer right now
+        question_->hide();
+        question_->deleteLater();
+    }
     delete view_; // before its popover, if there is one
     delete toolbarButton_;
 }

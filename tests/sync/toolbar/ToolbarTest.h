@@ -21,7 +21,10 @@ protected:
         using Desktop::Desktop;
         void authenticateAndEnableCoreDataSync(QWDropboxSyncCoreData& asking) override {
             toAuthenticate << &asking;
+            if (willAuthenticate)
+                willAuthenticate();
         }
+        std::function<void()> willAuthenticate;
         QList<const QWDropboxSyncCoreData*> toAuthenticate;
     };
 

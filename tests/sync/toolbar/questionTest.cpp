@@ -110,6 +110,15 @@ TEST_F(Question, Does_nothing_for_an_engine_without_a_delegate_or_without_an_eng
 TEST_F(Question, Goes_with_the_controller) {
     click();
     controller.reset();
+    QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_FALSE(question());
+}
+
+TEST_F(Question, Lets_the_host_end_the_controller_on_a_Yes) {
+    desktop.willAuthenticate = [this] { controller.reset(); };
+    click();
+    choose("Yes");
+    EXPECT_EQ(desktop.toAuthenticate.size(), 1);
     EXPECT_FALSE(question());
 }
 
