@@ -84,21 +84,24 @@ void ActivityPanel::refreshSoon() {
 }
 
 void ActivityPanel::refresh() {
-    qint64 rows = 0, rowsInFlight = 0, entries = 0;
+    qint64 waiting = 0, sending = 0, entries = 0;
     QList<Line> inFlight, toSend, toFetch, failed;
     if (engine_ && supervisor_) {
-        rows = engine_->numberOfObjectsWaitingSync();
-        rowsInFlight = engine_->numberOfObjectsSyncing();
+        sending = engine_->numberOfObjectsSyncing();
+        waiting = engine_->numberOfObjectsWaitingSync() - sending;
         QWFetchRequest request(QWDBEntityNameObjectWaitingSync);
         request.limit = mostListed; // the engine sends them in this order
         for (const auto& row :
              QWFetchCacheRecords<ObjectWaitingSync>(*engine_->dropboxCacheManagedObjectContext(), request)) {
             const QString fileName = engine_->fileNameForObjectWaitingToSync(*row, false);
             const bool deletes = row->action() == QWDropboxSyncActionDelete;
-            if (engine_->objectSyncingForFileWithName(fileName))
-                inFlight.append({describe(fileName), deletes ? tr("being deleted") : tr("being sent")});
-            else
+            const QString imageName = engine_->fileNameForObjectWaitingToSync(*row, true);
+            if (!engine_->objectSyncingForFileWithName(fileName))
                 toSend.append({describe(fileName), deletes ? tr("to be deleted") : tr("to be sent")});
+            else if (failures_.contains(fileName) || failures_.contains(imageName))
+                --sending; // it waits to be tried again
+            else
+                inFlight.append({describe(fileName), deletes ? tr("being deleted") : tr("being sent")});
         }
         entries = engine_->deltaEntriesToImport().count();
         for (const auto& entry : engine_->deltaEntriesToImport().entries().mid(0, mostListed))
@@ -113,8 +116,8 @@ void ActivityPanel::refresh() {
     for (auto failure = failures_.begin(); failure != failures_.end(); ++failure)
         failed.append({describe(failure.key()), *failure});
 
-    fill(inFlight_, tr("In flight"), rowsInFlight, inFlight);
-    fill(toSend_, tr("Waiting to be sent"), rows - rowsInFlight, toSend);
+    fill(inFlight_, tr("In flight"), sending, inFlight);
+    fill(toSend_, tr("Waiting to be sent"), waiting, toSend);
     fill(toFetch_, tr("Waiting to be fetched"), entries, toFetch);
     fill(failed_, tr("Failed, to be tried again"), failed.size(), failed.mid(0, mostListed));
 }

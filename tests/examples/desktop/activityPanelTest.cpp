@@ -90,6 +90,8 @@ TEST_F(Activity, Says_what_has_failed_and_why_until_it_has_succeeded) {
     EXPECT_THAT(lines(Failed).first().toStdString(), HasSubstr("Rome in spring (Visit): "));
     EXPECT_GT(lines(Failed).first().size(), QString("Rome in spring (Visit): ").size()); // the reason
     EXPECT_EQ(title(Failed), "Failed, to be tried again (1)");
+    EXPECT_EQ(title(InFlight), "In flight (0)");
+    EXPECT_THAT(lines(InFlight), IsEmpty());
     client_->removeFaults();
     pass(std::chrono::seconds(30));
     EXPECT_THAT(lines(Failed), IsEmpty());
