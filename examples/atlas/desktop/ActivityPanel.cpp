@@ -142,7 +142,7 @@ void ActivityPanel::fill(QTreeWidgetItem* group, const QString& title, qint64 co
     }
 }
 
-// A file as the user knows it: by the name of its record.
+// A file as the user knows it: by the name of its record, or the kind of one that is not here.
 QString ActivityPanel::describe(const QString& fileName) const {
     if (QLatin1Char('/') + fileName == QWDBFileSyncedPreferencesInDropboxFolder)
         return tr("Preferences");
@@ -150,7 +150,7 @@ QString ActivityPanel::describe(const QString& fileName) const {
                             fileName, *engine_->mainManagedObjectContext(), false)
                                 : QWRef<QWManagedObjectWithSyncSupport>();
     if (!record)
-        return fileName;
+        return fileName.section(QWDBFileNameSeparator, 0, 0);
     const QString kind = record->entity().name();
     const QString name = record->valueForKey(record->fieldDescriptions()->first()->key()).toString();
     const QString what = name.isEmpty() ? kind : tr("%1 (%2)").arg(name, kind);

@@ -20,13 +20,11 @@ class Activity : public AtlasTest {
 protected:
     Activity()
         : engine_(context_, atlas::entityNames(), QUrl::fromLocalFile(folder_.filePath("cache"))),
-          folderClient_(QWFolderRestClient::open("folder:" + folder_.filePath("cloud"), engineEnvironment())),
-          client_(std::make_shared<QWFaultyRestClient>(*folderClient_, engineEnvironment())),
+          client_(std::make_shared<QWFaultyRestClient>(folderClient_, environment_)),
           supervisor_(QWSyncSupervisor::create(engine_, client_)) {
         panel_.follow(supervisor_.get(), &engine_);
         panel_.show();
     }
-    std::shared_ptr<QWEnvironment> engineEnvironment() { return environment_; }
     void visit(const QString& title) {
         insert("Visit")->setValueForKey("title", title);
         EXPECT_TRUE(context_->save());
@@ -45,7 +43,8 @@ protected:
 
     const std::shared_ptr<QWEnvironment> environment_ = world_.environment();
     QWDropboxSyncCoreData engine_;
-    std::unique_ptr<QWFolderRestClient> folderClient_;
+    const std::shared_ptr<QWAppFolder> cloud_ = QWAppFolder::inMemory(environment_);
+    QWFolderRestClient folderClient_{cloud_, environment_};
     std::shared_ptr<QWFaultyRestClient> client_;
     std::shared_ptr<QWSyncSupervisor> supervisor_;
     ActivityPanel panel_;
@@ -79,6 +78,30 @@ TEST_F(Activity, Counts_what_is_too_much_to_be_listed) {
     EXPECT_EQ(title(ToSend), "Waiting to be sent (120)");
     EXPECT_EQ(lines(ToSend).size(), ActivityPanel::mostListed + 1);
     EXPECT_EQ(lines(ToSend).last(), "… and 20 more: ");
+}
+
+TEST_F(Activity, Lists_what_is_to_be_fetched) {
+    for (const char* uuid : {"0E1D2C3B-0000-4000-8000-000000000001", "0E1D2C3B-0000-4000-8000-000000000002"})
+        EXPECT_TRUE(cloud_->upload(QString("/SyncCache.dbSync/Visit!!!%1.data").arg(uuid),
+                                   R"({"title":"Oslo","dateModified":"2026-01-01 00:00:00 +0000"})",
+                                   QWWriteMode::add()));
+    client_->on(QWRestRequest::LoadFile).staysUnanswered();
+    supervisor_->activate();
+    pass(std::chrono::seconds(3));
+    EXPECT_EQ(title(ToFetch), "Waiting to be fetched (2)");
+    EXPECT_EQ(lines(ToFetch), QStringList({"Visit: to be fetched", "Visit: to be fetched"}));
+}
+
+TEST_F(Activity, Lists_a_deletion_by_the_kind_of_what_is_gone) {
+    visit("Rome in spring");
+    supervisor_->activate();
+    pass(std::chrono::seconds(30));
+    ASSERT_EQ(title(ToSend), "Waiting to be sent (0)");
+    client_->on(QWRestRequest::Delete).staysUnanswered();
+    context_->deleteObject(*context_->fetch(QWFetchRequest("Visit"))->front());
+    EXPECT_TRUE(context_->save());
+    pass(std::chrono::seconds(1));
+    EXPECT_EQ(lines(InFlight), QStringList{"Visit: being deleted"});
 }
 
 TEST_F(Activity, Says_what_has_failed_and_why_until_it_has_succeeded) {
