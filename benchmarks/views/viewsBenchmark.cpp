@@ -1,3 +1,4 @@
+#include "views/CellsBenchmark.h"
 #include "views/RecordsBenchmark.h"
 
 #include <QApplication>
@@ -9,5 +10,8 @@ int main(int argc, char** argv) {
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
-    return bench::report(bench::rowsOf(recordsMeasurements(), arguments), arguments);
+    std::vector<bench::Measurement> measurements = cellsMeasurements();
+    for (const bench::Measurement& records : recordsMeasurements())
+        measurements.push_back(records);
+    return bench::report(bench::rowsOf(measurements, arguments), arguments);
 }

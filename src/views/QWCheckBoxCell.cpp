@@ -44,6 +44,7 @@ void QWCheckBoxCell::drawWithFrame(QPainter& painter, const QRectF& frame, const
     box.rect = indicatorRect(frame).toRect();
     box.state.setFlag(QStyle::State_HasFocus, false);
     box.state.setFlag(QStyle::State_Enabled, isDrawnEnabled());
+    box.palette.setCurrentColorGroup(colorGroup());
     box.state.setFlag(isChecked() ? QStyle::State_On : QStyle::State_Off);
     style().drawPrimitive(QStyle::PE_IndicatorItemViewItemCheck, &box, &painter, view);
 }
@@ -73,12 +74,11 @@ bool QWCheckBoxCell::editorEvent(QEvent* event, QAbstractItemModel* model, const
         if (static_cast<QKeyEvent*>(event)->key() != Qt::Key_Space)
             return false;
     } else if (event->type() == QEvent::MouseButtonRelease || event->type() == QEvent::MouseButtonDblClick) {
+        // A double click is the second click: views keep the release that ends it to themselves.
         const auto& mouse = *static_cast<QMouseEvent*>(event);
         if (mouse.button() != Qt::LeftButton
             || !(hitTestForEvent(mouse, option.rect, option.widget) & HitTrackableArea))
             return false;
-        if (event->type() == QEvent::MouseButtonDblClick)
-            return true; // the release that follows is the second click
     } else {
         return false;
     }

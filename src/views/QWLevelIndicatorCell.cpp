@@ -141,8 +141,6 @@ unsigned QWLevelIndicatorCell::hitTestForEvent(const QMouseEvent& event, const Q
 }
 
 int QWLevelIndicatorCell::starsForKey(const QKeyEvent& event) const {
-    if (event.key() == Qt::Key_Delete || event.key() == Qt::Key_Backspace)
-        return 0;
     const QString text = event.text();
     if (text == u"+")
         return qMin(litStars() + 1, starCount());

@@ -9,7 +9,7 @@ class QKeyEvent;
 //
 // A bar only shows. Stars are whole: a number is rounded to the nearest, and there is one star, or a dot in
 // its place, for each step between the bounds. A click on a star gives that many, one on the last star that
-// is lit takes it away; the keys 0 to 9 give as many, + and - one more or fewer, Delete and Backspace none.
+// is lit takes it away; the keys 0 to 9 give as many, + and - one more or fewer.
 // Cell and model must allow it; the model receives a whole number, of the former value's type.
 //
 // Right-to-left views begin bar and stars at the right.
