@@ -11,17 +11,17 @@
 
 namespace {
 
-constexpr int rowCount = 40, rowHeight = 24, drawings = 20, rounds = 31;
+constexpr int countryCount = 40, rowHeight = 24, drawings = 20, rounds = 31;
 
 // Countries with a flag and the number of visits to each; the number in a column of its own as well, for a
 // delegate that draws one text for an item.
 struct Countries : QStandardItemModel {
-    Countries() : QStandardItemModel(rowCount, 2) {
+    Countries() : QStandardItemModel(countryCount, 2) {
         static const QStringList names{"Österreich", "Bolivia",   "Côte d’Ivoire", "Denmark",
                                        "Ελλάδα",     "Guatemala", "New Zealand",   "Papua New Guinea",
                                        "Uruguay",    "Zimbabwe"};
         std::mt19937 random(3);
-        for (int row = 0; row < rowCount; ++row) {
+        for (int row = 0; row < countryCount; ++row) {
             QImage flag(320, 240, QImage::Format_RGB32);
             flag.fill(QColor::fromHsv(int(random() % 360), 200, 200));
             const QString count = QString::number(random() % 2000);
@@ -37,7 +37,7 @@ struct Countries : QStandardItemModel {
 // A window's table of them, drawn into an image.
 struct Table {
     Table(QAbstractItemModel& model, qreal ratio)
-        : image(QSize(400, rowCount * rowHeight) * ratio, QImage::Format_ARGB32_Premultiplied) {
+        : image(QSize(400, countryCount * rowHeight) * ratio, QImage::Format_ARGB32_Premultiplied) {
         image.setDevicePixelRatio(ratio);
         view.setModel(&model);
         view.horizontalHeader()->hide();
@@ -45,7 +45,7 @@ struct Table {
         view.verticalHeader()->setDefaultSectionSize(rowHeight);
         view.setFrameShape(QFrame::NoFrame);
         view.setIconSize({rowHeight - 4, rowHeight - 4}); // as the cell draws its images
-        view.resize(400, rowCount * rowHeight);
+        view.resize(400, countryCount * rowHeight);
     }
     // Seconds for some drawings of all rows.
     double draw() {
