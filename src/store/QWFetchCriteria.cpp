@@ -137,6 +137,5 @@ QByteArray QWFetchCriteria::place(const QWManagedObjectID& id) const {
     QWManagedObject read;
     read.entity_ = id.entity;
     read.key_ = id.key;
-    context_->realise(read);
-    return place(read);
+    return context_->realise(read) ? place(read) : QByteArray();
 }

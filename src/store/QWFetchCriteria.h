@@ -27,7 +27,7 @@ public:
     // Bytes that stand to those of another record (QByteArray's order) as the records stand in the result:
     // by the sort descriptors, then by key. No two records have the same.
     QByteArray place(const QWManagedObject& record) const;
-    // The same; a record that is not live is read from the store, and not made.
+    // The same; a record that is not live is read from the store, and not made. Empty when it cannot be read.
     QByteArray place(const QWManagedObjectID& id) const;
 
     // The pieces of a request that the criteria were made for.

@@ -58,11 +58,13 @@ struct QWFetchedRecordsModel::Private final : QWFetchedRows::Audience {
         if (!columns.empty())
             Q_EMIT model.dataChanged(model.index(first, 0), model.index(last, int(columns.size()) - 1));
     }
-    void fetchFailed(const QWError& failure) override {
-        error = failure;
+    void fetched(const QWError& outcome) override {
+        error = outcome;
+        if (!error.isError())
+            return;
         qCWarning(qwCoreLog).noquote()
-            << "a table of" << request.entityName << "cannot be fetched:" << failure.message;
-        Q_EMIT model.fetchFailed(failure);
+            << "a table of" << request.entityName << "cannot be fetched:" << outcome.message;
+        Q_EMIT model.fetchFailed(outcome);
     }
 
     // The order that a column gives; none of a relationship.
@@ -109,14 +111,11 @@ const QWFetchRequest& QWFetchedRecordsModel::fetchRequest() const {
 
 // Fetching --------------------------------------------------------------------------------------------------
 
-bool QWFetchedRecordsModel::fetch(QWFetchRequest request, QWError* error) {
-    QWError failure;
-    if (d_->rows.fetch(request, &failure)) {
-        d_->error = {};
-        return true;
-    }
-    d_->fetchFailed(failure);
-    return qw::fail(error, failure);
+bool QWFetchedRecordsModel::fetch(const QWFetchRequest& request, QWError* error) {
+    QWError outcome;
+    d_->rows.fetch(request, &outcome);
+    d_->fetched(outcome);
+    return !outcome.isError() || qw::fail(error, outcome);
 }
 
 bool QWFetchedRecordsModel::setFetchRequest(const QWFetchRequest& request, QWError* error) {

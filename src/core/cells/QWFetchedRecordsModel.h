@@ -74,7 +74,8 @@ public:
     Qt::SortOrder sortOrder() const;
 
     // Whether the user may change values of a column. YES for attributes that a cell can show as values (no
-    // images, rich texts or relationships), which are also the only ones that it can be set for.
+    // images, rich texts or relationships) but for the uuid and the date of change of a synced record; it can be
+    // set for no others.
     bool isColumnEditable(int column) const;
     void setColumnEditable(int column, bool editable);
 
@@ -104,6 +105,6 @@ Q_SIGNALS:
 
 private:
     struct Private;
-    bool fetch(QWFetchRequest request, QWError* error);
+    bool fetch(const QWFetchRequest& request, QWError* error);
     std::unique_ptr<Private> d_;
 };

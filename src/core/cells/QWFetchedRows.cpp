@@ -84,8 +84,8 @@ bool QWFetchedRows::fetch(const QWFetchRequest& request, QWError* error) {
 
 void QWFetchedRows::refetch() {
     QWError error;
-    if (!fetch(request_, &error))
-        audience_.fetchFailed(error);
+    fetch(request_, &error);
+    audience_.fetched(error);
 }
 
 void QWFetchedRows::forgetTouched() {
@@ -96,6 +96,7 @@ void QWFetchedRows::forgetTouched() {
     probed_.clear();
     placed_.clear();
     isArranged_ = false;
+    mustRefetch_ = false;
 }
 
 // Makes the rows those of `ids`, in that order.
@@ -162,16 +163,19 @@ void QWFetchedRows::touch(const QWDidSaveNotice& saved) {
 void QWFetchedRows::settle() {
     if (merges_ > 0 || isApplying_ || order_.empty() || slice_.isPending())
         return;
-    if (request_.limit > 0 || request_.offset > 0)
-        return refetch(); // one record's change may bring in or push out another
+    const bool isCut = request_.limit > 0 || request_.offset > 0;
+    if (isCut || mustRefetch_)
+        return refetch(); // in a part of the result one record's change may bring in or push out another
     if (order_.size() > judgedAtOnce) {
         if (mostRowsAreTouched())
             return refetch(); // there is next to nothing left to compare with
         slice_ = context_->environment().runLoop().post([this] { performSlice(); });
         return;
     }
-    while (!waiting_.empty())
+    while (!waiting_.empty() && !mustRefetch_)
         judgeSome();
+    if (mustRefetch_)
+        return refetch();
     arrange();
     apply();
 }
@@ -200,16 +204,18 @@ void QWFetchedRows::judgeSome() {
     const std::vector<ID> some(waiting_.end() - count, waiting_.end());
     waiting_.erase(waiting_.end() - count, waiting_.end());
     for (const auto& record : context_->objectsWithIDs(some))
-        judge(*record, touched_[record->objectID()]);
+        mustRefetch_ = !judge(*record, touched_[record->objectID()]) || mustRefetch_;
 }
 
-void QWFetchedRows::judge(const QWManagedObject& record, Verdict& verdict) {
+bool QWFetchedRows::judge(const QWManagedObject& record, Verdict& verdict) {
     verdict.isWaiting = false;
     verdict.isIncluded = criteria_->includes(record);
     if (!verdict.isIncluded)
-        return;
+        return record.isDeleted() || !record.isFault(); // one whose row has gone is none any more
     verdict.place = criteria_->place(record);
-    verdict.next = rowBehind(verdict.place);
+    const auto next = rowBehind(verdict.place);
+    verdict.next = next.value_or(ID());
+    return next.has_value();
 }
 
 // Whether the row may stand in the wrong place: it is touched, or will be by the next notice.
@@ -229,14 +235,17 @@ const QByteArray& QWFetchedRows::placeOfRow(int row) {
     return *probed_.insert(row, criteria_->place(rows_.at(row)));
 }
 
-// The first row behind `place`, by the rows that stand where they belong.
-QWFetchedRows::ID QWFetchedRows::rowBehind(const QByteArray& place) {
+// The first row behind `place`, by the rows that stand where they belong; null: the end. Nothing when a row
+// cannot be read.
+std::optional<QWFetchedRows::ID> QWFetchedRows::rowBehind(const QByteArray& place) {
     int low = 0, high = rows_.count();
     while (low < high) {
         const int middle = low + (high - low) / 2;
         int probe = middle;
         while (probe < high && isLoose(rows_.at(probe)))
             ++probe;
+        if (probe < high && placeOfRow(probe).isEmpty())
+            return std::nullopt;
         if (probe == high || place < placeOfRow(probe))
             high = middle;
         else

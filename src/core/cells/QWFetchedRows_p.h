@@ -26,8 +26,9 @@ public:
         virtual void removeRows(int first, int last, const Step& step) = 0;
         virtual void moveRow(int row, int destination, const Step& step) = 0; // before that row
         virtual void reorderRows(const Step& step) = 0;
-        virtual void rowsChanged(int first, int last) = 0;  // their values
-        virtual void fetchFailed(const QWError& error) = 0; // the rows stay
+        virtual void rowsChanged(int first, int last) = 0; // their values
+        // After a fetch that the rows made by themselves; with an error they stay as they were.
+        virtual void fetched(const QWError& error) = 0;
     };
 
     // Empty until `fetch`. The audience outlives the rows.
@@ -67,8 +68,8 @@ private:
     bool mostRowsAreTouched() const;
     void performSlice();
     void judgeSome();
-    void judge(const QWManagedObject& record, Verdict& verdict);
-    ID rowBehind(const QByteArray& place);
+    bool judge(const QWManagedObject& record, Verdict& verdict); // false when something cannot be read
+    std::optional<ID> rowBehind(const QByteArray& place);
     bool isLoose(const ID& id) const;
     const QByteArray& placeOfRow(int row);
 
@@ -95,7 +96,8 @@ private:
     QHash<int, QByteArray> probed_; // places of rows that judging has read; rows stay while there are any
     std::vector<Placed> placed_;    // of many: their order, until it is applied or something is touched again
     bool isArranged_ = false;
-    int merges_ = 0; // under way: their notices are settled together
+    bool mustRefetch_ = false; // something could not be read
+    int merges_ = 0;           // under way: their notices are settled together
     bool isApplying_ = false;
     QWRunLoop::Handle slice_;
 

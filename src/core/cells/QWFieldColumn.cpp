@@ -110,6 +110,12 @@ QString nameOf(const QWManagedObject& record) {
     return {};
 }
 
+// What a synced record keeps for itself: its identity and the date of its last change.
+bool isStampOf(const QWManagedObject& record, const QString& key) {
+    return dynamic_cast<const QWManagedObjectWithSyncSupport*>(&record)
+           && (key == QLatin1String("uuid") || key == QLatin1String("dateModified"));
+}
+
 } // namespace
 
 QWFieldColumn::QWFieldColumn(std::shared_ptr<const QWManagedObjectFieldDescription> description,
@@ -117,7 +123,7 @@ QWFieldColumn::QWFieldColumn(std::shared_ptr<const QWManagedObjectFieldDescripti
     : field(std::move(description)) {
     const QWPropertyDescription* property = prototype.entity().property(field->key());
     isEditable = property && property->isAttribute() && property->type() != QWAttributeType::Data
-                 && property->type() != QWAttributeType::Document;
+                 && property->type() != QWAttributeType::Document && !isStampOf(prototype, field->key());
     ColumnVisitor visitor(*this);
     field->performAcceptVisitor(visitor, prototype);
 }

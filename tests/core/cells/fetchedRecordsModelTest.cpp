@@ -1,5 +1,8 @@
 #include "FetchedRecordsFixture.h"
 
+#include "store/FaultyDisk.h"
+#include "store/QWStoreError.h"
+#include "testing/QWLogCapture.h"
 #include "views/QWTableCell.h"
 
 #include <QItemSelectionModel>
@@ -74,7 +77,7 @@ TEST(FetchedRecordsModel,
     EXPECT_EQ(at("rating", Qt::DisplayRole), "4");
     book->image = QUrl::fromLocalFile("/images/cover");
     EXPECT_EQ(at("imageURL", Qt::DisplayRole), "/images/cover");
-    for (const auto* key : {"notes", "author", "chapters", "imageURL"})
+    for (const auto* key : {"notes", "author", "chapters", "imageURL", "dateModified"})
         EXPECT_FALSE(model.isColumnEditable(model.columnOfKey(key))) << key;
     EXPECT_TRUE(model.setData(model.index(0, model.columnOfKey("format")), "hardcover"));
     EXPECT_EQ(book->valueForKey("format"), 1);
@@ -288,4 +291,55 @@ TEST_F(Model, Records_are_read_in_batches_around_those_asked_for_and_few_are_kep
     EXPECT_LE(std::count_if(ids.begin(), ids.end(),
                             [this](const auto& id) { return bool(context->registeredObject(id)); }),
               2200);
+}
+
+// Failing disks ---------------------------------------------------------------------------------------------
+
+class ModelOnFaultyDisk : public FetchedRecordsTest {
+protected:
+    void SetUp() override {
+        disk.emplace();
+        FetchedRecordsTest::SetUp();
+    }
+    void TearDown() override {
+        disk->mend();
+        tester.reset();
+        model.reset();
+        other.reset();
+        context.reset();
+        coordinator.reset();
+        disk.reset();
+    }
+    std::optional<FaultyDisk> disk;
+};
+
+TEST_F(ModelOnFaultyDisk, Rows_stay_while_nothing_can_be_read_and_are_right_as_soon_as_it_can) {
+    insertBooks({"a", "b", "c", "d", "e"});
+    const Ref edited = fetch("Book")[1];
+    // Without the tester, which would have all of them read.
+    model = std::make_unique<QWFetchedRecordsModel>(context, booksByTitle(), bookFields());
+    QList<QWError> failures;
+    QObject::connect(model.get(), &QWFetchedRecordsModel::fetchFailed, model.get(),
+                     [&](const QWError& error) { failures << error; });
+    {
+        // Another process writes, and what this one has in memory of the file counts no more.
+        const auto elsewhere = openStore();
+        QWManagedObjectContext process(elsewhere);
+        insertIn(process, "Tag", {{"name", "t"}});
+        save(process);
+    }
+    QWLogCapture log;
+    disk->failReads(true);
+    edited->setValueForKey("title", "x");
+    settle();
+    EXPECT_EQ(failures.size(), 1);
+    EXPECT_EQ(model->fetchError().code, int(QWStoreErrorCode::IO));
+    EXPECT_EQ(model->rowCount(), 5);
+    EXPECT_FALSE(model->isUpToDate());
+    disk->mend();
+    insertBook("f");
+    settle();
+    EXPECT_EQ(titles(), QStringList({"a", "c", "d", "e", "f", "x"}));
+    EXPECT_TRUE(model->isUpToDate());
+    EXPECT_FALSE(model->fetchError().isError());
 }
