@@ -14,7 +14,8 @@
 // records are judged (does the request include it, and before which row does it stand), one by one, by binary
 // search among the other rows, and then all changes are applied. A few are judged within the notice. Many are
 // judged in slices, one for each turn of the run loop, during which the rows stay as they are, and applied by
-// three changes at most, in a turn of their own: new rows at the end, one re-sort, removal of rows from the end.
+// three changes at most, in a turn of their own: new rows at the end, one re-sort, removal of rows from the
+// end.
 class QWFetchedRows {
 public:
     // Whoever shows the rows: runs `step`, in which they change, between its own announcements.

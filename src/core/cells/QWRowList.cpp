@@ -22,8 +22,8 @@ QWRowList::Block*& QWRowList::entry(const QWManagedObjectID& id) {
     return (*pages_[page])[size_t(id.key) % pageSize];
 }
 
-// What an insertion moves is reckoned again as far as somebody asks: insertions from the last row to the first
-// ask for nothing of it.
+// What an insertion moves is reckoned again as far as somebody asks: insertions from the last row to the
+// first ask for nothing of it.
 int QWRowList::endOfKnown() const {
     return knownStarts_ == 0 ? 0 : starts_[knownStarts_ - 1] + int(blocks_[knownStarts_ - 1]->ids.size());
 }

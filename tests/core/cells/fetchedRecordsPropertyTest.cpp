@@ -136,7 +136,8 @@ struct History : FetchedRecordsTest {
     void run(const std::vector<Step>& steps) {
         insertMany(*context, 12, 0);
         save();
-        // Who changes records while they are reported, as an engine stamps a date: before and after the model.
+        // Who changes records while they are reported, as an engine stamps a date: before and after the
+        // model.
         const auto stamp = [](const QWObjectsDidChangeNotice& notice) {
             for (const auto& record : notice.updated)
                 if (!record->isDeleted() && record->changedKeysForCurrentEvent().contains("pages"))
