@@ -30,6 +30,7 @@ void QWTableCell::copyFieldsFrom(const QWTableCell& cell) {
     formatter_ = cell.formatter_;
     option_ = cell.option_;
     controlView_ = cell.controlView_;
+    isOfIndex_ = cell.isOfIndex_;
     backgroundStyle_ = cell.backgroundStyle_;
     enabled_ = cell.enabled_;
     editable_ = cell.editable_;
@@ -57,9 +58,10 @@ void QWTableCell::setFont(const QFont& font) {
 }
 
 void QWTableCell::setControlView(const QWidget* view) {
-    if (controlView_ == view)
-        return;
+    if (controlView_ == view && isOfIndex_)
+        return; // the index has a say in them too
     controlView_ = view;
+    isOfIndex_ = false;
     if (!view)
         return;
     option_.palette = view->palette();
@@ -94,6 +96,7 @@ void QWTableCell::prepare(const QStyleOptionViewItem& option, const QModelIndex&
     option_ = option;
     option_.showDecorationSelected = true; // images and badge are on the row's highlight, not only the text
     controlView_ = option.widget;
+    isOfIndex_ = true;
     value_ = index.data(Qt::EditRole);
     if (!value_.isValid())
         value_ = index.data(Qt::DisplayRole);

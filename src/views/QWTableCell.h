@@ -89,8 +89,8 @@ public:
     Qt::LayoutDirection layoutDirection() const { return option_.direction; }
     void setLayoutDirection(Qt::LayoutDirection direction) { option_.direction = direction; }
 
-    // The view that the cell is in, from which it takes palette, layout direction and state when it is set;
-    // may be null.
+    // The view that the cell is in; may be null. A cell that no view has as its delegate takes palette, layout
+    // direction and whether it is enabled from it, each time that it is set or drawn for.
     const QWidget* controlView() const { return controlView_; }
     void setControlView(const QWidget* view);
 
@@ -126,7 +126,6 @@ protected:
     const QStyle& style() const;
     // How the view would draw the cell. Its texts, icon and widget are not used.
     const QStyleOptionViewItem& option() const { return option_; }
-    QStyleOptionViewItem& option() { return option_; }
 
 private:
     QColor background() const;
@@ -135,6 +134,7 @@ private:
     QWFormatterRef formatter_;
     QStyleOptionViewItem option_;
     QPointer<const QWidget> controlView_;
+    bool isOfIndex_ = false; // option_ was taken over from an index of the control view
     BackgroundStyle backgroundStyle_ = BackgroundStyle::Light;
     bool enabled_ = true;
     bool editable_ = true;

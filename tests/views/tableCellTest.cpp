@@ -172,6 +172,11 @@ TEST_F(TableCell, Takes_palette_direction_and_state_of_the_view_that_it_is_drawn
     cell.drawWithFrame(painter, frame, &view);
     EXPECT_TRUE(cells::shows(image, Qt::white));
     EXPECT_GT(cells::inked(image, {}, Qt::black).left(), 120);
+    QPalette another = cells::darkPalette();
+    another.setColor(QPalette::Text, Qt::red);
+    view.setPalette(another);
+    cell.drawWithFrame(painter, frame, &view);
+    EXPECT_TRUE(cells::shows(image, Qt::red)); // as the view is now
 }
 
 TEST_F(TableCell, Leaves_the_painter_as_it_was_and_draws_nothing_outside_its_frame) {

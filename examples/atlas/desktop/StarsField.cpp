@@ -31,8 +31,6 @@ void StarsField::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     cell_.setValue(value());
     cell_.setEnabled(isEnabled());
-    cell_.setControlView(nullptr); // takes over colours and direction when it is set
-    cell_.setControlView(this);
     cell_.drawWithFrame(painter, frame(), this);
     if (hasFocus()) {
         QStyleOptionFocusRect option;
