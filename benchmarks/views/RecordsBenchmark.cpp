@@ -156,7 +156,7 @@ struct Table {
         memory = residentAfterTrim() - memoryBefore;
         view.setModel(model.get());
         cells = model->applyCellsTo(view);
-        view.setSortingEnabled(false);
+        view.horizontalHeader()->setSectionResizeMode(QHeaderView::Stretch); // nothing of a frame is empty
         view.verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
         view.resize(1280, 800);
         view.show();

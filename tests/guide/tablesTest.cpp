@@ -25,7 +25,7 @@ TEST(TablesGuide, Shows_finds_sorts_and_edits_records) {
     QWFetchedRecordsModel model(context, request, fields);
     table.setModel(&model);
     const auto cells = model.applyCellsTo(table); // the view does not own them: keep them as long as it lives
-    table.sortByColumn(0, Qt::AscendingOrder); // Qt would begin with descending
+    table.sortByColumn(0, Qt::AscendingOrder);    // Qt would begin with descending
     table.setSortingEnabled(true);
     EXPECT_EQ(model.index(0, 0).data(), "a");
 
