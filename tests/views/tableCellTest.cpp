@@ -184,7 +184,7 @@ TEST_F(TableCell, Leaves_the_painter_as_it_was_and_draws_nothing_outside_its_fra
     QFont large = cells::textFont();
     large.setPixelSize(60);
     set(0, large, Qt::FontRole);
-    QImage image(220, 60, QImage::Format_RGB32);
+    QImage image(220, 160, QImage::Format_RGB32);
     image.fill(Qt::white);
     QPainter painter(&image);
     const QPen pen(Qt::blue, 3);
