@@ -140,6 +140,17 @@ TEST_F(ImageAnd2TextsInView, Double_clicks_on_an_image_or_the_badge_open_no_edit
     EXPECT_TRUE(editor());
 }
 
+TEST_F(ImageAnd2TextsInView, Double_clicks_anywhere_activate_an_item_that_cannot_be_edited) {
+    model.item(0)->setEditable(false);
+    int activated = 0;
+    QObject::connect(&view, &QAbstractItemView::activated, [&] { ++activated; });
+    doubleClickAt(0, {11, 10});
+    EXPECT_EQ(activated, 1);
+    doubleClickAt(0, {60, 10});
+    EXPECT_EQ(activated, 2);
+    EXPECT_FALSE(editor());
+}
+
 TEST_F(ImageAnd2TextsInView, Edits_in_the_room_that_images_and_badge_leave_at_full_height) {
     cell.setAlignTextVertically(true);
     view.verticalHeader()->resizeSection(0, 30);

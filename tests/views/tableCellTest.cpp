@@ -137,6 +137,13 @@ TEST_F(TableCell, Knows_whether_it_stands_on_a_light_or_a_dark_background) {
     EXPECT_EQ(style(), Style::Dark); // the highlight, not what is under it
     view.clearSelection();
     one.setData(one.index(0, 0), {}, Qt::BackgroundRole);
+    QPalette palette = view.palette();
+    palette.setColor(QPalette::AlternateBase, Qt::black);
+    view.setPalette(palette);
+    view.setAlternatingRowColors(true);
+    EXPECT_EQ(style(), Style::Light);
+    one.insertRow(1);
+    EXPECT_EQ(style(), Style::Dark); // of the second row, drawn last
     view.setPalette(cells::darkPalette());
     EXPECT_EQ(style(), Style::Dark);
     view.setModel(&model);
