@@ -55,7 +55,6 @@ TEST(TableCellAlone, Copies_settings_value_and_state_and_goes_its_own_way) {
 }
 
 TEST_F(TableCell, Takes_the_value_under_the_edit_role_and_else_the_one_that_is_displayed) {
-    QStandardItemModel roles(1, 1); // whose items keep both roles under one
     struct Displayed : QStandardItemModel {
         using QStandardItemModel::QStandardItemModel;
         QVariant data(const QModelIndex&, int role) const override {
