@@ -73,15 +73,14 @@ void AtlasWindow::makeFileMenu() {
 
 void AtlasWindow::makeEditMenu() {
     QMenu* menu = menuBar()->addMenu(tr("&Edit"));
-    // What is typed is an edit too; only then there is something to be taken back.
-    undoAction_ = add(menu, tr("&Undo"), QKeySequence::Undo, this, [this] {
-        editor_->commit();
-        history_.stack().undo();
-    });
-    redoAction_ = add(menu, tr("&Redo"), QKeySequence::Redo, this, [this] {
-        editor_->commit();
-        history_.stack().redo();
-    });
+    const auto go = [this](void (QUndoStack::*where)()) {
+        editor_->commit(); // what is typed is an edit too
+        (history_.stack().*where)();
+        library_->context().processPendingChanges(); // shown at once
+    };
+    undoAction_ = add(menu, tr("&Undo"), QKeySequence::Undo, this, [go] { go(&QUndoStack::undo); });
+    redoAction_ = add(menu, tr("&Redo"), QKeySequence::Redo, this, [go] { go(&QUndoStack::redo); });
+    redoAction_->setShortcuts(QKeySequence::Redo); // by either of its keys
     undoAction_->setIcon(glyphIcon(Glyph::Undo));
     redoAction_->setIcon(glyphIcon(Glyph::Redo));
     menu->addSeparator();

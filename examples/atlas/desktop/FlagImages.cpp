@@ -13,9 +13,10 @@ constexpr int side = 64; // pixels: sharp in a row of 30, at 200 %
 QImage squareFlag(const QString& path) {
     QImageReader reader(path);
     reader.setAutoTransform(true);
-    const QImage flag = reader.read().scaled(side, side, Qt::KeepAspectRatio, Qt::SmoothTransformation);
-    if (flag.isNull())
+    const QImage original = reader.read();
+    if (original.isNull())
         return {};
+    const QImage flag = original.scaled(side, side, Qt::KeepAspectRatio, Qt::SmoothTransformation);
     QImage square(side, side, QImage::Format_ARGB32_Premultiplied);
     square.fill(Qt::transparent);
     QPainter painter(&square);

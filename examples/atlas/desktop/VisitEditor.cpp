@@ -54,6 +54,11 @@ VisitEditor::VisitEditor(std::shared_ptr<QWManagedObjectContext> context, EditHi
     connect(qApp, &QApplication::focusChanged, this, &VisitEditor::focusMoved);
 }
 
+// The focus moves once more while the fields go.
+VisitEditor::~VisitEditor() {
+    disconnect(qApp, nullptr, this, nullptr);
+}
+
 void VisitEditor::setVisit(const QWRef<QWManagedObjectWithSyncSupport>& visit) {
     if (visit == visit_)
         return;
@@ -102,11 +107,26 @@ bool VisitEditor::commit(Field& field) {
     field.isEdited = false;
     field.shown = *value;
     QWError error;
-    if (history_.setValue(*visit_, field.key, *value, tr("Change %1").arg(field.name), session_, &error))
+    const QString change = tr("Change %1").arg(field.name);
+    // The region of another country goes, in one edit.
+    const bool leavesRegion = field.key == QLatin1String("country") && isForeignRegion(*value);
+    if (leavesRegion) {
+        history_.stack().beginMacro(change);
+        history_.setValue(*visit_, "region", {}, change);
+    }
+    const bool isSet = history_.setValue(*visit_, field.key, *value, change, session_, &error);
+    if (leavesRegion)
+        history_.stack().endMacro();
+    if (isSet)
         return true;
     show(field);
     context_->environment().errorPresenter().presentError(error);
     return true;
+}
+
+bool VisitEditor::isForeignRegion(const QVariant& country) const {
+    const auto region = visit_->relatedObject("region");
+    return region && region->relatedObject("country") != country.value<QWRef<QWManagedObject>>();
 }
 
 void VisitEditor::commitAfterPause() {

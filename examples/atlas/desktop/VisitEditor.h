@@ -32,6 +32,7 @@ class VisitEditor final : public QScrollArea {
 public:
     VisitEditor(std::shared_ptr<QWManagedObjectContext> context, EditHistory& history, FlagImages& flags,
                 QWidget* parent = nullptr);
+    ~VisitEditor() override;
 
     // Null for none. What is typed for the one before is committed.
     void setVisit(const QWRef<QWManagedObjectWithSyncSupport>& visit);
@@ -83,6 +84,7 @@ private:
 
     void edited(Field& field, Commit when);
     bool commit(Field& field);
+    bool isForeignRegion(const QVariant& country) const; // of the visit, seen from that country
     void commitAfterPause();
     void finish(Field& field);
     void show(Field& field);

@@ -8,10 +8,12 @@
 #include "desktop/VisitsModel.h"
 #include "dropbox/folder/QWFolderRestClient.h"
 #include "model/ISOImport.h"
+#include "support/ScopedLocale.h"
 #include "views/NSOutlineViewWithExtendedDelegate.h"
 
 #include <QAction>
 #include <QApplication>
+#include <QComboBox>
 #include <QLineEdit>
 #include <QTest>
 
@@ -94,6 +96,78 @@ public:
     QWVirtualWorld world;
     std::unique_ptr<atlas::AtlasWindow> window;
 
+    // The buttons and actions by their texts, mnemonics left out.
+    QAction* action(const QString& text) {
+        for (auto* candidate : window->findChildren<QAction*>())
+            if (candidate->text().remove('&') == text)
+                return candidate;
+        throw std::logic_error("no action " + text.toStdString());
+    }
+    // The record as it is in the store, read anew; null when it is not there.
+    QWRef<QWManagedObject> saved(const QString& uuid) {
+        reader_ = std::make_shared<QWManagedObjectContext>(context().coordinator());
+        const auto record = QWManagedObjectWithSyncSupport::fetchObjectWithUUID(uuid, "Visit", *reader_);
+        return QWRef<QWManagedObject>(record.data());
+    }
+
 private:
     const QString folder_;
+    std::shared_ptr<QWManagedObjectContext> reader_;
+};
+
+// One desktop with the countries of the small tables, and its keyboard.
+class AtlasWindowTest : public ::testing::Test {
+protected:
+    AtlasWindowTest() { desktop.window->importCountries(source()); }
+
+    atlas::ISOSource source() const {
+        atlas::ISOSource source;
+        source.tablesFolder = tables_.path();
+        source.flagsFolder = tables_.flagsPath();
+        return source;
+    }
+    // To whatever has the focus, or to the list that is open.
+    static QWidget* focus() {
+        QWidget* popup = QApplication::activePopupWidget();
+        return popup ? popup : QApplication::focusWidget();
+    }
+    static void press(int key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+        ASSERT_TRUE(focus());
+        QTest::keyClick(focus(), Qt::Key(key), modifiers);
+    }
+    static void type(const QString& text) {
+        for (const QChar letter : text)
+            QTest::sendKeyEvent(QTest::Click, focus(),
+                                letter.toLatin1() ? Qt::Key(letter.toUpper().unicode()) : Qt::Key_unknown,
+                                QString(letter), Qt::NoModifier);
+    }
+    // Adds visits by their titles, the first one selected.
+    QWRef<QWManagedObject> visit(const QString& title, QVariantMap values = {}) {
+        values["title"] = title;
+        auto record = desktop.addRecord("Visit", values);
+        desktop.context().processPendingChanges();
+        return record;
+    }
+    void select(const QWRef<QWManagedObject>& record) {
+        desktop.table().setCurrentIndex(desktop.visits().index(desktop.visits().rowOfRecord(*record), 0));
+    }
+    // What the pane shows of the selected visit.
+    QWRef<QWManagedObject> shown() { return QWRef<QWManagedObject>(desktop.editor().visit().data()); }
+    QLineEdit& lineEdit(const QString& key) {
+        if (auto* box = desktop.child<QComboBox>(key))
+            return *box->lineEdit();
+        return *desktop.child<QLineEdit>(key);
+    }
+    // Replaces the text of a field as a user does, and leaves it.
+    void fillIn(const QString& key, const QString& text) {
+        lineEdit(key).setFocus();
+        lineEdit(key).selectAll();
+        type(text);
+        press(Qt::Key_Tab);
+    }
+
+    const ScopedLocale english_{"en_GB"};
+    ISOFixture tables_;
+    QTemporaryDir folder_;
+    TestDesktop desktop{folder_.filePath("A"), 1};
 };

@@ -17,12 +17,8 @@ using namespace std::chrono_literals;
 
 class Screenshots : public ::testing::Test {
 protected:
-    Screenshots() {
-        QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedKingdom));
-        atlas::applyTheme("light");
-    }
+    Screenshots() { atlas::applyTheme("light"); }
     ~Screenshots() override {
-        QLocale::setDefault(QLocale::c());
         atlas::applyTheme("system");
         QApplication::setLayoutDirection(Qt::LeftToRight);
     }
@@ -92,6 +88,7 @@ protected:
         }
     }
 
+    const ScopedLocale english_{"en_GB"};
     QTemporaryDir folder_;
 };
 
