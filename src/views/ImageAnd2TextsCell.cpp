@@ -9,6 +9,7 @@
 #include <QPainterPath>
 #include <QRawFont>
 #include <QVarLengthArray>
+#include <cmath>
 
 namespace {
 
@@ -242,7 +243,9 @@ void ImageAnd2TextsCell::drawImage(QPainter& painter, const Image& image, const 
     if (size.height() > rect.height())
         size.scale(rect.size(), Qt::KeepAspectRatio);
     const QColor templateColor = backgroundStyle() == BackgroundStyle::Dark ? Qt::white : Qt::black;
-    const qreal ratio = painter.device()->devicePixelRatioF();
+    // Of what is really drawn on: a view that is drawn into an image still calls itself the painter's device.
+    const QTransform toPixels = painter.deviceTransform();
+    const qreal ratio = std::hypot(toPixels.m11(), toPixels.m12());
     const QPixmap pixmap = caches_->images.pixmap(image.picture, size, ratio, templateColor);
     painter.drawPixmap(rect.center() - QPointF(size.width() / 2, size.height() / 2), pixmap);
 }

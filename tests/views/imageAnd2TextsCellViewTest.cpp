@@ -51,6 +51,20 @@ TEST_F(ImageAnd2TextsInView, Takes_every_kind_of_picture_and_lists_of_them) {
     EXPECT_EQ(row.pixelColor(55, 10), QColor(Qt::green));
 }
 
+TEST_F(ImageAnd2TextsInView, Keeps_the_detail_of_images_when_the_view_is_drawn_at_twice_its_resolution) {
+    QImage picture(32, 32, QImage::Format_RGB32);
+    picture.fill(Qt::red);
+    QPainter painter(&picture);
+    painter.fillRect(0, 0, 1, 32, Qt::blue); // one pixel of 32, which 16 could not show
+    painter.end();
+    set(0, picture, Qt::DecorationRole);
+    QImage image(view.viewport()->size() * 2, QImage::Format_RGB32);
+    image.setDevicePixelRatio(2);
+    view.viewport()->render(&image);
+    EXPECT_EQ(image.pixelColor(6, 20), QColor(Qt::blue));
+    EXPECT_EQ(image.pixelColor(7, 20), QColor(Qt::red));
+}
+
 TEST_F(ImageAnd2TextsInView, Fits_images_to_rows_of_each_height) {
     set(1, QVariant::fromValue(cells::square(Qt::red)), Qt::DecorationRole);
     view.verticalHeader()->resizeSection(1, 36);
