@@ -10,6 +10,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QStorageInfo>
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QUuid>
@@ -18,6 +19,9 @@
 // What the engine and its supervisor, as a host uses them, add to the requests of a first upload and of a
 // first download, against the same requests made without them: same client, same bytes, the stand-in as a
 // process of its own. Time is real, so a machine that is busy with other things measures those as well.
+//
+// Once with the files on this disk, beside the program, as a host has them: there a transaction waits for the
+// disk, at both ends. And once in memory, where what remains is the processor's time.
 
 namespace {
 
@@ -86,6 +90,8 @@ std::shared_ptr<QWEnvironment> environmentWith(std::shared_ptr<QWUserDefaults> d
 
 // What outlives a run of the host.
 struct Machine {
+    explicit Machine(const QString& bed) : files(bed) {}
+
     QTemporaryDir files;
     std::shared_ptr<QWUserDefaults> defaults = std::make_shared<QWMemoryUserDefaults>();
 };
@@ -137,7 +143,7 @@ private:
 // be written down for a record.
 class BareTransactions {
 public:
-    BareTransactions() : database_(folder_.filePath("bare.sqlite")) {
+    explicit BareTransactions(const QString& bed) : folder_(bed), database_(folder_.filePath("bare.sqlite")) {
         database_.execute("CREATE TABLE files(key INTEGER PRIMARY KEY, name TEXT, rev TEXT);"
                           "CREATE INDEX files_name ON files(name)");
         insert_ = database_.prepare("INSERT INTO files(name, rev) VALUES(?1, '0123456789abcdef0')");
@@ -268,10 +274,15 @@ struct Measurements {
     int requestsOfRestart = 0;
 };
 
+// Where the files of a measurement lie: a pattern for temporary folders.
+QString bedIn(const QString& folder) {
+    return folder + "/bench_wire-XXXXXX";
+}
+
 // Each way with the engine and without, through one cloud and into another.
-void measure(Measurements& result, const QStringList& options = {}) {
+void measure(Measurements& result, const QString& bed, const QStringList& options = {}) {
     const StandIn cloud(options), cloudOfBareRequests(options);
-    const Machine sender, receiver;
+    const Machine sender(bed), receiver(bed);
     {
         Host host(sender, cloud);
         items::add(host.context(), records);
@@ -281,12 +292,12 @@ void measure(Measurements& result, const QStringList& options = {}) {
         Host host(receiver, cloud);
         result.download.engine.add([&] { host.sync(); });
     }
-    const QTemporaryDir files;
+    const QTemporaryDir files(bed);
     BareRequests download(cloud), upload(cloudOfBareRequests);
     result.download.bare.add([&] { download.download(files.path()); });
     result.upload.bare.add([&] { upload.upload(files.path()); });
     // In the same surroundings as the engine's: the processor's caches have been used by a request meanwhile.
-    BareTransactions transactions;
+    BareTransactions transactions(bed);
     download.download(files.path(), &transactions);
     result.transaction.push_back(transactions.secondsOfOne());
 
@@ -295,8 +306,10 @@ void measure(Measurements& result, const QStringList& options = {}) {
     result.requestsOfRestart = std::max(result.requestsOfRestart, cloud.requests() - before);
 }
 
-bench::Row addedRow(const QString& name, const Way& way, const std::vector<double>& transaction) {
-    bench::Row row{name + ": time added to a record's requests / one-row transaction", 5, 0, {}, transaction};
+bench::Row addedRow(const QString& name, const Way& way, const std::vector<double>& transaction,
+                    bench::Goal goal) {
+    bench::Row row{
+        name + ": time added to its requests / one-row transaction", 5, 0, {}, transaction, "s", goal};
     std::vector<double> ratios;
     for (size_t round = 0; round < transaction.size(); ++round) {
         row.subject.push_back(way.engine.time[round] - way.bare.time[round]);
@@ -333,23 +346,34 @@ bench::Row speedRow(const QString& name, const Way& way) {
     return {name + ": records a second", 0, bench::median(speeds), speeds, {}, "1/s", bench::Goal::Figure};
 }
 
-std::vector<bench::Row> addedRows() {
+std::vector<bench::Row> addedRows(const QString& where, const QString& folder, bench::Goal goal) {
     Measurements measurements;
     for (int round = 0; round < rounds; ++round)
-        measure(measurements);
+        measure(measurements, bedIn(folder));
     const double requests = measurements.requestsOfRestart;
     return {
-        addedRow("first upload", measurements.upload, measurements.transaction),
-        addedRow("first download", measurements.download, measurements.transaction),
-        speedRow("first upload", measurements.upload),
-        speedRow("first download", measurements.download),
-        {"restart with nothing new: requests", 1, requests, {requests}, {}, "requests"},
+        addedRow(where + ", first upload", measurements.upload, measurements.transaction, goal),
+        addedRow(where + ", first download", measurements.download, measurements.transaction, goal),
+        speedRow(where + ", first upload", measurements.upload),
+        speedRow(where + ", first download", measurements.download),
+        {where + ", restart with nothing new: requests", 1, requests, {requests}, {}, "requests"},
     };
+}
+
+std::vector<bench::Row> addedRowsOnDisk() {
+    const QString folder = QCoreApplication::applicationDirPath();
+    std::fprintf(stderr, "on disk is: %s\n", QStorageInfo(folder).fileSystemType().constData());
+    return addedRows("on disk", folder, bench::Goal::AtMost);
+}
+
+// A transaction that waits for no disk is next to nothing, so that its multiple has no goal.
+std::vector<bench::Row> addedRowsInMemory() {
+    return addedRows("in memory", QDir::tempPath(), bench::Goal::Figure);
 }
 
 std::vector<bench::Row> boundRows() {
     Measurements measurements;
-    measure(measurements, {"--latency", QString::number(qRound(latency * 1000))});
+    measure(measurements, bedIn(QDir::tempPath()), {"--latency", QString::number(qRound(latency * 1000))});
     return {
         boundRow("first upload", measurements.upload.engine, bench::Goal::AtLeast),
         boundRow("first download", measurements.download.engine, bench::Goal::AtLeast),
@@ -364,6 +388,7 @@ int main(int argc, char** argv) {
     QCoreApplication application(argc, argv);
     QLoggingCategory::setFilterRules("qwlibrary.*=false");
     return bench::report(
-        bench::rowsOf({{"added", addedRows}, {"bound", boundRows}}, QCoreApplication::arguments()),
+        bench::rowsOf({{"disk", addedRowsOnDisk}, {"memory", addedRowsInMemory}, {"bound", boundRows}},
+                      QCoreApplication::arguments()),
         QCoreApplication::arguments());
 }

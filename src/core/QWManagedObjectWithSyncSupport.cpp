@@ -107,15 +107,14 @@ void QWManagedObjectWithSyncSupport::awakeFromInsert() {
     setUuid(managedObjectContext()->environment().uuids().next());
 }
 
-bool QWManagedObjectWithSyncSupport::setValueForKey(const QString& key, const QVariant& value,
-                                                    QWError* error) {
+bool QWManagedObjectWithSyncSupport::setValueForKey(const QString& key, QVariant value, QWError* error) {
     if (const auto* property = key == dateModifiedKey ? entity().property(key) : nullptr) {
         if (const auto date = property->converted(value)) {
             setDateModified(date->toDateTime());
             return true;
         }
     }
-    return QWManagedObject::setValueForKey(key, value, error);
+    return QWManagedObject::setValueForKey(key, std::move(value), error);
 }
 
 QVariant QWManagedObjectWithSyncSupport::valueForUndefinedKey(const QString& key) const {

@@ -63,7 +63,7 @@ public:
     static const QWDateFormatterRef& dateModifiedFormatter();
 
     void awakeFromInsert() override;
-    bool setValueForKey(const QString& key, const QVariant& value, QWError* error = nullptr) override;
+    bool setValueForKey(const QString& key, QVariant value, QWError* error = nullptr) override;
     QVariant valueForUndefinedKey(const QString& key) const override; // "imageURL" and the flag
 
 private:

@@ -17,10 +17,8 @@ static std::unique_ptr<icu::DecimalFormat> makeFormat(QWNumberFormatterStyle sty
     if (style == QWNumberFormatterDecimalStyle) {
         std::unique_ptr<icu::NumberFormat> made(
             icu::NumberFormat::createInstance(icuLocale, UNUM_DECIMAL, status));
-        if (auto* decimal = dynamic_cast<icu::DecimalFormat*>(made.get())) {
-            made.release();
-            return std::unique_ptr<icu::DecimalFormat>(decimal);
-        }
+        if (dynamic_cast<icu::DecimalFormat*>(made.get()))
+            return std::unique_ptr<icu::DecimalFormat>(static_cast<icu::DecimalFormat*>(made.release()));
     }
     auto symbols = std::make_unique<icu::DecimalFormatSymbols>(icuLocale, status);
     return std::make_unique<icu::DecimalFormat>("#", symbols.release(), status);

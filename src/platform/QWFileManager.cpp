@@ -4,7 +4,13 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
+#include <cerrno>
 #include <filesystem>
+#ifdef Q_OS_WIN
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
 
 namespace {
 
@@ -58,11 +64,10 @@ std::optional<QByteArray> QWSystemFileManager::read(const QString& path, QWError
 }
 
 bool QWSystemFileManager::write(const QString& path, const QByteArray& bytes, QWError* error) {
-    const auto file = openToWrite(path, error);
-    if (!file)
-        return false;
-    file->write(bytes);
-    return file->commit() || qw::fail(error, fileError(QStringLiteral("written"), *file));
+    QSaveFile file(path);
+    const bool isWritten =
+        file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit();
+    return isWritten || qw::fail(error, fileError(QStringLiteral("written"), file));
 }
 
 bool QWSystemFileManager::writeInPlace(const QString& path, const QByteArray& bytes, QWError* error) {
@@ -81,13 +86,26 @@ std::unique_ptr<QFile> QWSystemFileManager::openToRead(const QString& path, QWEr
     return file;
 }
 
-std::unique_ptr<QSaveFile> QWSystemFileManager::openToWrite(const QString& path, QWError* error) {
-    auto file = std::make_unique<QSaveFile>(path);
-    if (!file->open(QIODevice::WriteOnly)) {
+std::unique_ptr<QFile> QWSystemFileManager::openToWrite(const QString& path, QWError* error) {
+    auto file = std::make_unique<QFile>(path);
+    // Unbuffered, so that a full disk shows in the piece that it has no room for.
+    if (!file->open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered)) {
         qw::fail(error, fileError(QStringLiteral("written"), *file));
         file.reset();
     }
     return file;
+}
+
+bool QWSystemFileManager::sync(const QString& path, QWError* error) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly | QIODevice::Unbuffered))
+        return qw::fail(error, fileError(QStringLiteral("synced"), file));
+#ifdef Q_OS_WIN
+    const bool isSynced = _commit(file.handle()) == 0;
+#else
+    const bool isSynced = ::fsync(file.handle()) == 0;
+#endif
+    return isSynced || qw::fail(error, fileError(path, QStringLiteral("synced"), qt_error_string(), errno));
 }
 
 bool QWSystemFileManager::move(const QString& from, const QString& to, QWError* error) {

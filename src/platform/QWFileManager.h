@@ -9,7 +9,6 @@
 #include <optional>
 
 class QFile;
-class QSaveFile;
 
 // The file operations that the library needs, by path. Virtual, so that tests can make a disk fail or be
 // full. Errors have the domain "files" and userInfo "path"; operations answer whether they succeeded.
@@ -25,9 +24,12 @@ public:
     // one. For files that are made anew whenever they are needed.
     virtual bool writeInPlace(const QString& path, const QByteArray& bytes, QWError* error = nullptr) = 0;
     // The same for files that need not fit into memory, piece by piece; null when the file cannot be opened.
-    // What is written takes the file's place when it is committed, and is gone when it is not.
+    // What is written stands where it was opened from the first piece on; an existing file is emptied first.
     virtual std::unique_ptr<QFile> openToRead(const QString& path, QWError* error = nullptr) const = 0;
-    virtual std::unique_ptr<QSaveFile> openToWrite(const QString& path, QWError* error = nullptr) = 0;
+    virtual std::unique_ptr<QFile> openToWrite(const QString& path, QWError* error = nullptr) = 0;
+    // Returns when the file's bytes are on the disk: what `write` does by itself, and what a file needs that
+    // was written in another way, before it is counted on after a power failure. It takes a disk's time.
+    virtual bool sync(const QString& path, QWError* error = nullptr) = 0;
     // Moves a file over whatever file stands at `to`; across file systems it copies, then removes.
     virtual bool move(const QString& from, const QString& to, QWError* error = nullptr) = 0;
     // Removes a file; a missing one is an error.
@@ -47,7 +49,8 @@ public:
     bool write(const QString& path, const QByteArray& bytes, QWError* error = nullptr) override;
     bool writeInPlace(const QString& path, const QByteArray& bytes, QWError* error = nullptr) override;
     std::unique_ptr<QFile> openToRead(const QString& path, QWError* error = nullptr) const override;
-    std::unique_ptr<QSaveFile> openToWrite(const QString& path, QWError* error = nullptr) override;
+    std::unique_ptr<QFile> openToWrite(const QString& path, QWError* error = nullptr) override;
+    bool sync(const QString& path, QWError* error = nullptr) override;
     bool move(const QString& from, const QString& to, QWError* error = nullptr) override;
     bool remove(const QString& path, QWError* error = nullptr) override;
     bool makeFolder(const QString& path, QWError* error = nullptr) override;

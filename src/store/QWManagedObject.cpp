@@ -61,7 +61,7 @@ QVariant QWManagedObject::valueForKey(const QString& key) const {
     return destination ? QVariant::fromValue(destination) : QVariant();
 }
 
-bool QWManagedObject::setValueForKey(const QString& key, const QVariant& value, QWError* error) {
+bool QWManagedObject::setValueForKey(const QString& key, QVariant value, QWError* error) {
     const QWPropertyDescription* property = entity_->property(key);
     if (!property)
         return qw::fail(error,
@@ -70,10 +70,11 @@ bool QWManagedObject::setValueForKey(const QString& key, const QVariant& value, 
                                          {{"entity", entity_->name()}, {"key", key}}));
     if (property->isRelationship())
         return setRelationship(*property, value, error);
-    std::optional<QVariant> converted = property->converted(value);
+    const QMetaType type = value.metaType();
+    std::optional<QVariant> converted = property->converted(std::move(value));
     if (!converted) {
         const QString expected = QWAttributeTypeName(property->type());
-        const QString given = QString::fromLatin1(value.typeName());
+        const QString given = QString::fromLatin1(type.name());
         return qw::fail(
             error,
             QWMakeStoreError(

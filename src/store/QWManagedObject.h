@@ -51,7 +51,7 @@ public:
     // False with an error naming entity, key, expected and given when the value does not fit, or with the
     // store's error when the record is a fault that cannot be read; the value then stays. Subclasses with a
     // setter of their own for a key override this to run it.
-    virtual bool setValueForKey(const QString& key, const QVariant& value, QWError* error = nullptr);
+    virtual bool setValueForKey(const QString& key, QVariant value, QWError* error = nullptr);
 
     // The same without any effect: no observers, no change, no inverse. Attributes only.
     QVariant primitiveValueForKey(const QString& key) const;

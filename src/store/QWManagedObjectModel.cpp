@@ -81,7 +81,7 @@ std::optional<double> exactDouble(const QVariant& value) {
 
 } // namespace
 
-std::optional<QVariant> QWPropertyDescription::converted(const QVariant& value) const {
+std::optional<QVariant> QWPropertyDescription::converted(QVariant value) const {
     if (value.isNull())
         return QVariant();
     const int given = value.typeId();
@@ -104,8 +104,11 @@ std::optional<QVariant> QWPropertyDescription::converted(const QVariant& value) 
         break;
     case QWAttributeType::Date:
         if (given == QMetaType::QDateTime) {
-            if (const QDateTime date = value.toDateTime(); date.isValid())
+            const auto& date = *static_cast<const QDateTime*>(value.constData());
+            if (date.isValid() && date.timeSpec() != Qt::UTC)
                 return QVariant(date.toUTC());
+            if (date.isValid())
+                return value;
         }
         break;
     case QWAttributeType::Data:

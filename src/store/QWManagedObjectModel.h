@@ -61,7 +61,7 @@ public:
     bool isFolded() const { return folded_; }
     // `value` in the attribute's own QVariant type, or nothing when it cannot become that. No value stays no
     // value. Numbers convert when they do so exactly (1, 1.0 and true are one number); nothing else converts.
-    std::optional<QVariant> converted(const QVariant& value) const;
+    std::optional<QVariant> converted(QVariant value) const;
 
     // Relationships.
     QWRelationshipKind kind() const { return kind_; }

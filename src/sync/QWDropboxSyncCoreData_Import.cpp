@@ -201,7 +201,9 @@ bool QWDropboxSyncCoreData::importImage(const QString& localPath, const DBMetada
         files.remove(localPath);
     } else {
         QWError error;
-        if (!files.makeFolder(folderOf(imagePath), &error) || !files.move(localPath, imagePath, &error)) {
+        // Its revision will be known for good, so its bytes must be there for good before.
+        if (!files.makeFolder(folderOf(imagePath), &error) || !files.sync(localPath, &error)
+            || !files.move(localPath, imagePath, &error)) {
             qCWarning(qwSyncLog).noquote() << "the image cannot be placed:" << imagePath << error.message;
             return false;
         }

@@ -54,24 +54,28 @@ TEST_F(SystemFileManager, Reads_an_empty_file_as_no_bytes) {
 }
 
 TEST_F(SystemFileManager, Writes_and_reads_piece_by_piece) {
-    files.write(at("file"), "old");
+    files.write(at("file"), "older and longer");
     const auto written = files.openToWrite(at("file"), &error);
     ASSERT_TRUE(written) << error.message.toStdString();
     written->write("one ");
+    EXPECT_EQ(bytes("file"), "one ");
     written->write("two");
-    EXPECT_EQ(bytes("file"), "old");
-    EXPECT_TRUE(written->commit());
     const auto read = files.openToRead(at("file"), &error);
     ASSERT_TRUE(read) << error.message.toStdString();
     EXPECT_EQ(read->read(4), "one ");
     EXPECT_EQ(read->read(100), "two");
 }
 
-TEST_F(SystemFileManager, What_is_written_piece_by_piece_and_not_committed_is_gone) {
-    files.write(at("file"), "old");
-    files.openToWrite(at("file"))->write("new");
-    EXPECT_EQ(bytes("file"), "old");
-    EXPECT_EQ(names(), QStringList{"file"});
+TEST_F(SystemFileManager, Syncs_a_file_and_leaves_its_bytes_alone) {
+    files.writeInPlace(at("file"), "bytes");
+    EXPECT_TRUE(files.sync(at("file"), &error)) << error.message.toStdString();
+    EXPECT_EQ(bytes("file"), "bytes");
+}
+
+TEST_F(SystemFileManager, Says_which_file_cannot_be_synced) {
+    EXPECT_FALSE(files.sync(at("missing"), &error));
+    EXPECT_EQ(error.userInfo["path"], at("missing"));
+    EXPECT_FALSE(files.exists(at("missing")));
 }
 
 TEST_F(SystemFileManager, A_file_that_cannot_be_opened_is_named) {

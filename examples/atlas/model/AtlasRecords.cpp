@@ -99,7 +99,7 @@ bool Country::writeFlag(const QByteArray& bytes, const QDateTime& date, QWError*
            && files.setModificationDate(path, date, error);
 }
 
-bool Country::setValueForKey(const QString& key, const QVariant& value, QWError* error) {
+bool Country::setValueForKey(const QString& key, QVariant value, QWError* error) {
     if (!QWManagedObjectWithSyncSupport::setValueForKey(key, value, error))
         return false;
     return key != "name" || setValueForKey("sortName", sortFormOf(value), error);
@@ -146,7 +146,7 @@ const QWFieldDescriptions* Visit::fieldDescriptions() const {
     return &fields;
 }
 
-bool Visit::setValueForKey(const QString& key, const QVariant& value, QWError* error) {
+bool Visit::setValueForKey(const QString& key, QVariant value, QWError* error) {
     if (!QWManagedObjectWithSyncSupport::setValueForKey(key, value, error))
         return false;
     return key != "title" || setValueForKey("sortTitle", sortFormOf(value), error);

@@ -32,7 +32,7 @@ public:
     bool writeFlag(const QByteArray& bytes, const QDateTime& date, QWError* error = nullptr);
 
     // Setting "name" sets "sortName" too.
-    bool setValueForKey(const QString& key, const QVariant& value, QWError* error = nullptr) override;
+    bool setValueForKey(const QString& key, QVariant value, QWError* error = nullptr) override;
     QVariant valueForUndefinedKey(const QString& key) const override; // "flag": its URL
     // The file of a deleted country goes once the deletion is saved.
     void willSave() override;
@@ -52,7 +52,7 @@ public:
     const QWFieldDescriptions* fieldDescriptions() const override;
 
     // Setting "title" sets "sortTitle" too.
-    bool setValueForKey(const QString& key, const QVariant& value, QWError* error = nullptr) override;
+    bool setValueForKey(const QString& key, QVariant value, QWError* error = nullptr) override;
     QVariant valueForUndefinedKey(const QString& key) const override; // "statusName"
 };
 

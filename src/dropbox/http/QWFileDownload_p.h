@@ -4,13 +4,18 @@
 #include "dropbox/DBMetadata.h"
 #include "platform/QWFileManager.h"
 
-#include <QSaveFile>
+#include <QFile>
 
-// The bytes of one download on their way to the disk. They are written beside their place, and take it when
-// they are all there.
+// The bytes of one download on their way to the disk. They are written beside their place ("PATH.3.part", with
+// a number of this download alone), and take it when they are all there; what is not committed goes with the
+// object. They are not synced: who counts on the file after a power failure does that, and most are read once
+// and removed.
 class QWFileDownload {
 public:
-    QWFileDownload(QWFileManager& files, const QString& localPath) : files_(files), localPath_(localPath) {}
+    QWFileDownload(QWFileManager& files, const QString& localPath);
+    ~QWFileDownload();
+    QWFileDownload(const QWFileDownload&) = delete;
+    QWFileDownload& operator=(const QWFileDownload&) = delete;
 
     const QString& localPath() const { return localPath_; }
     const DBMetadata& metadata() const { return metadata_; }
@@ -23,9 +28,9 @@ public:
 
 private:
     QWFileManager& files_;
-    const QString localPath_;
+    const QString localPath_, partPath_;
     DBMetadata metadata_;
-    std::unique_ptr<QSaveFile> file_;
+    std::unique_ptr<QFile> file_; // null before the beginning and after the end
     DBContentHasher hasher_;
     qint64 size_ = 0;
 };

@@ -3,12 +3,12 @@
 #include "platform/QWFileManager.h"
 
 #include <QFile>
-#include <QSaveFile>
 
-// The real files, on a disk that takes no new ones while `isFull` is set.
+// The real files, on a disk that takes no new ones while `isFull` is set, and that tells what was synced.
 class FullDisk final : public QWFileManager {
 public:
     bool isFull = true;
+    QStringList log; // of what was synced and moved
 
     bool exists(const QString& path) const override { return files_.exists(path); }
     std::optional<QByteArray> read(const QString& path, QWError* error = nullptr) const override {
@@ -23,10 +23,15 @@ public:
     std::unique_ptr<QFile> openToRead(const QString& path, QWError* error = nullptr) const override {
         return files_.openToRead(path, error);
     }
-    std::unique_ptr<QSaveFile> openToWrite(const QString& path, QWError* error = nullptr) override {
+    std::unique_ptr<QFile> openToWrite(const QString& path, QWError* error = nullptr) override {
         return isFull && !refuse(path, error) ? nullptr : files_.openToWrite(path, error);
     }
+    bool sync(const QString& path, QWError* error = nullptr) override {
+        log.append("sync " + path);
+        return files_.sync(path, error);
+    }
     bool move(const QString& from, const QString& to, QWError* error = nullptr) override {
+        log.append("move " + from);
         return isFull ? refuse(to, error) : files_.move(from, to, error);
     }
     bool remove(const QString& path, QWError* error = nullptr) override { return files_.remove(path, error); }
