@@ -84,7 +84,7 @@ QWPredicate SidebarModel::predicate(const QModelIndex& index) const {
 }
 
 qsizetype SidebarModel::countryCount() const {
-    return qsizetype(groups_[0].size() + groups_[1].size());
+    return qsizetype(groups_[0].size()) + qsizetype(groups_[1].size());
 }
 
 QString SidebarModel::name(const QModelIndex& index) const {

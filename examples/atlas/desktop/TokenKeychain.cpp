@@ -41,14 +41,14 @@ QString explanation(const QKeychain::Job& job) {
 
 TokenKeychain::TokenKeychain(QObject* parent) : QObject(parent) {}
 
-void TokenKeychain::read(const QString& address, Found callback) {
+void TokenKeychain::read(const QString& address, const Found& callback) {
     if (const auto known = tokensOfThisRun_.constFind(address); known != tokensOfThisRun_.constEnd())
         QTimer::singleShot(0, this, [callback, token = *known] { callback(token, {}); });
     else
         run(new QKeychain::ReadPasswordJob(service), address, callback);
 }
 
-void TokenKeychain::write(const QString& address, const QString& token, Done callback) {
+void TokenKeychain::write(const QString& address, const QString& token, const Done& callback) {
     tokensOfThisRun_.insert(address, token);
     auto* job = new QKeychain::WritePasswordJob(service);
     job->setTextData(token);
@@ -57,14 +57,14 @@ void TokenKeychain::write(const QString& address, const QString& token, Done cal
     });
 }
 
-void TokenKeychain::remove(const QString& address, Done callback) {
+void TokenKeychain::remove(const QString& address, const Done& callback) {
     tokensOfThisRun_.remove(address);
     run(new QKeychain::DeletePasswordJob(service), address,
         [callback](const std::optional<QString>&, const QString& error) { callback(error); });
 }
 
 // The job is left to itself when its time is over: it cannot be called back.
-void TokenKeychain::run(QKeychain::Job* job, const QString& address, Found callback) {
+void TokenKeychain::run(QKeychain::Job* job, const QString& address, const Found& callback) {
     struct Outcome {
         std::optional<QString> token;
         QString error;

@@ -27,10 +27,10 @@ public:
     explicit TokenKeychain(QObject* parent = nullptr);
 
     // The token for that cloud; none, without an error, when none was kept.
-    void read(const QString& address, Found callback);
-    void write(const QString& address, const QString& token, Done callback);
+    void read(const QString& address, const Found& callback);
+    void write(const QString& address, const QString& token, const Done& callback);
     // It need not have been kept.
-    void remove(const QString& address, Done callback);
+    void remove(const QString& address, const Done& callback);
 
     // How long the keychain may take, which may ask the user meanwhile; 5 seconds at first. What comes later
     // counts as no answer.
@@ -38,7 +38,7 @@ public:
 
 private:
     // Starts a job, which deletes itself.
-    void run(QKeychain::Job* job, const QString& address, Found callback);
+    void run(QKeychain::Job* job, const QString& address, const Found& callback);
 
     QHash<QString, QString> tokensOfThisRun_; // by address
     std::chrono::milliseconds timeLimit_{5000};

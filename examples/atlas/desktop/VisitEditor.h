@@ -71,7 +71,7 @@ private:
     void addRegion();
     void addCity();
     void addStart();
-    void addFormatted(const QString& key, const QString& label, QWFormatterRef formatter,
+    void addFormatted(const QString& key, const QString& label, const QWFormatterRef& formatter,
                       const QString& example, QLabel* unit = nullptr);
     void addStatus();
     void addRating();

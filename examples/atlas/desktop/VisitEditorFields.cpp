@@ -244,7 +244,7 @@ void VisitEditor::addStart() {
     });
 }
 
-void VisitEditor::addFormatted(const QString& key, const QString& label, QWFormatterRef formatter,
+void VisitEditor::addFormatted(const QString& key, const QString& label, const QWFormatterRef& formatter,
                                const QString& example, QLabel* unit) {
     auto* edit = new QLineEdit;
     edit->setPlaceholderText(example);

@@ -280,19 +280,22 @@ bool QWFetchedRecordsModel::setData(const QModelIndex& index, const QVariant& va
 
     const QString key = column.field->key();
     const QWRef<QWManagedObject> record = d_->rows.recordAt(index.row());
-    QWError error;
+    const auto refuse = [&](const QWError& error) {
+        Q_EMIT editRefused(index, value, error);
+        return false;
+    };
     QString reason;
     if (value.typeId() == QMetaType::QString && !column.read(value.toString(), &meant, &reason)) {
         if (reason.isEmpty())
             reason = QStringLiteral("%1 cannot be \"%2\"").arg(column.title, value.toString());
-        error = {QStringLiteral("table"), 0, reason, {{"key", key}, {"text", value}}};
-    } else if (record->setValueForKey(key, meant, &error)) {
-        // The row's new place comes with the context's notice, the value at once.
-        const int row = d_->rows.rowOf(record->objectID());
-        if (row >= 0)
-            Q_EMIT dataChanged(this->index(row, index.column()), this->index(row, index.column()));
-        return true;
+        return refuse({QStringLiteral("table"), 0, reason, {{"key", key}, {"text", value}}});
     }
-    Q_EMIT editRefused(index, value, error);
-    return false;
+    QWError error;
+    if (!record->setValueForKey(key, meant, &error))
+        return refuse(error);
+    // The row's new place comes with the context's notice, the value at once.
+    const QModelIndex changed = this->index(d_->rows.rowOf(record->objectID()), index.column());
+    if (changed.isValid())
+        Q_EMIT dataChanged(changed, changed);
+    return true;
 }
