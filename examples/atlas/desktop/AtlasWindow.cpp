@@ -2,6 +2,7 @@
 
 #include "desktop/ActivityPanel.h"
 #include "desktop/EmptyText.h"
+#include "desktop/FocusHighlight.h"
 #include "desktop/MessageBar.h"
 #include "desktop/PreferencesDialog.h"
 #include "desktop/SidebarModel.h"
@@ -71,7 +72,10 @@ AtlasWindow::AtlasWindow(std::unique_ptr<AtlasLibrary> library, QWidget* parent)
 AtlasWindow::~AtlasWindow() {
     connection_.stop();
     signIn_.reset();
-    delete centralWidget(); // its parts look at members that go first
+    // They look at members that go before them, and hold the store of the library.
+    delete centralWidget();
+    delete visits_;
+    delete places_;
     if (QWDropboxSyncCoreData::sharedInstance() == library_->sharedEngine())
         QWDropboxSyncCoreData::setSharedInstance(nullptr);
 }
@@ -98,6 +102,7 @@ void AtlasWindow::makeContent() {
     sidebar_->setItemDelegate(cell.get());
     placeCell_ = cell;
     sidebar_->expandAll();
+    new FocusHighlight(*sidebar_);
 
     makeTable();
     editor_ = new VisitEditor(library_->sharedContext(), history_, flags_);

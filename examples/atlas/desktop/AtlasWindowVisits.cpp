@@ -3,6 +3,7 @@
 #include "core/cells/QWTableCellCreatorForManagedObjectFields.h"
 #include "desktop/AtlasWindow.h"
 #include "desktop/EmptyText.h"
+#include "desktop/FocusHighlight.h"
 #include "desktop/SidebarModel.h"
 #include "desktop/VisitEditor.h"
 #include "desktop/VisitsModel.h"
@@ -75,12 +76,13 @@ void AtlasWindow::makeTable() {
     const int em = fontMetrics().averageCharWidth();
     const std::pair<const char*, int> widths[] = {
         {"title", 36}, {"country", 18}, {"city", 16},   {"start", 19},  {"minutes", 24},
-        {"pace", 8},   {"cost", 11},    {"status", 10}, {"rating", 13}, {"favourite", 10}};
+        {"pace", 8},   {"cost", 11},    {"status", 10}, {"rating", 13}, {"favourite", 12}};
     for (const auto& [key, width] : widths)
         table_->setColumnWidth(visits_->columnOfKey(key), em * width);
     table_->sortByColumn(visits_->columnOfKey("start"), Qt::DescendingOrder);
     table_->setSortingEnabled(true);
 
+    new FocusHighlight(*table_);
     tableKeys_ = std::make_unique<TableKeys>(*this);
     table_->setDelegate(tableKeys_.get());
     emptyText_ = new EmptyText(*table_, [this] { return emptyText(); });

@@ -1,5 +1,6 @@
 #include "desktop/MessageBar.h"
 
+#include <QApplication>
 #include <QEvent>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -47,14 +48,13 @@ QString MessageBar::text() const {
 
 void MessageBar::changeEvent(QEvent* event) {
     QFrame::changeEvent(event);
-    if (event->type() == QEvent::ApplicationPaletteChange)
+    if (event->type() == QEvent::PaletteChange) // the second time nothing changes any more
         colour();
 }
 
 // A yellowish ground, as dark or light as the window.
 void MessageBar::colour() {
-    setPalette({});
-    const bool isDark = palette().color(QPalette::Window).lightness() < 128;
+    const bool isDark = QApplication::palette().color(QPalette::Window).lightness() < 128;
     QPalette colours;
     colours.setColor(QPalette::Window, isDark ? QColor(0x4a4020) : QColor(0xfff3c9));
     setPalette(colours);

@@ -43,10 +43,10 @@ QPalette lightPalette() {
 }
 
 QPalette darkPalette() {
-    return paletteOf({.window = QColor(0x2b2d31),
-                      .base = QColor(0x1f2124),
-                      .alternate = QColor(0x25282c),
-                      .button = QColor(0x383b40),
+    return paletteOf({.window = QColor(0x303238),
+                      .base = QColor(0x18191c),
+                      .alternate = QColor(0x1e2023),
+                      .button = QColor(0x3b3e44),
                       .text = QColor(0xe6e8eb),
                       .faint = QColor(0x8b9099),
                       .link = QColor(0x79b0ff),

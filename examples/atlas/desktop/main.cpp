@@ -1,13 +1,15 @@
-// atlas-desktop --library DIR [--cloud CLOUD] [--token-file FILE]: the window of one library.
+// atlas-desktop --library DIR [--cloud CLOUD] [--token-file FILE] [--place left|right]: the window of one library.
 
 #include "desktop/AtlasWindow.h"
 #include "desktop/SignIn.h"
+#include "platform/QWInterrupt.h"
 #include "views/QWMessageBoxErrorPresenter.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QImageReader>
 #include <QLoggingCategory>
+#include <QScreen>
 #include <QStyleFactory>
 #include <cstdio>
 
@@ -16,6 +18,7 @@ namespace {
 struct Options {
     QString library;
     std::optional<atlas::CloudAddress> cloud;
+    QString place; // empty: where it was
 };
 
 // Nothing, with the reason, when they are wrong.
@@ -30,13 +33,18 @@ std::optional<Options> parse(const QStringList& arguments, QWError* error) {
     parser.addOption({"library", "The library's folder, made when missing.", "DIR"});
     parser.addOption({"cloud", "Where to sync: folder:PATH or http(s)://HOST[:PORT].", "CLOUD"});
     parser.addOption({"token-file", "A file that holds the access token of an http cloud.", "FILE"});
+    parser.addOption({"place", "The half of the screen that the window fills: left or right.", "HALF"});
     if (!parser.parse(arguments))
         return fail(parser.errorText());
     if (parser.isSet(help))
         parser.showHelp();
     if (parser.value("library").isEmpty() || !parser.positionalArguments().isEmpty())
         return fail(QStringLiteral("usage: atlas-desktop --library DIR [--cloud CLOUD] [--token-file FILE]"));
-    Options options{parser.value("library"), {}};
+    Options options{parser.value("library"), {}, parser.value("place")};
+    if (!options.place.isEmpty() && options.place != "left" && options.place != "right")
+        return fail(QStringLiteral("--place: expected left or right, found \"%1\"").arg(options.place));
+    if (parser.isSet("token-file") && !parser.isSet("cloud"))
+        return fail(QStringLiteral("--token-file wants a --cloud"));
     if (parser.isSet("cloud")) {
         atlas::CloudOptions cloud{parser.value("cloud")};
         if (parser.isSet("token-file"))
@@ -46,6 +54,14 @@ std::optional<Options> parse(const QStringList& arguments, QWError* error) {
             return {};
     }
     return options;
+}
+
+void fillHalf(QWidget& window, const QString& half) {
+    QRect place = window.screen()->availableGeometry();
+    place.setWidth(place.width() / 2);
+    if (half == "right")
+        place.translate(place.width(), 0);
+    window.setGeometry(place - QMargins(0, 32, 0, 0)); // room for the title bar
 }
 
 int fail(const QWError& error) {
@@ -81,6 +97,9 @@ int main(int argc, char** argv) {
         window.signIn().resume();
     else if (!window.connection().start(*options->cloud, true, &error))
         return fail(error);
+    if (!options->place.isEmpty())
+        fillHalf(window, options->place);
+    QWOnInterrupt(&window, [&window] { window.close(); });
     window.show();
     return application.exec();
 }

@@ -9,6 +9,7 @@
 #include <QDockWidget>
 #include <QMessageBox>
 #include <QPainter>
+#include <QStatusBar>
 #include <QToolButton>
 
 namespace {
@@ -17,7 +18,6 @@ using namespace std::chrono_literals;
 
 class Screenshots : public ::testing::Test {
 protected:
-    Screenshots() { atlas::applyTheme("light"); }
     ~Screenshots() override {
         atlas::applyTheme("system");
         QApplication::setLayoutDirection(Qt::LeftToRight);
@@ -65,6 +65,9 @@ protected:
     }
 
     void take(TestDesktop& desktop, const QString& name, const QWidget* over = nullptr) {
+        if (desktop.library().preferences().object("theme").isUndefined())
+            desktop.library().preferences().setObject("theme", "light");
+        desktop.window->statusBar()->clearMessage();
         desktop.window->resize(1280, 800);
         desktop.activate();
         desktop.settle();
@@ -102,6 +105,7 @@ TEST_F(Screenshots, Empty) {
 TEST_F(Screenshots, Loaded) {
     TestDesktop desktop(folder_.filePath("A"), 1);
     fill(desktop);
+    desktop.table().setFocus();
     take(desktop, "loaded");
     desktop.search().setText("kyo");
     take(desktop, "search");
@@ -131,8 +135,10 @@ TEST_F(Screenshots, Syncing) {
     const auto cloud = std::make_shared<QWFolderRestClient>(
         QWAppFolder::inMemory(desktop.library().environment()), desktop.library().environment());
     desktop.window->connection().start(cloud);
-    desktop.pass(2s);
+    desktop.pass(30s); // among the countries
     take(desktop, "syncing");
+    desktop.library().preferences().setObject("theme", "dark");
+    take(desktop, "syncing-dark");
 }
 
 TEST_F(Screenshots, Offline_question) {

@@ -2,6 +2,7 @@
 
 #include "AtlasWindowTest.h"
 
+#include "desktop/Theme.h"
 #include "views/QWTableCell.h"
 
 #include <QHeaderView>
@@ -232,6 +233,27 @@ TEST_F(WindowVisits, A_country_that_moves_between_the_groups_stays_selected) {
     desktop.action("Undo Mark as Visited")->trigger();
     EXPECT_THAT(names(atlas::SidebarModel::MyCountries), IsEmpty());
     EXPECT_EQ(desktop.sidebar().currentIndex(), place("Japan"));
+}
+
+TEST_F(WindowVisits, The_selection_is_paler_in_the_view_that_the_arrow_keys_do_not_go_to) {
+    press(Qt::Key_1, Qt::ControlModifier);
+    const auto highlight = [](const QWidget& view) { return view.palette().color(QPalette::Highlight); };
+    EXPECT_EQ(highlight(desktop.sidebar()), QApplication::palette().color(QPalette::Highlight));
+    EXPECT_NE(highlight(desktop.table()), QApplication::palette().color(QPalette::Highlight));
+    press(Qt::Key_2, Qt::ControlModifier);
+    EXPECT_NE(highlight(desktop.sidebar()), QApplication::palette().color(QPalette::Highlight));
+    EXPECT_EQ(highlight(desktop.table()), QApplication::palette().color(QPalette::Highlight));
+}
+
+TEST_F(WindowVisits, The_paler_selection_follows_the_colours_of_the_window) {
+    press(Qt::Key_1, Qt::ControlModifier);
+    desktop.library().preferences().setObject("theme", "dark");
+    desktop.settle();
+    EXPECT_LT(desktop.table().palette().color(QPalette::Highlight).lightness(), 128);
+    desktop.library().preferences().setObject("theme", "light");
+    desktop.settle();
+    EXPECT_GT(desktop.table().palette().color(QPalette::Highlight).lightness(), 128);
+    atlas::applyTheme("system");
 }
 
 TEST_F(WindowVisits, Without_visits_the_window_says_so_and_how_to_begin) {
