@@ -24,6 +24,25 @@ struct QWFetchedRecordsModel::Private final : QWFetchedRows::Audience {
         prototype = context->objectWithID({entity, std::numeric_limits<qint64>::min()});
         for (const auto& field : fields)
             columns.emplace_back(field, *prototype);
+        if (std::none_of(columns.begin(), columns.end(), [](const auto& column) { return column.named; }))
+            return;
+        observations.push_back(context->observeObjectsDidChange([this](const auto& notice) {
+            renamed(notice.updated);
+            renamed(notice.refreshed);
+        }));
+        observations.push_back(
+            context->observeDidMerge([this](const QWDidSaveNotice& saved) { renamed(saved.updated); }));
+    }
+
+    // In which rows the records are named is not known, and views draw what they show of the column at once.
+    void renamed(const QWManagedObjectSet& records) {
+        for (size_t column = 0; column < columns.size() && rows.count() > 0; ++column)
+            if (const auto* named = columns[column].named;
+                named && std::any_of(records.begin(), records.end(), [&](const auto& record) {
+                    return record->entity().isKindOf(*named);
+                }))
+                Q_EMIT model.dataChanged(model.index(0, int(column)),
+                                         model.index(rows.count() - 1, int(column)), {Qt::DisplayRole});
     }
 
     void insertRows(int first, int last, const Step& step) override {
@@ -85,6 +104,7 @@ struct QWFetchedRecordsModel::Private final : QWFetchedRows::Audience {
     QWError error;
     int sortColumn = -1;
     Qt::SortOrder sortOrder = Qt::AscendingOrder;
+    std::vector<QWObservation> observations;
 };
 
 QWFetchedRecordsModel::QWFetchedRecordsModel(std::shared_ptr<QWManagedObjectContext> context,

@@ -20,9 +20,9 @@ class QWTableCell;
 //
 // Columns. The title is the field's display name. Qt::EditRole holds the value as it is stored,
 // Qt::DisplayRole its text: numbers and dates by their formatters, the name of a choice, the characters of a
-// rich text, the first described string of the record at the other end of a to-one relationship, the number
-// of records of a to-many. Rich texts and relationships have no value of their own in the table, and yes or
-// no has no text but a Qt::CheckStateRole.
+// rich text, the first described string of the record at the other end of a to-one relationship (and the
+// column changes when that record does), the number of records of a to-many. Rich texts and relationships
+// have no value of their own in the table, and yes or no has no text but a Qt::CheckStateRole.
 //
 // Rows are what the context's own fetches give, unsaved changes included, as of its last change notice. They
 // follow by insertions, moves, removals and changes; selections and persistent indexes survive. After a
@@ -54,7 +54,8 @@ public:
 
     // Other records of the same entity, for a search: rows that stay keep their selection. The sorted column
     // still gives the order; without one the request does. False, with the error, when the request is
-    // refused, or names another entity; the rows then stay.
+    // refused, or names another entity; the rows then stay. Called, like `sort` and `refetch`, in answer to a
+    // signal about rows that change, it takes effect when these have changed.
     bool setFetchRequest(const QWFetchRequest& request, QWError* error = nullptr);
     // Fetches again what may have changed behind the context's back.
     bool refetch(QWError* error = nullptr);

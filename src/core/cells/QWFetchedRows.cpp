@@ -21,11 +21,11 @@ QWFetchedRows::QWFetchedRows(std::shared_ptr<QWManagedObjectContext> context, Au
         settle();
     }));
     observations_.push_back(context_->observeWillMerge([this](const QWDidSaveNotice& saved) {
-        ++merges_;
+        isMerging_ = true;
         touch(saved);
     }));
     observations_.push_back(context_->observeDidMerge([this](const QWDidSaveNotice&) {
-        --merges_;
+        isMerging_ = false;
         settle();
     }));
     observations_.push_back(context_->observeDidDiscard([this](const QWManagedObjectSet& records) {
@@ -63,6 +63,12 @@ bool QWFetchedRows::fetch(const QWFetchRequest& request, QWError* error) {
     auto criteria = QWFetchCriteria::create(*context_, complete, error);
     if (!criteria)
         return false;
+    if (isApplying_) {
+        request_ = std::move(complete);
+        criteria_ = std::move(criteria);
+        mustRefetch_ = true;
+        return true;
+    }
     auto ids = context_->fetchIDs(complete, error);
     if (!ids)
         return false;
@@ -161,7 +167,7 @@ void QWFetchedRows::touch(const QWDidSaveNotice& saved) {
 }
 
 void QWFetchedRows::settle() {
-    if (merges_ > 0 || isApplying_ || order_.empty() || slice_.isPending())
+    if (isMerging_ || isApplying_ || isSettled() || slice_.isPending())
         return;
     const bool isCut = request_.limit > 0 || request_.offset > 0;
     if (isCut || mustRefetch_)

@@ -37,7 +37,8 @@ public:
     ~QWFetchedRows();
 
     const QWFetchRequest& request() const { return request_; }
-    // Fetches anew. False, with the error, when the request is refused; then all stays.
+    // Fetches anew. False, with the error, when the request is refused; then all stays. Asked by the audience
+    // while rows change, it fetches when they have changed.
     bool fetch(const QWFetchRequest& request, QWError* error);
 
     int count() const { return rows_.count(); }
@@ -46,7 +47,7 @@ public:
     // Faults are read together with their neighbours.
     QWRef<QWManagedObject> recordAt(int row) const;
     // Nothing is waiting to be applied.
-    bool isSettled() const { return order_.empty(); }
+    bool isSettled() const { return order_.empty() && !mustRefetch_; }
 
 private:
     using ID = QWManagedObjectID;
@@ -97,8 +98,8 @@ private:
     QHash<int, QByteArray> probed_; // places of rows that judging has read; rows stay while there are any
     std::vector<Placed> placed_;    // of many: their order, until it is applied or something is touched again
     bool isArranged_ = false;
-    bool mustRefetch_ = false; // something could not be read
-    int merges_ = 0;           // under way: their notices are settled together
+    bool mustRefetch_ = false; // something could not be read, or was asked for while rows changed
+    bool isMerging_ = false;   // what a merge touches is settled together
     bool isApplying_ = false;
     QWRunLoop::Handle slice_;
 

@@ -124,6 +124,8 @@ QWFieldColumn::QWFieldColumn(std::shared_ptr<const QWManagedObjectFieldDescripti
     const QWPropertyDescription* property = prototype.entity().property(field->key());
     isEditable = property && property->isAttribute() && property->type() != QWAttributeType::Data
                  && property->type() != QWAttributeType::Document && !isStampOf(prototype, field->key());
+    if (property && !property->isAttribute() && !property->isToMany())
+        named = property->destination();
     ColumnVisitor visitor(*this);
     field->performAcceptVisitor(visitor, prototype);
 }

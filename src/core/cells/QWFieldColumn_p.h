@@ -22,4 +22,6 @@ struct QWFieldColumn {
     Kind kind = Kind::Value;
     QWFormatterRef formatter; // null: values are shown as they are
     bool isEditable = false;  // an attribute that a table can change
+    // Of a to-one relationship: the texts are names of this entity's records, and change with them.
+    const QWEntityDescription* named = nullptr;
 };

@@ -6,6 +6,7 @@
 #include "views/QWTableCell.h"
 
 #include <QItemSelectionModel>
+#include <QSignalSpy>
 #include <QTableView>
 
 using Model = FetchedRecordsTest;
@@ -274,6 +275,42 @@ TEST_F(Model, What_an_observer_changes_while_it_is_told_comes_with_its_own_notic
     model->recordAtRow(0)->setValueForKey("pages", 3);
     settle();
     EXPECT_EQ(titles(), QStringList({"b", "c", "stamped"}));
+}
+
+TEST(FetchedRecordsModel, A_column_of_names_changes_with_the_records_that_it_names) {
+    BookLibrary library;
+    const auto author = library.insertAuthor({{"name", "Ana"}});
+    const auto book = library.insertBook({{"title", "a"}});
+    book->setRelatedObject("author", author.data());
+    ASSERT_TRUE(library.context->save());
+    QWManagedObjectContext other(library.coordinator);
+    const auto merging = other.observeDidSave(
+        [&](const QWDidSaveNotice& saved) { library.context->mergeChangesFromContextDidSave(saved); });
+    QWFetchedRecordsModel model(library.context, QWFetchRequest("Book"), *book->fieldDescriptions());
+    const int column = model.columnOfKey("author");
+    QStringList told;
+    const auto listening = QObject::connect(&model, &QWFetchedRecordsModel::dataChanged, &model,
+                                            [&](const QModelIndex& first, const QModelIndex& last) {
+                                                EXPECT_EQ(first.column(), column);
+                                                EXPECT_EQ(last, model.index(0, column));
+                                                told << first.data().toString();
+                                            });
+    author->setValueForKey("name", "Bea");
+    library.context->processPendingChanges();
+    EXPECT_EQ(told, QStringList{"Bea"});
+    ASSERT_TRUE(library.context->save());
+    told.clear();
+    other.objectWithID(author->objectID())->setValueForKey("name", "Cleo");
+    ASSERT_TRUE(other.save());
+    EXPECT_EQ(told.last(), "Cleo");
+    QObject::disconnect(listening);
+    library.context->refreshObject(*author, false); // a fault, which the notices of merges pass over
+    library.context->processPendingChanges();
+    QSignalSpy changes(&model, &QWFetchedRecordsModel::dataChanged);
+    other.objectWithID(author->objectID())->setValueForKey("name", "Dora");
+    ASSERT_TRUE(other.save());
+    EXPECT_EQ(changes.size(), 1);
+    EXPECT_EQ(model.index(0, column).data(), "Dora");
 }
 
 TEST_F(Model, Records_are_read_in_batches_around_those_asked_for_and_few_are_kept) {
