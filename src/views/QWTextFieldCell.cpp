@@ -15,6 +15,9 @@ constexpr qreal rowMargin = 2;   // above and below the text in rows that are ma
 constexpr qreal unlimited =
     1e6; // a width at which nothing wraps; larger ones overflow Qt's fixed-point numbers
 
+// What an editor holds for the value that it was given, or has given back last: another text is the user's.
+constexpr char givenText[] = "_qw_given_text";
+
 } // namespace
 
 QWTextFieldCell::QWTextFieldCell(QWFormatterRef formatter, QObject* parent) : QWTableCell(parent) {
@@ -135,14 +138,20 @@ QWidget* QWTextFieldCell::createEditor(QWidget* parent, const QStyleOptionViewIt
 }
 
 void QWTextFieldCell::setEditorData(QWidget* editor, const QModelIndex& index) const {
+    auto& edit = *static_cast<QLineEdit*>(editor);
+    if (const QVariant given = edit.property(givenText); given.isValid() && given != edit.text())
+        return; // views hand over the value anew with each change of the row
     const QVariant value = index.data(Qt::EditRole);
-    static_cast<QLineEdit*>(editor)->setText(formatter() ? formatter()->editingStringForObjectValue(value)
-                                                         : value.toString());
+    edit.setText(formatter() ? formatter()->editingStringForObjectValue(value) : value.toString());
+    edit.setProperty(givenText, edit.text());
 }
 
 void QWTextFieldCell::setModelData(QWidget* editor, QAbstractItemModel* model,
                                    const QModelIndex& index) const {
-    const QString text = static_cast<QLineEdit*>(editor)->text();
+    auto& edit = *static_cast<QLineEdit*>(editor);
+    const QString text = edit.text();
+    if (edit.property(givenText) == text)
+        return;
     QVariant value = text;
     if (!formatter()) {
         const QVariant former = index.data(Qt::EditRole);
@@ -151,6 +160,7 @@ void QWTextFieldCell::setModelData(QWidget* editor, QAbstractItemModel* model,
     } else if (!formatter()->getObjectValue(&value, text)) {
         return;
     }
+    edit.setProperty(givenText, text);
     model->setData(index, value, Qt::EditRole);
 }
 

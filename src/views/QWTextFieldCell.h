@@ -12,7 +12,9 @@
 // With a formatter, a text that it refuses keeps the editor open when Return is pressed, with the formatter's
 // error description as its tool tip; when the focus goes elsewhere, the editor closes and the value stays.
 // Where an empty text means no value, the model receives a null QVariant. Without a formatter the model
-// receives the text, as a value of the former one's type where it can be read as such.
+// receives the text, as a value of the former one's type where it can be read as such. It receives nothing of
+// a text that the user has left alone, since a text may say less than its value (a date without seconds); and
+// what the user has typed stays in the editor when the row changes meanwhile.
 class QWTextFieldCell : public QWTableCell {
 public:
     explicit QWTextFieldCell(QWFormatterRef formatter = nullptr, QObject* parent = nullptr);

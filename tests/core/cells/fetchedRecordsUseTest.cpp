@@ -7,6 +7,7 @@
 #include <QHeaderView>
 #include <QItemSelectionModel>
 #include <QLineEdit>
+#include <QPointer>
 #include <QSignalSpy>
 #include <QTableView>
 #include <QTest>
@@ -128,6 +129,29 @@ TEST_F(ModelInUse, A_refetch_shows_what_changed_behind_the_contexts_back) {
     EXPECT_EQ(mirror.texts, titles());
 }
 
+TEST_F(ModelInUse, A_fetch_that_is_asked_for_while_rows_change_follows_when_they_have_changed) {
+    insertBooks({"a", "c", "e"});
+    showBooks();
+    MirrorList mirror(*model);
+    QObject::connect(
+        model.get(), &QWFetchedRecordsModel::rowsInserted, model.get(),
+        [this] {
+            QWFetchRequest request = booksByTitle();
+            request.predicate = *QWPredicate::parse("title != 'c'");
+            EXPECT_TRUE(model->setFetchRequest(request));
+            model->sort(Title, Qt::DescendingOrder);
+        },
+        Qt::SingleShotConnection);
+    insertBook("b");
+    insertBook("d");
+    model->recordAtRow(0)->setValueForKey("title", "x");
+    settle();
+    EXPECT_EQ(titles(), QStringList({"x", "e", "d", "b"}));
+    EXPECT_EQ(mirror.texts, titles());
+    EXPECT_TRUE(model->isUpToDate());
+    EXPECT_FALSE(model->setFetchRequest(QWFetchRequest("Tag")));
+}
+
 // Editing ---------------------------------------------------------------------------------------------------
 
 TEST_F(ModelInUse, An_edit_changes_the_record_at_once_and_its_row_with_the_notice) {
@@ -205,21 +229,103 @@ TEST_F(ModelInUse, Read_only_columns_cannot_be_edited) {
     EXPECT_TRUE(model->setData(model->index(0, Title), "b"));
 }
 
-TEST_F(ModelInUse, A_person_edits_a_cell_in_a_view) {
+// A view of the books with an open editor.
+class ModelInEditor : public FetchedRecordsTest {
+protected:
+    void TearDown() override {
+        view.reset();
+        FetchedRecordsTest::TearDown();
+    }
+    void edit(int row, int column) {
+        showBooks();
+        view = std::make_unique<QTableView>();
+        view->setModel(model.get());
+        cells = model->applyCellsTo(*view);
+        view->show();
+        view->setCurrentIndex(model->index(row, column));
+        view->edit(model->index(row, column));
+        editor = view->viewport()->findChild<QLineEdit*>();
+        ASSERT_TRUE(editor);
+    }
+    void type(const QString& text) {
+        QTest::keyClick(editor, Qt::Key_A, Qt::ControlModifier);
+        QTest::keyClicks(editor, text);
+    }
+    void endEditing() {
+        QTest::keyClick(editor, Qt::Key_Return);
+        QCoreApplication::sendPostedEvents(); // Qt commits after the editor has had the key
+    }
+
+    std::unique_ptr<QTableView> view;
+    std::vector<std::shared_ptr<QWTableCell>> cells;
+    QPointer<QLineEdit> editor;
+};
+
+TEST_F(ModelInEditor, A_person_edits_a_cell_in_a_view) {
     insertBook("a", {{"price", 1.5}});
     save();
-    showBooks();
-    QTableView view;
-    view.setModel(model.get());
-    const auto cells = model->applyCellsTo(view);
-    view.show();
-    view.setCurrentIndex(model->index(0, Price));
-    view.edit(model->index(0, Price));
-    auto* editor = view.viewport()->findChild<QLineEdit*>();
-    ASSERT_TRUE(editor);
-    QTest::keyClick(editor, Qt::Key_A, Qt::ControlModifier);
-    QTest::keyClicks(editor, QLocale().toString(2.25));
-    QTest::keyClick(editor, Qt::Key_Return);
-    QCoreApplication::sendPostedEvents(); // Qt commits after the editor has had the key
+    edit(0, Price);
+    type(QLocale().toString(2.25));
+    endEditing();
     EXPECT_EQ(model->recordAtRow(0)->valueForKey("price"), 2.25);
+}
+
+TEST_F(ModelInEditor, A_text_that_is_left_alone_changes_nothing_of_the_record) {
+    const QDateTime added(QDate(2013, 5, 4), QTime(18, 22, 33), Qt::UTC);
+    insertBook("a", {{"added", added}});
+    save();
+    edit(0, Added);
+    endEditing();
+    EXPECT_FALSE(context->hasChanges());
+    EXPECT_EQ(model->recordAtRow(0)->valueForKey("added"), added);
+}
+
+TEST_F(ModelInEditor, What_is_typed_outlives_changes_that_arrive_and_goes_to_its_record_wherever_that_is) {
+    insertBooks({"b", "d"});
+    const auto id = fetch("Book", "title == 'b'")[0]->objectID();
+    edit(0, Title);
+    type("typed");
+    const Ref elsewhere = other->objectWithID(id);
+    elsewhere->setValueForKey("title", "x");
+    elsewhere->setValueForKey("pages", 7);
+    for (int i = 0; i < 150; ++i)
+        insertIn(*other, "Book", {{"title", "a" + QString::number(i)}});
+    save(*other);
+    settle();
+    ASSERT_EQ(model->rowOfRecord(id), 151);
+    ASSERT_TRUE(editor);
+    EXPECT_EQ(editor->text(), "typed");
+    endEditing();
+    const Ref record = context->objectWithID(id);
+    EXPECT_EQ(record->valueForKey("title"), "typed");
+    EXPECT_EQ(record->valueForKey("pages"), 7);
+    EXPECT_EQ(context->updatedObjects().size(), 1U);
+}
+
+TEST_F(ModelInEditor, An_editor_that_holds_no_text_of_the_user_follows_the_record) {
+    insertBooks({"b"});
+    edit(0, Title);
+    other->objectWithID(model->recordAtRow(0)->objectID())->setValueForKey("title", "x");
+    save(*other);
+    EXPECT_EQ(editor->text(), "x");
+}
+
+TEST_F(ModelInEditor, The_editor_of_a_record_that_is_deleted_goes_with_it_and_writes_to_no_other) {
+    for (const int many : {0, 150}) {
+        insertBooks({"b", "d"});
+        for (int i = 0; i < many; ++i)
+            insertBook("c" + QString::number(i));
+        save();
+        edit(0, Title);
+        type("typed");
+        for (const auto& book : fetchIn(*other, "Book", "title != 'd'"))
+            other->deleteObject(*book);
+        save(*other);
+        settle();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        EXPECT_FALSE(editor);
+        EXPECT_FALSE(context->hasChanges());
+        EXPECT_EQ(fetch("Book", "title == 'typed'").size(), 0U);
+        view.reset();
+    }
 }
