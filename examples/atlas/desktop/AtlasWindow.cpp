@@ -202,10 +202,16 @@ void AtlasWindow::showMessage(const QString& text) {
     statusBar()->showMessage(text, 8000);
 }
 
+// Until there are countries, from wherever they come.
 void AtlasWindow::suggestImport() {
+    const QString suggestion = tr("This library has no countries yet.");
     if (places_->countryCount() == 0)
-        messageBar_->showMessage(tr("This library has no countries yet."), tr("&Import Countries and Flags"),
+        messageBar_->showMessage(suggestion, tr("I&mport Countries and Flags"),
                                  [this] { importCountries(); });
+    connect(places_, &QAbstractItemModel::rowsInserted, messageBar_, [this, suggestion] {
+        if (messageBar_->text() == suggestion)
+            messageBar_->clear();
+    });
 }
 
 void AtlasWindow::importCountries(const ISOSource& source) {

@@ -81,6 +81,11 @@ void AtlasWindow::makeTable() {
         table_->setColumnWidth(visits_->columnOfKey(key), em * width);
     table_->sortByColumn(visits_->columnOfKey("start"), Qt::DescendingOrder);
     table_->setSortingEnabled(true);
+    // A column that gives no order (the country) shows none.
+    connect(table_->horizontalHeader(), &QHeaderView::sortIndicatorChanged, this, [this](int column) {
+        if (visits_->sortColumn() != column)
+            table_->horizontalHeader()->setSortIndicator(visits_->sortColumn(), visits_->sortOrder());
+    });
 
     new FocusHighlight(*table_);
     tableKeys_ = std::make_unique<TableKeys>(*this);

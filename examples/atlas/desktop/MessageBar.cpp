@@ -12,7 +12,7 @@ MessageBar::MessageBar(QWidget* parent) : QFrame(parent), text_(new QLabel), act
     setAutoFillBackground(true);
     text_->setWordWrap(true);
     text_->setTextFormat(Qt::PlainText);
-    auto* close = new QPushButton(tr("Not &Now"));
+    auto* close = new QPushButton(tr("Not No&w"));
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(12, 6, 12, 6);
     layout->addWidget(text_, 1);

@@ -20,7 +20,7 @@ void SignIn::resume() {
         if (token)
             return start({address, *token}, false);
         const QString reason = error.isEmpty() ? QString() : " " + error;
-        messageBar_.showMessage(tr("Sign in to sync with %1.").arg(address) + reason, tr("&Sign In…"),
+        messageBar_.showMessage(tr("Sign in to sync with %1.").arg(address) + reason, tr("Sign In…"),
                                 [this] { ask(); });
     });
 }
@@ -49,13 +49,13 @@ void SignIn::offerAgain() {
     messageBar_.showMessage(
         tr("The cloud has refused the access token. What you edit waits until you sign in "
            "again."),
-        tr("&Sign In…"), [this] { ask(); });
+        tr("Sign In…"), [this] { ask(); });
 }
 
 void SignIn::start(const CloudAddress& cloud, bool remembersToken) {
     QWError error;
     if (!connection_.start(cloud, remembersToken, &error))
-        messageBar_.showMessage(error.message, tr("&Sign In…"), [this] { ask(); });
+        messageBar_.showMessage(error.message, tr("Sign In…"), [this] { ask(); });
 }
 
 void SignIn::keep(const CloudAddress& cloud) {

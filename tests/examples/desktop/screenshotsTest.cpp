@@ -2,9 +2,13 @@
 
 #include "AtlasWindowTest.h"
 
+#include "desktop/PreferencesDialog.h"
+#include "desktop/SignIn.h"
+#include "desktop/SignInDialog.h"
 #include "desktop/Theme.h"
 #include "platform/QWLocalizedString.h"
 #include "sync/toolbar/QWDropboxSyncUIController.h"
+#include "testing/QWFaultyRestClient.h"
 
 #include <QDockWidget>
 #include <QMessageBox>
@@ -151,4 +155,25 @@ TEST_F(Screenshots, Offline_question) {
     auto* question = desktop.child<QMessageBox>();
     ASSERT_TRUE(question);
     take(desktop, "offline-question", question);
+}
+
+TEST_F(Screenshots, Refused_token_and_sign_in) {
+    TestDesktop desktop(folder_.filePath("A"), 1);
+    fill(desktop);
+    const auto environment = desktop.library().environment();
+    QWFolderRestClient folder(QWAppFolder::inMemory(environment), environment);
+    const auto cloud = std::make_shared<QWFaultyRestClient>(folder, environment);
+    cloud->onAny().answersWith(401);
+    desktop.window->connection().start(cloud);
+    desktop.pass(2s);
+    take(desktop, "token-refused");
+    desktop.window->signIn().ask();
+    take(desktop, "sign-in", desktop.child<atlas::SignInDialog>());
+}
+
+TEST_F(Screenshots, Preferences) {
+    TestDesktop desktop(folder_.filePath("A"), 1);
+    fill(desktop);
+    desktop.window->showPreferences();
+    take(desktop, "preferences", desktop.child<atlas::PreferencesDialog>());
 }

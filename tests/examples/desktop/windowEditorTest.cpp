@@ -2,12 +2,14 @@
 
 #include "AtlasWindowTest.h"
 
+#include "desktop/CalendarButton.h"
 #include "desktop/NotesField.h"
 #include "desktop/StarsField.h"
 #include "editing/widgets/QWTokenFieldWidget.h"
 #include "sync/support/LockedStore.h"
 
 #include <QAbstractButton>
+#include <QCalendarWidget>
 #include <QCheckBox>
 #include <QMessageBox>
 #include <QScrollBar>
@@ -118,6 +120,33 @@ TEST_F(WindowEditor, Costs_and_dates_are_those_of_the_user) {
     EXPECT_EQ(lineEdit("start").text(), "2026-05-04 18:30");
     fillIn("start", "yesterday");
     EXPECT_EQ(lineEdit("start").text(), "2026-05-04 18:30");
+}
+
+TEST_F(WindowEditor, A_day_is_picked_from_the_calendar_and_the_time_stays) {
+    fillIn("start", "2026-05-04 18:30");
+    auto* button = desktop.child<atlas::CalendarButton>();
+    button->setFocus();
+    press(Qt::Key_Space);
+    ASSERT_TRUE(button->calendar().isVisible());
+    EXPECT_EQ(button->calendar().selectedDate(), QDate(2026, 5, 4));
+    QTest::keyClick(button->calendar().focusProxy(), Qt::Key_Right);
+    QTest::keyClick(button->calendar().focusProxy(), Qt::Key_Return);
+    EXPECT_EQ(value("start").toDateTime(), QDateTime({2026, 5, 5}, {18, 30}, Qt::UTC));
+    EXPECT_EQ(lineEdit("start").text(), "2026-05-05 18:30");
+    EXPECT_FALSE(button->calendar().isVisible());
+}
+
+TEST_F(WindowEditor, A_save_that_fails_is_said_and_tried_again) {
+    press(Qt::Key_3, Qt::ControlModifier);
+    type("Kept");
+    {
+        const LockedStore locked(folder_.filePath("A/Atlas.sqlite"));
+        desktop.pass(11s);
+        EXPECT_FALSE(desktop.world.errorPresenter->errors().empty());
+        EXPECT_EQ(value("title"), "Kept");
+    }
+    desktop.pass(10s);
+    EXPECT_EQ(desktop.saved(uuid())->valueForKey("title"), "Kept");
 }
 
 TEST_F(WindowEditor, A_country_completes_and_brings_its_regions) {
@@ -255,9 +284,9 @@ TEST_F(WindowEditor, Every_field_is_reached_with_the_tab_key_and_has_a_name) {
         names << now->accessibleName();
         press(Qt::Key_Tab);
     }
-    for (const char* name :
-         {"Title", "Country", "Region", "City", "Start", "Pick a day", "Duration", "Pace", "Cost", "Status",
-          "Rating", "Favourite", "Tags", "Notes", "Bold", "Search", "Places", "Visits"})
+    for (const char* name : {"Title", "Country", "Region", "City", "Start", "Pick a day", "Duration", "Pace",
+                             "Cost", "Status", "Rating", "Favourite", "Tags", "Notes", "Bold", "Search",
+                             "Places", "Visits", "Synchronisation with Dropbox"})
         EXPECT_TRUE(names.contains(name)) << name << " of " << names.join(", ").toStdString();
 }
 

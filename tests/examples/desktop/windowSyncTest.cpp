@@ -3,10 +3,12 @@
 #include "AtlasWindowTest.h"
 
 #include "desktop/MessageBar.h"
+#include "desktop/PreferencesDialog.h"
 #include "desktop/SignIn.h"
 #include "desktop/SignInDialog.h"
 #include "desktop/Theme.h"
 #include "platform/QWLocalizedString.h"
+#include "support/EventLoopWait.h"
 #include "testing/QWFaultyRestClient.h"
 
 #include <QDialogButtonBox>
@@ -109,6 +111,13 @@ TEST_F(WindowSync, Two_windows_show_each_others_edits) {
     b_.window->syncNow();
     pass(5s);
     EXPECT_THAT(b_.titles(), UnorderedElementsAre("Rome in spring", "Kyōto")) << "taken back everywhere";
+}
+
+TEST_F(WindowSync, An_import_is_suggested_until_there_are_countries) {
+    EXPECT_EQ(a_.window->messageBar().text(), "This library has no countries yet.");
+    a_.addRecord("Country", {{"name", "Japan"}});
+    a_.context().processPendingChanges();
+    EXPECT_FALSE(a_.window->messageBar().isVisible());
 }
 
 TEST_F(WindowSync, The_control_says_what_the_sync_is_at) {
@@ -231,7 +240,7 @@ TEST_F(WindowSync, A_refused_token_is_said_and_signing_in_again_goes_on_with_wha
 
     a_.activate();
     for (auto* button : a_.window->messageBar().findChildren<QPushButton*>())
-        if (button->text() == "&Sign In…")
+        if (button->text() == "Sign In…")
             QTest::mouseClick(button, Qt::LeftButton);
     auto* dialog = a_.child<atlas::SignInDialog>();
     ASSERT_TRUE(dialog);
@@ -267,6 +276,30 @@ TEST_F(WindowSync, A_library_that_remembers_its_cloud_syncs_when_it_opens) {
     ASSERT_TRUE(b_.window->connection().start({"folder:" + files_.filePath("cloud"), {}}, false, &error));
     pass(10s);
     EXPECT_THAT(b_.titles(), ElementsAre("Rome"));
+}
+
+#ifdef Q_OS_LINUX
+TEST_F(WindowSync, A_token_that_no_keychain_has_is_asked_for) {
+    qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere");
+    a_.library().setCloud("https://cloud.example.com", {});
+    a_.window->signIn().resume();
+    EXPECT_TRUE(runEventLoopUntil([&] {
+        return a_.window->messageBar().text().startsWith("Sign in to sync with https://cloud.example.com.");
+    })) << a_.window->messageBar().text().toStdString();
+    EXPECT_FALSE(a_.window->connection().isActive());
+}
+#endif
+
+TEST_F(WindowSync, Colours_are_chosen_in_the_preferences) {
+    a_.activate();
+    QTest::keyClick(a_.window.get(), Qt::Key_Comma, Qt::ControlModifier);
+    auto* dialog = a_.child<atlas::PreferencesDialog>();
+    ASSERT_TRUE(dialog);
+    auto* theme = dialog->findChild<QComboBox*>("theme");
+    theme->setFocus();
+    QTest::keyClick(theme, Qt::Key_End);
+    EXPECT_EQ(a_.library().preferences().object("theme"), QJsonValue("dark"));
+    EXPECT_LT(QApplication::palette().color(QPalette::Window).lightness(), 128);
 }
 
 TEST_F(WindowSync, Stopping_keeps_what_waits_for_the_next_start) {

@@ -93,6 +93,39 @@ TEST_F(WindowVisits, A_click_on_a_header_sorts_and_another_one_turns_the_order) 
     EXPECT_THAT(desktop.titles(), ElementsAre("Zebras", "Élan", "ants"));
 }
 
+TEST_F(WindowVisits, A_click_on_a_header_that_gives_no_order_changes_nothing) {
+    for (const char* title : {"b", "a"})
+        visit(title);
+    clickHeader("title");
+    clickHeader("country");
+    EXPECT_THAT(desktop.titles(), ElementsAre("a", "b"));
+    EXPECT_EQ(desktop.table().horizontalHeader()->sortIndicatorSection(),
+              desktop.visits().columnOfKey("title"));
+}
+
+TEST_F(WindowVisits, Columns_and_panes_are_as_they_were_left) {
+    auto* header = desktop.table().horizontalHeader();
+    header->resizeSection(desktop.visits().columnOfKey("city"), 222);
+    clickHeader("title");
+    EXPECT_TRUE(desktop.window->close());
+    desktop.close();
+    desktop.open();
+    header = desktop.table().horizontalHeader();
+    EXPECT_EQ(header->sectionSize(desktop.visits().columnOfKey("city")), 222);
+    EXPECT_EQ(desktop.visits().sortColumn(), desktop.visits().columnOfKey("title"));
+}
+
+TEST_F(WindowVisits, An_import_that_fails_changes_nothing_and_says_why) {
+    auto nowhere = source();
+    nowhere.tablesFolder = folder_.filePath("nowhere");
+    const auto before = desktop.places().countryCount();
+    desktop.window->importCountries(nowhere);
+    ASSERT_EQ(desktop.world.errorPresenter->errors().size(), 1u);
+    EXPECT_TRUE(desktop.world.errorPresenter->errors().front().message.contains("nowhere"));
+    EXPECT_FALSE(desktop.context().hasChanges());
+    EXPECT_EQ(desktop.places().countryCount(), before);
+}
+
 TEST_F(WindowVisits, The_latest_visit_is_on_top_at_first) {
     visit("Past", {{"start", QDateTime({2020, 1, 1}, {0, 0}, Qt::UTC)}});
     visit("Future", {{"start", QDateTime({2030, 1, 1}, {0, 0}, Qt::UTC)}});
