@@ -257,7 +257,9 @@ void AtlasWindow::changeEvent(QEvent* event) {
 
 // What is not sent yet waits in the engine's queue for the next start; what is not saved would be lost.
 void AtlasWindow::closeEvent(QCloseEvent* event) {
-    editor_->setVisit({}); // commits
+    if (QWidget* field = focusWidget())
+        field->clearFocus(); // a tag or a name that is being typed is whole now
+    editor_->setVisit({});   // commits
     rememberLayout();
     QWError error;
     if (losesChanges_ || library_->context().save(&error))

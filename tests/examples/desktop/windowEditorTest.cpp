@@ -61,6 +61,25 @@ TEST_F(WindowEditor, What_is_typed_when_the_window_closes_is_there_when_it_opens
     EXPECT_EQ(desktop.editor().visit()->uuid(), id);
 }
 
+TEST_F(WindowEditor, A_tag_and_a_city_that_are_half_typed_when_the_window_closes_are_whole_afterwards) {
+    visit("Other", {{"city", "Kyōto"}});
+    ASSERT_TRUE(desktop.window->save());
+    for (const char* key : {"tags", "city"}) {
+        select(record);
+        desktop.child<QWidget>(key)->setFocus();
+        type("kyo");
+        const QString id = uuid();
+        record.reset();
+        EXPECT_TRUE(desktop.window->close());
+        desktop.close();
+        desktop.open();
+        record = QWRef<QWManagedObject>(
+            QWManagedObjectWithSyncSupport::fetchObjectWithUUID(id, "Visit", desktop.context()).data());
+    }
+    EXPECT_EQ(value("tags"), "kyo");
+    EXPECT_EQ(value("city"), "Kyōto");
+}
+
 TEST_F(WindowEditor, What_was_typed_in_one_stay_is_taken_back_at_once) {
     press(Qt::Key_3, Qt::ControlModifier);
     type("Rome");
