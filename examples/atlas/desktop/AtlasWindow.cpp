@@ -15,7 +15,9 @@
 
 #include <QApplication>
 #include <QCloseEvent>
+#include <QDir>
 #include <QDockWidget>
+#include <QFileInfo>
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
@@ -50,7 +52,8 @@ AtlasWindow::AtlasWindow(std::unique_ptr<AtlasLibrary> library, QWidget* parent)
     : QMainWindow(parent), library_(std::move(library)), history_(library_->context()),
       connection_(*library_), autosaver_(library_->sharedContext()), syncControl_(library_->environment()) {
     QWDropboxSyncCoreData::setSharedInstance(library_->sharedEngine());
-    setWindowTitle(QStringLiteral("%1[*]").arg(tr("Atlas")));
+    const QFileInfo store(library_->context().coordinator()->storePath());
+    setWindowTitle(store.dir().dirName()); // the system adds the program's name
     setObjectName(QStringLiteral("atlas"));
     makeContent();
     makeActivityPanel();

@@ -6,8 +6,8 @@ class QAbstractItemView;
 
 namespace atlas {
 
-// Draws the selection of a view paler while the view does not have the focus, so that a person at the keyboard
-// sees which view the arrow keys go to. Becomes a child of the view.
+// Draws the selection of a view paler while the view does not have the focus, so that a person at the
+// keyboard sees which view the arrow keys go to. Becomes a child of the view.
 class FocusHighlight final : public QObject {
     Q_OBJECT
 

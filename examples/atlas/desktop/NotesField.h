@@ -11,8 +11,8 @@ class QTextCharFormat;
 
 namespace atlas {
 
-// Rich text with bold, italic, underlined and lists. Its value is document data, HTML in UTF-8, or none for an
-// empty text.
+// Rich text with bold, italic, underlined and lists. Its value is document data, HTML in UTF-8, or none for
+// an empty text.
 class NotesField final : public QWidget {
     Q_OBJECT
 

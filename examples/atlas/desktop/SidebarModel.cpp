@@ -159,7 +159,7 @@ QModelIndexList SidebarModel::match(const QModelIndex& start, int role, const QV
     return {};
 }
 
-// What the context says --------------------------------------------------------------------------------------
+// What the context says -------------------------------------------------------------------------------------
 
 void SidebarModel::read() {
     for (const auto& visit : context_.fetch(QWFetchRequest("Visit")).value_or(QWManagedObjectSet()))

@@ -1,4 +1,5 @@
-// atlas-desktop --library DIR [--cloud CLOUD] [--token-file FILE] [--place left|right]: the window of one library.
+// atlas-desktop --library DIR [--cloud CLOUD] [--token-file FILE] [--place left|right]:
+// the window of one library.
 
 #include "desktop/AtlasWindow.h"
 #include "desktop/SignIn.h"
