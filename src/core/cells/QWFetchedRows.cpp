@@ -72,7 +72,8 @@ bool QWFetchedRows::fetch(const QWFetchRequest& request, QWError* error) {
     auto ids = context_->fetchIDs(complete, error);
     if (!ids)
         return false;
-    // While a notice is delivered: what the next one will report as inserted comes with that.
+    // While a notice is delivered: what the next one will report as inserted comes with that, for of what is
+    // deleted before no notice will ever tell.
     QSet<ID> unreported;
     for (const auto& record : context_->insertedObjects())
         if (record->hasUnreportedChanges())

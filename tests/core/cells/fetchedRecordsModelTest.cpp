@@ -1,8 +1,5 @@
 #include "FetchedRecordsFixture.h"
 
-#include "store/FaultyDisk.h"
-#include "store/QWStoreError.h"
-#include "testing/QWLogCapture.h"
 #include "views/QWTableCell.h"
 
 #include <QItemSelectionModel>
@@ -254,7 +251,7 @@ TEST_F(Model, Many_records_that_follow_the_last_row_are_one_insertion) {
     EXPECT_EQ(mirror.told(), QStringList{"insert 1-300"});
 }
 
-TEST_F(Model, A_request_with_a_limit_is_fetched_again) {
+TEST_F(Model, A_request_with_a_limit_or_an_offset_is_fetched_again) {
     insertBooks({"a", "b", "c", "d"});
     QWFetchRequest request = booksByTitle();
     request.limit = 2;
@@ -262,6 +259,12 @@ TEST_F(Model, A_request_with_a_limit_is_fetched_again) {
     context->deleteObject(*model->recordAtRow(0));
     settle();
     EXPECT_EQ(titles(), QStringList({"b", "c"}));
+    request.limit = 0;
+    request.offset = 1;
+    EXPECT_TRUE(model->setFetchRequest(request));
+    insertBook("a");
+    settle();
+    EXPECT_EQ(titles(), QStringList({"b", "c", "d"}));
 }
 
 TEST_F(Model, What_an_observer_changes_while_it_is_told_comes_with_its_own_notice) {
@@ -328,55 +331,4 @@ TEST_F(Model, Records_are_read_in_batches_around_those_asked_for_and_few_are_kep
     EXPECT_LE(std::count_if(ids.begin(), ids.end(),
                             [this](const auto& id) { return bool(context->registeredObject(id)); }),
               2200);
-}
-
-// Failing disks ---------------------------------------------------------------------------------------------
-
-class ModelOnFaultyDisk : public FetchedRecordsTest {
-protected:
-    void SetUp() override {
-        disk.emplace();
-        FetchedRecordsTest::SetUp();
-    }
-    void TearDown() override {
-        disk->mend();
-        tester.reset();
-        model.reset();
-        other.reset();
-        context.reset();
-        coordinator.reset();
-        disk.reset();
-    }
-    std::optional<FaultyDisk> disk;
-};
-
-TEST_F(ModelOnFaultyDisk, Rows_stay_while_nothing_can_be_read_and_are_right_as_soon_as_it_can) {
-    insertBooks({"a", "b", "c", "d", "e"});
-    const Ref edited = fetch("Book")[1];
-    // Without the tester, which would have all of them read.
-    model = std::make_unique<QWFetchedRecordsModel>(context, booksByTitle(), bookFields());
-    QList<QWError> failures;
-    QObject::connect(model.get(), &QWFetchedRecordsModel::fetchFailed, model.get(),
-                     [&](const QWError& error) { failures << error; });
-    {
-        // Another process writes, and what this one has in memory of the file counts no more.
-        const auto elsewhere = openStore();
-        QWManagedObjectContext process(elsewhere);
-        insertIn(process, "Tag", {{"name", "t"}});
-        save(process);
-    }
-    QWLogCapture log;
-    disk->failReads(true);
-    edited->setValueForKey("title", "x");
-    settle();
-    EXPECT_EQ(failures.size(), 1);
-    EXPECT_EQ(model->fetchError().code, int(QWStoreErrorCode::IO));
-    EXPECT_EQ(model->rowCount(), 5);
-    EXPECT_FALSE(model->isUpToDate());
-    disk->mend();
-    insertBook("f");
-    settle();
-    EXPECT_EQ(titles(), QStringList({"a", "c", "d", "e", "f", "x"}));
-    EXPECT_TRUE(model->isUpToDate());
-    EXPECT_FALSE(model->fetchError().isError());
 }
