@@ -12,8 +12,6 @@
 #include <QTextDocument>
 #include <QUrl>
 
-Q_LOGGING_CATEGORY(qwCoreLog, "qwlibrary.core")
-
 namespace {
 
 QVariant valueOfText(const QString& text) {

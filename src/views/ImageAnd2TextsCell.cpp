@@ -36,10 +36,6 @@ QRectF cutFromRight(QRectF& rest, qreal width) {
     return slice;
 }
 
-QRectF mirrored(const QRectF& rect, const QRectF& frame) {
-    return {frame.left() + frame.right() - rect.right(), rect.top(), rect.width(), rect.height()};
-}
-
 } // namespace
 
 // The places of the parts in a frame.

@@ -26,10 +26,6 @@ QPainterPath star() {
     return path;
 }
 
-QRectF mirrored(const QRectF& rect, const QRectF& frame) {
-    return {frame.left() + frame.right() - rect.right(), rect.top(), rect.width(), rect.height()};
-}
-
 } // namespace
 
 QWLevelIndicatorCell::QWLevelIndicatorCell(QObject* parent) : QWTableCell(parent) {}

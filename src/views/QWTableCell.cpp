@@ -73,6 +73,10 @@ const QStyle& QWTableCell::style() const {
     return *(controlView_ ? controlView_->style() : QApplication::style());
 }
 
+QRectF QWTableCell::mirrored(const QRectF& part, const QRectF& frame) {
+    return {frame.left() + frame.right() - part.right(), part.top(), part.width(), part.height()};
+}
+
 QPalette::ColorGroup QWTableCell::colorGroup() const {
     if (!isDrawnEnabled())
         return QPalette::Disabled;

@@ -124,6 +124,8 @@ protected:
     QPalette::ColorGroup colorGroup() const;
     QColor textColor() const;
     const QStyle& style() const;
+    // Where a part of a frame lies in a right-to-left view.
+    static QRectF mirrored(const QRectF& part, const QRectF& frame);
     // How the view would draw the cell. Its texts, icon and widget are not used.
     const QStyleOptionViewItem& option() const { return option_; }
 

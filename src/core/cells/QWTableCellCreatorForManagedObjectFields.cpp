@@ -1,15 +1,12 @@
 #include "core/cells/QWTableCellCreatorForManagedObjectFields.h"
 
+#include "core/QWCoreLog_p.h"
 #include "formatters/NSNumberFormatter_PreconfiguredFormatters.h"
 #include "platform/QWAssert.h"
 #include "views/ImageAnd2TextsCell.h"
 #include "views/QWCheckBoxCell.h"
 #include "views/QWLevelIndicatorCell.h"
 #include "views/QWTextFieldCell.h"
-
-#include <QLoggingCategory>
-
-static Q_LOGGING_CATEGORY(qwCellCreatorLog, "qwlibrary.core");
 
 QStringList QWTableCellCreatorForManagedObjectFields::keysForImageWith2TextCell;
 
@@ -24,9 +21,8 @@ bool QWTableCellCreatorForManagedObjectFields::respondsToSelector(const QString&
 }
 
 void QWTableCellCreatorForManagedObjectFields::beginVisitOfObject(QWManagedObject&) {
-    qCWarning(qwCellCreatorLog,
-              "QWTableCellCreatorForManagedObjectFields cmd: beginVisitOfObject: using the class "
-              "for an array of keys. Probably programmation error");
+    qCWarning(qwCoreLog, "QWTableCellCreatorForManagedObjectFields cmd: beginVisitOfObject: using the class "
+                         "for an array of keys. Probably programmation error");
     QWAssert(false, "NO", "-[QWTableCellCreatorForManagedObjectFields beginVisitOfObject:]");
 }
 
