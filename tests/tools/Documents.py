@@ -42,6 +42,14 @@ class Documents(unittest.TestCase):
             for block in re.findall(r"```cpp\n(.*?)```", page.read_text(encoding="utf-8"), re.DOTALL):
                 self.assertIn(flat(block), compiled, page)
 
+    def test_the_contents_of_the_selectors_and_the_list_of_decisions_are_whole(self):
+        selectors = (PROJECT / "docs/selectors.md").read_text(encoding="utf-8")
+        self.assertEqual(re.findall(r"\[([^\]]+)\]\(#", selectors), re.findall(r"^## (.+)$", selectors, re.MULTILINE))
+        decisions = PROJECT / "docs/decisions"
+        lines = [f"{page.read_text(encoding='utf-8').splitlines()[0][2:].replace('. ', '. [', 1)}]({page.name})"
+                 for page in sorted(decisions.glob("0*.md"))]
+        self.assertEqual((decisions / "README.md").read_text(encoding="utf-8").splitlines()[-len(lines):], lines)
+
     def test_every_selector_has_the_signature_that_its_header_declares(self):
         rows = SELECTOR_ROW.findall((PROJECT / "docs/selectors.md").read_text(encoding="utf-8"))
         self.assertGreater(len(rows), 150)
