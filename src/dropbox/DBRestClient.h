@@ -63,8 +63,8 @@ public:
     virtual void uploadFile(const QString& filename, const QString& folder, const QString& parentRev,
                             const QString& localPath) = 0;
     virtual void deletePath(const QString& path) = 0;
-    // Writes the file to `localPath`, whole or not at all. It need not be on the disk yet when the delegate is told:
-    // who keeps it syncs it (QWFileManager::sync).
+    // Writes the file to `localPath`, whole or not at all. It need not be on the disk yet when the delegate is
+    // told: who keeps it syncs it (QWFileManager::sync).
     virtual void loadFile(const QString& path, const QString& localPath) = 0;
     virtual void loadMetadata(const QString& path) = 0;
 

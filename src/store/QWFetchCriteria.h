@@ -30,7 +30,7 @@ public:
     // The same; a record that is not live is read from the store, and not made. Empty when it cannot be read.
     QByteArray place(const QWManagedObjectID& id) const;
 
-    // The pieces of a request that the criteria were made for.
+    // Of the request that the criteria were made for.
     const QWEntityDescription& entity() const { return *entity_; }
     const QWBoundPredicate& predicate() const { return *predicate_; }
 

@@ -6,10 +6,10 @@
 
 #include <QFile>
 
-// The bytes of one download on their way to the disk. They are written beside their place ("PATH.3.part", with
-// a number of this download alone), and take it when they are all there; what is not committed goes with the
-// object. They are not synced: who counts on the file after a power failure does that, and most are read once
-// and removed.
+// The bytes of one download on their way to the disk. They are written beside their place ("PATH.3.part",
+// with a number of this download alone), and take it when they are all there; what is not committed goes with
+// the object. They are not synced: who counts on the file after a power failure does that, and most are read
+// once and removed.
 class QWFileDownload {
 public:
     QWFileDownload(QWFileManager& files, const QString& localPath);
