@@ -206,6 +206,11 @@ void QWDropboxSyncCoreData::passOverFile(const QString& fileName) {
     saveCacheContext();
 }
 
+void QWDropboxSyncCoreData::leaveOutFile(const QString& fileName) {
+    deleteDeltaEntryForDownloadedFileNamed(fileName);
+    beginProcessOfNextDeltaEntryWaiting();
+}
+
 void QWDropboxSyncCoreData::removeDeltaEntry(const DBDeltaEntryRef& entry) {
     deltaEntriesToImport_.remove(entry);
     entry->removeSpecialAction();

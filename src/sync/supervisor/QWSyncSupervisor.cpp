@@ -200,6 +200,7 @@ void QWSyncSupervisor::stop() {
     recordsInFlight_.clear();
     imagesInFlight_.clear();
     imageCopies_.clear();
+    refusals_.clear();
     keeper_->giveBatchUp();
 }
 

@@ -212,4 +212,5 @@ private:
     QSet<QString> imagesInFlight_;               // uuids of objects in flight whose images were sent
     // File names of conflicted copies of images, by the path (lower case) of the image, which is looked up.
     QHash<QString, QString> imageCopies_;
+    QHash<QString, int> refusals_; // of downloads, by file name: how often in a row
 };

@@ -137,6 +137,7 @@ void QWSyncSupervisor::restClientLoadedFile(DBRestClient&, const QString& localP
         return finish([](auto&) {});
     if (qw::sync::isPreferencesFile(metadata.path))
         return preferencesLoaded(contentType, metadata);
+    refusals_.remove(metadata.filename());
     const QString reason = keeper_->prepareImport(localPath, metadata);
     finish([&](auto& to) { to.restClientLoadedFile(*this, localPath, contentType, metadata); });
     if (const QString copy = keeper_->finishImport(metadata); !copy.isEmpty())
@@ -148,15 +149,25 @@ void QWSyncSupervisor::restClientLoadedFile(DBRestClient&, const QString& localP
         Q_EMIT fileDeclined(metadata.filename(), reason);
 }
 
+// A file that the service gives nobody (its tag is then restricted_content or unsupported_file) would hold its
+// batch, and whatever comes behind, for ever. It is left out when it has been refused so often in a row.
+constexpr int mostRefusals = 3;
+
 void QWSyncSupervisor::restClientLoadFileFailedWithError(DBRestClient&, const QWError& error) {
     const QString path = error.userInfo.value("path").toString();
     const QString destinationPath = error.userInfo.value("destinationPath").toString();
+    const QString fileName = qw::text::lastPathComponent(path);
     const RequestFailure failure = requestFailure(error);
+    const bool isRefused = error.code == 409 && ++refusals_[fileName] >= mostRefusals;
+    if (isRefused)
+        refusals_.remove(fileName);
     isRestartDue_ |= failure == RequestFailure::FileGone && isActive();
     if (failure == RequestFailure::FileGone)
-        keeper_->noteGone(qw::text::lastPathComponent(path));
+        keeper_->noteGone(fileName);
     finish([&](auto& to) {
-        if (failure == RequestFailure::Transient)
+        if (isRefused && isActive() && !qw::sync::isPreferencesFile(path))
+            engine_->leaveOutFile(fileName);
+        else if (failure == RequestFailure::Transient)
             repeatLater("restClient:loadFileFailedWithError:", error,
                         [=, this] { request(requests_.downloads).loadFile(path, destinationPath); });
         else if ((isActive() && !qw::sync::isPreferencesFile(path))

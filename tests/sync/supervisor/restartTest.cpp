@@ -83,6 +83,48 @@ TEST_F(Restart, A_file_that_vanishes_before_its_download_makes_the_batch_come_ag
     EXPECT_EQ(restarts.size(), 1u);
 }
 
+// A file that is refused ------------------------------------------------------------------------------------
+
+namespace {
+
+void receiveWithRefusedFile(OneDesktop& test) {
+    test.begin();
+    test.desktop.client->on(QWRestRequest::LoadFile)
+        .where([](const QWRestRequest& request) { return request.path.contains("TAKEN"); })
+        .answersWith(409);
+    test.cloud.putRecord("Book!!!TAKEN.data", OneDesktop::book("Taken"));
+    test.cloud.putRecord("Book!!!X.data", OneDesktop::book("X"));
+    test.desktop.askForChanges();
+    test.pass(300);
+}
+
+} // namespace
+
+TEST_F(RestartAlone, A_file_that_is_refused_for_good_holds_its_batch_open_for_ever) {
+    receiveWithRefusedFile(*this);
+    desktop.add("Book");
+    desktop.save();
+    desktop.advance(24h);
+    EXPECT_EQ(engine().status(), QWDropboxSyncStatusCheckingForUpdates);
+    EXPECT_EQ(count(QWRestRequest::Upload), 0);
+}
+
+TEST_F(Restart, A_file_that_is_refused_for_good_is_left_out_and_comes_when_it_changes) {
+    QStringList failed;
+    QObject::connect(&supervisor(), &QWSyncSupervisor::fileFailed, &supervisor(),
+                     [&](const QString& fileName) { failed.append(fileName); });
+    receiveWithRefusedFile(*this);
+    EXPECT_TRUE(desktop.isIdle());
+    EXPECT_TRUE(desktop.find("X"));
+    EXPECT_FALSE(desktop.find("TAKEN"));
+    EXPECT_EQ(failed, QStringList({"Book!!!TAKEN.data", "Book!!!TAKEN.data", "Book!!!TAKEN.data"}));
+    EXPECT_TRUE(restarts.empty());
+    desktop.client->removeFaults();
+    cloud.putRecord("Book!!!TAKEN.data", book("Given back"));
+    pass(600);
+    EXPECT_TRUE(desktop.find("TAKEN"));
+}
+
 TEST_F(Restart, It_starts_anew_once_a_minute_at_most) {
     begin();
     desktop.client->on(QWRestRequest::LoadFile).answersWith(404);
