@@ -18,9 +18,6 @@ constexpr qreal imageMargin = 4;  // by which an image is smaller than the row i
 constexpr qreal badgeMargin = 2;  // above and below the capsule
 constexpr qreal disabledOpacity = 0.5;
 constexpr int keptBadges = 512;
-// Of Arial Black, in parts of its size. The place of the badge's text is made for it: a stand-in, whose
-// ascent differs, would not be in the middle of the capsule.
-constexpr qreal namedAscent = 1.1;
 
 QRectF cutFromLeft(QRectF& rest, qreal width) {
     QRectF slice = rest;
@@ -34,6 +31,13 @@ QRectF cutFromRight(QRectF& rest, qreal width) {
     slice.setLeft(rest.right() - qMin(width, rest.width()));
     rest.setRight(slice.left());
     return slice;
+}
+
+// Pixels for a unit of what is really drawn on: a view that is drawn into an image still calls itself the
+// painter's device.
+qreal pixelRatio(const QPainter& painter) {
+    const QTransform toPixels = painter.deviceTransform();
+    return std::hypot(toPixels.m11(), toPixels.m12());
 }
 
 } // namespace
@@ -61,15 +65,12 @@ struct ImageAnd2TextsCell::Caches {
         cellFont = font;
         pointSize = QRawFont::fromFont(font).pixelSize();
         badgeFont = ImageAnd2TextsCell::badgeFont(font);
-        const bool isStandIn = QFontInfo(badgeFont).family() != badgeFont.family();
-        baselineShift = isStandIn ? namedAscent * pointSize - QFontMetricsF(badgeFont).ascent() : 0;
         widths.clear();
         texts.clear();
     }
 
     QFont cellFont, badgeFont;
-    qreal pointSize = 0;     // of the cell's font, in the view's units
-    qreal baselineShift = 0; // by which a stand-in's text is moved to Arial Black's baseline
+    qreal pointSize = 0; // of the cell's font, in the view's units
     QCache<QString, qreal> widths{keptBadges};
     QCache<Key, QTextLayout> texts{keptBadges};
     QWCellImages images;
@@ -132,12 +133,10 @@ void ImageAnd2TextsCell::prepare(const QStyleOptionViewItem& option, const QMode
     QWTextFieldCell::prepare(option, index);
     templateImages_.clear();
     const QVariant decoration = index.data(Qt::DecorationRole);
-    if (decoration.typeId() == QMetaType::QVariantList) {
-        for (const QVariant& picture : decoration.toList())
+    const bool isList = decoration.typeId() == QMetaType::QVariantList;
+    for (const QVariant& picture : isList ? decoration.toList() : QVariantList{decoration})
+        if (!QWCellImages::isNull(picture))
             templateImages_.append({picture, {}});
-    } else if (decoration.isValid()) {
-        templateImages_.append({decoration, {}});
-    }
     resizeImages(option.rect.height());
     secondaryText_ = index.data(SecondaryTextRole).toString();
 }
@@ -228,7 +227,7 @@ void ImageAnd2TextsCell::drawWithFrame(QPainter& painter, const QRectF& frame, c
     for (qsizetype i = 0; i < templateImages_.size(); ++i)
         drawImage(painter, templateImages_[i], parts.images[i]);
     if (!secondaryText_.isEmpty())
-        drawBadge(painter, parts.badge);
+        isDrawnEnabled() ? drawBadge(painter, parts.badge) : drawBadgeAsPicture(painter, parts.badge);
     painter.setOpacity(opacity);
     QWTextFieldCell::drawWithFrame(painter, parts.text, view);
 }
@@ -239,10 +238,7 @@ void ImageAnd2TextsCell::drawImage(QPainter& painter, const Image& image, const 
     if (size.height() > rect.height())
         size.scale(rect.size(), Qt::KeepAspectRatio);
     const QColor templateColor = backgroundStyle() == BackgroundStyle::Dark ? Qt::white : Qt::black;
-    // Of what is really drawn on: a view that is drawn into an image still calls itself the painter's device.
-    const QTransform toPixels = painter.deviceTransform();
-    const qreal ratio = std::hypot(toPixels.m11(), toPixels.m12());
-    const QPixmap pixmap = caches_->images.pixmap(image.picture, size, ratio, templateColor);
+    const QPixmap pixmap = caches_->images.pixmap(image.picture, size, pixelRatio(painter), templateColor);
     painter.drawPixmap(rect.center() - QPointF(size.width() / 2, size.height() / 2), pixmap);
 }
 
@@ -294,6 +290,21 @@ void ImageAnd2TextsCell::drawBadge(QPainter& painter, const QRectF& badge) const
     if (layoutDirection() == Qt::RightToLeft)
         origin.setX(badge.right() - height * 0.25 - 2 * NSTextContainerLineFragmentPadding
                     - qMin(room, badgeTextWidth()));
-    origin.ry() += caches_->baselineShift;
     layout.draw(&painter, origin);
+}
+
+// Half transparent as a whole: a text that is so by itself is hardly seen on a capsule that is so too.
+void ImageAnd2TextsCell::drawBadgeAsPicture(QPainter& painter, const QRectF& badge) const {
+    const QRect place = badge.toAlignedRect();
+    const qreal ratio = pixelRatio(painter);
+    QImage picture((QSizeF(place.size()) * ratio).toSize(), QImage::Format_ARGB32_Premultiplied);
+    if (picture.isNull())
+        return; // no room
+    picture.setDevicePixelRatio(ratio);
+    picture.fill(Qt::transparent);
+    QPainter inPicture(&picture);
+    inPicture.translate(-place.topLeft());
+    drawBadge(inPicture, badge);
+    inPicture.end();
+    painter.drawImage(place.topLeft(), picture);
 }

@@ -11,9 +11,9 @@ class QTextLayout;
 // count. The text keeps all that a text cell does in the room that they leave.
 //
 // In an item view images and badge are those of the index: Qt::DecorationRole gives a QIcon, QPixmap or
-// QImage, or a QVariantList of them, QWTableCell::SecondaryTextRole the badge's text. An icon that is a
-// template (QIcon::isMask) is drawn as its shape: black, or white on a dark background. Images are as high
-// and as wide as the row less 4.
+// QImage, or a QVariantList of them, of which null ones take no room, QWTableCell::SecondaryTextRole the
+// badge's text. An icon that is a template (QIcon::isMask) is drawn as its shape: black, or white on a dark
+// background. Images are as high and as wide as the row less 4.
 //
 // Right-to-left views mirror the cell: images at the right in their order from there, the badge at the left,
 // its padding turned; pictures and texts themselves are not mirrored. Of a cell that is not enabled, images
@@ -41,7 +41,7 @@ public:
     QSizeF sizeForSecondaryTextWithFont(const QFont& font) const;
 
     // The font of the badge beside a text in `font`: Arial Black of the same size, or where it is not
-    // installed the heaviest face of the system's sans serif, on the same baseline.
+    // installed the heaviest face of the system's sans serif.
     static QFont badgeFont(const QFont& font);
     // The badge's colours in the state that the cell is drawn in. Both pointers are required.
     void getTextColor(QColor* textColor, QColor* backgroundColor) const;
@@ -71,6 +71,7 @@ private:
     void resizeImages(qreal rowHeight);
     void drawImage(QPainter& painter, const Image& image, const QRectF& rect) const;
     void drawBadge(QPainter& painter, const QRectF& badge) const;
+    void drawBadgeAsPicture(QPainter& painter, const QRectF& badge) const;
     qreal badgeTextWidth() const;
     QTextLayout& badgeText(qreal width, const QColor& color) const;
 

@@ -7,7 +7,7 @@ namespace {
 
 constexpr qsizetype cacheKilobytes = 16 * 1024; // some 4,000 images for rows of 32 pixels
 
-// A number for the picture, equal for all copies of it, unique among pictures of its type.
+// A number for the picture, equal for all copies of it, unique among pictures of its type; 0 for none.
 qint64 keyOf(const QVariant& picture) {
     switch (picture.typeId()) {
     case QMetaType::QImage:
@@ -45,6 +45,12 @@ QImage imageFor(const QVariant& picture, const QSize& pixels) {
 } // namespace
 
 QWCellImages::QWCellImages() : scaled_(cacheKilobytes) {}
+
+bool QWCellImages::isNull(const QVariant& picture) {
+    if (picture.typeId() == QMetaType::QIcon)
+        return qvariant_cast<QIcon>(picture).isNull(); // of a theme's icon that is missing too
+    return keyOf(picture) == 0;
+}
 
 QIcon QWCellImages::icon(const QVariant& picture) {
     if (picture.typeId() == QMetaType::QImage)

@@ -17,6 +17,8 @@ public:
     QPixmap pixmap(const QVariant& picture, const QSizeF& size, qreal devicePixelRatio,
                    const QColor& templateColor);
 
+    // Whether there is nothing to draw: a picture without pixels, or what is no picture.
+    static bool isNull(const QVariant& picture);
     // The picture as an icon; a null one for what is no picture.
     static QIcon icon(const QVariant& picture);
 
