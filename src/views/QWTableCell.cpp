@@ -135,7 +135,7 @@ void QWTableCell::paint(QPainter* painter, const QStyleOptionViewItem& option,
     painter->save();
     painter->setClipRect(option.rect, Qt::IntersectClip);
     style().drawPrimitive(QStyle::PE_PanelItemViewItem, &option_, painter, option.widget);
-    cell.drawWithFrame(*painter, option.rect, option.widget);
+    // Below the contents, whose colours count: some styles fill the whole frame with a tint.
     if (option.state & QStyle::State_HasFocus) {
         QStyleOptionFocusRect focus;
         focus.QStyleOption::operator=(option_);
@@ -144,6 +144,7 @@ void QWTableCell::paint(QPainter* painter, const QStyleOptionViewItem& option,
             option_.palette.color(colorGroup(), isHighlighted() ? QPalette::Highlight : QPalette::Window);
         style().drawPrimitive(QStyle::PE_FrameFocusRect, &focus, painter, option.widget);
     }
+    cell.drawWithFrame(*painter, option.rect, option.widget);
     painter->restore();
 }
 

@@ -51,6 +51,18 @@ TEST_F(ImageAnd2TextsInView, Takes_every_kind_of_picture_and_lists_of_them) {
     EXPECT_EQ(row.pixelColor(55, 10), QColor(Qt::green));
 }
 
+TEST_F(ImageAnd2TextsInView, Leaves_no_room_for_a_picture_that_is_none) {
+    set(1, "Sea");
+    const QImage without = shown(1);
+    const QSize size = cell.sizeHint({}, at(1));
+    for (const QVariant& none : {QVariant::fromValue(QIcon()), QVariant(QPixmap()), QVariant(QImage()),
+                                 QVariant("no picture"), QVariant(QVariantList{QVariant(), QImage()})}) {
+        set(1, none, Qt::DecorationRole);
+        EXPECT_EQ(shown(1), without) << none.typeName();
+        EXPECT_EQ(cell.sizeHint({}, at(1)), size) << none.typeName();
+    }
+}
+
 TEST_F(ImageAnd2TextsInView, Keeps_the_detail_of_images_when_the_view_is_drawn_at_twice_its_resolution) {
     QImage picture(32, 32, QImage::Format_RGB32);
     picture.fill(Qt::red);
@@ -91,6 +103,17 @@ TEST_F(ImageAnd2TextsInView, Shows_who_has_the_focus_by_the_colours_of_the_badge
     EXPECT_EQ(badgeColor(), cells::inPixel(ironGrayColor()));
     activate();
     EXPECT_EQ(badgeColor(), cells::inPixel(blueGrayColor()));
+}
+
+TEST_F(ImageAnd2TextsInView, Keeps_the_colours_of_the_badge_where_the_current_item_is_shown) {
+    select(0);
+    const QImage selected = shown(0);
+    view.selectionModel()->setCurrentIndex(at(0), QItemSelectionModel::NoUpdate);
+    const QImage current = shown(0);
+    EXPECT_NE(current, selected);
+    EXPECT_EQ(badgeColor(), QColor(Qt::white));
+    EXPECT_EQ(current.pixelColor(11, 10), QColor(Qt::red));
+    EXPECT_TRUE(cells::shows(current, darkCyanColor()));
 }
 
 TEST_F(ImageAnd2TextsInView, Does_not_take_an_open_editor_for_the_focus_of_the_view) {
