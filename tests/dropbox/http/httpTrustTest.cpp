@@ -46,6 +46,12 @@ TEST_F(HTTPSTrust, A_server_whose_certificate_is_for_another_host_gets_no_byte_o
     expectNoByteFor(impostor, "127.0.0.2");
 }
 
+TEST_F(HTTPSTrust, A_server_whose_certificate_has_expired_gets_no_byte_of_a_request) {
+    const ScriptedServer impostor(serverWithTestCertificate(expiredCertificate));
+    useServer(impostor, expiredCertificate);
+    expectNoByteFor(impostor, "expired");
+}
+
 TEST_F(HTTPSTrust, Certificates_that_are_none_let_nobody_in) {
     const ScriptedServer impostor(serverWithTestCertificate());
     useServer(impostor, "no certificate");
