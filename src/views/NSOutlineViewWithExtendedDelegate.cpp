@@ -14,18 +14,11 @@ void NSOutlineViewWithExtendedDelegate::keyDown(QKeyEvent& event) {
     if (asked && asked->outlineViewKeyDown(*this, event))
         event.accept();
     else
-        QTreeView::keyPressEvent(&event);
+        QTreeView::event(&event);
 }
 
 bool NSOutlineViewWithExtendedDelegate::swipeWithEvent(QNativeGestureEvent& event) {
     return QTreeView::event(&event);
-}
-
-void NSOutlineViewWithExtendedDelegate::keyPressEvent(QKeyEvent* event) {
-    if (isKeyOfEditor())
-        QTreeView::keyPressEvent(event);
-    else
-        keyDown(*event);
 }
 
 bool NSOutlineViewWithExtendedDelegate::event(QEvent* event) {
@@ -34,5 +27,5 @@ bool NSOutlineViewWithExtendedDelegate::event(QEvent* event) {
         if (gesture.gestureType() == Qt::SwipeNativeGesture)
             return swipeWithEvent(gesture);
     }
-    return QTreeView::event(event);
+    return QWViewWithExtendedDelegate::event(event);
 }

@@ -2,7 +2,6 @@
 
 #include "views/QWViewWithExtendedDelegate.h"
 
-#include <QKeyEvent>
 #include <QNativeGestureEvent>
 #include <QTreeView>
 
@@ -26,13 +25,11 @@ class NSOutlineViewWithExtendedDelegate
 public:
     explicit NSOutlineViewWithExtendedDelegate(QWidget* parent = nullptr);
 
-    // A key was pressed in the view, not in an editor that is open in it.
-    virtual void keyDown(QKeyEvent& event);
+    void keyDown(QKeyEvent& event) override;
     // A swipe over the view, which the delegate is not asked about: whether QTreeView has handled it. What it
     // has not goes on to the widget that the view lies in.
     virtual bool swipeWithEvent(QNativeGestureEvent& event);
 
 protected:
-    void keyPressEvent(QKeyEvent* event) override;
     bool event(QEvent* event) override;
 };

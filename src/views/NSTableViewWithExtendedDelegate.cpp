@@ -19,19 +19,12 @@ void NSTableViewWithExtendedDelegate::keyDown(QKeyEvent& event) {
     if (asked && asked->tableViewKeyDown(*this, event))
         event.accept();
     else
-        QTableView::keyPressEvent(&event);
+        QTableView::event(&event);
 }
 
 QMenu* NSTableViewWithExtendedDelegate::menuForEvent(QContextMenuEvent& event) {
     auto* asked = delegateForSelector(QWTableViewMenuForEventSelector);
     return asked ? asked->tableViewMenuForEvent(*this, event) : nullptr;
-}
-
-void NSTableViewWithExtendedDelegate::keyPressEvent(QKeyEvent* event) {
-    if (isKeyOfEditor())
-        QTableView::keyPressEvent(event);
-    else
-        keyDown(*event);
 }
 
 // The menu key reaches the view itself.
@@ -41,7 +34,7 @@ bool NSTableViewWithExtendedDelegate::event(QEvent* event) {
         if (request.reason() == QContextMenuEvent::Keyboard && showMenu(request))
             return true;
     }
-    return QTableView::event(event);
+    return QWViewWithExtendedDelegate::event(event);
 }
 
 // And the mouse what lies in it.

@@ -3,7 +3,6 @@
 #include "views/QWViewWithExtendedDelegate.h"
 
 #include <QContextMenuEvent>
-#include <QKeyEvent>
 #include <QMenu>
 #include <QTableView>
 
@@ -31,14 +30,12 @@ class NSTableViewWithExtendedDelegate
 public:
     explicit NSTableViewWithExtendedDelegate(QWidget* parent = nullptr);
 
-    // A key was pressed in the view, not in an editor that is open in it.
-    virtual void keyDown(QKeyEvent& event);
+    void keyDown(QKeyEvent& event) override;
     // The menu for a right click or the menu key: that of the delegate. Null where the view decides, by its
     // `contextMenuPolicy`.
     virtual QMenu* menuForEvent(QContextMenuEvent& event);
 
 protected:
-    void keyPressEvent(QKeyEvent* event) override;
     bool event(QEvent* event) override;
     bool viewportEvent(QEvent* event) override;
 

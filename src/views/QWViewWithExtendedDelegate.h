@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QHash>
+#include <QKeyEvent>
 #include <QObject>
 #include <QPointer>
 #include <QString>
@@ -28,6 +29,9 @@ class QWViewWithExtendedDelegate : public View {
 public:
     using View::View;
 
+    // A key was pressed in the view, not in an editor that is open in it.
+    virtual void keyDown(QKeyEvent& event) = 0;
+
     Delegate* delegate() const { return delegate_; }
     void setDelegate(Delegate* delegate) {
         cachedDelegateResponses_.clear();
@@ -52,14 +56,23 @@ public:
     }
 
 protected:
+    // Every key, Tab too, which need not come to `keyPressEvent`.
+    bool event(QEvent* event) override {
+        if (event->type() != QEvent::KeyPress || isKeyOfEditor())
+            return View::event(event);
+        keyDown(static_cast<QKeyEvent&>(*event));
+        return true;
+    }
+
     // The delegate, where it answers the operation and is still there; else null.
     Delegate* delegateForSelector(const QString& selector) {
         return delegateRespondToSelector(selector) ? delegate() : nullptr;
     }
+
+private:
     // Whether a key that comes to the view is one that an open editor has left over.
     bool isKeyOfEditor() const { return this->viewport()->isAncestorOf(QApplication::focusWidget()); }
 
-private:
     QPointer<Delegate> delegate_;
     QHash<QString, bool> cachedDelegateResponses_;
 };

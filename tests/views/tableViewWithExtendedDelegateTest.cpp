@@ -1,17 +1,10 @@
-// The views whose delegates are asked first, with the keys and clicks of a user.
+// The table whose delegate is asked first, with the keys and clicks of a user.
 
+#include "ExtendedDelegateTest.h"
 #include "support/AssertionProbe.h"
-#include "views/NSOutlineViewWithExtendedDelegate.h"
 #include "views/NSTableViewWithExtendedDelegate.h"
 
-#include <QApplication>
-#include <QHeaderView>
 #include <QMenu>
-#include <QPointingDevice>
-#include <QStandardItemModel>
-#include <QTest>
-#include <QVBoxLayout>
-#include <gmock/gmock.h>
 
 namespace {
 
@@ -26,6 +19,7 @@ struct TableDelegate final : NSTableViewExtendedDelegate {
     bool tableViewKeyDown(NSTableViewWithExtendedDelegate& view, QKeyEvent& event) override {
         askedBy = &view;
         keys << event.key();
+        modifiers = event.modifiers();
         return handlesKeys;
     }
     QMenu* tableViewMenuForEvent(NSTableViewWithExtendedDelegate& view, QContextMenuEvent& event) override {
@@ -40,80 +34,15 @@ struct TableDelegate final : NSTableViewExtendedDelegate {
     bool handlesKeys = false;
     QMenu* menu = nullptr;
     QList<int> keys;
+    Qt::KeyboardModifiers modifiers;
     int menuRequests = 0, rowOfMenu = -1;
     NSTableViewWithExtendedDelegate* askedBy = nullptr;
-};
-
-struct OutlineDelegate final : NSOutlineViewExtendedDelegate {
-    bool respondsToSelector(const QString& selector) const override {
-        return selector == QWOutlineViewKeyDownSelector;
-    }
-    bool outlineViewKeyDown(NSOutlineViewWithExtendedDelegate&, QKeyEvent& event) override {
-        keys << event.key();
-        return handlesKeys;
-    }
-
-    bool handlesKeys = false;
-    QList<int> keys;
-};
-
-// Notes what its children leave unhandled.
-struct Surroundings final : QWidget {
-    bool event(QEvent* event) override {
-        switch (event->type()) {
-        case QEvent::KeyPress:
-            keys << static_cast<QKeyEvent*>(event)->key();
-            return true;
-        case QEvent::NativeGesture:
-            ++gestures;
-            return true;
-        case QEvent::ContextMenu:
-            ++contextMenus;
-            return true;
-        default:
-            return QWidget::event(event);
-        }
-    }
-
-    QList<int> keys;
-    int gestures = 0, contextMenus = 0;
-};
-
-// A window with one of the views over three rows, the first of them current.
-template <class View>
-struct ViewTest : testing::Test {
-    ViewTest() {
-        for (const char* text : {"Albania", "Belgium", "Chile"})
-            model.appendRow(new QStandardItem(text));
-        view.setModel(&model);
-        auto* layout = new QVBoxLayout(&window);
-        layout->setContentsMargins({});
-        layout->addWidget(&view);
-        window.resize(300, 200);
-        window.show();
-        QApplication::setActiveWindow(&window);
-        view.setFocus();
-        view.setCurrentIndex(model.index(0, 0));
-    }
-    ~ViewTest() override { view.setParent(nullptr); }
-
-    void press(Qt::Key key) { QTest::keyClick(window.windowHandle(), key); }
-    int currentRow() { return view.currentIndex().row(); }
-    QPoint inWindow(int row) {
-        const QPoint centre = view.visualRect(model.index(row, 0)).center();
-        return view.viewport()->mapTo(&window, centre);
-    }
-
-    Surroundings window;
-    QStandardItemModel model;
-    View view;
 };
 
 struct TableViewWithExtendedDelegate : ViewTest<NSTableViewWithExtendedDelegate> {
     void clickRight(int row) { QTest::mouseClick(window.windowHandle(), Qt::RightButton, {}, inWindow(row)); }
     const Selectors all{QWTableViewKeyDownSelector, QWTableViewMenuForEventSelector};
 };
-using OutlineViewWithExtendedDelegate = ViewTest<NSOutlineViewWithExtendedDelegate>;
 
 // Keys ------------------------------------------------------------------------------------------------------
 
@@ -160,33 +89,32 @@ TEST_F(TableViewWithExtendedDelegate, Handles_keys_itself_when_the_delegate_does
 TEST_F(TableViewWithExtendedDelegate, Leaves_the_keys_of_an_open_editor_to_it) {
     TableDelegate delegate(all);
     view.setDelegate(&delegate);
-    view.edit(model.index(0, 0));
-    QTest::keyClicks(QApplication::focusWidget(), "Andorra");
-    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
-    QApplication::processEvents();
+    renameByKeys("Andorra");
     EXPECT_EQ(model.index(0, 0).data(), "Andorra");
     EXPECT_THAT(delegate.keys, testing::IsEmpty());
 }
 
-TEST_F(OutlineViewWithExtendedDelegate, Moves_the_selection_by_keys_without_a_delegate) {
-    press(Qt::Key_Down);
-    EXPECT_EQ(currentRow(), 1);
-}
-
-TEST_F(OutlineViewWithExtendedDelegate, Handles_a_key_itself_when_the_delegate_answers_NO) {
-    OutlineDelegate delegate;
-    view.setDelegate(&delegate);
-    press(Qt::Key_Down);
-    EXPECT_EQ(delegate.keys, QList<int>{Qt::Key_Down});
-    EXPECT_EQ(currentRow(), 1);
-}
-
-TEST_F(OutlineViewWithExtendedDelegate, Does_nothing_with_a_key_that_the_delegate_has_handled) {
-    OutlineDelegate delegate;
+TEST_F(TableViewWithExtendedDelegate, Offers_Tab_to_its_delegate_as_it_was_pressed) {
+    TableDelegate delegate(all);
     delegate.handlesKeys = true;
     view.setDelegate(&delegate);
-    press(Qt::Key_Down);
+    press(Qt::Key_Tab);
+    press(Qt::Key_Backtab, Qt::ShiftModifier);
+    EXPECT_EQ(delegate.keys.first(), Qt::Key_Tab);
+    EXPECT_EQ(delegate.keys.last(), Qt::Key_Backtab);
+    EXPECT_EQ(delegate.modifiers, Qt::ShiftModifier);
     EXPECT_EQ(currentRow(), 0);
+}
+
+TEST_F(TableViewWithExtendedDelegate, Moves_by_Tab_when_the_delegate_answers_NO) {
+    TableDelegate delegate(all);
+    view.setDelegate(&delegate);
+    press(Qt::Key_Tab);
+    EXPECT_EQ(currentRow(), 1);
+    view.setTabKeyNavigation(false);
+    press(Qt::Key_Tab);
+    EXPECT_TRUE(next.hasFocus());
+    EXPECT_EQ(delegate.keys, QList<int>({Qt::Key_Tab, Qt::Key_Tab}));
 }
 
 // Context menus ---------------------------------------------------------------------------------------------
@@ -233,6 +161,15 @@ TEST_F(TableViewWithExtendedDelegate, Shows_its_own_menu_when_the_delegate_answe
     clickRight(2);
     EXPECT_EQ(delegate.menuRequests, 1);
     EXPECT_EQ(view.rowAt(place.y()), 2);
+}
+
+TEST_F(TableViewWithExtendedDelegate,
+       Leaves_a_right_click_to_its_surroundings_when_the_delegate_answers_null) {
+    TableDelegate delegate(all);
+    view.setDelegate(&delegate);
+    clickRight(2);
+    EXPECT_EQ(delegate.menuRequests, 1);
+    EXPECT_EQ(window.contextMenus, 1);
 }
 
 TEST_F(TableViewWithExtendedDelegate, Asks_before_its_own_menu_whatever_the_policy) {
@@ -329,68 +266,18 @@ TEST_F(TableViewWithExtendedDelegate, Outlives_its_delegate) {
     EXPECT_EQ(window.contextMenus, 1);
 }
 
-TEST_F(OutlineViewWithExtendedDelegate, Outlives_its_delegate) {
-    auto delegate = std::make_unique<OutlineDelegate>();
-    view.setDelegate(delegate.get());
-    press(Qt::Key_Down);
-    delegate.reset();
-    press(Qt::Key_Down);
-    EXPECT_EQ(currentRow(), 2);
-}
-
-TEST(ExtendedDelegate, Stops_at_an_operation_that_is_not_answered) {
+TEST(TableView, Has_a_delegate_that_stops_at_an_operation_that_it_does_not_answer) {
     NSTableViewWithExtendedDelegate table;
-    NSOutlineViewWithExtendedDelegate outline;
     QKeyEvent key(QEvent::KeyPress, Qt::Key_Down, Qt::NoModifier);
     QContextMenuEvent click(QContextMenuEvent::Mouse, {}, {});
-    NSTableViewExtendedDelegate ofTable;
-    NSOutlineViewExtendedDelegate ofOutline;
-    const auto failures = {assertionFailure([&] { ofTable.tableViewKeyDown(table, key); }),
-                           assertionFailure([&] { ofTable.tableViewMenuForEvent(table, click); }),
-                           assertionFailure([&] { ofOutline.outlineViewKeyDown(outline, key); })};
-    QStringList operations;
-    for (const auto& failure : failures) {
-        EXPECT_EQ(failure.expression, "unknown operation");
-        operations << failure.operation;
-    }
-    EXPECT_EQ(operations,
-              QStringList({"tableView:keyDown:", "tableView:menuForEvent:", "outlineView:keyDown:"}));
-    EXPECT_FALSE(ofTable.respondsToSelector(QWTableViewKeyDownSelector));
-    EXPECT_FALSE(ofOutline.respondsToSelector(QWOutlineViewKeyDownSelector));
-}
-
-// Swipes ----------------------------------------------------------------------------------------------------
-
-TEST_F(OutlineViewWithExtendedDelegate, Lets_a_swipe_go_the_way_that_it_goes_in_any_outline) {
-    OutlineDelegate delegate;
-    view.setDelegate(&delegate);
-    const auto swipe = [](QWidget& over) {
-        QNativeGestureEvent event(Qt::SwipeNativeGesture, QPointingDevice::primaryPointingDevice(), 3, {}, {},
-                                  {}, 90, {});
-        QApplication::sendEvent(&over, &event);
-    };
-    swipe(*view.viewport());
-    EXPECT_EQ(window.gestures, 1);
-    EXPECT_THAT(delegate.keys, testing::IsEmpty());
-    EXPECT_TRUE(view.cachedDelegateResponses().isEmpty());
-}
-
-// A class derived from the outline is the one that notices it.
-struct SwipedOutline final : NSOutlineViewWithExtendedDelegate {
-    bool swipeWithEvent(QNativeGestureEvent& event) override {
-        directions << event.value();
-        return NSOutlineViewWithExtendedDelegate::swipeWithEvent(event);
-    }
-    QList<qreal> directions;
-};
-
-TEST(OutlineView, Is_told_of_swipes_and_of_no_other_gesture) {
-    SwipedOutline outline;
-    for (const auto type : {Qt::SwipeNativeGesture, Qt::ZoomNativeGesture}) {
-        QNativeGestureEvent event(type, QPointingDevice::primaryPointingDevice(), 3, {}, {}, {}, 180, {});
-        QApplication::sendEvent(&outline, &event);
-    }
-    EXPECT_EQ(outline.directions, QList<qreal>{180});
+    NSTableViewExtendedDelegate delegate;
+    EXPECT_FALSE(delegate.respondsToSelector(QWTableViewKeyDownSelector));
+    const auto ofKey = assertionFailure([&] { delegate.tableViewKeyDown(table, key); });
+    EXPECT_EQ(ofKey.expression, "unknown operation");
+    EXPECT_EQ(ofKey.operation, "tableView:keyDown:");
+    const auto ofMenu = assertionFailure([&] { delegate.tableViewMenuForEvent(table, click); });
+    EXPECT_EQ(ofMenu.expression, "unknown operation");
+    EXPECT_EQ(ofMenu.operation, "tableView:menuForEvent:");
 }
 
 } // namespace
