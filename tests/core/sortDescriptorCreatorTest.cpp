@@ -82,12 +82,21 @@ TEST_F(SortDescriptorCreator, There_is_no_descriptor_before_the_first_field_and_
     visit(QWManagedObjectFieldDescriptionNumber("pages", "n"));
     EXPECT_EQ(described(QWManagedObjectFieldDescriptionRelationship("chapters", "n", "Chapter", true)),
               "none");
+    EXPECT_FALSE(creator.visitObjectShouldExploreRelationshipForKey(*book, "author", "n", "Author", false));
+}
+
+TEST_F(SortDescriptorCreator, Answers_both_ends_of_a_relationship) {
+    EXPECT_TRUE(creator.respondsToSelector(QWVisitShouldExploreRelationshipSelector));
+    EXPECT_TRUE(creator.respondsToSelector(QWVisitCloseRelationshipSelector));
+    EXPECT_TRUE(creator.respondsToSelector("beginVisitOfObject:"));
+    EXPECT_FALSE(creator.respondsToSelector("visitObject:"));
 }
 
 TEST_F(SortDescriptorCreator, The_ends_of_a_relationship_and_of_a_record_change_nothing) {
     const auto made = visit(QWManagedObjectFieldDescriptionNumber("pages", "n"));
     creator.visitObjectCloseRelationshipForKey(*book, "author", "n");
     creator.endVisitOfObject(*book);
+    ASSERT_TRUE(creator.sortDescriptor());
     EXPECT_EQ(creator.sortDescriptor()->key, made->key);
 }
 
@@ -119,6 +128,7 @@ TEST_F(SortDescriptorCreator, Its_descriptor_sorts_a_fetch) {
     creator.setAscending(false);
     EXPECT_EQ(sorted("summary"), QStringList({"F", "é", "d", "C", "b", "A"}));
     QStringList pages = sorted("pages");
+    EXPECT_EQ(pages.size(), 6);
     EXPECT_TRUE(std::is_sorted(pages.rbegin(), pages.rend(),
                                [](const auto& a, const auto& b) { return a.toInt() < b.toInt(); }));
 }

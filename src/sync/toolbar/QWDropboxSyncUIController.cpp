@@ -129,8 +129,9 @@ QWidget* QWDropboxSyncUIController::view() {
 }
 
 void QWDropboxSyncUIController::setView(QWidget* view) {
-    if (view_ != view)
-        delete view_;
+    if (view == view_)
+        return; // also for the popover that it is in
+    delete view_;
     delete popover_;
     view_ = view;
     isViewLoaded_ = false;
@@ -173,8 +174,9 @@ void QWDropboxSyncUIController::askWhetherToConnect() {
     question_ = new QMessageBox(QMessageBox::Question, title, title, QMessageBox::NoButton,
                                 dropboxToolbarIndicator()->window());
     question_->setAttribute(Qt::WA_DeleteOnClose);
-    question_->setTextFormat(Qt::PlainText);
     question_->setInformativeText(QWLocalizedString("AuthenticateDropbox"));
+    for (auto* line : question_->findChildren<QLabel*>()) // the box passes a format on to the first only
+        line->setTextFormat(Qt::PlainText);
     auto* yes = question_->addButton(QWLocalizedString("Yes"), QMessageBox::AcceptRole);
     // Of no role that Escape would press: that key answers neither.
     question_->addButton(QWLocalizedString("No"), QMessageBox::ActionRole);

@@ -21,7 +21,9 @@ TEST_F(Popover, Says_the_status_in_words) {
         {QWDropboxSyncStatusCheckingForUpdates, 0, "Checking for updates"},
         {QWDropboxSyncStatusCheckingForUpdates, -7, "Downloading 7 potential updates"},
         {QWDropboxSyncStatusCheckingForUpdates, -12345, "Downloading 12345 potential updates"},
+        {QWDropboxSyncStatusCheckingForUpdates, 5, "Downloading -5 potential updates"},
         {QWDropboxSyncStatusUploading, 3, "Uploading 3 updates"},
+        {QWDropboxSyncStatusUploading, -3, "Uploading -3 updates"},
         {QWDropboxSyncStatusUploading, 0, "Uploading 0 updates"},
         {QWDropboxSyncStatusDisabled, 0, QString()},
         {QWDropboxSyncStatusTokenInvalid, 0, QString()},
@@ -42,6 +44,29 @@ TEST_F(Popover, Speaks_the_language_of_the_user_and_the_words_of_the_host) {
     EXPECT_EQ(text(), "100 % 2/%s");
 }
 
+TEST_F(Popover, Speaks_English_in_a_language_that_it_does_not_know) {
+    const ScopedLocale unknown("C");
+    QStringList texts;
+    for (const auto& [status, items] : {std::pair<quint64, qint64>{QWDropboxSyncStatusIdle, 0},
+                                        {QWDropboxSyncStatusCheckingForUpdates, 0},
+                                        {QWDropboxSyncStatusCheckingForUpdates, -7},
+                                        {QWDropboxSyncStatusUploading, 3}}) {
+        engine().setStatus(status);
+        engine().setNumberOfItemsToProcess(items);
+        texts << text();
+    }
+    EXPECT_EQ(texts, QStringList({"All items are up to date", "Checking for updates",
+                                  "Downloading 7 potential updates", "Uploading 3 updates"}));
+}
+
+TEST_F(Popover, Shows_the_words_of_the_host_as_plain_text) {
+    engine().setStatus(QWDropboxSyncStatusIdle);
+    const HostTranslator host({{"DropboxAllItemsUpToDate", "<b>A</b> & B"}});
+    click();
+    EXPECT_EQ(controller->dropboxActionTextField()->text(), "<b>A</b> & B");
+    EXPECT_EQ(controller->dropboxActionTextField()->textFormat(), Qt::PlainText);
+}
+
 TEST_F(Popover, Is_not_made_before_the_first_click) {
     engine().setStatus(QWDropboxSyncStatusIdle);
     EXPECT_FALSE(controller->dropboxActionTextField());
@@ -60,6 +85,7 @@ TEST_F(Popover, Opens_below_the_button_around_its_view) {
     EXPECT_NEAR(popover()->geometry().center().x(), anchor.center().x(), 1);
     const int frame = popover()->frameWidth();
     EXPECT_EQ(popover()->size(), controller->view()->size() + QSize(2 * frame, 2 * frame));
+    EXPECT_EQ(popover()->accessibleName(), "Synchronisation with Dropbox");
 }
 
 TEST_F(Popover, Cuts_nothing_off_a_long_text) {
@@ -130,6 +156,55 @@ TEST_F(Popover, Shows_the_view_of_the_host_in_its_size) {
     const int frame = popover()->frameWidth();
     EXPECT_EQ(popover()->size(), QSize(260 + 2 * frame, 90 + 2 * frame));
     EXPECT_EQ(controller->view(), panel);
+}
+
+TEST_F(Popover, Shows_another_view_after_the_first) {
+    engine().setStatus(QWDropboxSyncStatusIdle);
+    click();
+    const QPointer<QWidget> first(controller->view());
+    auto* panel = new QWidget;
+    panel->resize(120, 40);
+    controller->setView(panel);
+    EXPECT_FALSE(first);
+    EXPECT_FALSE(popover());
+    click();
+    ASSERT_TRUE(popover());
+    EXPECT_TRUE(panel->isVisible());
+    EXPECT_EQ(panel->parentWidget(), popover());
+}
+
+TEST_F(Popover, Keeps_the_view_that_is_set_again) {
+    engine().setStatus(QWDropboxSyncStatusIdle);
+    click();
+    const QPointer<QWidget> view(controller->view());
+    controller->setView(view);
+    ASSERT_TRUE(view);
+    EXPECT_TRUE(view->isVisible());
+}
+
+TEST_F(Popover, Holds_the_text_field_of_the_host_weakly) {
+    auto field = std::make_unique<QLabel>();
+    controller->setDropboxActionTextField(field.get());
+    engine().setStatus(QWDropboxSyncStatusUploading);
+    EXPECT_EQ(field->text(), "Uploading 0 updates");
+    field.reset();
+    EXPECT_EQ(controller->dropboxActionTextField(), nullptr);
+    engine().setStatus(QWDropboxSyncStatusIdle);
+}
+
+// A controller whose loading makes no view.
+struct WithoutView final : QWDropboxSyncUIController {
+    using QWDropboxSyncUIController::QWDropboxSyncUIController;
+    void loadView() override {}
+};
+
+TEST_F(Popover, Is_empty_without_a_view) {
+    engine().setStatus(QWDropboxSyncStatusIdle);
+    WithoutView bare(desktop.environment);
+    toolbar.addWidget(bare.dropboxToolbarIndicator());
+    bare.clickedToolbarButton(*bare.dropboxToolbarIndicator());
+    ASSERT_TRUE(popover());
+    EXPECT_EQ(popover()->contentsRect().size(), QSize(0, 0));
 }
 
 TEST_F(Popover, Goes_with_the_controller) {

@@ -25,9 +25,29 @@ TEST_F(Question, Is_asked_in_place_of_the_popover_while_sync_is_off) {
     EXPECT_FALSE(popover());
     ASSERT_TRUE(question());
     EXPECT_TRUE(question()->isVisible());
+    EXPECT_EQ(question()->windowTitle(), "Synchronisation with Dropbox");
     EXPECT_EQ(question()->text(), "Synchronisation with Dropbox");
     EXPECT_EQ(question()->informativeText(), "Do you want to connect to Dropbox?");
     EXPECT_EQ(question()->buttons().size(), 2);
+    EXPECT_EQ(question()->defaultButton(), &answer("Yes"));
+}
+
+TEST_F(Question, Is_asked_for_no_other_status) {
+    for (const quint64 status : {QWDropboxSyncStatusIdle, QWDropboxSyncStatusCheckingForUpdates,
+                                 QWDropboxSyncStatusUploading, QWDropboxSyncStatusTokenInvalid}) {
+        engine().setStatus(status);
+        click();
+        EXPECT_FALSE(question()) << status;
+        ASSERT_TRUE(popover()) << status;
+        popover()->close();
+    }
+}
+
+TEST_F(Question, Shows_the_keys_of_words_that_nobody_has) {
+    const ScopedLocale unknown("C");
+    click();
+    EXPECT_EQ(question()->text(), "DropboxSync");
+    EXPECT_EQ(question()->informativeText(), "AuthenticateDropbox");
 }
 
 TEST_F(Question, Blocks_nothing_but_its_window) {
@@ -79,9 +99,15 @@ TEST_F(Question, Is_asked_again_by_another_click_and_not_twice_at_once) {
 }
 
 TEST_F(Question, Has_the_words_of_the_host_as_they_are) {
-    const HostTranslator host({{"Yes", "Ja"}, {"No", "Nein"}, {"AuthenticateDropbox", "100 %d % sicher?"}});
+    const HostTranslator host({{"Yes", "Ja"},
+                               {"No", "Nein"},
+                               {"DropboxSync", "A <b>B</b>"},
+                               {"AuthenticateDropbox", "100 %d % <b>sicher</b>?"}});
     click();
-    EXPECT_EQ(question()->informativeText(), "100 %d % sicher?");
+    EXPECT_EQ(question()->text(), "A <b>B</b>");
+    EXPECT_EQ(question()->informativeText(), "100 %d % <b>sicher</b>?");
+    for (const auto* line : question()->findChildren<QLabel*>())
+        EXPECT_EQ(line->textFormat(), Qt::PlainText) << line->objectName().toStdString();
     choose("Ja");
     EXPECT_EQ(desktop.toAuthenticate.size(), 1);
 }
@@ -112,6 +138,14 @@ TEST_F(Question, Goes_with_the_controller) {
     controller.reset();
     QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     EXPECT_FALSE(question());
+}
+
+TEST_F(Question, Is_out_of_the_way_when_the_host_signs_in) {
+    bool isInTheWay = true;
+    desktop.willAuthenticate = [&] { isInTheWay = question() && question()->isVisible(); };
+    click();
+    choose("Yes");
+    EXPECT_FALSE(isInTheWay);
 }
 
 TEST_F(Question, Lets_the_host_end_the_controller_on_a_Yes) {

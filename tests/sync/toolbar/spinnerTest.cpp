@@ -15,7 +15,9 @@ TEST_F(Spinner, Is_seen_while_the_engine_works_and_at_no_other_time) {
                                           {QWDropboxSyncStatusCheckingForUpdates, 1},
                                           {QWDropboxSyncStatusDisabled, 0},
                                           {QWDropboxSyncStatusUploading, 1},
-                                          {QWDropboxSyncStatusTokenInvalid, 0}}) {
+                                          {QWDropboxSyncStatusTokenInvalid, 0},
+                                          {QWDropboxSyncStatusUploading, 1},
+                                          {5, 0}}) {
         engine().setStatus(status);
         EXPECT_EQ(spinner().opacity(), opacity) << status;
     }
@@ -95,6 +97,15 @@ TEST_F(Spinner, Has_the_inverted_colour_of_the_buttons_text) {
     EXPECT_NEAR(spoke.red(), 235, 2);
     EXPECT_NEAR(spoke.green(), 215, 2);
     EXPECT_NEAR(spoke.blue(), 195, 2);
+}
+
+TEST_F(Spinner, Is_drawn_also_when_it_does_not_turn) {
+    QWSpinner still(*desktop.world.runLoop, nullptr);
+    ASSERT_FALSE(still.isAnimating());
+    QImage alone(16, 16, QImage::Format_ARGB32);
+    alone.fill(Qt::transparent);
+    still.render(&alone, {}, {}, {});
+    EXPECT_GT(darkestOf(alone).alpha(), 200);
 }
 
 TEST_F(Spinner, Is_not_drawn_when_it_is_not_seen) {

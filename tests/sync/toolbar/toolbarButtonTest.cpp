@@ -80,13 +80,23 @@ TEST_F(ToolbarButton, Has_a_sharper_cloud_for_sharper_screens) {
 }
 
 TEST_F(ToolbarButton, Shrinks_the_cloud_where_there_is_less_room_and_never_enlarges_it) {
-    EXPECT_EQ(button.icon().actualSize({12, 12}), QSize(12, 12));
+    toolbar.clear();
+    button.setParent(&window);
+    button.show();
+    button.resize(16, 16);
+    const QImage small = button.grab().toImage();
+    EXPECT_EQ(small.pixelColor(4, 10),
+              small.pixelColor(8, 10)); // the sides of the whole cloud, not its middle
     button.resize(80, 60);
     const QImage drawn = button.grab().toImage();
     const QColor inside = drawn.pixelColor(40, 36);
     EXPECT_NE(drawn.pixelColor(40, 8), inside);
     EXPECT_EQ(drawn.pixelColor(20, 36), drawn.pixelColor(60, 36)); // beside the cloud on both sides
     EXPECT_NE(drawn.pixelColor(20, 36), inside);
+}
+
+TEST_F(ToolbarButton, Tells_the_mouse_what_it_is) {
+    EXPECT_EQ(button.toolTip(), "Synchronisation with Dropbox");
 }
 
 TEST_F(ToolbarButton, Says_to_screen_readers_what_it_is_and_how_the_sync_is_doing) {
@@ -144,7 +154,9 @@ TEST_F(ToolbarButton, Follows_the_engine_that_becomes_the_shared_one) {
     EXPECT_EQ(text(), "Uploading 4 updates");
     EXPECT_EQ(spinner().opacity(), 1);
 
-    engine().setStatus(QWDropboxSyncStatusCheckingForUpdates); // the one before counts no more
+    engine().setStatus(QWDropboxSyncStatusIdle); // the one before counts no more
+    EXPECT_EQ(spinner().opacity(), 1);
+    engine().setStatus(QWDropboxSyncStatusCheckingForUpdates);
     EXPECT_EQ(text(), "Uploading 4 updates");
     other.engine->setStatus(QWDropboxSyncStatusIdle);
     EXPECT_EQ(text(), "All items are up to date");
