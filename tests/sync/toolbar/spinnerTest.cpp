@@ -66,6 +66,17 @@ TEST_F(Spinner, Stands_in_the_middle_of_the_button_whatever_its_size) {
     }
 }
 
+TEST_F(Spinner, Stands_on_the_solid_part_of_the_cloud) {
+    const QImage glyph(":/qwlibrary/images/dropbox@3x.png");
+    const QPointF middle(glyph.width() / 2.0, glyph.height() / 2.0);
+    for (int spoke = 0; spoke < QWSpinner::spokes; ++spoke)
+        for (const double radius : {4.9, 5.9, 6.5}) {
+            const auto offset = QLineF::fromPolar(3 * radius, spoke * 360.0 / QWSpinner::spokes);
+            const QPoint place = (middle + offset.p2()).toPoint();
+            EXPECT_EQ(glyph.pixelColor(place).alpha(), 255) << spoke << ' ' << radius;
+        }
+}
+
 TEST_F(Spinner, Lets_clicks_through_to_the_button) {
     engine().setStatus(QWDropboxSyncStatusUploading);
     QTest::mouseClick(window.windowHandle(), Qt::LeftButton, {},

@@ -85,8 +85,9 @@ TEST_F(ToolbarButton, Shrinks_the_cloud_where_there_is_less_room_and_never_enlar
     button.show();
     button.resize(16, 16);
     const QImage small = button.grab().toImage();
-    EXPECT_EQ(small.pixelColor(4, 10),
-              small.pixelColor(8, 10)); // the sides of the whole cloud, not its middle
+    EXPECT_EQ(small.pixelColor(1, 4), small.pixelColor(1, 14)); // beside the cloud: all of it is there
+    EXPECT_NE(small.pixelColor(3, 10), small.pixelColor(1, 4));
+    EXPECT_EQ(small.pixelColor(3, 10), small.pixelColor(12, 10));
     button.resize(80, 60);
     const QImage drawn = button.grab().toImage();
     const QColor inside = drawn.pixelColor(40, 36);
