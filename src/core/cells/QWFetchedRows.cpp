@@ -101,6 +101,7 @@ void QWFetchedRows::forgetTouched() {
     order_.clear();
     waiting_.clear();
     probed_.clear();
+    steadyBehind_.clear();
     placed_.clear();
     isArranged_ = false;
     mustRefetch_ = false;
@@ -233,6 +234,17 @@ bool QWFetchedRows::isLoose(const ID& id) const {
     return live && live->hasUnreportedChanges();
 }
 
+// The first row from this one on that stands where it belongs; `count` when there is none. What was passed
+// over is passed over at once the next time: where many records are touched, many of them are neighbours.
+int QWFetchedRows::firstSteady(int row) {
+    int steady = row;
+    while (steady < rows_.count() && isLoose(rows_.at(steady)))
+        steady = steadyBehind_.value(steady, steady + 1);
+    for (int each = row; each < steady;)
+        each = std::max(std::exchange(steadyBehind_[each], steady), each + 1); // 0: not yet known
+    return steady;
+}
+
 const QByteArray& QWFetchedRows::placeOfRow(int row) {
     const auto known = probed_.constFind(row);
     if (known != probed_.cend())
@@ -248,9 +260,7 @@ std::optional<QWFetchedRows::ID> QWFetchedRows::rowBehind(const QByteArray& plac
     int low = 0, high = rows_.count();
     while (low < high) {
         const int middle = low + (high - low) / 2;
-        int probe = middle;
-        while (probe < high && isLoose(rows_.at(probe)))
-            ++probe;
+        const int probe = std::min(firstSteady(middle), high);
         if (probe < high && placeOfRow(probe).isEmpty())
             return std::nullopt;
         if (probe == high || place < placeOfRow(probe))
@@ -258,5 +268,6 @@ std::optional<QWFetchedRows::ID> QWFetchedRows::rowBehind(const QByteArray& plac
         else
             low = probe + 1;
     }
-    return low < rows_.count() ? rows_.at(low) : ID();
+    const int behind = firstSteady(low);
+    return behind < rows_.count() ? rows_.at(behind) : ID();
 }

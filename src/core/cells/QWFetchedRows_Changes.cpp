@@ -40,9 +40,7 @@ void QWFetchedRows::arrange() {
         const Verdict& verdict = touched_[id];
         if (!verdict.isIncluded)
             continue;
-        int next = rowBefore(verdict.next);
-        while (next < rows_.count() && touched_.contains(rows_.at(next)))
-            ++next;
+        const int next = firstSteady(rowBefore(verdict.next));
         placed_.push_back({verdict.place, id, next < rows_.count() ? rows_.at(next) : ID()});
     }
     std::sort(placed_.begin(), placed_.end(),

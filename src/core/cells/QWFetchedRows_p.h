@@ -73,6 +73,7 @@ private:
     bool judge(const QWManagedObject& record, Verdict& verdict); // false when something cannot be read
     std::optional<ID> rowBehind(const QByteArray& place);
     bool isLoose(const ID& id) const;
+    int firstSteady(int row);
     const QByteArray& placeOfRow(int row);
 
     void arrange();
@@ -96,6 +97,7 @@ private:
     std::vector<ID> order_;         // of `touched_`, by first touch
     std::vector<ID> waiting_;       // of those, to be judged
     QHash<int, QByteArray> probed_; // places of rows that judging has read; rows stay while there are any
+    QHash<int, int> steadyBehind_;  // the first row that stands where it belongs, behind rows that may not
     std::vector<Placed> placed_;    // of many: their order, until it is applied or something is touched again
     bool isArranged_ = false;
     bool mustRefetch_ = false; // something could not be read, or was asked for while rows changed
