@@ -162,6 +162,16 @@ struct Table {
         view.show();
         QCoreApplication::processEvents();
     }
+    // Lets the loop turn until what was merged is shown: the longest turn, and all of them.
+    std::pair<double, double> settle() {
+        double longest = 0;
+        const double whole = milliseconds([&] {
+            while (!model->isUpToDate() || longest == 0)
+                longest = std::max(
+                    longest, milliseconds([] { QCoreApplication::processEvents(QEventLoop::AllEvents, 0); }));
+        });
+        return {longest, whole};
+    }
     double frame(int value) {
         return milliseconds([&] {
             view.verticalScrollBar()->setValue(value);
@@ -199,6 +209,15 @@ std::vector<bench::Row> scrolling() {
     rows.push_back(row("1,000,000 records: fetched and shown first [ms]", table.fetching, 0, {}));
     rows.push_back(row("1,000,000 records: memory of the list [bytes a record]",
                        table.memory * 1024 / table.model->rowCount(), 0, {}));
+
+    for (const auto& [column, values] : {std::pair("start", "dates"), std::pair("title", "texts")}) {
+        const double sorting = milliseconds([&, column = column] {
+            table.view.sortByColumn(table.model->columnOfKey(column), Qt::DescendingOrder);
+            QCoreApplication::processEvents();
+        });
+        rows.push_back(
+            row(QStringLiteral("1,000,000 records: sorted by %1 [ms]").arg(values), sorting, 0, {}));
+    }
 
     std::vector<double> edits;
     for (int i = 0; i < 20; ++i) {
@@ -268,12 +287,7 @@ std::vector<bench::Row> arrival() {
     const auto arrive = [&] {
         library().insertBatch();
         const double step = bench::seconds([] { library().save(); });
-        double longest = 0;
-        const double rest = milliseconds([&] {
-            while (!table.model->isUpToDate() || longest == 0)
-                longest = std::max(
-                    longest, milliseconds([] { QCoreApplication::processEvents(QEventLoop::AllEvents, 0); }));
-        });
+        const auto [longest, rest] = table.settle();
         held.push_back(longest);
         whole.push_back(rest);
         return step;
@@ -288,8 +302,27 @@ std::vector<bench::Row> arrival() {
             row("20,000 records arrive: until all are shown [ms]", bench::median(whole), 0, whole)};
 }
 
+// Of what a synchronisation brings, the part that stands together: the visits of a month, by date.
+std::vector<bench::Row> neighbours() {
+    Table table;
+    std::vector<double> held, whole;
+    for (int round = 0; round < 3; ++round) {
+        for (int i = 0; i < batchCount; ++i) {
+            const auto id = table.model->recordAtRow(recordCount / 2 + i)->objectID();
+            library().support->objectWithID(id)->setValueForKey("minutes", 1000 + round);
+        }
+        library().save();
+        const auto [longest, rest] = table.settle();
+        held.push_back(longest);
+        whole.push_back(rest);
+    }
+    return {row("20,000 neighbours change: main thread held longest besides [ms]", percentile(held, 1),
+                wholeHold, held),
+            row("20,000 neighbours change: until all are shown [ms]", bench::median(whole), 0, whole)};
+}
+
 } // namespace
 
 std::vector<bench::Measurement> recordsMeasurements() {
-    return {{"scrolling", scrolling}, {"arrival", arrival}};
+    return {{"scrolling", scrolling}, {"arrival", arrival}, {"neighbours", neighbours}};
 }
