@@ -141,21 +141,50 @@ TEST_F(ImageAnd2Texts, Draws_a_capsule_two_smaller_than_the_row_at_either_end) {
             }
 }
 
-TEST_F(ImageAnd2Texts, Writes_the_secondary_text_a_quarter_of_the_height_and_the_padding_into_the_badge) {
-    cell.setValue({});
-    cell.setSecondaryText("123");
-    const QImage image = cells::drawn(cell, frame);
+// A badge of that height with its text beginning there, but for its round ends.
+void expectBadgeText(ImageAnd2TextsCell& cell, qreal height, const QPointF& topLeft, const QRect& within) {
+    const QImage image = cells::drawn(cell, {10, 5, 200, height}, {240, 60});
     const QFont font = ImageAnd2TextsCell::badgeFont(cells::textFont());
-    const qreal ascent = QFontMetricsF(font).ascent(); // of whichever face there is
     QImage expected(image.size(), image.format());
     expected.fill(blueGrayColor());
     QPainter painter(&expected);
     painter.setFont(font);
     painter.setPen(Qt::white);
-    painter.drawText(QPointF(badge().left() + 5 + 5, frame.top() + (20 - 1.5 * 12) / 2 + ascent), "123");
+    painter.drawText(topLeft + QPointF(0, QFontMetricsF(font).ascent()), "123"); // of whichever face there is
     painter.end();
-    const QRect text(QPoint(int(badge().left()) + 9, 8), QPoint(int(badge().right()) - 10, 21));
-    EXPECT_EQ(image.copy(text), expected.copy(text));
+    EXPECT_EQ(image.copy(within), expected.copy(within)) << height;
+}
+
+TEST_F(ImageAnd2Texts, Writes_the_secondary_text_a_quarter_of_the_height_and_the_padding_into_the_badge) {
+    cell.setValue({});
+    cell.setSecondaryText("123");
+    const qreal width = textWidth();
+    for (const qreal height : {20, 40}) {
+        const qreal left = frame.right() - height - width, top = 5 + (height - 1.5 * 12) / 2;
+        expectBadgeText(cell, height, {left + height / 4 + 5, top},
+                        QRectF(left + height / 2 - 1, 8, width, height - 6).toRect());
+    }
+}
+
+TEST_F(ImageAnd2Texts, Writes_it_as_far_from_the_other_end_in_a_right_to_left_view) {
+    cell.setValue({});
+    cell.setSecondaryText("123");
+    cell.setLayoutDirection(Qt::RightToLeft);
+    for (const qreal height : {20, 40}) {
+        const qreal right = 10 + height + textWidth();
+        expectBadgeText(cell, height, {right - height / 4 - 5 - textWidth(), 5 + (height - 1.5 * 12) / 2},
+                        QRectF(10 + height / 2, 8, textWidth(), height - 6).toRect());
+    }
+}
+
+TEST_F(ImageAnd2Texts, Is_mirrored_at_once_when_it_is_drawn_for_a_right_to_left_view) {
+    QWidget view;
+    view.setLayoutDirection(Qt::RightToLeft);
+    cell.addTemplateImage(red);
+    QImage image(240, 40, QImage::Format_RGB32);
+    QPainter painter(&image);
+    cell.drawWithFrame(painter, frame, &view);
+    EXPECT_EQ(image.pixelColor(210 - 3 - 8, 15), QColor(Qt::red));
 }
 
 TEST_F(ImageAnd2Texts, Elides_a_badge_that_has_no_room_and_draws_none_where_not_even_a_circle_fits) {

@@ -3,7 +3,9 @@
 #include "views/NSString_NSStringToNSBezierPath.h"
 
 #include <QFontInfo>
+#include <QIconEngine>
 #include <QLineEdit>
+#include <QStyle>
 
 namespace {
 
@@ -72,6 +74,24 @@ TEST_F(ImageAnd2Texts, A_copy_of_a_cell_whose_images_wait_to_be_resized_resizes_
     EXPECT_EQ(copy.dividedCellFrame(frame).left(), frame.left() + 22);
 }
 
+TEST_F(ImageAnd2Texts, A_copy_made_while_an_editor_is_placed_leaves_it_the_full_height_too) {
+    struct CopiedMeanwhile final : ImageAnd2TextsCell {
+        QRectF drawingRectForBounds(const QRectF& bounds) const override {
+            copied = copy();
+            return ImageAnd2TextsCell::drawingRectForBounds(bounds);
+        }
+        mutable std::unique_ptr<QWTableCell> copied;
+    } original;
+    original.setAlignTextVertically(true);
+    QLineEdit edit;
+    original.editWithFrame({10, 5, 200, 40}, nullptr, edit);
+    auto& copy = dynamic_cast<ImageAnd2TextsCell&>(*original.copied);
+    EXPECT_EQ(copy.drawingRectForBounds({10, 5, 200, 40}).height(), 40);
+    EXPECT_LT(
+        dynamic_cast<ImageAnd2TextsCell&>(*original.copy()).drawingRectForBounds({10, 5, 200, 40}).height(),
+        40);
+}
+
 // Dividing the frame
 
 TEST_F(ImageAnd2Texts, Leaves_the_whole_frame_to_the_text_without_images_and_badge) {
@@ -85,6 +105,21 @@ TEST_F(ImageAnd2Texts, Cuts_a_slice_for_each_image_from_the_left) {
     EXPECT_EQ(cell.dividedCellFrame(frame), frame.adjusted(32 + 6, 0, 0, 0));
     cell.addTemplateImage(red); // twice
     EXPECT_EQ(cell.dividedCellFrame(frame), frame.adjusted(2 * (32 + 6), 0, 0, 0));
+}
+
+TEST_F(ImageAnd2Texts, Cuts_for_an_image_of_several_sizes_the_largest_and_for_one_of_none_a_small_icons) {
+    struct Drawing final : QIconEngine { // in whatever size is asked for
+        void paint(QPainter*, const QRect&, QIcon::Mode, QIcon::State) override {}
+        QIconEngine* clone() const override { return new Drawing; }
+    };
+    QIcon several;
+    for (const int side : {16, 48, 24})
+        several.addPixmap(QPixmap(side, side));
+    cell.addTemplateImage(several);
+    EXPECT_EQ(cell.dividedCellFrame(frame).left(), frame.left() + 48 + 6);
+    cell.setTemplateImage(QIcon(new Drawing));
+    const int small = QApplication::style()->pixelMetric(QStyle::PM_SmallIconSize);
+    EXPECT_EQ(cell.dividedCellFrame(frame).left(), frame.left() + small + 6);
 }
 
 TEST_F(ImageAnd2Texts, Resizes_images_to_the_row_when_they_are_drawn_first_and_not_again) {
