@@ -48,8 +48,10 @@ TEST_F(TableCellCreator, Makes_a_plain_text_cell_for_texts_choices_and_locations
              std::make_shared<QWManagedObjectFieldDescriptionImageURL>("imageURL", "Cover"),
              std::make_shared<QWManagedObjectFieldDescriptionEnum>(
                  "format", "formatName", "Format", QVariantList{1}, QStringList{"Hardcover"})}) {
+        const auto former = creator.cell();
         const auto cell = cellFor<QWTextFieldCell>(*field);
         ASSERT_TRUE(cell) << field->key().toStdString();
+        EXPECT_NE(cell, former) << field->key().toStdString();
         EXPECT_FALSE(cell->formatter());
         EXPECT_TRUE(cell->isEditable());
     }
