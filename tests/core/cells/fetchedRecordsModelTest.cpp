@@ -251,6 +251,19 @@ TEST_F(Model, Many_records_that_follow_the_last_row_are_one_insertion) {
     EXPECT_EQ(mirror.told(), QStringList{"insert 1-300"});
 }
 
+TEST_F(Model, Many_records_that_go_from_many_places_are_one_re_sort_and_one_removal) {
+    insertBooks(evenTitles(300));
+    showBooks();
+    MirrorList mirror(*model);
+    for (int row = 0; row < 300; row += 2)
+        other->deleteObject(*other->objectWithID(model->recordAtRow(row)->objectID()));
+    save(*other);
+    settle();
+    EXPECT_EQ(mirror.told(), QStringList({"layout", "remove 150-299"}));
+    EXPECT_EQ(mirror.texts, titles());
+    EXPECT_EQ(titles(), names(*context->fetch(model->fetchRequest()), "title"));
+}
+
 TEST_F(Model, A_request_with_a_limit_or_an_offset_is_fetched_again) {
     insertBooks({"a", "b", "c", "d"});
     QWFetchRequest request = booksByTitle();
