@@ -8,6 +8,16 @@ namespace {
 
 constexpr qreal padding = 2; // around the box
 
+// Styles draw the frame of a box darker than the window. On the ground of a dark view nobody would see it.
+QColor windowWhoseFramesShow(const QPalette& palette) {
+    const QColor base = palette.color(QPalette::Base), text = palette.color(QPalette::Text);
+    const auto mixed = [](int ground, int colour) { return (ground + 2 * colour) / 3; };
+    return base.lightness() < text.lightness()
+               ? QColor(mixed(base.red(), text.red()), mixed(base.green(), text.green()),
+                        mixed(base.blue(), text.blue()))
+               : palette.color(QPalette::Window);
+}
+
 } // namespace
 
 QWCheckBoxCell::QWCheckBoxCell(QObject* parent) : QWTableCell(parent) {}
@@ -45,6 +55,7 @@ void QWCheckBoxCell::drawWithFrame(QPainter& painter, const QRectF& frame, const
     box.state.setFlag(QStyle::State_HasFocus, false);
     box.state.setFlag(QStyle::State_Enabled, isDrawnEnabled());
     box.palette.setCurrentColorGroup(colorGroup());
+    box.palette.setColor(QPalette::Window, windowWhoseFramesShow(box.palette));
     box.state.setFlag(isChecked() ? QStyle::State_On : QStyle::State_Off);
     style().drawPrimitive(QStyle::PE_IndicatorItemViewItemCheck, &box, &painter, view);
 }

@@ -50,6 +50,20 @@ TEST_F(CheckBoxCell, Draws_its_box_where_it_says_and_a_mark_when_it_is_checked) 
     EXPECT_TRUE(box.contains(cells::inked(on, {}, view.palette().color(QPalette::Base))));
 }
 
+TEST_F(CheckBoxCell, Shows_its_frame_on_light_and_on_dark_ground) {
+    set(0, false);
+    for (const QPalette& palette : {QPalette(Qt::white), cells::darkPalette()}) {
+        view.setPalette(palette);
+        const QImage image = shown(0);
+        const QRect box = cell.indicatorRect({0, 0, 100, 20}).toRect();
+        int strongest = 0; // on the left side of the frame
+        for (int x = box.left(); x < box.center().x(); ++x)
+            strongest = qMax(strongest, qAbs(image.pixelColor(x, box.center().y()).lightness()
+                                             - palette.color(QPalette::Base).lightness()));
+        EXPECT_GT(strongest, 40);
+    }
+}
+
 TEST_F(CheckBoxCell, Is_drawn_otherwise_when_it_cannot_be_changed) {
     set(0, true);
     const QImage enabled = shown(0);
