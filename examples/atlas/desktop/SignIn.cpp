@@ -17,6 +17,8 @@ void SignIn::resume() {
     if (!wantsToken(address) || !library_.accessToken().isEmpty())
         return start({address, library_.accessToken()}, true);
     keychain_.read(address, [this, address](const std::optional<QString>& token, const QString& error) {
+        if (connection_.supervisor()) // the user was faster
+            return;
         if (token)
             return start({address, *token}, false);
         const QString reason = error.isEmpty() ? QString() : " " + error;

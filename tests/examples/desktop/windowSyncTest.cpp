@@ -15,6 +15,7 @@
 #include <QLabel>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QStatusBar>
 #include <QToolButton>
 #include <gmock/gmock.h>
 
@@ -139,6 +140,23 @@ TEST_F(WindowSync, The_control_says_what_the_sync_is_at) {
     EXPECT_EQ(texts->last(), "All items are up to date");
 }
 
+TEST_F(WindowSync, The_control_passes_through_asking_fetching_and_sending_in_this_order) {
+    connect(a_);
+    visit(a_, "Of the cloud");
+    pass(10s);
+    visit(b_, "Of this desktop");
+    pass(1s);
+    const auto texts = textsOf(b_);
+    connect(b_);
+    pass(10s);
+    EXPECT_EQ(texts->last(), "All items are up to date");
+    QStringList steps; // each at its first time; the engine rests between them as well
+    for (const QString& text : *texts)
+        if (const QString step = text.section(' ', 0, 0); step != "All" && !steps.contains(step))
+            steps << step;
+    EXPECT_THAT(steps, ElementsAre("Checking", "Downloading", "Uploading"));
+}
+
 TEST_F(WindowSync, A_window_that_becomes_active_asks_for_changes_once_a_minute_at_most) {
     connect(a_);
     pass(5s);
@@ -207,6 +225,13 @@ TEST_F(WindowSync, Preferences_of_one_window_act_in_the_other) {
     connect(b_);
     pass(10s);
     a_.library().preferences().setObject("theme", "dark");
+    a_.library().preferences().setObject("distanceUnit", "mi");
+    a_.library().preferences().setObject("homeCountry", "JP");
+    b_.addRecord("Country", {{"name", "Japan"}, {"alpha2", "JP"}});
+    visit(b_, "Walk")->setValueForKey("pace", 330);
+    b_.context().processPendingChanges();
+    b_.table().setCurrentIndex(b_.visits().index(0, 0));
+    EXPECT_EQ(b_.child<QLineEdit>("pace")->text(), "5:30");
     atlas::applyTheme("light");
     const QColor light = b_.window->palette().color(QPalette::Window);
     pass(10s);
@@ -214,6 +239,9 @@ TEST_F(WindowSync, Preferences_of_one_window_act_in_the_other) {
     pass(10s);
     EXPECT_EQ(b_.library().preferences().object("theme"), QJsonValue("dark"));
     EXPECT_LT(b_.window->palette().color(QPalette::Window).lightness(), light.lightness());
+    EXPECT_EQ(b_.child<QLineEdit>("pace")->text(), "8:51") << "for a mile";
+    b_.window->addVisit();
+    EXPECT_EQ(b_.editor().visit()->relatedObject("country"), b_.country("JP"));
 }
 
 TEST_F(WindowSync, A_cloud_that_does_not_answer_is_mentioned_until_it_does) {
@@ -222,9 +250,17 @@ TEST_F(WindowSync, A_cloud_that_does_not_answer_is_mentioned_until_it_does) {
     client->on(QWRestRequest::LoadDelta).first(2).answersWith(503);
     a_.window->syncNow();
     pass(1s);
+    const auto saysSo = [this] {
+        const auto labels = a_.window->statusBar()->findChildren<QLabel*>();
+        return std::any_of(labels.begin(), labels.end(), [](const QLabel* label) {
+            return label->text().startsWith("The cloud does not answer") && !label->toolTip().isEmpty();
+        });
+    };
     EXPECT_FALSE(a_.window->connection().trouble().isEmpty());
+    EXPECT_TRUE(saysSo());
     pass(1min);
     EXPECT_EQ(a_.window->connection().trouble(), QString());
+    EXPECT_FALSE(saysSo());
 }
 
 TEST_F(WindowSync, A_refused_token_is_said_and_signing_in_again_goes_on_with_what_waits) {
@@ -287,6 +323,21 @@ TEST_F(WindowSync, A_token_that_no_keychain_has_is_asked_for) {
         return a_.window->messageBar().text().startsWith("Sign in to sync with https://cloud.example.com.");
     })) << a_.window->messageBar().text().toStdString();
     EXPECT_FALSE(a_.window->connection().isActive());
+}
+
+TEST_F(WindowSync, A_keychain_that_answers_when_the_user_has_signed_in_already_changes_nothing) {
+    qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere");
+    a_.library().setCloud("https://cloud.example.com", {});
+    a_.window->signIn().resume();
+    connect(a_);
+    const auto* supervisor = a_.window->connection().supervisor();
+    const QString message = a_.window->messageBar().text();
+    bool isNextAnswered = false; // the jobs of all keychains are answered in turn
+    atlas::TokenKeychain keychain;
+    keychain.read("https://cloud.example.com", [&](const auto&, const auto&) { isNextAnswered = true; });
+    ASSERT_TRUE(runEventLoopUntil([&] { return isNextAnswered; }));
+    EXPECT_EQ(a_.window->connection().supervisor(), supervisor);
+    EXPECT_EQ(a_.window->messageBar().text(), message);
 }
 #endif
 
