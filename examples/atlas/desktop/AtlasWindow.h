@@ -78,6 +78,7 @@ private:
     void makeFileMenu();
     void makeEditMenu();
     void makeViewMenu();
+    void makeOrderMenu(QMenu* menu);
     void makeCloudMenu();
     void makeHelpMenu();
     void makeToolbar();
@@ -89,6 +90,7 @@ private:
     void countVisits();
     QString emptyText() const;
     void alignHeader();
+    void sortBy(int column); // the other way round when it is sorted by already
     void selectRow(int row);
     QList<QWRef<QWManagedObjectWithSyncSupport>> selectedVisits() const;
     QVariantMap valuesOfNewVisit() const;

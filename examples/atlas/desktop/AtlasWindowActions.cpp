@@ -4,8 +4,10 @@
 #include "desktop/Glyphs.h"
 #include "desktop/SignIn.h"
 #include "desktop/VisitEditor.h"
+#include "desktop/VisitsModel.h"
 #include "views/NSOutlineViewWithExtendedDelegate.h"
 
+#include <QActionGroup>
 #include <QDockWidget>
 #include <QLineEdit>
 #include <QMenuBar>
@@ -104,11 +106,27 @@ void AtlasWindow::makeViewMenu() {
     activity->setShortcut(Qt::CTRL | Qt::Key_4);
     menu->addAction(activity);
     menu->addSeparator();
+    makeOrderMenu(menu->addMenu(tr("Sort &By")));
     visitedAction_ = add(menu, tr("&Mark Country as Visited"), QKeySequence(Qt::CTRL | Qt::Key_M), this,
                          &AtlasWindow::toggleVisited);
     visitedAction_->setCheckable(true);
     sidebar_->setContextMenuPolicy(Qt::ActionsContextMenu);
     sidebar_->addAction(visitedAction_);
+}
+
+// What a click on a header does, for the keyboard.
+void AtlasWindow::makeOrderMenu(QMenu* menu) {
+    auto* columns = new QActionGroup(menu);
+    for (int column = 0; column < visits_->columnCount(); ++column) {
+        if (!visits_->givesOrder(column))
+            continue;
+        QAction* action = columns->addAction(visits_->headerData(column, Qt::Horizontal).toString());
+        action->setCheckable(true);
+        connect(action, &QAction::triggered, this, [this, column] { sortBy(column); });
+        connect(menu, &QMenu::aboutToShow, action,
+                [this, action, column] { action->setChecked(visits_->sortColumn() == column); });
+    }
+    menu->addActions(columns->actions());
 }
 
 void AtlasWindow::makeCloudMenu() {

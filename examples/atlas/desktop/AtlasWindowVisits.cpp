@@ -144,6 +144,11 @@ void AtlasWindow::alignHeader() {
                                                     | Qt::AlignVCenter);
 }
 
+void AtlasWindow::sortBy(int column) {
+    const bool isAscending = visits_->sortColumn() == column && visits_->sortOrder() == Qt::AscendingOrder;
+    table_->sortByColumn(column, isAscending ? Qt::DescendingOrder : Qt::AscendingOrder);
+}
+
 // Which is selected -----------------------------------------------------------------------------------------
 
 QList<QWRef<QWManagedObjectWithSyncSupport>> AtlasWindow::selectedVisits() const {

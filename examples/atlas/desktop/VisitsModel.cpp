@@ -1,5 +1,6 @@
 #include "desktop/VisitsModel.h"
 
+#include "core/QWSortDescriptorCreatorForManagedObjectFields.h"
 #include "desktop/FlagImages.h"
 #include "model/AtlasRecords.h"
 
@@ -31,6 +32,13 @@ VisitsModel::VisitsModel(std::shared_ptr<QWManagedObjectContext> context, EditHi
     : QWFetchedRecordsModel(std::move(context), QWFetchRequest("Visit"), columnFields(), parent),
       history_(history), flags_(flags), titleColumn_(columnOfKey("title")) {
     setColumnEditable(columnOfKey("status"), false); // its names are chosen in the pane
+}
+
+bool VisitsModel::givesOrder(int column) const {
+    QWSortDescriptorCreatorForManagedObjectFields creator;
+    Visit prototype;
+    fieldDescriptions().at(column)->performAcceptVisitor(creator, prototype);
+    return creator.sortDescriptor().has_value();
 }
 
 QWPredicate VisitsModel::predicate(const QWPredicate& condition, const QString& search) {

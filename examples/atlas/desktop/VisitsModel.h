@@ -20,6 +20,9 @@ public:
     // meets `condition`.
     static QWPredicate predicate(const QWPredicate& condition, const QString& search);
 
+    // Whether the rows can be sorted by a column.
+    bool givesOrder(int column) const;
+
     QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
     bool setData(const QModelIndex& index, const QVariant& value, int role = Qt::EditRole) override;
 

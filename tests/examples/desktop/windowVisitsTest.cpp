@@ -7,6 +7,7 @@
 
 #include <QHeaderView>
 #include <QLabel>
+#include <QMenu>
 #include <gmock/gmock.h>
 
 using testing::ElementsAre;
@@ -101,6 +102,31 @@ TEST_F(WindowVisits, A_click_on_a_header_that_gives_no_order_changes_nothing) {
     EXPECT_THAT(desktop.titles(), ElementsAre("a", "b"));
     EXPECT_EQ(desktop.table().horizontalHeader()->sortIndicatorSection(),
               desktop.visits().columnOfKey("title"));
+}
+
+TEST_F(WindowVisits, The_keyboard_sorts_by_whatever_gives_an_order) {
+    for (const char* title : {"Zebras", "ants"})
+        visit(title);
+    auto* menu = desktop.action("Sort By")->menu();
+    QStringList names;
+    for (const auto* action : menu->actions())
+        names << action->text();
+    EXPECT_THAT(names, ElementsAre("Title", "City", "Start", "Status", "Rating", "Favourite", "Duration",
+                                   "Pace", "Cost"));
+    const auto choose = [&] {
+        menu->popup({0, 0});
+        press(Qt::Key_Down);
+        press(Qt::Key_Return);
+    };
+    choose();
+    EXPECT_THAT(desktop.titles(), ElementsAre("ants", "Zebras"));
+    EXPECT_EQ(desktop.table().horizontalHeader()->sortIndicatorSection(),
+              desktop.visits().columnOfKey("title"));
+    choose();
+    EXPECT_THAT(desktop.titles(), ElementsAre("Zebras", "ants"));
+    menu->popup({0, 0});
+    EXPECT_TRUE(menu->actions().first()->isChecked());
+    menu->close();
 }
 
 TEST_F(WindowVisits, Columns_and_panes_are_as_they_were_left) {
