@@ -122,8 +122,8 @@ void AtlasWindow::makeContent() {
     splitter_->setChildrenCollapsible(false);
     splitter_->setHandleWidth(1);
     const int em = fontMetrics().averageCharWidth();
-    sidebar_->setMinimumWidth(em * 20);
-    table_->setMinimumWidth(em * 40);
+    sidebar_->setMinimumWidth(em * 16);
+    table_->setMinimumWidth(em * 30);
     editor_->setMinimumWidth(em * 44);
     splitter_->setSizes({em * 32, em * 92, em * 52});
 

@@ -125,7 +125,8 @@ void VisitEditor::addTitle() {
 void VisitEditor::addCountry() {
     QComboBox* box = completingBox("name", countries_);
     flag_ = new QLabel;
-    flag_->setFixedSize(28, 28);
+    const int height = box->sizeHint().height(); // no more, so that the caption stands in line with the text
+    flag_->setFixedSize(height, height);
     flag_->setScaledContents(true);
     Field& field = add("country", tr("Countr&y"), box, rowOf({box, flag_}));
     box->lineEdit()->setPlaceholderText(tr("None"));
@@ -303,6 +304,9 @@ void VisitEditor::addTags() {
     tags->setDelegate(&tagCompletion_);
     tags->setPlaceholderText(tr("Add a tag"));
     Field& field = add("tags", tr("Ta&gs"), tags);
+    auto* caption = static_cast<QLabel*>(layout_->labelForField(tags)); // in line with the first of its lines
+    caption->setAlignment(Qt::AlignTop | Qt::AlignLeading);
+    caption->setContentsMargins(0, (tags->minimumSizeHint().height() - fontMetrics().height()) / 2, 0, 0);
     field.show = [tags](const QVariant& value) { tags->setValue(value.toString()); };
     field.read = [tags] { return textOrNone(tags->value()); };
     connect(tags, &QWTokenFieldWidget::tokensChanged, this, [&] { edited(field, Commit::Now); });

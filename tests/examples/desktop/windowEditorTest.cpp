@@ -3,14 +3,19 @@
 #include "AtlasWindowTest.h"
 
 #include "desktop/CalendarButton.h"
+#include "desktop/MessageBar.h"
 #include "desktop/NotesField.h"
+#include "desktop/SignIn.h"
 #include "desktop/StarsField.h"
 #include "editing/widgets/QWTokenFieldWidget.h"
 #include "sync/support/LockedStore.h"
 
 #include <QAbstractButton>
+#include <QAccessible>
 #include <QCalendarWidget>
 #include <QCheckBox>
+#include <QDockWidget>
+#include <QLabel>
 #include <QMessageBox>
 #include <QScrollBar>
 #include <QStatusBar>
@@ -307,6 +312,52 @@ TEST_F(WindowEditor, Every_field_is_reached_with_the_tab_key_and_has_a_name) {
                              "Cost", "Status", "Rating", "Favourite", "Tags", "Notes", "Bold", "Search",
                              "Places", "Visits", "Synchronisation with Dropbox"})
         EXPECT_TRUE(names.contains(name)) << name << " of " << names.join(", ").toStdString();
+}
+
+TEST_F(WindowEditor, Every_control_of_the_window_and_its_dialogs_has_a_name) {
+    select(visit("Here"));
+    desktop.child<QDockWidget>("activity")->show();
+    desktop.window->messageBar().showMessage("A message", "Act", [] {});
+    desktop.window->showPreferences();
+    desktop.window->signIn().ask();
+    int named = 0;
+    for (auto* widget : desktop.window->findChildren<QWidget*>()) {
+        const bool isControl = widget->focusPolicy() != Qt::NoFocus || qobject_cast<QAbstractButton*>(widget);
+        if (!widget->isVisible() || !isControl || widget->focusProxy())
+            continue;
+        const auto* face = QAccessible::queryAccessibleInterface(widget);
+        EXPECT_TRUE(face && !face->text(QAccessible::Name).isEmpty())
+            << widget->metaObject()->className() << ' ' << qPrintable(widget->objectName());
+        ++named;
+    }
+    EXPECT_GT(named, 30);
+}
+
+TEST_F(WindowEditor, Captions_stand_in_line_with_their_fields) {
+    select(visit("Here"));
+    desktop.settle();
+    int rows = 0;
+    for (const auto* caption : desktop.editor().findChildren<QLabel*>()) {
+        const QWidget* field = caption->buddy();
+        if (!field)
+            continue;
+        const auto y = [&](const QWidget& widget, double inside) {
+            return widget.mapTo(&desktop.editor(), QPointF(0, inside)).y();
+        };
+        const bool isAtTop = caption->alignment() & Qt::AlignTop;
+        const double middle = isAtTop ? caption->contentsRect().top() + caption->fontMetrics().height() / 2.0
+                                      : caption->height() / 2.0;
+        if (field->height() < 2 * caption->height()) { // of one line
+            EXPECT_NEAR(y(*caption, middle), y(*field, field->height() / 2.0), 1.5)
+                << qPrintable(caption->text());
+            ++rows;
+        }
+    }
+    EXPECT_GE(rows, 10);
+}
+
+TEST_F(WindowEditor, Two_windows_have_room_beside_each_other_on_a_small_screen) {
+    EXPECT_LE(desktop.window->minimumSizeHint().width(), 1280 / 2);
 }
 
 TEST_F(WindowEditor, A_window_whose_changes_cannot_be_saved_asks_before_it_closes) {
