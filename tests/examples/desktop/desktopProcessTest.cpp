@@ -44,7 +44,23 @@ TEST_F(DesktopProcess, Says_what_is_wrong_with_its_options) {
     EXPECT_THAT(fails({"--library", path("A"), "--cloud", "https://x"}), HasSubstr("--token-file"));
     EXPECT_THAT(fails({"--library", path("A"), "--token-file", "x"}), HasSubstr("wants a --cloud"));
     EXPECT_THAT(fails({"--library", path("A"), "--place", "top"}), HasSubstr("expected left or right"));
+    EXPECT_THAT(fails({"--library", path("A"), "--colour", "blue"}), HasSubstr("Unknown option 'colour'"));
+    EXPECT_THAT(fails({"--library", path("A"), "--cloud", "https://x", "--token-file", path("none")}),
+                HasSubstr("none: No such file"));
     EXPECT_FALSE(QFileInfo::exists(path("A"))) << "nothing was made";
+}
+
+TEST_F(DesktopProcess, Says_why_a_library_or_a_cloud_cannot_be_opened) {
+    write("file", "no folder");
+    EXPECT_THAT(fails({"--library", path("file")}), HasSubstr("file: the folder cannot be made"));
+    EXPECT_THAT(fails({"--library", path("A"), "--cloud", "folder:" + path("file")}),
+                HasSubstr("file cannot be made"));
+    QDir().mkpath(path("B/cache"));
+    write("B/Atlas.sqlite", QByteArray(9000, 'x'));
+    EXPECT_THAT(fails({"--library", path("B")}), HasSubstr("Atlas.sqlite is damaged or is no store"));
+    QDir().mkpath(path("C/cache"));
+    write("C/cache/DropboxCache.sqlite", QByteArray(9000, 'x'));
+    EXPECT_THAT(fails({"--library", path("C")}), HasSubstr("DropboxCache.sqlite is damaged"));
 }
 
 TEST_F(DesktopProcess, Says_that_another_process_has_the_library_open) {
