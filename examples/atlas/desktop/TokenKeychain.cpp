@@ -57,12 +57,6 @@ void TokenKeychain::write(const QString& address, const QString& token, const Do
     });
 }
 
-void TokenKeychain::remove(const QString& address, const Done& callback) {
-    tokensOfThisRun_.remove(address);
-    run(new QKeychain::DeletePasswordJob(service), address,
-        [callback](const std::optional<QString>&, const QString& error) { callback(error); });
-}
-
 // The job is left to itself when its time is over: it cannot be called back.
 void TokenKeychain::run(QKeychain::Job* job, const QString& address, const Found& callback) {
     struct Outcome {

@@ -29,8 +29,6 @@ public:
     // The token for that cloud; none, without an error, when none was kept.
     void read(const QString& address, const Found& callback);
     void write(const QString& address, const QString& token, const Done& callback);
-    // It need not have been kept.
-    void remove(const QString& address, const Done& callback);
 
     // How long the keychain may take, which may ask the user meanwhile; 5 seconds at first. What comes later
     // counts as no answer.

@@ -34,12 +34,6 @@ struct TokenKeychainTest : testing::Test {
                })
             .error;
     }
-    QString remove() {
-        return wait([this](auto done) {
-                   keychain.remove(address, [=](const QString& error) { done({}, error); });
-               })
-            .error;
-    }
     Answer wait(const std::function<void(std::function<void(std::optional<QString>, QString)>)>& operation) {
         std::optional<Answer> answer;
         operation([&answer](std::optional<QString> token, const QString& error) {
@@ -74,8 +68,6 @@ TEST_F(SilentKeychain, Is_given_up_when_its_time_is_over_and_blocks_nothing_mean
               "The keychain of this system has not answered within 0.05 seconds. The token is forgotten when "
               "Atlas ends.");
     EXPECT_EQ(read().token, "a token"); // for this run
-    EXPECT_EQ(remove(), "The keychain of this system has not answered within 0.05 seconds.");
-    EXPECT_EQ(read().token, std::nullopt);
 }
 
 TEST_F(SilentKeychain, Answers_nobody_who_has_gone) {
@@ -100,12 +92,6 @@ TEST_F(TokenKeychainTest, Knows_a_token_for_this_run_where_there_is_no_keychain)
     EXPECT_EQ(answer.error, QString());
     write("another one");
     EXPECT_EQ(read().token, "another one");
-}
-
-TEST_F(TokenKeychainTest, Forgets_a_token_that_is_removed) {
-    write("a token");
-    remove();
-    EXPECT_EQ(read().token, std::nullopt);
 }
 
 TEST_F(TokenKeychainTest, Says_why_it_cannot_read) {
