@@ -325,6 +325,24 @@ TEST_F(WindowSync, A_token_that_no_keychain_has_is_asked_for) {
     EXPECT_FALSE(a_.window->connection().isActive());
 }
 
+TEST_F(WindowSync, Without_a_keychain_a_token_lasts_until_the_window_closes_and_the_user_is_told) {
+    qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere");
+    a_.activate();
+    a_.action("Sign In…")->trigger();
+    const auto fields = a_.child<atlas::SignInDialog>()->findChildren<QLineEdit*>();
+    QTest::keyClicks(fields.at(0), "http://127.0.0.1:9");
+    QTest::keyClicks(fields.at(1), "sl.token");
+    QTest::keyClick(fields.at(1), Qt::Key_Return);
+    EXPECT_TRUE(a_.window->connection().isActive()) << "before the keychain has answered";
+    EXPECT_TRUE(runEventLoopUntil([&] {
+        return a_.window->messageBar().text().startsWith(
+            "Signed in until Atlas is closed. This system has no");
+    })) << a_.window->messageBar().text().toStdString();
+    EXPECT_TRUE(a_.window->connection().isActive());
+    EXPECT_EQ(a_.library().cloud(), "http://127.0.0.1:9");
+    EXPECT_EQ(a_.library().accessToken(), QString()) << "kept in no file";
+}
+
 TEST_F(WindowSync, A_keychain_that_answers_when_the_user_has_signed_in_already_changes_nothing) {
     qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere");
     a_.library().setCloud("https://cloud.example.com", {});
