@@ -14,11 +14,11 @@ void NSOutlineViewWithExtendedDelegate::keyDown(QKeyEvent& event) {
     if (asked && asked->outlineViewKeyDown(*this, event))
         event.accept();
     else
-        QTreeView::event(&event);
+        handleByItself(event);
 }
 
 bool NSOutlineViewWithExtendedDelegate::swipeWithEvent(QNativeGestureEvent& event) {
-    return QTreeView::event(&event);
+    return handleByItself(event);
 }
 
 bool NSOutlineViewWithExtendedDelegate::event(QEvent* event) {

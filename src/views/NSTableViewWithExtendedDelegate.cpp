@@ -19,7 +19,7 @@ void NSTableViewWithExtendedDelegate::keyDown(QKeyEvent& event) {
     if (asked && asked->tableViewKeyDown(*this, event))
         event.accept();
     else
-        QTableView::event(&event);
+        handleByItself(event);
 }
 
 QMenu* NSTableViewWithExtendedDelegate::menuForEvent(QContextMenuEvent& event) {

@@ -64,6 +64,9 @@ protected:
         return true;
     }
 
+    // What Qt's view makes of an event that the delegate has not handled.
+    bool handleByItself(QEvent& event) { return View::event(&event); }
+
     // The delegate, where it answers the operation and is still there; else null.
     Delegate* delegateForSelector(const QString& selector) {
         return delegateRespondToSelector(selector) ? delegate() : nullptr;
