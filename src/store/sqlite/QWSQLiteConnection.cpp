@@ -136,8 +136,8 @@ QWSQLiteStatement::QWSQLiteStatement(QWSQLiteConnection& connection, const QByte
 }
 
 QWSQLiteStatement::~QWSQLiteStatement() {
+    // What is bound stays, and may point nowhere: the next use binds every parameter before it steps.
     sqlite3_reset(statement_);
-    sqlite3_clear_bindings(statement_);
     if (*idle_)
         sqlite3_finalize(statement_); // another use of the same text has come back first
     else
@@ -145,11 +145,11 @@ QWSQLiteStatement::~QWSQLiteStatement() {
 }
 
 void QWSQLiteStatement::bind(int parameter, qint64 number) {
-    check(sqlite3_bind_int64(statement_, parameter, number));
+    bound(sqlite3_bind_int64(statement_, parameter, number));
 }
 
 void QWSQLiteStatement::bind(int parameter, double number) {
-    check(sqlite3_bind_double(statement_, parameter, number));
+    bound(sqlite3_bind_double(statement_, parameter, number));
 }
 
 void QWSQLiteStatement::bindText(int parameter, const QString& text) {
@@ -165,17 +165,17 @@ void QWSQLiteStatement::bindText(int parameter, const QString& text) {
         utf8 = kept_.last().constData(); // never null, which SQLite would take for no value
         size = kept_.last().size();
     }
-    check(sqlite3_bind_text64(statement_, parameter, utf8, sqlite3_uint64(size), SQLITE_STATIC, SQLITE_UTF8));
+    bound(sqlite3_bind_text64(statement_, parameter, utf8, sqlite3_uint64(size), SQLITE_STATIC, SQLITE_UTF8));
 }
 
 void QWSQLiteStatement::bindBytes(int parameter, const QByteArray& bytes) {
     kept_.append(bytes);
-    check(sqlite3_bind_blob64(statement_, parameter, kept_.last().constData(), kept_.last().size(),
+    bound(sqlite3_bind_blob64(statement_, parameter, kept_.last().constData(), kept_.last().size(),
                               SQLITE_STATIC));
 }
 
 void QWSQLiteStatement::bindNull(int parameter) {
-    check(sqlite3_bind_null(statement_, parameter));
+    bound(sqlite3_bind_null(statement_, parameter));
 }
 
 void QWSQLiteStatement::bind(int parameter, const QVariant& value) {
@@ -198,6 +198,9 @@ void QWSQLiteStatement::bind(int parameter, const QVariant& value) {
 }
 
 bool QWSQLiteStatement::step() {
+    if (!std::exchange(hasBegun_, true))
+        QWAssert(boundParameters_ == sqlite3_bind_parameter_count(statement_), "every parameter is bound",
+                 "-[QWSQLiteStatement step]");
     const int code = sqlite3_step(statement_);
     if (code == SQLITE_ROW)
         return true;
@@ -212,6 +215,8 @@ void QWSQLiteStatement::run() {
     sqlite3_reset(statement_);
     kept_.clear();
     textsUsed_ = 0;
+    boundParameters_ = 0;
+    hasBegun_ = false;
 }
 
 QByteArrayView QWSQLiteStatement::utf8(int column) const {

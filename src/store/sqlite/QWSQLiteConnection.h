@@ -60,7 +60,8 @@ public:
     QWSQLiteStatement(const QWSQLiteStatement&) = delete;
     QWSQLiteStatement& operator=(const QWSQLiteStatement&) = delete;
 
-    // Parameters, from 1. Text and bytes are kept until the statement is reset.
+    // Parameters, from 1; each of them is to be bound before the first step and after each run. Text and bytes
+    // are kept until the statement is reset.
     void bind(int parameter, qint64 number);
     void bind(int parameter, double number);
     void bindText(int parameter, const QString& text);
@@ -90,10 +91,16 @@ private:
         if (code != SQLITE_OK) [[unlikely]]
             connection_.fail(code);
     }
+    void bound(int code) {
+        check(code);
+        ++boundParameters_;
+    }
 
     QWSQLiteConnection& connection_;
     sqlite3_stmt** idle_; // the connection's place for it
     sqlite3_stmt* statement_ = nullptr;
+    int boundParameters_ = 0; // since the beginning or the last run
+    bool hasBegun_ = false;
     // What parameters point to: texts in UTF-8 as long as there is room, everything else in `kept_`.
     std::array<char, 1024> texts_;
     size_t textsUsed_ = 0;
