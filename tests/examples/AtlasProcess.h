@@ -173,9 +173,7 @@ protected:
             desktop->tell({"sync", "--once", "--timeout", "60"});
     }
 
-    // In memory where there is such a place: what is measured is not the disk.
-    QTemporaryDir folder_{QDir("/dev/shm").exists() ? "/dev/shm/atlas-XXXXXX"
-                                                    : QDir::temp().filePath("atlas-XXXXXX")};
+    QTemporaryDir folder_;
     Desktop a_{path("A")}, b_{path("B")};
     TestCloud cloud_;
 };

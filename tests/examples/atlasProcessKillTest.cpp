@@ -116,8 +116,7 @@ private:
     static QString region(int i) { return atlas::importedUUID("Region", codeOf(i) + "-2"); }
     static QString country(int i) { return atlas::importedUUID("Country", codeOf(i)); }
 
-    QTemporaryDir folder_{QDir("/dev/shm").exists() ? "/dev/shm/atlas-XXXXXX"
-                                                    : QDir::temp().filePath("atlas-XXXXXX")};
+    QTemporaryDir folder_;
     ISOFixture iso_;
     TestCloud cloud_;
     Desktop a_{folder_.filePath("A")}, b_{folder_.filePath("B")};

@@ -147,12 +147,6 @@ Desktop::Desktop(Cloud& cloud, quint64 seed, Supervision supervision)
 
 Desktop::~Desktop() = default;
 
-// In memory where there is such a place: the stores are written through to the disk all the time.
-QString Desktop::temporaryFolders() {
-    const QString memory = "/dev/shm";
-    return (QFileInfo(memory).isWritable() ? memory : QDir::tempPath()) + "/desktop-XXXXXX";
-}
-
 void Desktop::start() {
     environment = world.environment();
     coordinator = std::make_shared<QWPersistentStoreCoordinator>(model(), environment);

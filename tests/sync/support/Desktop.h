@@ -107,7 +107,7 @@ public:
     void accessTokenExpiredDropbox(QWDropboxSyncCoreData&) override { ++refusedTokens; }
 
     QWVirtualWorld world;
-    QTemporaryDir folder{temporaryFolders()};
+    QTemporaryDir folder;
     std::shared_ptr<QWEnvironment> environment;
     std::shared_ptr<QWPersistentStoreCoordinator> coordinator;
     std::shared_ptr<QWManagedObjectContext> context;
@@ -122,8 +122,6 @@ public:
     std::function<void()> didStart; // called when `start` has made the context and the engine
 
 private:
-    static QString temporaryFolders();
-
     Cloud& cloud_;
     const Supervision supervision_;
 };
