@@ -3,7 +3,6 @@
 #include "core/QWJSON.h"
 #include "sync/records/QWDropboxSyncManagedObjectDictionaryExporter.h"
 
-#include <QDir>
 #include <QFileInfo>
 #include <algorithm>
 
