@@ -2,11 +2,21 @@
 
 #include <QDir>
 #include <QFileInfo>
-#include <QSaveFile>
+#include <QStorageInfo>
 #include <QTemporaryDir>
 #include <gmock/gmock.h>
 
 namespace {
+
+// A folder that a plain rename from `folder` does not reach, if the system has one.
+QString onAnotherFileSystem(const QString& folder) {
+    const QByteArray device = QStorageInfo(folder).device();
+    for (const QString& other :
+         {QString("/dev/shm"), QString("/var/tmp"), QDir::currentPath(), QDir::homePath()})
+        if (QFileInfo(other).isWritable() && QStorageInfo(other).device() != device)
+            return other;
+    return folder;
+}
 
 struct SystemFileManager : testing::Test {
     QString at(const QString& name) const { return folder.filePath(name); }
@@ -138,9 +148,9 @@ TEST_F(SystemFileManager, Moving_a_missing_file_fails_and_keeps_the_target) {
 }
 
 TEST_F(SystemFileManager, Moving_across_file_systems_replaces_the_target_and_keeps_the_date) {
-    // Where the memory file system is the same as the temporary folder's, this is a plain move.
-    QTemporaryDir elsewhere(QFileInfo::exists("/dev/shm") ? "/dev/shm/qw-XXXXXX"
-                                                          : QDir::tempPath() + "/qw-XXXXXX");
+    const QTemporaryDir elsewhere(onAnotherFileSystem(folder.path()) + "/qw-XXXXXX");
+    ASSERT_NE(QStorageInfo(elsewhere.path()).device(), QStorageInfo(folder.path()).device())
+        << "no second file system to write to";
     const QString from = elsewhere.filePath("from");
     const QDateTime date = QDateTime(QDate(2000, 1, 1), QTime(0, 0), Qt::UTC);
     const QByteArray large(3'000'000, 'x');
