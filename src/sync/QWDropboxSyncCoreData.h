@@ -169,6 +169,9 @@ public:
     // For a client that neither loads nor answers the file that it was just asked for: its entry is finished,
     // and the file is known from now on, though not received.
     void passOverFile(const QString& fileName);
+    // For a client that has loaded a file which changes nothing here: its entry is finished, and the file is known
+    // from now on.
+    void declineFile(const QString& localPath, const DBMetadata& metadata);
     // For a client that is refused the file for good: the batch goes on without it. The file is as unknown as
     // it was, and comes when it changes.
     void leaveOutFile(const QString& fileName);

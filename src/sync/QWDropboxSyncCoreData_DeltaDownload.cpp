@@ -206,6 +206,14 @@ void QWDropboxSyncCoreData::passOverFile(const QString& fileName) {
     saveCacheContext();
 }
 
+void QWDropboxSyncCoreData::declineFile(const QString& localPath, const DBMetadata& metadata) {
+    environment().files().remove(localPath);
+    recordFileMetadata(metadata);
+    deleteDeltaEntryForDownloadedFileNamed(metadata.filename());
+    saveCacheContext();
+    beginProcessOfNextDeltaEntryWaiting();
+}
+
 void QWDropboxSyncCoreData::leaveOutFile(const QString& fileName) {
     deleteDeltaEntryForDownloadedFileNamed(fileName);
     beginProcessOfNextDeltaEntryWaiting();

@@ -3,6 +3,7 @@
 #include "platform/QWAssert.h"
 #include "sync/QWDropboxSyncConstants.h"
 #include "sync/QWDropboxSyncJournal.h"
+#include "sync/cache/QWRememberedFiles.h"
 
 namespace {
 
@@ -39,6 +40,7 @@ std::shared_ptr<QWManagedObjectModel> QWMakeDropboxCacheModel() {
     setting.addAttribute(valueKey, QWAttributeType::String);
 
     QWDropboxSyncJournal::addEntity(*model);
+    QWRememberedFiles::addEntity(*model);
     return model;
 }
 

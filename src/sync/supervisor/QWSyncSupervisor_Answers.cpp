@@ -38,7 +38,7 @@ void QWSyncSupervisor::restClientLoadedDeltaEntries(DBRestClient&, const QList<D
     if (isQueryStale())
         return finish([&](auto&) { engine_->takeBackDeltaQuery(engine_->status()); });
     QStringList ownCopies, ownPreferences;
-    auto kept = keeper_->preparePage(entries, ownCopies);
+    auto kept = keeper_->preparePage(entries, !hasMore, ownCopies);
     kept.removeIf([&](const auto& entry) { return !preferences_->prepareEntry(*entry, ownPreferences); });
     const bool isFirstPage = std::exchange(isListingFromScratch_, false) || reset;
     finish([&](auto& to) { to.restClientLoadedDeltaEntries(*this, kept, isFirstPage, cursor, hasMore); });
@@ -138,9 +138,14 @@ void QWSyncSupervisor::restClientLoadedFile(DBRestClient&, const QString& localP
     if (qw::sync::isPreferencesFile(metadata.path))
         return preferencesLoaded(contentType, metadata);
     refusals_.remove(metadata.filename());
-    const QString reason = keeper_->prepareImport(localPath, metadata);
-    finish([&](auto& to) { to.restClientLoadedFile(*this, localPath, contentType, metadata); });
-    if (const QString copy = keeper_->finishImport(metadata); !copy.isEmpty())
+    const auto [reason, isForEngine] = keeper_->prepareImport(localPath, metadata);
+    finish([&, isForEngine = isForEngine](auto& to) {
+        if (isForEngine)
+            to.restClientLoadedFile(*this, localPath, contentType, metadata);
+        else
+            engine_->declineFile(localPath, metadata);
+    });
+    if (const QString copy = keeper_->finishImport(localPath, metadata); !copy.isEmpty())
         deletePath(copy);
     ++(reason.isEmpty() ? counts_.received : counts_.declined);
     if (reason.isEmpty())
@@ -162,7 +167,7 @@ void QWSyncSupervisor::restClientLoadFileFailedWithError(DBRestClient&, const QW
     if (isRefused)
         refusals_.remove(fileName);
     isRestartDue_ |= failure == RequestFailure::FileGone && isActive();
-    if (failure == RequestFailure::FileGone)
+    if (failure == RequestFailure::FileGone || isRefused)
         keeper_->noteGone(fileName);
     finish([&](auto& to) {
         if (isRefused && isActive() && !qw::sync::isPreferencesFile(path))

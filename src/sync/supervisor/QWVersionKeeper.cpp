@@ -19,12 +19,19 @@ QDateTime dateOf(const QVariantMap& record) {
 
 } // namespace
 
-QString QWVersionKeeper::prepareImport(const QString& localPath, const DBMetadata& metadata) {
+QWVersionKeeper::QWVersionKeeper(QWDropboxSyncCoreData& engine)
+    : engine_(engine),
+      filesToCheck_(engine.dropboxCacheManagedObjectContext(), QStringLiteral("to check")),
+      imagesDeleted_(engine.dropboxCacheManagedObjectContext(), QStringLiteral("deleted in the cloud")),
+      imagesAskedFor_(engine.dropboxCacheManagedObjectContext(), QStringLiteral("asked for")) {}
+
+QWVersionKeeper::Verdict QWVersionKeeper::prepareImport(const QString& localPath,
+                                                        const DBMetadata& metadata) {
     const auto named = qw::sync::objectNamedByFile(metadata.filename());
     if (!named || !engine_.mainManagedObjectContext()->model().entity(named->entityName))
-        return QStringLiteral("it belongs to no entity");
+        return {QStringLiteral("it belongs to no entity")};
     return qw::text::pathExtension(localPath) == QWDBFileNameDataExtension
-               ? prepareRecord(localPath, metadata)
+               ? Verdict{prepareRecord(localPath, metadata)}
                : prepareImage(metadata);
 }
 
@@ -55,7 +62,8 @@ QString QWVersionKeeper::prepareRecord(const QString& localPath, const DBMetadat
         engine_.applyReceivedRecord(*engine_.objectReferencedWithLowerCaseFileName(metadata.filename(), true),
                                     *received, metadata);
     if (place == Order::AheadInSecond || place == Order::Ahead) {
-        filesTakenOver_.insert(metadata.filename());
+        if (files().exists(present->imageURL().toLocalFile()))
+            filesToCheck_.insert(metadata.filename());
         return {};
     }
     if (!isCopy && isDeletedUnsaved(*present)) {
@@ -77,7 +85,7 @@ void QWVersionKeeper::prepareNewRecord(const QString& fileName, bool isCopy) {
     if (isCopy ? !waitingDeletion(fileName) : !image.isEmpty())
         askForKnownImage(fileName);
     if (!image.isEmpty() && files().exists(image))
-        filesTakenOver_.insert(fileName);
+        filesToCheck_.insert(fileName);
 }
 
 // Its deletion may have been sent already, while the host's store still has it: another desktop has sent the
@@ -155,36 +163,32 @@ QWVersionKeeper::Object QWVersionKeeper::hostsObject(const QString& fileName) {
 
 // Images ----------------------------------------------------------------------------------------------------
 
-// The engine keeps a local image that is not older than the cloud's, and gives it the cloud's date. Where the
-// dates are equal and the images are not, the one that has not changed here since it was sent or received
+// The engine keeps a local image that is not older than the cloud's, and would give it the cloud's date. Where
+// the dates are equal and the images are not, the one that has not changed here since it was sent or received
 // makes way; else the greater content hash decides, on every desktop alike.
-QString QWVersionKeeper::prepareImage(const DBMetadata& metadata) {
-    imagesAskedFor_.erase(qw::text::lowercase(metadata.filename()));
+QWVersionKeeper::Verdict QWVersionKeeper::prepareImage(const DBMetadata& metadata) {
     const auto present = presentVersion(metadata.filename());
     const QString path = present ? present->imageURL().toLocalFile() : QString();
     if (present && path.isEmpty())
-        return QStringLiteral("its object has no image");
+        return {QStringLiteral("its object has no image")};
     const auto date = present ? files().modificationDate(path) : std::nullopt;
-    if (!date || *date < metadata.lastModifiedDate) {
-        filesTakenOver_.insert(metadata.filename());
+    if (date || isConflictedImage(metadata.filename()))
+        filesToCheck_.insert(metadata.filename());
+    if (!date || *date < metadata.lastModifiedDate)
         return {};
-    }
-    QDateTime dateToKeep = *date;
     if (*date == metadata.lastModifiedDate) {
         const QString hash = dropboxContentHash(files().read(path).value_or(QByteArray()));
         if (metadata.hash.isEmpty() || hash == metadata.hash)
-            return QStringLiteral("the image here is the same");
+            return {QStringLiteral("the image here is the same")};
         const auto known = engine_.fileMetadataManager().fileMetadataForFileName(metadata.filename(), false);
         const bool hasChangedHere = !known || known->lastModifiedDate() != *date;
         if (!hasChangedHere || hash < metadata.hash) {
             files().remove(path);
             return {};
         }
-        dateToKeep = date->addSecs(1);
+        files().setModificationDate(path, date->addSecs(1));
     }
-    datesToRestore_.push_back({path, dateToKeep});
-    imagesKept_.insert(metadata.filename());
-    return QStringLiteral("the image here is newer");
+    return {QStringLiteral("the image here is newer"), false};
 }
 
 // The image of a record that is not here may be all that a deletion has left, or come before its record. The
@@ -197,29 +201,27 @@ bool QWVersionKeeper::passesOver(const QString& fileName) {
         return false;
     if (const auto row = waitingDeletion(fileName))
         row->setObjectCouldHaveAnImage(true);
+    imagesAskedFor_.erase(fileName);
     engine_.passOverFile(fileName);
     return true;
 }
 
 // It is not asked for again. An image that the cloud has announced, its next listing settles.
 void QWVersionKeeper::noteGone(const QString& fileName) {
-    if (imagesAskedFor_.erase(qw::text::lowercase(fileName)) == 0)
+    if (!imagesAskedFor_.erase(fileName))
         return;
     engine_.fileMetadataManager().deleteDropboxFileMetadataWithName(fileName);
     engine_.saveCacheContext();
 }
 
-void QWVersionKeeper::restoreImageDates() {
-    for (const auto& image : std::exchange(datesToRestore_, {}))
-        files().setModificationDate(image.path, image.date);
-}
-
 // A conflicted copy of an image would make a deleted record again, bare. Where the record lives, or comes in
 // the same page, the copy is imported like any image, but for one of this desktop's own image.
-QList<DBDeltaEntryRef> QWVersionKeeper::preparePage(const QList<DBDeltaEntryRef>& page,
+QList<DBDeltaEntryRef> QWVersionKeeper::preparePage(const QList<DBDeltaEntryRef>& page, bool isLast,
                                                     QStringList& ownCopies) {
-    for (const QString& name : std::exchange(imagesToAskForAgain_, {}))
-        askForKnownImage(name);
+    isListed_ = isLast;
+    if (isLast)
+        for (const QString& name : imagesAskedFor_.names())
+            askForKnownImage(name);
     std::set<QString> uuidsOfRecords;
     for (const auto& entry : page)
         if (entry->metadata && qw::text::pathExtension(entry->lowercasePath) == QWDBFileNameDataExtension)
@@ -248,7 +250,7 @@ QList<DBDeltaEntryRef> QWVersionKeeper::preparePage(const QList<DBDeltaEntryRef>
 void QWVersionKeeper::noteMissing(const QStringList& fileNames) {
     for (const QString& name : fileNames)
         if (qw::text::pathExtension(name) == QWDBFileNameImageExtension)
-            imagesDeleted_.insert(qw::text::lowercase(name));
+            imagesDeleted_.insert(name);
 }
 
 bool QWVersionKeeper::isConflictedImage(const QString& fileName) const {
@@ -280,8 +282,9 @@ void QWVersionKeeper::queueConflictedImage(const QString& copy, const std::optio
     engine_.saveCacheContext();
 }
 
-QString QWVersionKeeper::finishImport(const DBMetadata& metadata) {
-    restoreImageDates();
+QString QWVersionKeeper::finishImport(const QString& localPath, const DBMetadata& metadata) {
+    if (!files().exists(localPath)) // else it could not be placed, and is tried again
+        imagesAskedFor_.erase(metadata.filename());
     if (!isConflictedImage(metadata.filename()))
         return {};
     engine_.fileMetadataManager().deleteDropboxFileMetadataWithName(metadata.filename());
@@ -292,24 +295,27 @@ QString QWVersionKeeper::finishImport(const DBMetadata& metadata) {
 // An image that was deleted goes with its record. Where that lives (another desktop has deleted it and this
 // one edited it, say) the image is sent again.
 void QWVersionKeeper::finishBatch() {
-    restoreImageDates();
-    std::set<QString> names = std::exchange(imagesKept_, {});
-    for (const QString& name : std::exchange(filesTakenOver_, {}))
+    if (!std::exchange(isListed_, false))
+        return;
+    QStringList names;
+    for (const QString& name : filesToCheck_.names()) {
+        filesToCheck_.erase(name);
         if (const auto object = hostsObject(name); object && isImagePending(*object))
-            names.insert(name);
-    for (const QString& name : std::exchange(imagesDeleted_, {})) {
+            names.append(name);
+    }
+    for (const QString& name : imagesDeleted_.names()) {
+        imagesDeleted_.erase(name);
         const auto known = engine_.fileMetadataManager().fileMetadataForFileName(name, false);
         const auto object = known ? hostsObject(name) : Object();
         if (!object || !files().exists(object->imageURL().toLocalFile()))
             continue;
         engine_.fileMetadataManager().deleteDropboxFileMetadataWithName(name);
-        names.insert(name);
+        names.append(name);
     }
     for (const QString& name : names)
         if (const auto object = hostsObject(name))
             engine_.insertInSyncQueueManagedObject(*object, QWDropboxSyncActionInsertOrUpdate);
-    if (!names.empty())
-        engine_.saveCacheContext();
+    engine_.saveCacheContext();
 }
 
 // A change of the date and the image alone is not marked while the object is in flight.
@@ -335,15 +341,17 @@ void QWVersionKeeper::askForKnownImage(const QString& fileName) {
     const auto named = qw::sync::objectNamedByFile(fileName);
     const QString name = engine_.fileNameWithUUID(named->uuid, named->entityName, true);
     const auto known = engine_.fileMetadataManager().fileMetadataForFileName(name, false);
-    if (!known)
+    if (!known) {
+        imagesAskedFor_.erase(name);
         return;
+    }
     DBMetadata image;
     image.path = qw::sync::remotePath(known->fileName());
     image.rev = QStringLiteral("any but ") + known->rev();
     image.hash = known->remoteHash();
     image.lastModifiedDate = known->lastModifiedDate();
     engine_.addDeltaEntry(DBMakeDeltaEntry(qw::text::lowercase(image.path), image));
-    imagesAskedFor_.insert(qw::text::lowercase(name));
+    imagesAskedFor_.insert(name);
 }
 
 bool QWVersionKeeper::isImagePending(const QWManagedObjectWithSyncSupport& object) {
@@ -355,10 +363,8 @@ QString QWVersionKeeper::imageName(const QWManagedObjectWithSyncSupport& object)
     return engine_.fileNameWithUUID(object.uuid(), object.entity().name(), true);
 }
 
-// Kept images are known by then, and do not come again. Nor do records that have arrived.
+// Kept images are known by then, and do not come again. Nor do records that have arrived: what is remembered of
+// them is seen to at the end of the next batch.
 void QWVersionKeeper::giveBatchUp() {
-    restoreImageDates();
-    imagesDeleted_.clear();
-    imagesToAskForAgain_.merge(imagesAskedFor_);
-    imagesAskedFor_.clear();
+    isListed_ = false;
 }

@@ -2,30 +2,33 @@
 
 #include "dropbox/DBDeltaEntry.h"
 #include "sync/QWDropboxSyncCoreData.h"
-
-#include <set>
-#include <vector>
+#include "sync/cache/QWRememberedFiles.h"
 
 // Keeps desktops from holding different versions for good. The engine imports what is newer and leaves the
 // rest as it is; this sees each file before that, and queues what the cloud then lacks.
 class QWVersionKeeper {
 public:
-    explicit QWVersionKeeper(QWDropboxSyncCoreData& engine) : engine_(engine) {}
+    explicit QWVersionKeeper(QWDropboxSyncCoreData& engine);
 
-    // Before the engine imports a downloaded file. Null when it will be taken over, else why nothing changes.
-    QString prepareImport(const QString& localPath, const DBMetadata& metadata);
-    // After the engine has imported it. Answers the path of a conflicted copy that is to be deleted in the
+    struct Verdict {
+        QString reason;          // null when the file will be taken over, else why nothing changes here
+        bool isForEngine = true; // false: it is to be declined (QWDropboxSyncCoreData::declineFile)
+    };
+    // Before the engine imports a downloaded file.
+    Verdict prepareImport(const QString& localPath, const DBMetadata& metadata);
+    // After the engine has imported or declined it. Answers the path of a conflicted copy that is to be deleted in the
     // cloud, null for any other file.
-    QString finishImport(const DBMetadata& metadata);
+    QString finishImport(const QString& localPath, const DBMetadata& metadata);
     // Whether the file that the engine asks for is not to be loaded: the engine is done with it then.
     bool passesOver(const QString& fileName);
     // A file that was asked for has gone.
     void noteGone(const QString& fileName);
     // Before the engine is told that a file was sent, by the name that the cloud has given it.
     void noteUpload(const QString& fileName);
-    // Before the engine has a page: what it shall have of it.
+    // Before the engine has a page: what it shall have of it. `isLast` says that no more follow.
     // `ownCopies` gets the names of images of this desktop that the cloud has made conflicted copies of.
-    QList<DBDeltaEntryRef> preparePage(const QList<DBDeltaEntryRef>& page, QStringList& ownCopies);
+    QList<DBDeltaEntryRef> preparePage(const QList<DBDeltaEntryRef>& page, bool isLast,
+                                       QStringList& ownCopies);
     // Files that a listing from scratch does not hold: whether they were deleted one by one is not known
     // then.
     void noteMissing(const QStringList& fileNames);
@@ -34,7 +37,8 @@ public:
     QString pathOfImage(const QString& copy) const;
     // `standing` is what stands there; nothing when nothing does.
     void queueConflictedImage(const QString& copy, const std::optional<DBMetadata>& standing);
-    // When a batch has been merged: queues the records whose images the cloud lacks.
+    // When the engine has become idle: if that is the end of a batch, queues the records whose images the cloud
+    // lacks.
     void finishBatch();
     // When an object's files have been sent: queues it again if `sent`, the record's bytes, is behind it by
     // then, or its image has changed and was not sent. True when it did.
@@ -45,19 +49,14 @@ public:
 private:
     using Object = QWRef<QWManagedObjectWithSyncSupport>;
     enum class Order { Behind, Same, AheadInSecond, Ahead };
-    struct KeptImage {
-        QString path;
-        QDateTime date;
-    };
 
     QString prepareRecord(const QString& localPath, const DBMetadata& metadata);
     void prepareNewRecord(const QString& fileName, bool isCopy);
-    QString prepareImage(const DBMetadata& metadata);
+    Verdict prepareImage(const DBMetadata& metadata);
     void queue(const QWManagedObjectWithSyncSupport& present);
     Object presentVersion(const QString& fileName);
     Order order(const QVariantMap& received, QWManagedObjectWithSyncSupport& present);
     Object hostsObject(const QString& fileName);
-    void restoreImageDates();
     void askForKnownImage(const QString& fileName);
     QWRef<ObjectWaitingSync> waitingDeletion(const QString& fileName);
     bool isDeletedUnsaved(const QWManagedObjectWithSyncSupport& present) const;
@@ -66,11 +65,9 @@ private:
     QWFileManager& files() const { return engine_.mainManagedObjectContext()->environment().files(); }
 
     QWDropboxSyncCoreData& engine_;
-    std::vector<KeptImage> datesToRestore_; // of images that the running import gives the cloud's date
-    std::set<QString> imagesKept_;          // file names of images that are newer than the cloud's
-    std::set<QString> filesTakenOver_;      // received; an image of their object here may be newer still
-    // File names in lower case.
-    std::set<QString> imagesDeleted_;  // in the cloud
-    std::set<QString> imagesAskedFor_; // by the running batch, which was not told of them
-    std::set<QString> imagesToAskForAgain_;
+    bool isListed_ = false; // all pages of the running batch have come
+    // Files of objects whose image here may be newer than the cloud's.
+    QWRememberedFiles filesToCheck_;
+    QWRememberedFiles imagesDeleted_;  // in the cloud
+    QWRememberedFiles imagesAskedFor_; // by a batch that was not told of them; they have not arrived
 };

@@ -66,6 +66,27 @@ TEST_F(ImageVersions, An_image_that_is_newer_here_than_the_one_received_is_sent)
     EXPECT_EQ(cloud.bytes(imageName(uuid)), "third");
 }
 
+TEST_F(ImageVersions, An_image_that_is_newer_here_is_sent_by_the_process_that_follows) {
+    const QString uuid = commonBook(*this);
+    const QString other = commonBook(*this);
+    a.engine->deactivateSync();
+    b.setImage(*b.find(uuid), "second");
+    b.setImage(*b.find(other), "second");
+    b.sync();
+    replaceImage(a, uuid, "third", b.fileMetadata(imageName(uuid))->lastModifiedDate().addSecs(60));
+    a.client->on(QWRestRequest::LoadFile)
+        .where([&](const QWRestRequest& request) { return request.path.endsWith(imageName(other)); })
+        .staysUnanswered();
+    a.activate();
+    a.advance(10s);
+    a.engine->applicationWillClose();
+    a.crash();
+    a.start();
+    sync();
+    EXPECT_EQ(cloud.bytes(imageName(uuid)), "third");
+    EXPECT_TRUE(areInStep());
+}
+
 TEST_F(ImageVersions, An_image_that_is_newer_here_keeps_its_date_while_it_waits) {
     const QString uuid = commonBook(*this);
     a.engine->deactivateSync();

@@ -79,6 +79,18 @@ TEST_F(StrayImage, An_image_that_waited_for_its_record_is_asked_for_again_after_
     EXPECT_EQ(imageHere(), "cover");
 }
 
+TEST_F(StrayImage, An_image_that_waited_for_its_record_is_asked_for_again_by_the_process_that_follows) {
+    receiveImage();
+    receiveRecordOnly();
+    engine().applicationWillClose();
+    desktop.crash();
+    desktop.start();
+    ASSERT_TRUE(desktop.find("X"));
+    desktop.activate();
+    pass(10);
+    EXPECT_EQ(imageHere(), "cover");
+}
+
 TEST_F(StrayImage, An_image_that_waited_for_its_record_is_asked_for_again_when_the_batch_was_given_up) {
     receiveImage();
     receiveRecordOnly();
