@@ -20,8 +20,7 @@ QDateTime dateOf(const QVariantMap& record) {
 } // namespace
 
 QWVersionKeeper::QWVersionKeeper(QWDropboxSyncCoreData& engine)
-    : engine_(engine),
-      filesToCheck_(engine.dropboxCacheManagedObjectContext(), QStringLiteral("to check")),
+    : engine_(engine), filesToCheck_(engine.dropboxCacheManagedObjectContext(), QStringLiteral("to check")),
       imagesDeleted_(engine.dropboxCacheManagedObjectContext(), QStringLiteral("deleted in the cloud")),
       imagesAskedFor_(engine.dropboxCacheManagedObjectContext(), QStringLiteral("asked for")) {}
 
