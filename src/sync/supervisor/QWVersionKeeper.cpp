@@ -51,7 +51,7 @@ QString QWVersionKeeper::prepareRecord(const QString& localPath, const DBMetadat
     auto& metadataManager = engine_.fileMetadataManager();
     const bool isCopy = metadataManager.isFileNameConflicted(qw::text::lowercase(metadata.filename()));
     const auto present = presentVersion(metadata.filename());
-    if (!present) {
+    if (!present || !present->dateModified().isValid()) {
         prepareNewRecord(metadata.filename(), isCopy);
         return {};
     }
@@ -76,6 +76,7 @@ QString QWVersionKeeper::prepareRecord(const QString& localPath, const DBMetadat
                                 : QStringLiteral("the record here is newer");
 }
 
+// It has not come before, though another record's reference may have made it, without a date.
 // A file may stand where its image belongs: a version of the record that died unsaved has left it. (The
 // engine would make the object in its turn.)
 void QWVersionKeeper::prepareNewRecord(const QString& fileName, bool isCopy) {

@@ -69,6 +69,18 @@ TEST_F(StrayImage, An_image_makes_no_record_and_is_fetched_when_its_record_comes
     EXPECT_EQ(count(QWRestRequest::Upload), 0);
 }
 
+TEST_F(StrayImage, An_image_is_fetched_when_its_record_comes_after_another_one_that_refers_to_it) {
+    receiveImage();
+    cloud.putRecord("Chapter!!!C.data", {{"heading", "H"},
+                                         {"dateModified", "2025-01-01 00:00:00 +0000"},
+                                         {"book", QVariantMap{{"uuid", "X"}, {"entityName", "Book"}}}});
+    receive();
+    ASSERT_TRUE(desktop.find("X"));
+    cloud.putRecord(recordName, book("T"));
+    receive();
+    EXPECT_EQ(imageHere(), "cover");
+}
+
 TEST_F(StrayImage, An_image_that_waited_for_its_record_is_asked_for_again_after_a_crash) {
     receiveImage();
     receiveRecordOnly();
