@@ -30,6 +30,12 @@ endif()
 if(QW_SANITIZE)
     add_compile_options(-fsanitize=${QW_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     add_link_options(-fsanitize=${QW_SANITIZE})
-    # GCC's flow analysis reports false positives inside sanitizer instrumentation.
-    add_compile_options(-Wno-tsan)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+        # GCC's flow analysis reports false positives inside sanitizer instrumentation.
+        add_compile_options(-Wno-tsan)
+    endif()
+endif()
+if(QW_BUILD_FUZZERS)
+    # What Qt's containers require of their callers is checked too.
+    add_compile_definitions(QT_FORCE_ASSERTS)
 endif()

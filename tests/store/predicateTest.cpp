@@ -284,6 +284,14 @@ TEST_F(Predicate, Lists_of_any_length_are_one_value) {
     EXPECT_EQ(matches("price IN %@", {QVariant(reals)}), Keys{5});
 }
 
+TEST_F(Predicate, A_text_with_a_NUL_in_a_long_list_is_taken_whole) {
+    addTitles({"a", QString("a") + QChar(0) + "b", ""});
+    QVariantList list = {QString("a") + QChar(0) + "b", QString(QChar(0))};
+    for (int number = 0; number < 20; ++number)
+        list.append(QString::number(number));
+    EXPECT_EQ(matches(QWPredicate::comparison("title", Operator::In, list)), Keys{2});
+}
+
 // What a condition may be -----------------------------------------------------------------------------------
 
 TEST_F(Predicate, Thousands_of_joined_parts_and_the_deepest_nesting_compile) {

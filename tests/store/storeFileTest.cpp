@@ -150,6 +150,14 @@ TEST_F(StoreFile, A_model_that_cannot_be_read_is_damage) {
     EXPECT_EQ(refusal(), Code::Damaged);
 }
 
+TEST_F(StoreFile, What_a_trigger_of_a_file_from_elsewhere_says_is_not_done) {
+    make(3);
+    execute("CREATE TRIGGER evil AFTER INSERT ON Book BEGIN DELETE FROM Book; END");
+    make(1);
+    OpenStore store(path, *model, Impatient);
+    EXPECT_EQ(store->count(QWFetchRequest("Book"), nullptr), 4);
+}
+
 // However it is damaged: an error or rows, each of which is one that was saved, and nothing else.
 TEST_F(StoreFile, Truncation_at_any_page_is_an_error_or_leaves_whole_rows) {
     make(500);

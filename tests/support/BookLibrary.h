@@ -5,6 +5,7 @@
 #include "testing/QWVirtualWorld.h"
 
 #include <QTemporaryDir>
+#include <gtest/gtest.h>
 
 // A small host of tests: authors write books, books have chapters in order, shelves hold books in order.
 

@@ -69,6 +69,7 @@ class IncludeCheck(unittest.TestCase):
         self.refuses("examples/atlas/main.cpp", '"store/sqlite/QWStatement.h"', "private to store")
         self.refuses("tests/core/BaseTest.cpp", '"store/QWRecord_p.h"', "private to store")
         self.allows("tests/store/RecordTest.cpp", '"store/QWRecord_p.h"')
+        self.allows("tests/fuzz/recordTarget.cpp", '"store/QWRecord_p.h"')
 
     def test_angle_brackets_do_not_hide_an_include(self):
         self.refuses("src/util/Timer.cpp", "<store/QWRecord.h>", "util may not know store")

@@ -39,8 +39,10 @@ QString endOfRange(const QString& prefix) {
     return QString::fromUcs4(reinterpret_cast<const char32_t*>(points.constData()), points.size());
 }
 
+// SQLite cuts texts off at a NUL that JSON spells.
 bool fitsJSON(const PredicateValue& value) {
-    return std::holds_alternative<qint64>(value) || std::holds_alternative<QString>(value);
+    const QString* text = std::get_if<QString>(&value);
+    return text ? !text->contains(QChar(0)) : std::holds_alternative<qint64>(value);
 }
 
 // An array of values that fit and are of one kind.

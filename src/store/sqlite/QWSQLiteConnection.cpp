@@ -74,6 +74,9 @@ QWSQLiteConnection::QWSQLiteConnection(const QString& path, int busyTimeoutMilli
     sqlite3_db_config(database_, SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
     // A file from elsewhere must not run functions of ours from its schema.
     sqlite3_db_config(database_, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+    // Nor do what its triggers and views say: a store has none, and theirs may undo a save or take for ever.
+    sqlite3_db_config(database_, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
+    sqlite3_db_config(database_, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
 }
 
 QWSQLiteConnection::~QWSQLiteConnection() {

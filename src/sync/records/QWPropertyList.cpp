@@ -134,6 +134,16 @@ QVariantList listFromNode(plist_t array) {
     }
 }
 
+// Nothing for a date that 32 bits do not hold: the parser gives numbers then that mean nothing.
+QVariant dateFromNode(plist_t node) {
+    using Limits = std::numeric_limits<qint32>;
+    qint32 seconds = 0, microseconds = 0;
+    plist_get_date_val(node, &seconds, &microseconds);
+    const bool isHeld =
+        seconds != Limits::min() && seconds != Limits::max() && microseconds >= 0 && microseconds < 1'000'000;
+    return isHeld ? QVariant(referenceDate.addSecs(seconds).addMSecs(microseconds / 1000)) : QVariant();
+}
+
 QVariant valueFromNode(plist_t node) {
     switch (plist_get_node_type(node)) {
     case PLIST_DICT:
@@ -160,11 +170,8 @@ QVariant valueFromNode(plist_t node) {
         plist_get_real_val(node, &value);
         return value;
     }
-    case PLIST_DATE: {
-        qint32 seconds = 0, microseconds = 0;
-        plist_get_date_val(node, &seconds, &microseconds);
-        return referenceDate.addSecs(seconds).addMSecs(microseconds / 1000);
-    }
+    case PLIST_DATE:
+        return dateFromNode(node);
     case PLIST_DATA: {
         uint64_t length = 0;
         const char* bytes = plist_get_data_ptr(node, &length);

@@ -6,6 +6,7 @@
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTimeZone>
+#include <QtEndian>
 #include <clocale>
 #include <plist/plist.h>
 
@@ -126,6 +127,18 @@ TEST(RecordFile, Dates_in_property_lists_are_cut_to_the_second_downwards) {
     const QDateTime base(QDate(2001, 1, 1), QTime(0, 0), Qt::UTC);
     EXPECT_EQ(written(base.addMSecs(1999)), base.addSecs(1));
     EXPECT_EQ(written(base.addMSecs(-1)), base.addSecs(-1));
+}
+
+TEST(RecordFile, A_date_beyond_32_bits_is_none) {
+    for (const double seconds : {0x1p31, -0x1p31 - 1, 1e20, -2e41, qInf(), qQNaN()}) {
+        QByteArray number(8, '\0');
+        qToBigEndian(seconds, number.data());
+        const auto record =
+            recordFromFileBytes(binaryList(dictionaryOfObject2 + QByteArrayList{'\x33' + number}));
+        ASSERT_TRUE(record);
+        EXPECT_TRUE(record->value("a").isNull()) << seconds;
+        EXPECT_TRUE(recordFileBytes(*record));
+    }
 }
 
 TEST(RecordFile, Numbers_in_property_lists_have_a_point_whatever_the_locale_of_the_process) {

@@ -1,0 +1,79 @@
+// A record file, JSON or property list, into a record of the host's store: whatever it holds, the record can
+// be saved, read back, sent, and received by another desktop as what it is.
+#include "Fuzzing.h"
+
+#include "support/BookLibrary.h"
+#include "sync/records/QWDropboxSyncManagedObjectDictionaryExporter.h"
+#include "sync/records/QWDropboxSyncManagedObjectDictionaryImporter.h"
+#include "sync/records/QWSyncRecordFile_p.h"
+#include "sync/records/QWTravellingForm.h"
+
+using namespace qw::sync;
+
+namespace {
+
+const QStringList entityNames = {"Author", "Book", "Chapter", "Shelf"};
+
+class Library {
+public:
+    // A received record becomes, or replaces, one of the store; answers its travelling form when it has been
+    // read again.
+    QVariantMap receive(const QVariantMap& record, const QString& entityName, const QString& uuid) {
+        QWDropboxSyncManagedObjectDictionaryImporter importer(entityNames);
+        {
+            QWManagedObjectContext context(library_.coordinator);
+            const auto object =
+                QWManagedObjectWithSyncSupport::fetchObjectWithUUID(uuid, entityName, context, true);
+            if (importer.needsToUpdateObject(*object, record))
+                importer.updateObject(*object, record, "fuzz.data");
+            QWError error;
+            require(context.save(&error), "what was received can be saved");
+        }
+        QWManagedObjectContext context(library_.coordinator);
+        const auto object = QWManagedObjectWithSyncSupport::fetchObjectWithUUID(uuid, entityName, context);
+        require(object, "what was saved is there");
+        QWDropboxSyncManagedObjectDictionaryExporter exporter(entityNames);
+        const QVariantMap exported = exporter.dictionaryToInsertOrUpdateObjectToSync(*object);
+        const auto bytes = recordFileBytes(exported);
+        require(bytes.has_value(), "what was received can be sent");
+        const auto received = recordFromFileBytes(*bytes);
+        require(received.has_value(), "what was sent can be received");
+        require(travellingHash(*received, *object) == travellingHash(exported, *object),
+                "what travels arrives as what was sent");
+        return *received;
+    }
+    void clear() {
+        QWManagedObjectContext context(library_.coordinator);
+        for (const QString& name : entityNames)
+            for (const auto& record : context.fetch(QWFetchRequest(name)).value_or(QWManagedObjectSet()))
+                context.deleteObject(*record);
+        require(context.save(), "what was received can be deleted");
+    }
+
+private:
+    BookLibrary library_;
+};
+
+void checkForm(const QVariantMap& record) {
+    const auto written = recordFileBytes(record);
+    require(written.has_value(), "what was read can be written");
+    const auto again = recordFromFileBytes(*written);
+    require(again.has_value(), "what was written can be read");
+    require(recordFileBytes(*again) == written, "what was read is written as it was");
+}
+
+} // namespace
+
+void runInput(const QByteArray& input) {
+    static Library library;
+    const auto record = recordFromFileBytes(input);
+    if (record)
+        checkForm(*record);
+    const QVariantMap received = record.value_or(QVariantMap()); // an unreadable file is an empty record
+    const QString entityName = received.contains("books")     ? "Shelf"
+                               : received.contains("heading") ? "Chapter"
+                                                              : "Book";
+    const QVariantMap sent = library.receive(received, entityName, "X");
+    require(library.receive(sent, entityName, "Y") == sent, "two desktops hold the same");
+    library.clear();
+}
