@@ -52,6 +52,7 @@ class QWTimer;
 // coordinator.
 class QWDropboxSyncCoreData final : public QObject, public DBRestClientDelegate {
     Q_OBJECT
+    Q_MOC_INCLUDE("core/QWManagedObjectWithSyncSupport.h")
     // Their signals come with every set, equal values too, before the setter returns.
     Q_PROPERTY(quint64 status READ status WRITE setStatus NOTIFY statusChanged)
     Q_PROPERTY(qint64 numberOfItemsToProcess READ numberOfItemsToProcess WRITE setNumberOfItemsToProcess
@@ -264,6 +265,11 @@ Q_SIGNALS:
     // A listing from scratch is complete, and these files that are known here are not in it, those of objects
     // that wait to be sent and that of the preferences included.
     void listingLacks(const QStringList& fileNames);
+    // A version of a record is about to give way to `winner` or, where that is null, to a deletion. It is the host's
+    // in the main context, or one that only the running batch has received.
+    void versionGivesWay(QWManagedObjectWithSyncSupport& version, QWManagedObjectWithSyncSupport* winner);
+    // Every version that the running batch takes the place of has been told of; its save is next.
+    void batchWillBeSaved();
 
 private:
     friend struct QWDropboxSyncCoreDataProbe; // tests/sync: the one door to what follows
@@ -350,6 +356,9 @@ private:
     // Merge -------------------------------------------------------------------------------------------------
 
     bool receivedVersionWins(const QWManagedObjectWithSyncSupport& received, const QDateTime& host) const;
+    void tellOfVersionsThatGiveWay(QWManagedObjectContext& context);
+    void tellWhichGivesWay(QWManagedObjectWithSyncSupport& received, QWManagedObjectWithSyncSupport& host);
+    QWRef<QWManagedObjectWithSyncSupport> hostsVersion(const QWManagedObjectWithSyncSupport& object);
     void giveWayToMainContext(QWManagedObjectContext& context);
     void reconcileInsertions(QWManagedObjectContext& context);
     QWMergeDecision decideConflict(const QWSaveConflict& conflict);

@@ -222,6 +222,7 @@ void QWDropboxSyncCoreData::processDeleteFromDeltaEntry(const DBDeltaEntry& entr
         syncSupportManagedObjectContextCopy()->deleteObject(*object);
     } else if (const auto unsaved = objectReferencedByFile(name, *mainManagedObjectContext_, false);
                unsaved && unsaved->isInserted()) {
+        Q_EMIT versionGivesWay(*unsaved, nullptr);
         deleteImageOfObject(*unsaved);
         journal().forget(QWSyncedIdentity(*unsaved));
         changeMainContextUnseen([&] { mainManagedObjectContext_->deleteObject(*unsaved); });

@@ -17,6 +17,8 @@
 #include "core/QWManagedObjectWithSyncSupport.h"
 #include "sync/QWRecordVersions_p.h"
 
+#include <QMetaMethod>
+
 using qw::sync::RecordReplacement;
 
 namespace {
@@ -61,8 +63,10 @@ void QWDropboxSyncCoreData::setSyncSupportManagedObjectContextCopy(
 
 bool QWDropboxSyncCoreData::saveSyncSupportContext() {
     const auto context = syncSupportManagedObjectContextCopy();
+    tellOfVersionsThatGiveWay(*context);
     giveWayToMainContext(*context);
     reconcileInsertions(*context);
+    Q_EMIT batchWillBeSaved();
     const auto observation = context->observeDidSave(
         [this](const QWDidSaveNotice& notice) { syncSupportManagedObjectContextDidSave(notice); });
     if (!saveContext(*context, "saveSyncSupportContext"))
@@ -78,6 +82,49 @@ bool QWDropboxSyncCoreData::receivedVersionWins(const QWManagedObjectWithSyncSup
     const bool winsTie = host.isValid() && objectsWinningTies_.contains(QWSyncedIdentity(received))
                          && qw::sync::wholeSeconds(date) == qw::sync::wholeSeconds(host);
     return winsTie || qw::sync::receivedVersionWins(date, host);
+}
+
+QWRef<QWManagedObjectWithSyncSupport>
+QWDropboxSyncCoreData::hostsVersion(const QWManagedObjectWithSyncSupport& object) {
+    return QWManagedObjectWithSyncSupport::fetchObjectWithUUID(object.uuid(), object.entity().name(),
+                                                               *mainManagedObjectContext_);
+}
+
+// What the batch deletes (by delete rules, too), changes, and has inserted like the host. A record that the host
+// has deleted since the batch read it is not in the main context.
+void QWDropboxSyncCoreData::tellOfVersionsThatGiveWay(QWManagedObjectContext& context) {
+    if (!isSignalConnected(QMetaMethod::fromSignal(&QWDropboxSyncCoreData::versionGivesWay)))
+        return;
+    mainManagedObjectContext_->processPendingChanges();
+    context.processPendingChanges();
+    for (const auto& record : context.deletedObjects())
+        if (const auto* object = synced(record))
+            if (const auto host = hostsVersion(*object))
+                Q_EMIT versionGivesWay(*host, nullptr);
+    for (const auto& record : context.updatedObjects()) {
+        auto* object = synced(record);
+        if (!object || !objectsReceived_.contains(QWSyncedIdentity(*object)))
+            continue;
+        if (const auto host = hostsVersion(*object))
+            tellWhichGivesWay(*object, *host);
+        else
+            Q_EMIT versionGivesWay(*object, nullptr);
+    }
+    const Insertions hosts = insertionsOf(*mainManagedObjectContext_);
+    if (hosts.isEmpty())
+        return;
+    for (const auto& record : context.insertedObjects())
+        if (auto* object = synced(record))
+            if (const auto host = hosts.value(QWSyncedIdentity(*object)))
+                tellWhichGivesWay(*object, *synced(host));
+}
+
+void QWDropboxSyncCoreData::tellWhichGivesWay(QWManagedObjectWithSyncSupport& received,
+                                              QWManagedObjectWithSyncSupport& host) {
+    if (receivedVersionWins(received, host.dateModified()))
+        Q_EMIT versionGivesWay(host, &received);
+    else
+        Q_EMIT versionGivesWay(received, &host);
 }
 
 // The host's pending edits are stamped and queued first, so that their dates count. A record that the batch
@@ -119,12 +166,14 @@ void QWDropboxSyncCoreData::reconcileInsertions(QWManagedObjectContext& context)
         auto* object = synced(record);
         if (!object)
             continue;
-        if (deleted.contains(QWSyncedIdentity(*object)))
+        if (deleted.contains(QWSyncedIdentity(*object))) {
+            Q_EMIT versionGivesWay(*object, nullptr);
             qw::sync::deleteWithoutRules(*object);
-        else if (const auto row = object->dateModified().isValid()
+        } else if (const auto row = object->dateModified().isValid()
                                       ? QWRef<ObjectWaitingSync>()
-                                      : objectWaitingSyncForObject(*object, false))
+                                      : objectWaitingSyncForObject(*object, false)) {
             deleteObjectWaitingSync(*row);
+        }
     }
 }
 
@@ -205,6 +254,8 @@ void QWDropboxSyncCoreData::replaceInsertionsOfBatch(const QWDidSaveNotice& noti
         if (!insertion)
             continue;
         const bool receivedWins = receivedVersionWins(*synced(insertion), host->dateModified());
+        if (!receivedWins)
+            Q_EMIT versionGivesWay(*synced(insertion), synced(record));
         replacements.push_back({insertion, context.objectWithID(record->objectID()), receivedWins});
     }
     qw::sync::replaceRecords(context, replacements);

@@ -48,7 +48,8 @@ TEST_F(AtlasProcess, Help_names_every_command_and_ends_well) {
     const AtlasRun run = a_.run({"--help"});
     EXPECT_EQ(run.exitCode, 0);
     for (const char* command :
-         {"connect", "import", "add", "set", "delete", "show", "list", "sync", "status", "digest", "repair"})
+         {"connect", "import", "add", "set", "delete", "show", "list", "history", "restore", "sync",
+          "status", "digest", "repair"})
         EXPECT_THAT(run.out.toStdString(), HasSubstr(std::string("\n  ") + command));
 }
 
@@ -67,6 +68,8 @@ TEST_F(AtlasProcess, Reading_a_library_that_is_not_there_makes_none) {
                                        {"show", "X"},
                                        {"set", "X", "a=b"},
                                        {"delete", "X"},
+                                       {"history"},
+                                       {"restore", "X", "1"},
                                        {"status"},
                                        {"digest"},
                                        {"repair"},

@@ -16,6 +16,9 @@ int runList(const Arguments& arguments);
 int runImport(const Arguments& arguments);
 int runDigest(const Arguments& arguments);
 int runRepair(const Arguments& arguments);
+// VersionCommands.cpp
+int runHistory(const Arguments& arguments);
+int runRestore(const Arguments& arguments);
 // PreferenceCommands.cpp
 int runPrefs(const Arguments& arguments);
 // SyncCommands.cpp

@@ -6,6 +6,9 @@
 #include "model/AtlasModel.h"
 #include "model/ISOImport.h"
 #include "store/QWStoreError.h"
+#include "sync/supervisor/QWVersionArchive.h"
+
+#include <cstdio>
 
 using atlas::AtlasLibrary;
 
@@ -107,7 +110,11 @@ int runRepair(const Arguments& arguments) {
     library->forgetCloudState();
     if (!library->save(&error))
         throw Failure(error);
-    if (!aside.isNull())
+    if (!aside.isNull()) {
         print(aside);
+        if (!QWVersionArchive(library->engine()).takeOver(aside, &error))
+            std::fprintf(stderr, "atlas: lost versions cannot be taken over: %s\n",
+                         qUtf8Printable(error.message));
+    }
     return 0;
 }

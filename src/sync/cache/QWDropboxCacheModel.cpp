@@ -4,6 +4,7 @@
 #include "sync/QWDropboxSyncConstants.h"
 #include "sync/QWDropboxSyncJournal.h"
 #include "sync/cache/QWRememberedFiles.h"
+#include "sync/supervisor/QWVersionArchive.h"
 
 namespace {
 
@@ -41,6 +42,7 @@ std::shared_ptr<QWManagedObjectModel> QWMakeDropboxCacheModel() {
 
     QWDropboxSyncJournal::addEntity(*model);
     QWRememberedFiles::addEntity(*model);
+    QWVersionArchive::addEntity(*model);
     return model;
 }
 

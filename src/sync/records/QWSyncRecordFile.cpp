@@ -17,3 +17,8 @@ std::optional<QVariantMap> qw::sync::recordFromFileBytes(const QByteArray& bytes
         return std::nullopt;
     return tree->toMap();
 }
+
+std::optional<QVariantMap> qw::sync::recordOnArrival(const QVariantMap& record) {
+    const auto bytes = recordFileBytes(record);
+    return bytes ? recordFromFileBytes(*bytes) : std::nullopt;
+}

@@ -16,4 +16,8 @@ std::optional<QByteArray> recordFileBytes(const QVariantMap& record);
 // includes an array at the top and nesting deeper than 512; any input is safe.
 std::optional<QVariantMap> recordFromFileBytes(const QByteArray& bytes);
 
+// Through the file's form and back, in which numbers and nulls are what they are on arrival. Nothing when the
+// dictionary fits neither form.
+std::optional<QVariantMap> recordOnArrival(const QVariantMap& record);
+
 } // namespace qw::sync

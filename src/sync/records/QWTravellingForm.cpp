@@ -22,19 +22,17 @@ QVariantList sortedByUUID(QVariantList members) {
     return members;
 }
 
-} // namespace
-
-QVariantMap travellingForm(const QVariantMap& record, const QWManagedObjectWithSyncSupport& object) {
+QVariantMap travellingForm(const QVariantMap& record, const QWEntityDescription& entity,
+                           const QWFieldDescriptions* fields) {
     QVariantMap form;
     for (auto value = record.begin(); value != record.end(); ++value)
         if (!value->isNull())
             form.insert(value.key(), *value);
-    const auto* fields = object.fieldDescriptions();
     if (!fields)
         return form;
     for (const auto& field : *fields) {
         const auto value = form.find(field->key());
-        const auto* property = object.entity().property(field->key());
+        const auto* property = entity.property(field->key());
         if (value == form.end() || !property)
             continue;
         if (property->isAttribute() && property->type() == QWAttributeType::Date)
@@ -45,12 +43,28 @@ QVariantMap travellingForm(const QVariantMap& record, const QWManagedObjectWithS
     return form;
 }
 
-std::optional<QByteArray> travellingHash(const QVariantMap& record,
-                                         const QWManagedObjectWithSyncSupport& object) {
-    const auto bytes = recordFileBytes(travellingForm(record, object));
+std::optional<QByteArray> hashOf(const QVariantMap& form) {
+    const auto bytes = recordFileBytes(form);
     if (!bytes)
         return {};
     return QCryptographicHash::hash(*bytes, QCryptographicHash::Sha256);
+}
+
+} // namespace
+
+QVariantMap travellingForm(const QVariantMap& record, const QWManagedObjectWithSyncSupport& object) {
+    return travellingForm(record, object.entity(), object.fieldDescriptions());
+}
+
+std::optional<QByteArray> travellingHash(const QVariantMap& record,
+                                         const QWManagedObjectWithSyncSupport& object) {
+    return hashOf(travellingForm(record, object));
+}
+
+std::optional<QByteArray> travellingHash(const QVariantMap& record, const QWEntityDescription& entity) {
+    const QWRef<QWManagedObject> sample(entity.makeRecord());
+    const auto* object = dynamic_cast<const QWManagedObjectWithSyncSupport*>(sample.data());
+    return hashOf(travellingForm(record, entity, object ? object->fieldDescriptions() : nullptr));
 }
 
 } // namespace qw::sync

@@ -4,6 +4,7 @@
 #include <QVariantMap>
 #include <optional>
 
+class QWEntityDescription;
 class QWManagedObjectWithSyncSupport;
 
 namespace qw::sync {
@@ -16,5 +17,7 @@ QVariantMap travellingForm(const QVariantMap& record, const QWManagedObjectWithS
 // SHA-256 over the form. Nothing for a record that no file can carry.
 std::optional<QByteArray> travellingHash(const QVariantMap& record,
                                          const QWManagedObjectWithSyncSupport& object);
+// The same without an object at hand.
+std::optional<QByteArray> travellingHash(const QVariantMap& record, const QWEntityDescription& entity);
 
 } // namespace qw::sync

@@ -10,7 +10,9 @@
 #include "platform/text/QWText.h"
 #include "sync/QWSyncFileNames_p.h"
 #include "sync/QWSyncLog_p.h"
+#include "sync/supervisor/QWLosingVersions_p.h"
 #include "sync/supervisor/QWPreferencesKeeper_p.h"
+#include "sync/supervisor/QWVersionArchive.h"
 #include "sync/supervisor/QWVersionKeeper_p.h"
 
 #include <algorithm>
@@ -38,7 +40,9 @@ std::shared_ptr<QWSyncSupervisor> QWSyncSupervisor::create(QWDropboxSyncCoreData
 }
 
 QWSyncSupervisor::QWSyncSupervisor(QWDropboxSyncCoreData& engine, std::shared_ptr<DBRestClient> client)
-    : engine_(&engine), client_(std::move(client)), keeper_(std::make_unique<QWVersionKeeper>(engine)),
+    : engine_(&engine), client_(std::move(client)), archive_(std::make_unique<QWVersionArchive>(engine)),
+      losingVersions_(std::make_unique<QWLosingVersions>(engine, *archive_)),
+      keeper_(std::make_unique<QWVersionKeeper>(engine, *losingVersions_)),
       preferences_(std::make_unique<QWPreferencesKeeper>(engine)), status_(engine.status()),
       statusBefore_(engine.status()), folderLookupPause_(retryPause) {
     client_->setDelegate(this, this);

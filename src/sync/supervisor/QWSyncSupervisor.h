@@ -11,7 +11,9 @@
 #include <memory>
 #include <optional>
 
+class QWLosingVersions;
 class QWPreferencesKeeper;
+class QWVersionArchive;
 class QWVersionKeeper;
 
 // Stands between an engine and the host's client and sees to it that the engine is never stuck, that desktops
@@ -44,6 +46,7 @@ class QWVersionKeeper;
 //   unless they have changed there as well. A failed look-up or upload of them is repeated, also in the next
 //   activity; of a conflict this desktop's copy is deleted, and the merged values are sent. A file that the
 //   cloud holds already is neither sent nor received again.
+// - A version that loses against another one, or against a deletion, is kept (QWVersionArchive.h).
 //
 // Threads and time: those of the engine. Ownership: the engine holds the supervisor as its client, the
 // supervisor holds the host's client; the engine must outlive it, or go first together with it. The host's
@@ -83,6 +86,9 @@ public:
     // Asks for changes: at once when the engine is idle; else as soon as it is, unless a query that is due is
     // sent by then, which serves as well. Does nothing while the engine is not active.
     void syncNow();
+
+    // The one that it fills. Its bounds may be set at any time.
+    QWVersionArchive& versionArchive() { return *archive_; }
 
     const Counts& counts() const { return counts_; }
     const Requests& requests() const { return requests_; }
@@ -172,6 +178,8 @@ private:
 
     const QPointer<QWDropboxSyncCoreData> engine_;
     const std::shared_ptr<DBRestClient> client_;
+    const std::unique_ptr<QWVersionArchive> archive_;
+    const std::unique_ptr<QWLosingVersions> losingVersions_;
     const std::unique_ptr<QWVersionKeeper> keeper_;
     const std::unique_ptr<QWPreferencesKeeper> preferences_;
     QWObservation queueObservation_, hostObservation_;

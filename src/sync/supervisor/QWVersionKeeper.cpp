@@ -19,8 +19,9 @@ QDateTime dateOf(const QVariantMap& record) {
 
 } // namespace
 
-QWVersionKeeper::QWVersionKeeper(QWDropboxSyncCoreData& engine)
-    : engine_(engine), filesToCheck_(engine.dropboxCacheManagedObjectContext(), QStringLiteral("to check")),
+QWVersionKeeper::QWVersionKeeper(QWDropboxSyncCoreData& engine, QWLosingVersions& losingVersions)
+    : engine_(engine), losingVersions_(losingVersions),
+      filesToCheck_(engine.dropboxCacheManagedObjectContext(), QStringLiteral("to check")),
       imagesDeleted_(engine.dropboxCacheManagedObjectContext(), QStringLiteral("deleted in the cloud")),
       imagesAskedFor_(engine.dropboxCacheManagedObjectContext(), QStringLiteral("asked for")) {}
 
@@ -52,9 +53,14 @@ QString QWVersionKeeper::prepareRecord(const QString& localPath, const DBMetadat
     const bool isCopy = metadataManager.isFileNameConflicted(qw::text::lowercase(metadata.filename()));
     const auto present = presentVersion(metadata.filename());
     if (!present || !present->dateModified().isValid()) {
+        if (!present && isCopy && waitingDeletion(metadata.filename()))
+            losingVersions_.addDeclined(metadata.filename(), *received, nullptr);
         prepareNewRecord(metadata.filename(), isCopy);
         return {};
     }
+    if (const auto earlier = losingVersions_.versionOfBatch(metadata.filename(), *present);
+        earlier && order(*received, *earlier) > Order::Same)
+        losingVersions_.addOvertaken(*earlier, *received);
     const bool isOwnCopy = isCopy && metadataManager.fileMetadataForFileName(metadata.filename(), false);
     const Order place = order(*received, *present);
     if (place == Order::AheadInSecond)
@@ -65,7 +71,10 @@ QString QWVersionKeeper::prepareRecord(const QString& localPath, const DBMetadat
             filesToCheck_.insert(metadata.filename());
         return {};
     }
-    if (!isCopy && isDeletedUnsaved(*present)) {
+    const bool isDeleted = isDeletedUnsaved(*present);
+    if (place == Order::Behind)
+        losingVersions_.addDeclined(metadata.filename(), *received, isDeleted ? nullptr : present.data());
+    if (!isCopy && isDeleted) {
         engine_.insertInSyncQueueManagedObject(*present, QWDropboxSyncActionDelete);
         engine_.saveCacheContext();
         return QStringLiteral("the record here was deleted");
@@ -130,10 +139,8 @@ QWVersionKeeper::Order QWVersionKeeper::order(const QVariantMap& received,
     const qint64 difference = qw::sync::wholeSeconds(receivedDate) - qw::sync::wholeSeconds(presentDate);
     if (difference != 0)
         return difference < 0 ? Order::Behind : Order::Ahead;
-    // Through the file's form and back, in which numbers and nulls are what they are on arrival.
-    const auto bytes = qw::sync::recordFileBytes(
+    const auto sent = qw::sync::recordOnArrival(
         engine_.syncDictionaryExporter().dictionaryToInsertOrUpdateObjectToSync(present));
-    const auto sent = bytes ? qw::sync::recordFromFileBytes(*bytes) : std::nullopt;
     const auto presentHash = sent ? qw::sync::travellingHash(*sent, present) : std::nullopt;
     const auto receivedHash = qw::sync::travellingHash(received, present);
     if (presentHash == receivedHash)

@@ -3,12 +3,13 @@
 #include "dropbox/DBDeltaEntry.h"
 #include "sync/QWDropboxSyncCoreData.h"
 #include "sync/cache/QWRememberedFiles.h"
+#include "sync/supervisor/QWLosingVersions_p.h"
 
 // Keeps desktops from holding different versions for good. The engine imports what is newer and leaves the
 // rest as it is; this sees each file before that, and queues what the cloud then lacks.
 class QWVersionKeeper {
 public:
-    explicit QWVersionKeeper(QWDropboxSyncCoreData& engine);
+    QWVersionKeeper(QWDropboxSyncCoreData& engine, QWLosingVersions& losingVersions);
 
     struct Verdict {
         QString reason;          // null when the file will be taken over, else why nothing changes here
@@ -65,6 +66,7 @@ private:
     QWFileManager& files() const { return engine_.mainManagedObjectContext()->environment().files(); }
 
     QWDropboxSyncCoreData& engine_;
+    QWLosingVersions& losingVersions_;
     bool isListed_ = false; // all pages of the running batch have come
     // Files of objects whose image here may be newer than the cloud's.
     QWRememberedFiles filesToCheck_;

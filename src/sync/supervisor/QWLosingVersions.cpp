@@ -1,0 +1,102 @@
+#include "sync/supervisor/QWLosingVersions_p.h"
+
+#include "core/QWManagedObjectWithSyncSupport.h"
+#include "platform/text/QWText.h"
+#include "sync/QWDropboxSyncCoreData.h"
+#include "sync/QWRecordVersions_p.h"
+#include "sync/QWSyncFileNames_p.h"
+#include "sync/records/QWDropboxSyncManagedObjectDictionaryExporter.h"
+#include "sync/records/QWSyncRecordFile_p.h"
+#include "sync/records/QWTravellingForm.h"
+
+using Origin = QWArchivedVersion::Origin;
+using Reason = QWArchivedVersion::Reason;
+
+namespace {
+
+// A batch may replace very many: they are not all held in memory.
+constexpr int mostUnsaved = 1000;
+
+QDateTime dateOf(const QVariantMap& record) {
+    return QWManagedObjectWithSyncSupport::dateModifiedFormatter()->dateFromString(
+        record.value(QStringLiteral("dateModified")).toString());
+}
+
+Reason reasonFor(const QDateTime& loser, const QDateTime& winner) {
+    const bool isTie = loser.isValid() && winner.isValid()
+                       && qw::sync::wholeSeconds(loser) == qw::sync::wholeSeconds(winner);
+    return isTie ? Reason::SameSecond : Reason::Earlier;
+}
+
+} // namespace
+
+QWLosingVersions::QWLosingVersions(QWDropboxSyncCoreData& engine, QWVersionArchive& archive)
+    : engine_(engine), archive_(archive) {
+    connect(&engine, &QWDropboxSyncCoreData::versionGivesWay, this, &QWLosingVersions::versionGivesWay);
+    connect(&engine, &QWDropboxSyncCoreData::batchWillBeSaved, this, [this] {
+        if (unsaved_ == 0)
+            return;
+        archive_.prune();
+        save();
+    });
+}
+
+void QWLosingVersions::save() {
+    unsaved_ = 0;
+    engine_.saveCacheContext();
+}
+
+void QWLosingVersions::addDeclined(const QString& fileName, const QVariantMap& received,
+                                   const QWManagedObjectWithSyncSupport* present) {
+    const auto named = qw::sync::objectNamedByFile(fileName);
+    QWArchivedVersion version;
+    version.entityName = named->entityName;
+    version.uuid = present ? present->uuid() : named->uuid;
+    version.dateModified = dateOf(received);
+    version.archivedAt = engine_.mainManagedObjectContext()->environment().clock().now();
+    version.origin = Origin::Cloud;
+    version.reason = present ? reasonFor(version.dateModified, present->dateModified()) : Reason::Deletion;
+    version.record = received;
+    archive_.add(version);
+    ++unsaved_;
+    if (engine_.fileMetadataManager().isFileNameConflicted(qw::text::lowercase(fileName)))
+        save();
+}
+
+QWRef<QWManagedObjectWithSyncSupport>
+QWLosingVersions::versionOfBatch(const QString& fileName, QWManagedObjectWithSyncSupport& present) {
+    const auto& batch = engine_.syncSupportManagedObjectContextCopy();
+    QWRef<QWManagedObjectWithSyncSupport> object(&present);
+    if (present.managedObjectContext() != batch.get())
+        object = present.isInserted()
+                     ? engine_.objectReferencedWithLowerCaseFileName(fileName, false)
+                     : QWRef<QWManagedObjectWithSyncSupport>(dynamic_cast<QWManagedObjectWithSyncSupport*>(
+                         batch->registeredObject(present.objectID()).data()));
+    return object && object->hasChanges() && qw::sync::holdsOwnChanges(*object)
+               ? object
+               : QWRef<QWManagedObjectWithSyncSupport>();
+}
+
+void QWLosingVersions::addOvertaken(QWManagedObjectWithSyncSupport& version, const QVariantMap& received) {
+    archive_.add(version, Origin::Cloud, reasonFor(version.dateModified(), dateOf(received)));
+    ++unsaved_;
+}
+
+// Two versions of one second may be the same one.
+void QWLosingVersions::versionGivesWay(QWManagedObjectWithSyncSupport& version,
+                                       QWManagedObjectWithSyncSupport* winner) {
+    const bool isHosts = version.managedObjectContext() == engine_.mainManagedObjectContext().get();
+    const Reason reason =
+        winner ? reasonFor(version.dateModified(), winner->dateModified()) : Reason::Deletion;
+    if (reason == Reason::SameSecond && hashOf(version) == hashOf(*winner))
+        return;
+    archive_.add(version, isHosts ? Origin::Here : Origin::Cloud, reason);
+    if (++unsaved_ >= mostUnsaved)
+        save();
+}
+
+std::optional<QByteArray> QWLosingVersions::hashOf(QWManagedObjectWithSyncSupport& object) {
+    const auto record = qw::sync::recordOnArrival(
+        engine_.syncDictionaryExporter().dictionaryToInsertOrUpdateObjectToSync(object));
+    return record ? qw::sync::travellingHash(*record, object) : std::nullopt;
+}

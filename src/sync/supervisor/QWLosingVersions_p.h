@@ -1,0 +1,33 @@
+#pragma once
+
+#include "store/QWManagedObjectContext.h"
+#include "sync/supervisor/QWVersionArchive.h"
+
+#include <QObject>
+
+// Sees to it that each version that gives way is in the archive before: hears from the engine which ones the
+// running batch replaces, and from QWVersionKeeper which received ones are declined.
+class QWLosingVersions final : public QObject {
+public:
+    QWLosingVersions(QWDropboxSyncCoreData& engine, QWVersionArchive& archive);
+
+    // Before the engine imports a received record that changes nothing here, and saves the cache store. `present`
+    // is what it is behind of; null where that is a deletion.
+    void addDeclined(const QString& fileName, const QVariantMap& received,
+                     const QWManagedObjectWithSyncSupport* present);
+    // What the running batch has received of the record before, as its file and as copies of a conflict; null when
+    // nothing. `present` is the version here, of whatever context.
+    QWRef<QWManagedObjectWithSyncSupport> versionOfBatch(const QString& fileName,
+                                                         QWManagedObjectWithSyncSupport& present);
+    // Such a version makes way for `received`.
+    void addOvertaken(QWManagedObjectWithSyncSupport& version, const QVariantMap& received);
+
+private:
+    void versionGivesWay(QWManagedObjectWithSyncSupport& version, QWManagedObjectWithSyncSupport* winner);
+    void save();
+    std::optional<QByteArray> hashOf(QWManagedObjectWithSyncSupport& object);
+
+    QWDropboxSyncCoreData& engine_;
+    QWVersionArchive& archive_;
+    int unsaved_ = 0; // added since the last save here
+};

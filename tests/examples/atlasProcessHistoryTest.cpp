@@ -1,0 +1,110 @@
+// The program's commands on versions that lost.
+
+#include "AtlasProcess.h"
+
+using namespace testing;
+
+namespace {
+
+class AtlasHistory : public AtlasProcessTest {
+protected:
+    // A visit that both have; B has renamed it since A has.
+    QString visitOfTwoVersions() const {
+        connect(a_);
+        connect(b_);
+        const QString uuid = a_.tell({"add", "Visit", "title=Old"});
+        syncBoth();
+        a_.tell({"set", uuid, "title=Mine", "dateModified=2030-01-01 10:00:00 +0000"});
+        b_.tell({"set", uuid, "title=Theirs", "dateModified=2030-01-01 11:00:00 +0000"});
+        b_.tell({"sync", "--once", "--timeout", "60"});
+        a_.tell({"sync", "--once", "--timeout", "60"});
+        EXPECT_EQ(a_.show(uuid)["title"], "Theirs");
+        return uuid;
+    }
+    static QJsonArray history(const Desktop& desktop, const QStringList& arguments = {}) {
+        return QJsonDocument::fromJson(
+                   desktop.tell(QStringList{"history"} + arguments + QStringList{"--json"}).toUtf8())
+            .array();
+    }
+};
+
+} // namespace
+
+TEST_F(AtlasHistory, History_lists_the_versions_that_lost) {
+    const QString uuid = visitOfTwoVersions();
+    EXPECT_EQ(a_.tell({"history", uuid}), uuid + "\t1\t2030-01-01 10:00:00 +0000\there\tearlier\tMine");
+    EXPECT_EQ(a_.tell({"history"}), a_.tell({"history", uuid}));
+    const QJsonObject version = history(a_, {uuid}).at(0).toObject();
+    EXPECT_EQ(version["uuid"], uuid);
+    EXPECT_EQ(version["entity"], "Visit");
+    EXPECT_EQ(version["version"], 1);
+    EXPECT_EQ(version["dateModified"], "2030-01-01 10:00:00 +0000");
+    EXPECT_EQ(version["origin"], "here");
+    EXPECT_EQ(version["why"], "earlier");
+    EXPECT_EQ(version["title"], "Mine");
+    EXPECT_EQ(version["record"]["title"], "Mine");
+    EXPECT_FALSE(version["archivedAt"].toString().isEmpty());
+}
+
+TEST_F(AtlasHistory, A_record_that_has_not_lost_has_no_history) {
+    const QString uuid = a_.tell({"add", "Visit", "title=Only"});
+    EXPECT_EQ(a_.tell({"history", uuid}), "");
+    EXPECT_EQ(history(a_), QJsonArray());
+}
+
+TEST_F(AtlasHistory, Restore_brings_a_version_back_on_both_desktops) {
+    const QString uuid = visitOfTwoVersions();
+    a_.tell({"restore", uuid, "1"});
+    EXPECT_EQ(a_.show(uuid)["title"], "Mine");
+    EXPECT_EQ(a_.waiting(), 1);
+    syncBoth();
+    EXPECT_EQ(b_.show(uuid)["title"], "Mine");
+    EXPECT_EQ(a_.digest(), b_.digest());
+    const QJsonArray versions = history(a_, {uuid});
+    ASSERT_EQ(versions.size(), 2);
+    EXPECT_EQ(versions[0]["title"], "Theirs");
+    EXPECT_EQ(versions[0]["why"], "restored");
+}
+
+TEST_F(AtlasHistory, Restore_makes_a_deleted_record_again_on_both_desktops) {
+    connect(a_);
+    connect(b_);
+    const QString uuid = a_.tell({"add", "Visit", "title=Gone", "notes=two\nlines", "rating=4"});
+    syncBoth();
+    const QJsonObject before = a_.show(uuid);
+    b_.tell({"delete", uuid});
+    b_.tell({"sync", "--once", "--timeout", "60"});
+    a_.tell({"sync", "--once", "--timeout", "60"});
+    a_.fails({"show", uuid});
+    EXPECT_EQ(history(a_).at(0)["why"], "deleted");
+    a_.tell({"restore", uuid, "1"});
+    syncBoth();
+    QJsonObject after = b_.show(uuid);
+    after["dateModified"] = before["dateModified"];
+    EXPECT_EQ(after, before);
+}
+
+TEST_F(AtlasHistory, A_record_or_a_version_that_there_is_not_is_refused_with_the_reason) {
+    const QString uuid = visitOfTwoVersions();
+    EXPECT_THAT(a_.fails({"history", "NOBODY"}), HasSubstr("no record NOBODY"));
+    EXPECT_THAT(a_.fails({"restore", "NOBODY", "1"}), HasSubstr("no record NOBODY"));
+    for (const char* version : {"2", "0", "one", "1.0"})
+        EXPECT_THAT(a_.fails({"restore", uuid, version}),
+                    AllOf(HasSubstr(std::string("no version ") + version), HasSubstr("history")));
+    EXPECT_EQ(a_.show(uuid)["title"], "Theirs");
+    EXPECT_EQ(a_.waiting(), 0);
+}
+
+TEST_F(AtlasHistory, Repair_keeps_the_versions_that_it_can_read) {
+    const QString uuid = visitOfTwoVersions();
+    a_.tell({"repair"});
+    EXPECT_EQ(history(a_, {uuid}).at(0)["title"], "Mine");
+    QFile cache(a_.file("cache/DropboxCache.sqlite"));
+    ASSERT_TRUE(cache.open(QIODevice::WriteOnly));
+    cache.write(QByteArray(8192, 'x'));
+    cache.close();
+    const AtlasRun repair = a_.run({"repair"});
+    EXPECT_EQ(repair.exitCode, 0);
+    EXPECT_THAT(repair.err.toStdString(), HasSubstr("lost versions"));
+    EXPECT_EQ(a_.tell({"history", uuid}), "");
+}
