@@ -170,8 +170,8 @@ void QWDropboxSyncCoreData::reconcileInsertions(QWManagedObjectContext& context)
             Q_EMIT versionGivesWay(*object, nullptr);
             qw::sync::deleteWithoutRules(*object);
         } else if (const auto row = object->dateModified().isValid()
-                                      ? QWRef<ObjectWaitingSync>()
-                                      : objectWaitingSyncForObject(*object, false)) {
+                                        ? QWRef<ObjectWaitingSync>()
+                                        : objectWaitingSyncForObject(*object, false)) {
             deleteObjectWaitingSync(*row);
         }
     }

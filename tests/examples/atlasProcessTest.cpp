@@ -47,9 +47,8 @@ const char* const allOfAVisit[] = {"title=Été, = à Paris",
 TEST_F(AtlasProcess, Help_names_every_command_and_ends_well) {
     const AtlasRun run = a_.run({"--help"});
     EXPECT_EQ(run.exitCode, 0);
-    for (const char* command :
-         {"connect", "import", "add", "set", "delete", "show", "list", "history", "restore", "sync",
-          "status", "digest", "repair"})
+    for (const char* command : {"connect", "import", "add", "set", "delete", "show", "list", "history",
+                                "restore", "sync", "status", "digest", "repair"})
         EXPECT_THAT(run.out.toStdString(), HasSubstr(std::string("\n  ") + command));
 }
 

@@ -72,7 +72,8 @@ const std::vector<Command>& commands() {
          runList},
         {"history",
          "[UUID] [--json]",
-         "lists versions that lost, of a record or the latest of all: uuid, version, date, origin, why, title",
+         "lists versions that lost, of a record or the latest of all: uuid, version, date, origin, why, "
+         "title",
          {"json"},
          0,
          1,

@@ -32,8 +32,7 @@ QString reasonText(QWArchivedVersion::Reason reason) {
 
 // The first described field: a name or a title.
 QString titleOf(const QWArchivedVersion& version, atlas::AtlasLibrary& library) {
-    const QWRef<QWManagedObject> sample(
-        library.context().model().entity(version.entityName)->makeRecord());
+    const QWRef<QWManagedObject> sample(library.context().model().entity(version.entityName)->makeRecord());
     const auto& record = static_cast<const QWManagedObjectWithSyncSupport&>(*sample);
     return version.record.value(record.fieldDescriptions()->first()->key()).toString();
 }

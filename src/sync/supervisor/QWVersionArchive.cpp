@@ -29,9 +29,8 @@ QWManagedObjectSet fetch(QWManagedObjectContext& context, const QWFetchRequest& 
 
 // The latest loss first.
 QWManagedObjectSet rowsOf(QWManagedObjectContext& context, const QString& uuid) {
-    QWFetchRequest request(rowEntityName,
-                           QWPredicate::comparison(objectUUIDKey, QWPredicate::Operator::Equal, uuid,
-                                                   QWPredicate::CaseInsensitive));
+    QWFetchRequest request(rowEntityName, QWPredicate::comparison(objectUUIDKey, QWPredicate::Operator::Equal,
+                                                                  uuid, QWPredicate::CaseInsensitive));
     request.sortDescriptors = {{numberKey, false}};
     return fetch(context, request);
 }
@@ -148,8 +147,8 @@ void QWVersionArchive::prune() {
     auto& context = *engine_.dropboxCacheManagedObjectContext();
     const QDateTime oldest = context.environment().clock().now().addSecs(
         -std::chrono::duration_cast<std::chrono::seconds>(bounds_.age).count());
-    const QWFetchRequest tooOld(
-        rowEntityName, QWPredicate::comparison(archivedAtKey, QWPredicate::Operator::Less, oldest));
+    const QWFetchRequest tooOld(rowEntityName,
+                                QWPredicate::comparison(archivedAtKey, QWPredicate::Operator::Less, oldest));
     for (const auto& row : fetch(context, tooOld))
         context.deleteObject(*row);
     const qint64 surplus = count() - bounds_.versions;

@@ -68,8 +68,7 @@ public:
     // version that it replaces where that is later; the host saves it. A record that does not exist any more is made
     // again. The version that is replaced goes into the archive. A reference to a record that is not here is left
     // out. Null, with an error, when the model does not sync records of that entity.
-    QWRef<QWManagedObjectWithSyncSupport> restore(const QWArchivedVersion& version,
-                                                  QWError* error = nullptr);
+    QWRef<QWManagedObjectWithSyncSupport> restore(const QWArchivedVersion& version, QWError* error = nullptr);
 
     // For a cache store that takes the place of another one: takes over what the file of that one holds, as far
     // as it can be read. False when it can not.

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "support/Desktop.h"
+#include "sync/records/QWDropboxSyncManagedObjectDictionaryExporter.h"
+#include "sync/records/QWTravellingForm.h"
 
 #include <vector>
 
@@ -41,6 +43,18 @@ struct OneDesktop : testing::Test {
     }
     static QVariantMap book(const QString& title, const QString& dateModified = "2025-01-01 00:00:00 +0000") {
         return {{"title", title}, {"dateModified", dateModified}};
+    }
+    // Another version of the book X, of the same second, whose form has a hash that is greater, or less.
+    QVariantMap versionInSameSecond(bool isGreater) {
+        const auto present = desktop.find("X");
+        QVariantMap record =
+            engine().syncDictionaryExporter().dictionaryToInsertOrUpdateObjectToSync(*present);
+        const auto own = qw::sync::travellingHash(record, *present);
+        for (int number = 0;; ++number) {
+            record["title"] = QString::number(number);
+            if ((*qw::sync::travellingHash(record, *present) > *own) == isGreater)
+                return record;
+        }
     }
 
 private:

@@ -112,7 +112,8 @@ TEST_F(VersionRestore, References_come_back_to_records_that_are_here_and_make_no
 TEST_F(VersionRestore, Members_that_are_not_here_are_left_out_of_a_relationship_to_many) {
     const auto whole = a.add("Chapter", {{"heading", "Whole"}});
     const auto one = a.add("Chapter"), two = a.add("Chapter");
-    whole->setRelatedObjects("parts", {QWRef<QWManagedObject>(one.data()), QWRef<QWManagedObject>(two.data())});
+    whole->setRelatedObjects("parts",
+                             {QWRef<QWManagedObject>(one.data()), QWRef<QWManagedObject>(two.data())});
     const QString uuid = whole->uuid(), oneUuid = one->uuid();
     sync();
     b.context->deleteObject(*b.find(uuid, "Chapter"));

@@ -1,6 +1,4 @@
 #include "supervisor/OneDesktop.h"
-#include "sync/records/QWDropboxSyncManagedObjectDictionaryExporter.h"
-#include "sync/records/QWTravellingForm.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -106,18 +104,6 @@ struct OneVersion : OneDesktop {
     void receive() {
         desktop.askForChanges();
         pass(30);
-    }
-    // Another version, that of `title`, whose form has a hash that is greater, or less, than the one here.
-    QVariantMap versionInSameSecond(bool isGreater) {
-        const auto present = desktop.find("X");
-        QVariantMap record =
-            engine().syncDictionaryExporter().dictionaryToInsertOrUpdateObjectToSync(*present);
-        const auto own = qw::sync::travellingHash(record, *present);
-        for (int number = 0;; ++number) {
-            record["title"] = QString::number(number);
-            if ((*qw::sync::travellingHash(record, *present) > *own) == isGreater)
-                return record;
-        }
     }
     void edit(const QString& title) {
         desktop.find("X")->setValueForKey("title", title);
