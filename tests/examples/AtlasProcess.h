@@ -24,27 +24,65 @@ struct AtlasRun {
     QJsonDocument json() const { return QJsonDocument::fromJson(out.toUtf8()); }
 };
 
-// One desktop: a library that the built program works on.
+// A process that runs one of the built programs; `prepare` may change it first.
+inline std::unique_ptr<QProcess> startProgram(const QString& name, const QStringList& arguments,
+                                              const std::function<void(QProcess&)>& prepare = {}) {
+    auto process = std::make_unique<QProcess>();
+    auto environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("LC_ALL", "C.UTF-8");
+    environment.insert("QT_QPA_PLATFORM", "offscreen");
+    process->setProcessEnvironment(environment);
+    if (prepare)
+        prepare(*process);
+    process->start(QCoreApplication::applicationDirPath() + '/' + name, arguments);
+    EXPECT_TRUE(process->waitForStarted());
+    return process;
+}
+
+// Sets a variable of the environment that a process will have.
+inline void setVariable(QProcess& process, const QString& name, const QString& value) {
+    auto environment = process.processEnvironment();
+    environment.insert(name, value);
+    process.setProcessEnvironment(environment);
+}
+
+// Waits for a line that holds `text`; false when the process ends without it.
+inline bool waitForLine(QProcess& process, const QByteArray& text,
+                        QProcess::ProcessChannel channel = QProcess::StandardError) {
+    process.setReadChannel(channel);
+    do {
+        while (process.canReadLine())
+            if (process.readLine().contains(text))
+                return true;
+    } while (process.waitForReadyRead(120'000));
+    return false;
+}
+
+// One desktop: a library that the built programs work on.
 class Desktop {
 public:
     explicit Desktop(const QString& library) : library_(library) {}
 
     const QString& library() const { return library_; }
+    // Of the environment of its commands.
+    void setVariables(const QMap<QString, QString>& variables) { variables_ = variables; }
     QString file(const QString& name) const { return library_ + '/' + name; }
 
-    // A process that runs a command; `prepare` may change it first.
+    // A process that runs a command.
     std::unique_ptr<QProcess> start(const QStringList& command,
                                     const std::function<void(QProcess&)>& prepare = {}) const {
-        auto process = std::make_unique<QProcess>();
-        auto environment = QProcessEnvironment::systemEnvironment();
-        environment.insert("LC_ALL", "C.UTF-8");
-        process->setProcessEnvironment(environment);
-        if (prepare)
-            prepare(*process);
-        process->start(QCoreApplication::applicationDirPath() + "/atlas",
-                       QStringList{"--library", library_} + command);
-        EXPECT_TRUE(process->waitForStarted());
-        return process;
+        return startProgram("atlas", QStringList{"--library", library_} + command, [&](QProcess& process) {
+            for (auto variable = variables_.begin(); variable != variables_.end(); ++variable)
+                setVariable(process, variable.key(), variable.value());
+            if (prepare)
+                prepare(process);
+        });
+    }
+    // The window; it says "in step" on stderr.
+    std::unique_ptr<QProcess> startWindow() const {
+        return startProgram("atlas-desktop", {"--library", library_}, [](QProcess& process) {
+            setVariable(process, "QT_LOGGING_RULES", "atlas.cloud.info=true");
+        });
     }
     static AtlasRun finish(QProcess& process) {
         const bool ended = (process.state() == QProcess::NotRunning || process.waitForFinished(120'000))
@@ -106,6 +144,7 @@ public:
 
 private:
     QString library_;
+    QMap<QString, QString> variables_;
 };
 
 // The cloud between the desktops: a directory, which they use themselves ("folder") or through a server of
@@ -131,6 +170,12 @@ public:
         if (server_)
             server_->stop();
     }
+    // The machine that it runs on fails.
+    void kill() {
+        server_->process().kill();
+        server_->process().waitForFinished();
+    }
+    const StandIn& server() const { return *server_; }
     // Takes everything out of it.
     void empty() {
         stop();

@@ -1,10 +1,15 @@
 #include "desktop/CloudConnection.h"
 
+#include <QLoggingCategory>
+
 using namespace std::chrono_literals;
 
 namespace atlas {
 
 namespace {
+
+// For those who watch the program from outside: QT_LOGGING_RULES=atlas.cloud.info=true.
+Q_LOGGING_CATEGORY(cloudLog, "atlas.cloud", QtWarningMsg)
 
 constexpr auto leastPause = 1min; // between two times that nobody has asked for
 
@@ -40,6 +45,11 @@ void CloudConnection::start(std::shared_ptr<DBRestClient> client) {
         if (isActive()) // a refused token has a message of its own
             setTrouble(reason);
     });
+    connect(supervisor_.get(), &QWSyncSupervisor::progressed, this, [this] {
+        if (!std::exchange(isInStep_, supervisor_->isInStep()) && isInStep_)
+            qCInfo(cloudLog, "in step");
+    });
+    isInStep_ = false;
     lastAsked_ = library_.environment()->runLoop().now(); // an activation asks
     supervisor_->activate();
     Q_EMIT supervisorChanged();

@@ -50,6 +50,7 @@ private:
     std::optional<QWRunLoop::Duration> lastAsked_; // by the run loop
     QDateTime lastQuery_;                          // the engine's, when the trouble began
     QString trouble_;
+    bool isInStep_ = false;
 };
 
 } // namespace atlas

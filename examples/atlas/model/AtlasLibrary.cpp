@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QSettings>
+#include <QTemporaryFile>
 
 namespace atlas {
 
@@ -46,7 +47,10 @@ std::unique_ptr<QLockFile> lock(const QString& folder, QWError* error) {
     lock->setStaleLockTime(1000);
     if (lock->error() == QLockFile::LockFailedError && lock->tryLock(2000))
         return lock;
-    fail(error, path + ": the lock cannot be taken");
+    // Why, the lock does not tell; a file beside it does.
+    QTemporaryFile file(folder + "/lock-XXXXXX");
+    const bool isWritable = file.open() && file.write("0") == 1 && file.flush();
+    fail(error, path + ": the lock cannot be taken" + (isWritable ? QString() : ": " + file.errorString()));
     return nullptr;
 }
 

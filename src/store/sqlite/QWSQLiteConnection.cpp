@@ -8,6 +8,7 @@
 #include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
+#include <cerrno>
 
 namespace {
 
@@ -101,7 +102,10 @@ qint64 QWSQLiteConnection::integer(const QByteArray& sql) {
 }
 
 QWError QWSQLiteConnection::error(int code) const {
-    const QWStoreErrorCode kind = storeCode(code);
+    QWStoreErrorCode kind = storeCode(code);
+    // Of its index of the write-ahead log SQLite says only that it failed.
+    if (kind == QWStoreErrorCode::IO && database_ && sqlite3_system_errno(database_) == ENOSPC)
+        kind = QWStoreErrorCode::DiskFull;
     const QString detail = QString::fromUtf8(database_ ? sqlite3_errmsg(database_) : sqlite3_errstr(code));
     return QWMakeStoreError(kind, QStringLiteral("%1: %2.").arg(sentence(kind).arg(path_), detail),
                             {{QStringLiteral("path"), path_}});

@@ -11,14 +11,7 @@ namespace {
 class DesktopProcess : public AtlasProcessTest {
 protected:
     static std::unique_ptr<QProcess> start(const QStringList& arguments) {
-        auto process = std::make_unique<QProcess>();
-        auto environment = QProcessEnvironment::systemEnvironment();
-        environment.insert("LC_ALL", "C.UTF-8");
-        environment.insert("QT_QPA_PLATFORM", "offscreen");
-        process->setProcessEnvironment(environment);
-        process->start(QCoreApplication::applicationDirPath() + "/atlas-desktop", arguments);
-        EXPECT_TRUE(process->waitForStarted());
-        return process;
+        return startProgram("atlas-desktop", arguments);
     }
     static std::string fails(const QStringList& arguments) {
         const AtlasRun run = Desktop::finish(*start(arguments));

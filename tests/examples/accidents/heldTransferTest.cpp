@@ -1,0 +1,67 @@
+// In the middle of a transfer the server is started again, the process is suspended, or the clock is set back:
+// the sync carries on, and everything is in step in the end.
+
+#include "AccidentTest.h"
+#include "ShiftedClock.h"
+
+using namespace testing;
+
+namespace {
+
+// A sync that is held in the middle of its transfer.
+class HeldTransfer : public AccidentTest, public WithParamInterface<const char*> {
+protected:
+    HeldTransfer() {
+        a_.importISO(iso_);
+        connect(a_);
+        connect(b_);
+        if (isDownload())
+            a_.tell(syncOnce);
+        holdFifth(GetParam());
+        receiver().setVariables(clock_.variables());
+        process_ = receiver().start(syncOnce);
+        waitUntilHeld(GetParam());
+    }
+
+    bool isDownload() const { return QLatin1String(GetParam()) == QLatin1String("files/download"); }
+    Desktop& receiver() { return isDownload() ? b_ : a_; }
+    void signal(int signal) const { ::kill(static_cast<pid_t>(process_->processId()), signal); }
+    void expectCarriesOn() {
+        const AtlasRun run = Desktop::finish(*process_);
+        EXPECT_EQ(run.exitCode, 0) << qPrintable(run.err);
+        expectInStep();
+    }
+
+    ShiftedClock clock_;
+    std::unique_ptr<QProcess> process_;
+};
+
+} // namespace
+
+TEST_P(HeldTransfer, Of_a_server_that_is_killed_and_started_again_is_made_up_for) {
+    cloud_.kill();
+    cloud_.start();
+    expectCarriesOn();
+}
+
+TEST_P(HeldTransfer,
+       Of_a_process_that_is_suspended_while_the_server_and_other_desktops_go_on_is_made_up_for) {
+    signal(SIGSTOP);
+    cloud_.start();
+    const Desktop third(path("D"));
+    connect(third);
+    third.tell(syncOnce);
+    third.tell({"add", "Visit", "title=meanwhile"});
+    third.tell(syncOnce);
+    signal(SIGCONT);
+    expectCarriesOn();
+    EXPECT_EQ(receiver().count("Visit"), 1);
+}
+
+TEST_P(HeldTransfer, During_which_the_clock_is_set_back_a_day_is_made_up_for) {
+    clock_.shift(-24h);
+    cloud_.start();
+    expectCarriesOn();
+}
+
+INSTANTIATE_TEST_SUITE_P(Route, HeldTransfer, Values("files/upload", "files/download"));
