@@ -125,9 +125,7 @@ TEST_F(AtlasProcessServer, A_refused_token_ends_a_sync_with_3_until_another_is_g
 }
 
 TEST_F(AtlasProcessServer, The_token_is_never_printed) {
-    const auto logsEverything = [](QProcess& process) {
-        setVariable(process, "QT_LOGGING_RULES", "*=true");
-    };
+    const auto logsEverything = [](QProcess& process) { setVariable(process, "QT_LOGGING_RULES", "*=true"); };
     for (const QStringList& options : {QStringList(), QStringList{"--token", "another"}}) {
         cloud_.start(options);
         for (const QStringList& command :

@@ -2,6 +2,7 @@
 
 #include <QIODevice>
 #include <algorithm>
+#include <cerrno>
 
 namespace {
 
@@ -11,10 +12,12 @@ constexpr int pieceSize = 256 * 1024; // of content on its way in or out
 
 QWFolderFailure failure(sqlite3* database) {
     const int code = sqlite3_errcode(database) & 0xff;
-    const bool lacksSpace = code == SQLITE_FULL || code == SQLITE_TOOBIG;
+    // Of its index of the write-ahead log SQLite says only that it failed.
+    const bool isDiskFull = code == SQLITE_IOERR && sqlite3_system_errno(database) == ENOSPC;
+    const bool lacksSpace = isDiskFull || code == SQLITE_FULL || code == SQLITE_TOOBIG;
+    const char* reason = isDiskFull ? sqlite3_errstr(SQLITE_FULL) : sqlite3_errmsg(database);
     return {lacksSpace ? QWAppFolderErrorCode::InsufficientSpace : QWAppFolderErrorCode::Unavailable,
-            QStringLiteral("The app folder's database failed: %1.")
-                .arg(QString::fromUtf8(sqlite3_errmsg(database)))};
+            QStringLiteral("The app folder's database failed: %1.").arg(QString::fromUtf8(reason))};
 }
 
 } // namespace

@@ -46,8 +46,9 @@ TEST_F(ClockSetBack, Makes_a_second_edit_of_a_record_the_older_version_which_los
 }
 
 TEST_F(ClockSetBack, Hides_nothing_that_another_desktop_does_meanwhile) {
-    b_.tell({"set", france_, "name=elsewhere", "dateModified=2030-01-01 00:00:00 +0000"});
-    const QString visit = b_.tell({"add", "Visit", "title=elsewhere"});
+    b_.tell({"set", france_, "name=elsewhere", "dateModified=2100-01-01 00:00:00 +0000"});
+    const QString visit =
+        b_.tell({"add", "Visit", "title=elsewhere", "dateModified=2001-01-01 00:00:00 +0000"});
     expectInStep();
     EXPECT_EQ(a_.show(france_)["name"], "elsewhere");
     EXPECT_EQ(a_.show(visit)["title"], "elsewhere");
