@@ -308,6 +308,7 @@ private:
     void uploadRecordAgain(const QWRef<ObjectWaitingSync>& row);
     void uploadFileAgain(const QString& fileName, const QUrl& localURL, int generation);
     void uploadFileWithName(const QString& fileName, const QUrl& localURL);
+    QString uuidInFlight(const QString& fileName) const;
     QWRef<QWManagedObjectWithSyncSupport> objectReferencedByWaitingObject(const ObjectWaitingSync& row);
     bool existsObjectOfUpload(const QString& fileName, const QWRef<ObjectWaitingSync>& row);
     void finishUploadOfObjectWaiting(const QWRef<ObjectWaitingSync>& row);

@@ -358,9 +358,16 @@ QWDropboxSyncCoreData::objectReferencedByWaitingObject(const ObjectWaitingSync& 
 }
 
 QWRef<ObjectWaitingSync> QWDropboxSyncCoreData::objectSyncingForFileWithName(const QString& fileName) const {
-    return objectsSyncing_.value(qw::sync::uuidNamedByFile(fileName));
+    return objectsSyncing_.value(uuidInFlight(fileName));
 }
 
 QByteArray QWDropboxSyncCoreData::recordSentInFileWithName(const QString& fileName) const {
-    return objectsSyncing_.record(qw::sync::uuidNamedByFile(fileName));
+    return objectsSyncing_.record(uuidInFlight(fileName));
+}
+
+// A uuid with a full stop in it, which only a damaged record or another program's file has, is found whole: else
+// its row would stay in flight for ever.
+QString QWDropboxSyncCoreData::uuidInFlight(const QString& fileName) const {
+    const auto named = qw::sync::objectNamedByFile(fileName);
+    return named && objectsSyncing_.value(named->uuid) ? named->uuid : qw::sync::uuidNamedByFile(fileName);
 }

@@ -23,7 +23,7 @@ Stem split(QStringView stem) {
     const auto upTo = [](QStringView text, qsizetype end) { return end < 0 ? text : text.first(end); };
     const QStringView piece = upTo(rest, rest.indexOf(QWDBFileNameSeparator));
     const QStringView uuid = upTo(piece, piece.indexOf(QLatin1Char(' ')));
-    return uuid.isEmpty() ? Stem() : Stem{stem.first(separator), uuid};
+    return isPlainUUID(uuid) ? Stem{stem.first(separator), uuid} : Stem();
 }
 
 QString lastComponent(const QString& name) {
@@ -31,6 +31,12 @@ QString lastComponent(const QString& name) {
 }
 
 } // namespace
+
+bool isPlainUUID(QStringView uuid) {
+    const bool leadsElsewhere = uuid == QLatin1String(".") || uuid == QLatin1String("..");
+    return !uuid.isEmpty() && !leadsElsewhere && !uuid.contains(QLatin1Char('/'))
+           && !uuid.contains(QLatin1Char('\\')) && !uuid.contains(QChar(0));
+}
 
 QString fileName(const QString& uuid, const QString& entityName, bool isImage) {
     return entityName + QWDBFileNameSeparator + uuid + QLatin1Char('.')
@@ -63,8 +69,7 @@ QString uuidNamedByFile(const QString& remoteName) {
 }
 
 bool canNameFiles(const QString& uuid, const QString& entityName) {
-    return !uuid.isEmpty() && !uuid.contains(QLatin1Char('/')) && !uuid.contains(QLatin1Char('\\'))
-           && stagingFileName(uuid).toUtf8().size() <= longestLocalName
+    return isPlainUUID(uuid) && stagingFileName(uuid).toUtf8().size() <= longestLocalName
            && downloadFileName(fileName(uuid, entityName, true));
 }
 

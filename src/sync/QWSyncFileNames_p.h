@@ -13,14 +13,18 @@ QString remotePath(const QString& fileName);
 bool isSyncFolder(const QString& path);
 bool isPreferencesFile(const QString& path);
 
+// Whether a uuid is one name, and no path: hosts name images after it. What comes from elsewhere and is not makes
+// no record here.
+bool isPlainUUID(QStringView uuid);
+
 // The object that a remote file belongs to. The service reports names in lower case, so the entity's name is
 // restored by capitalising each word: "Book" and "Book_Author" come back as they were, "BookAuthor" does not.
 struct NamedObject {
     QString entityName;
     QString uuid; // upper case
 };
-// Nothing for a name without "!!!" and a uuid after it. Text from the first blank on is that of a conflicted
-// copy.
+// Nothing for a name without "!!!" and a plain uuid after it. Text from the first blank on is that of a
+// conflicted copy.
 std::optional<NamedObject> objectNamedByFile(const QString& remoteName);
 // The uuid alone, in upper case; the extension is taken off twice. Null where `objectNamedByFile` finds
 // nothing.

@@ -48,6 +48,20 @@ TEST_F(FileNameLimits, A_record_whose_uuid_holds_a_dot_or_a_blank_waits_like_any
     EXPECT_TRUE(desktop.find("C D", "Author"));
 }
 
+TEST_F(FileNameLimits, A_record_whose_uuid_holds_a_dot_is_sent_and_no_other_is_taken_for_it) {
+    for (const QString uuid : {"A.B", "A"})
+        desktop.add("Author")->setUuid(uuid);
+    saveAndTurn();
+    ASSERT_EQ(client->log(), QStringList({"upload /SyncCache.dbSync/Author!!!A.B.data",
+                                          "upload /SyncCache.dbSync/Author!!!A.data"}));
+    uploaded(client->requests[0]);
+    EXPECT_FALSE(desktop.row(*desktop.find("A.B", "Author")));
+    EXPECT_TRUE(desktop.row(*desktop.find("A", "Author")));
+    uploaded(client->requests[1]);
+    EXPECT_EQ(engine().numberOfObjectsSyncing(), 0);
+    EXPECT_EQ(engine().status(), QWDropboxSyncStatusIdle);
+}
+
 TEST_F(FileNameLimits, A_folder_of_a_longer_name_is_not_the_sync_folder) {
     EXPECT_EQ(deletions({entry("/SyncCache.dbSync-old/x.data")}, {"x.data"}),
               QStringList{"/synccache.dbsync"});

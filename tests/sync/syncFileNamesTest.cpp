@@ -43,6 +43,16 @@ TEST(SyncFileNames, A_name_without_a_second_piece_or_with_an_empty_one_belongs_t
     }
 }
 
+TEST(SyncFileNames, A_uuid_that_is_a_path_belongs_to_no_object) {
+    for (const QString& uuid : {QString("."), QString(".."), QString("../x"), QString("..\\x"), QString("/"),
+                                QString("x") + QChar(0)}) {
+        EXPECT_FALSE(isPlainUUID(uuid)) << uuid.toStdString();
+        EXPECT_FALSE(objectNamedByFile("Book!!!" + uuid + ".data")) << uuid.toStdString();
+        EXPECT_TRUE(uuidNamedByFile("Book!!!" + uuid + ".data").isNull()) << uuid.toStdString();
+        EXPECT_FALSE(canNameFiles(uuid, "Book")) << uuid.toStdString();
+    }
+}
+
 TEST(SyncFileNames, The_row_in_flight_is_found_with_the_extension_taken_off_twice) {
     EXPECT_EQ(uuidNamedByFile("Book!!!A.B.data"), "A");
     EXPECT_EQ(objectNamedByFile("Book!!!A.B.data")->uuid, "A.B");

@@ -1,4 +1,5 @@
 #include "cli/CommandLine.h"
+#include "session/CoreFiles.h"
 
 #include <QCoreApplication>
 #include <QImageReader>
@@ -6,6 +7,7 @@
 #include <cstdio>
 
 int main(int argc, char** argv) {
+    atlas::makeNoCoreFiles();
     QCoreApplication application(argc, argv);
     application.setApplicationName("atlas");
     QImageReader::setAllocationLimit(256); // megabytes: a flag may be a photograph of 67 million pixels

@@ -4,6 +4,7 @@
 #include "desktop/AtlasWindow.h"
 #include "desktop/SignIn.h"
 #include "platform/QWInterrupt.h"
+#include "session/CoreFiles.h"
 #include "views/QWMessageBoxErrorPresenter.h"
 
 #include <QApplication>
@@ -73,6 +74,7 @@ int fail(const QWError& error) {
 } // namespace
 
 int main(int argc, char** argv) {
+    atlas::makeNoCoreFiles();
     QApplication application(argc, argv);
     application.setApplicationName("atlas-desktop");
     application.setApplicationDisplayName("Atlas");

@@ -2,6 +2,7 @@
 
 #include "core/QWManagedObjectToJSONConverter.h"
 #include "store/QWManagedObjectContext.h"
+#include "sync/QWSyncFileNames_p.h"
 #include "sync/QWSyncLog_p.h"
 
 #include <algorithm>
@@ -11,7 +12,7 @@ namespace {
 // The entity that a reference names; null when it is no reference to a synced record of the model.
 const QWEntityDescription* referencedEntity(const QVariantMap& reference, const QWManagedObjectModel& model) {
     const QVariant uuid = reference.value(QWDropBoxUUIDKey);
-    if (uuid.typeId() != QMetaType::QString || uuid.toString().isEmpty())
+    if (uuid.typeId() != QMetaType::QString || !qw::sync::isPlainUUID(uuid.toString()))
         return nullptr;
     const auto* entity = model.entity(reference.value(QWDropBoxEntityNameKey).toString());
     return entity && entity->property(QWDropBoxUUIDKey) ? entity : nullptr;

@@ -32,7 +32,8 @@ public:
     QVariant updatedValueForKey(const QString& key) const;
 
     // The record that a reference names, made in the context when it does not exist; null for a dictionary
-    // that names none: without uuid, or with an entity that the model lacks or whose records have no uuid.
+    // that names none: without a plain uuid, or with an entity that the model lacks or whose records have no
+    // uuid.
     static QWRef<QWManagedObjectWithSyncSupport>
     objectReferencedByDictionary(const QVariantMap& reference, QWManagedObjectContext& context);
 
