@@ -20,8 +20,9 @@ void prepareProcess(int& argc, char** argv) {
     if (!qEnvironmentVariableIsSet("TMPDIR") && QDir("/dev/shm").exists())
         qputenv("TMPDIR", "/dev/shm");
     static QCoreApplication application(argc, argv);
-    // Log lines are made, and so tested, but there would be millions of them.
-    qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
+    // Log lines are made, and so tested, but there would be millions of them. For one input, to see what happens:
+    if (!qEnvironmentVariableIsSet("QW_FUZZ_LOG"))
+        qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
     // The fixtures of the tests check by gtest.
     GTEST_FLAG_SET(throw_on_failure, true);
 }

@@ -23,6 +23,8 @@
 //     z                          the process dies, and another starts
 #include "ScriptedCloud.h"
 
+#include <QRegularExpression>
+
 namespace {
 
 class Script {
@@ -125,7 +127,11 @@ private:
         hasFailed_ = true;
         return status == 200 || status == 401 ? 500 : status;
     }
-    static bool isSaneUUID(const QString& uuid) { return !uuid.isEmpty() && uuid != FuzzedDesktop::ownUUID; }
+    // As records get them; what else comes, comes from the cloud.
+    static bool isSaneUUID(const QString& uuid) {
+        static const QRegularExpression form("\\A[0-9A-Z-]{1,36}\\z");
+        return form.match(uuid).hasMatch() && uuid != FuzzedDesktop::ownUUID;
+    }
 
     void add(const DBDeltaEntryRef& entry) { query_.pages.back().append(entry); }
 

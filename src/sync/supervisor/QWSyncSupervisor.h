@@ -147,6 +147,7 @@ private:
     void lookSoon();
     void look();
     void restart();
+    void letGoOfRow(const QString& fileName);
     void folderFound();
     void lookUpFolderAgain();
 

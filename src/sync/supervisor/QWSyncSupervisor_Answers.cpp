@@ -58,6 +58,13 @@ void QWSyncSupervisor::restClientLoadDeltaFailedWithError(DBRestClient&, const Q
 
 // Uploads and deletions -------------------------------------------------------------------------------------
 
+// A reference may name a uuid in lower case. The row of one stays in flight when it is done, and takes the place
+// of others; only a new start lets it go.
+void QWSyncSupervisor::letGoOfRow(const QString& fileName) {
+    const auto row = engine_->objectSyncingForFileWithName(fileName);
+    isRestartDue_ |= isActive() && row && (row->isDeleted() || !row->managedObjectContext());
+}
+
 void QWSyncSupervisor::restClientUploadedFile(DBRestClient&, const QString& destinationPath,
                                               const QString& sourcePath, const DBMetadata& metadata) {
     if (isLocalPreferences(sourcePath))
@@ -76,6 +83,7 @@ void QWSyncSupervisor::restClientUploadedFile(DBRestClient&, const QString& dest
         if (mayHaveChanged && keeper_->finishUpload(fileName, sent.bytes, wasImageSent))
             callEngine([&] { engine_->beginSyncOfObjectsWaitingSync(); });
     }
+    letGoOfRow(fileName);
     if (isActive() && keeper_->isConflictedImage(fileName))
         sendConflictedImage(fileName);
     Q_EMIT fileSent(fileName);
@@ -108,8 +116,10 @@ void QWSyncSupervisor::restClientUploadFileFailedWithError(DBRestClient&, const 
 void QWSyncSupervisor::restClientDeletedPath(DBRestClient&, const QString& path) {
     ++counts_.sent;
     preferences_->copyIsDeleted(path);
+    const QString fileName = qw::text::lastPathComponent(path);
     finish([&](auto& to) { to.restClientDeletedPath(*this, path); });
-    Q_EMIT fileSent(qw::text::lastPathComponent(path));
+    letGoOfRow(fileName);
+    Q_EMIT fileSent(fileName);
 }
 
 void QWSyncSupervisor::restClientDeletePathFailedWithError(DBRestClient&, const QWError& error) {

@@ -270,3 +270,16 @@ TEST_F(RestartAnswered, An_upload_whose_local_file_has_gone_starts_anew_with_a_f
     pass(100);
     EXPECT_EQ(client->count(QWRestRequest::Upload), 1) << "nothing else repeats it";
 }
+
+// Such a one comes by a reference of another program.
+TEST_F(Restart, A_record_whose_uuid_is_in_lower_case_is_sent_and_lets_others_be_sent) {
+    begin();
+    for (const char* uuid : {"a", "b", "c", "d", "e"})
+        desktop.add("Author")->setUuid(uuid);
+    desktop.save();
+    pass(1);
+    desktop.add("Author")->setUuid("OTHER");
+    desktop.save();
+    EXPECT_TRUE(desktop.world.runLoop->runUntil([this] { return desktop.isIdle(); }, 5min));
+    EXPECT_TRUE(cloud.fileNames().contains("Author!!!OTHER.data"));
+}
