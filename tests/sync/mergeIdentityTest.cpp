@@ -139,8 +139,8 @@ struct MergeInsertion : MergeTest {
         hostsBook->setRelatedObject("author", host.data());
         desktop.context->processPendingChanges();
     }
-    void expectOneAuthor(const QString& name) {
-        EXPECT_EQ(desktop.context->count(QWFetchRequest("Author")), 1);
+    void expectOneAuthor(const QString& name, int authors = 1) {
+        EXPECT_EQ(desktop.context->count(QWFetchRequest("Author")), authors);
         const auto author = desktop.find("N", "Author");
         ASSERT_TRUE(author);
         EXPECT_EQ(author->valueForKey("name"), name);
@@ -201,6 +201,31 @@ TEST_F(MergeInsertion, A_saved_insertion_is_found_by_the_files_that_come_after_i
         R"({"title":"Y","dateModified":"2026-01-01 00:00:30 +0000","author":{"uuid":"n","entityName":"Author"}})");
     endBatch();
     expectOneAuthor("Received");
+}
+
+TEST_F(MergeInsertion, Links_that_have_no_other_end_lead_to_the_record_that_is_left) {
+    const auto other = desktop.add("Author", {{"name", "Another"}});
+    const QWRef<QWManagedObject> saved = desktop.context->insertObject("Sticker");
+    desktop.save();
+    beginBatchWithAuthor(later);
+    insert();
+    const QWRef<QWManagedObject> unsaved = desktop.context->insertObject("Sticker");
+    const QWRef<QWManagedObject> elsewhere = desktop.context->insertObject("Sticker");
+    for (const auto& sticker : {saved, unsaved}) {
+        sticker->setRelatedObject("author", host.data());
+        sticker->setRelatedObjects("authors", {other, host});
+    }
+    elsewhere->setRelatedObject("author", other.data());
+    endBatch();
+    const QWRef<QWManagedObject> author(desktop.find("N", "Author").data());
+    for (const auto& sticker : {saved, unsaved}) {
+        EXPECT_EQ(sticker->relatedObject("author"), author);
+        const auto authors = sticker->relatedObjects("authors");
+        EXPECT_EQ(authors.size(), 2);
+        EXPECT_TRUE(authors.contains(author));
+    }
+    EXPECT_EQ(elsewhere->relatedObject("author")->valueForKey("name"), "Another");
+    expectOneAuthor("Received", 2);
 }
 
 TEST_F(MergeInsertion, A_received_deletion_wins_over_an_insertion_that_was_sent_and_not_saved) {

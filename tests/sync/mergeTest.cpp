@@ -91,6 +91,36 @@ TEST_F(Merge, The_links_of_edits_that_lose_are_dropped_at_both_ends) {
     EXPECT_TRUE(author->relatedObjects("books").isEmpty());
 }
 
+TEST_F(Merge, A_received_link_takes_the_place_of_an_unsaved_one_at_both_ends) {
+    const auto received = desktop.add("Author"), unsaved = desktop.add("Author");
+    desktop.save();
+    beginBatch(later, R"(,"author":{"entityName":"Author","uuid":")" + received->uuid().toUtf8() + "\"}");
+    book->setRelatedObject("author", unsaved.data());
+    desktop.context->processPendingChanges();
+    endBatch();
+    EXPECT_EQ(book->relatedObject("author").data(), received.data());
+    EXPECT_EQ(received->relatedObjects("books").size(), 1);
+    EXPECT_TRUE(unsaved->relatedObjects("books").isEmpty());
+}
+
+TEST_F(Merge, What_another_record_says_of_its_parting_from_one_that_loses_stays) {
+    const auto author = desktop.add("Author", {{"name", "Old"}});
+    author->setUuid("A");
+    book->setRelatedObject("author", author.data());
+    desktop.save();
+    receive({changed("Author!!!A.data", "rev2"), changed("Chapter!!!LAST.data")});
+    loaded(client->requests[0], R"({"name":"Received","dateModified":")" + later.toUtf8() + "\"}", "rev2");
+    author->setValueForKey("name", "Host's");
+    book->setRelatedObject("author", nullptr);
+    desktop.context->processPendingChanges();
+    endBatch();
+    EXPECT_EQ(author->valueForKey("name"), "Received");
+    EXPECT_FALSE(book->relatedObject("author"));
+    EXPECT_TRUE(author->relatedObjects("books").isEmpty());
+    desktop.save();
+    EXPECT_TRUE(stored("A", "Author")->relatedObjects("books").isEmpty());
+}
+
 TEST_F(Merge, What_another_record_says_of_its_link_to_one_that_loses_stays) {
     beginBatch(later);
     edit("pages", 7);

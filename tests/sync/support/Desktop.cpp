@@ -90,7 +90,10 @@ std::shared_ptr<QWManagedObjectModel> desktop::model() {
     chapter.addToOne("whole", "Chapter").setInverse("parts"); // not described
 
     addSyncAttributes(model->addEntity<BookAuthor>("BookAuthor"));
-    model->addEntity("Sticker").addAttribute("text", QWAttributeType::String);
+    auto& sticker = model->addEntity("Sticker");
+    sticker.addAttribute("text", QWAttributeType::String);
+    sticker.addToOne("author", "Author");
+    sticker.addToMany("authors", "Author");
     return model;
 }
 

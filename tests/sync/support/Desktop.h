@@ -40,7 +40,8 @@ public:
     const QWFieldDescriptions* fieldDescriptions() const override;
 };
 
-// Authors write books, books have chapters, chapters have parts; stickers are not synced.
+// Authors write books, books have chapters, chapters have parts; stickers are not synced, and nobody knows on what
+// they are.
 std::shared_ptr<QWManagedObjectModel> model();
 
 using Record = QWRef<QWManagedObjectWithSyncSupport>;
