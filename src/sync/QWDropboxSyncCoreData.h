@@ -98,6 +98,8 @@ public:
         return mainManagedObjectContext_;
     }
 
+    const QStringList& entityNames() const { return entityNames_; }
+
     // A QWDropboxSyncStatus.
     quint64 status() const { return _status; }
     void setStatus(quint64 status);
@@ -167,6 +169,9 @@ public:
     // For a client that neither sends nor answers the query that it was just asked for: all is as if it had
     // not been asked. `status` is what it was before.
     void takeBackDeltaQuery(quint64 status);
+    // For a client that will not have the changes imported that a query has just listed (`changesListed`): all is as
+    // if it had not been made, and the engine is idle until the next one.
+    void giveUpChangesListed();
     // For a client that neither loads nor answers the file that it was just asked for: its entry is finished,
     // and the file is known from now on, though not received.
     void passOverFile(const QString& fileName);
@@ -265,6 +270,9 @@ Q_SIGNALS:
     // A listing from scratch is complete, and these files that are known here are not in it, those of objects
     // that wait to be sent and that of the preferences included.
     void listingLacks(const QStringList& fileNames);
+    // `deltaEntriesToImport` holds all changes of a query, the deletions of a listing from scratch included; none is
+    // imported yet.
+    void changesListed();
     // A version of a record is about to give way to `winner` or, where that is null, to a deletion. It is the host's
     // in the main context, or one that only the running batch has received.
     void versionGivesWay(QWManagedObjectWithSyncSupport& version, QWManagedObjectWithSyncSupport* winner);
@@ -452,6 +460,7 @@ private:
     // it.
     bool isDeltaCursorInDoubt_ = false;
     QWResetListing resetListing_;
+    bool areChangesGivenUp_ = false; // while `changesListed` tells of them
 
     // Preferences. Written there, and read at construction.
     QJsonObject syncedPreferences_;              // null: no value

@@ -54,6 +54,12 @@ void QWDropboxSyncCoreData::takeBackDeltaQuery(quint64 status) {
     setStatus(status);
 }
 
+void QWDropboxSyncCoreData::giveUpChangesListed() {
+    areChangesGivenUp_ = true;
+    emptyDeltaEntries();
+    deltaNextCursor_ = metadataWithKey(QWDBMetadataCursorKey)->value();
+}
+
 void QWDropboxSyncCoreData::restClientLoadedDeltaEntries(DBRestClient&, const QList<DBDeltaEntryRef>& entries,
                                                          bool reset, const QString& cursor, bool hasMore) {
     deltaEntriesToImport_.append(entries);
@@ -66,6 +72,12 @@ void QWDropboxSyncCoreData::restClientLoadedDeltaEntries(DBRestClient&, const QL
     }
     deltaEntriesToImport_.sort(entityNames_);
     _lastTimeQueriedDeltaEntries = environment().clock().now();
+    Q_EMIT changesListed();
+    if (std::exchange(areChangesGivenUp_, false)) {
+        setStatus(QWDropboxSyncStatusIdle);
+        beginSyncOfObjectsWaitingSync();
+        return;
+    }
     beginProcessOfNextDeltaEntryWaiting();
 }
 

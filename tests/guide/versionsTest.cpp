@@ -49,4 +49,37 @@ TEST(VersionsGuide, Lists_what_lost_and_brings_it_back) {
     EXPECT_EQ(restored->valueForKey("title"), "The Road");
 }
 
+TEST(VersionsGuide, Asks_before_very_many_records_are_deleted) {
+    BookLibrary library;
+    QWDropboxSyncCoreData engine(library.context, {"Author", "Book"},
+                                 QUrl::fromLocalFile(library.folder.path() + "/cache"));
+    const std::shared_ptr folder = QWAppFolder::inMemory(library.coordinator->environment());
+    const auto supervisor = QWSyncSupervisor::create(
+        engine, std::make_shared<QWFolderRestClient>(folder, library.coordinator->environment()));
+    QString shown;
+    const auto showQuestion = [&](const QString& question) { shown = question; };
+
+    supervisor->setDeletionQuestion([&](qint64 count, qint64 total) {
+        showQuestion(QStringLiteral("%1 of %2 records were deleted on another desktop.").arg(count).arg(total));
+    });
+    supervisor->activate();
+    QStringList paths;
+    for (int number = 0; number < 60; ++number)
+        paths.append("/SyncCache.dbSync/Book!!!" + library.insertBook({{"title", "Old"}})->uuid() + ".data");
+    library.save();
+    const auto turn = [&] { library.world.runLoop->advance(std::chrono::seconds(60)); };
+    turn();
+    for (const QString& path : paths)
+        ASSERT_TRUE(folder->remove(path));
+    supervisor->syncNow();
+    turn();
+    EXPECT_EQ(shown, "60 of 60 records were deleted on another desktop.");
+    EXPECT_EQ(library.context->count(QWFetchRequest("Book")), 60);
+
+    const bool areDeletionsWanted = true;
+    supervisor->answerDeletionQuestion(areDeletionsWanted);
+    turn();
+    EXPECT_EQ(library.context->count(QWFetchRequest("Book")), 0);
+}
+
 } // namespace

@@ -30,6 +30,8 @@ constexpr Option optionTable[] = {
     {"once", nullptr, "Until in step."},
     {"watch", nullptr, "Until interrupted."},
     {"timeout", "SECONDS", "Give up after this time."},
+    {"allow-deletions", nullptr, "Delete here what was deleted elsewhere, however much that is."},
+    {"refuse-deletions", nullptr, "Send again what was deleted elsewhere, if that is very much."},
 };
 
 QString helpText() {
@@ -89,9 +91,11 @@ const std::vector<Command>& commands() {
          -1,
          runPrefs},
         {"sync",
-         "--once [--timeout S] [--json] | --watch",
-         "syncs; exit 0 in step, 3 token refused, 4 timeout (for a preference alone 30 s), 1 other",
-         {"once", "watch", "timeout", "json"},
+         "--once [--timeout S] [--json] | --watch, [--allow-deletions | --refuse-deletions]",
+         "syncs; exit 0 in step, 3 token refused, 4 timeout (for a preference alone 30 s), 5 more than 50 "
+         "records "
+         "and a fifth of all were deleted elsewhere and neither is said, 1 other",
+         {"once", "watch", "timeout", "json", "allow-deletions", "refuse-deletions"},
          0,
          0,
          runSync},

@@ -69,7 +69,16 @@ std::optional<std::chrono::seconds> timeout(const Arguments& arguments) {
     return std::chrono::seconds(seconds);
 }
 
-QString reason(SyncSession::Outcome outcome, QWDropboxSyncCoreData& engine, const QString& lastFailure) {
+// What the user says to very many deletions, if anything.
+std::optional<bool> areDeletionsWanted(const Arguments& arguments) {
+    const bool areAllowed = arguments.has("allow-deletions"), areRefused = arguments.has("refuse-deletions");
+    if (areAllowed && areRefused)
+        throw Failure(QStringLiteral("sync takes one of --allow-deletions and --refuse-deletions"));
+    return areAllowed || areRefused ? std::optional(areAllowed) : std::nullopt;
+}
+
+QString reason(const SyncSession& session, SyncSession::Outcome outcome, QWDropboxSyncCoreData& engine) {
+    const QString lastFailure = session.lastFailure();
     switch (outcome) {
     case SyncSession::Outcome::InStep:
         break;
@@ -81,6 +90,12 @@ QString reason(SyncSession::Outcome outcome, QWDropboxSyncCoreData& engine, cons
             .arg(engine.deltaEntriesToImport().count())
             .arg(preferencesWait(engine) ? QStringLiteral(", preferences to send") : QString())
             .arg(lastFailure.isEmpty() ? QString() : "; the cloud's last failure: " + lastFailure);
+    case SyncSession::Outcome::DeletionsHeld:
+        return QStringLiteral(
+                   "%1 of %2 records were deleted elsewhere, and nothing was deleted or received here: "
+                   "sync --allow-deletions deletes them here too, --refuse-deletions sends them again")
+            .arg(session.heldDeletions().first)
+            .arg(session.heldDeletions().second);
     case SyncSession::Outcome::Interrupted:
         return QStringLiteral("interrupted before the library was in step");
     }
@@ -101,11 +116,12 @@ int runSync(const Arguments& arguments) {
     if (arguments.has("once") == arguments.has("watch"))
         throw Failure(QStringLiteral("sync needs one of --once and --watch"));
     const auto limit = timeout(arguments);
+    const auto deletions = areDeletionsWanted(arguments);
     const auto library = openLibrary(arguments);
     if (library->cloud().isEmpty())
         throw Failure(QStringLiteral("%1 is not connected: atlas --library DIR connect --cloud CLOUD")
                           .arg(arguments.library));
-    SyncSession session(*library, openCloud({library->cloud(), library->accessToken()}, *library));
+    SyncSession session(*library, openCloud({library->cloud(), library->accessToken()}, *library), deletions);
     if (arguments.has("watch"))
         QObject::connect(&session, &SyncSession::inStep, [] {
             print("in step");
@@ -126,7 +142,7 @@ int runSync(const Arguments& arguments) {
     if (outcome == SyncSession::Outcome::InStep
         || (arguments.has("watch") && outcome == SyncSession::Outcome::Interrupted))
         return 0;
-    throw Failure(reason(outcome, library->engine(), session.lastFailure()), SyncSession::exitCode(outcome));
+    throw Failure(reason(session, outcome, library->engine()), SyncSession::exitCode(outcome));
 }
 
 int runStatus(const Arguments& arguments) {

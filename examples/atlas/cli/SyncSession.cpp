@@ -2,7 +2,8 @@
 
 #include "platform/QWInterrupt.h"
 
-SyncSession::SyncSession(atlas::AtlasLibrary& library, std::shared_ptr<DBRestClient> client)
+SyncSession::SyncSession(atlas::AtlasLibrary& library, std::shared_ptr<DBRestClient> client,
+                         std::optional<bool> areDeletionsWanted)
     : library_(library), engine_(library.engine()),
       supervisor_(QWSyncSupervisor::create(engine_, std::move(client))) {
     connect(supervisor_.get(), &QWSyncSupervisor::progressed, this, &SyncSession::somethingHappened);
@@ -16,6 +17,12 @@ SyncSession::SyncSession(atlas::AtlasLibrary& library, std::shared_ptr<DBRestCli
             [this](const QString& fileName, const QString& reason) {
                 noteFailure(reason.contains(fileName) ? reason : fileName + ": " + reason);
             });
+    supervisor_->setDeletionQuestion([this, areDeletionsWanted](qint64 count, qint64 total) {
+        heldDeletions_ = {count, total};
+        if (areDeletionsWanted)
+            supervisor_->answerDeletionQuestion(*areDeletionsWanted);
+        somethingHappened();
+    });
     QWOnInterrupt(this, [this] { finish(Outcome::Interrupted); });
 }
 
@@ -55,6 +62,8 @@ void SyncSession::somethingHappened() {
 void SyncSession::look() {
     if (engine_.status() == QWDropboxSyncStatusTokenInvalid)
         return finish(Outcome::TokenRefused);
+    if (isOnlyAnswerMissing())
+        return finish(Outcome::DeletionsHeld);
     limitWaitForPreference();
     const bool before = std::exchange(wasInStep_, supervisor_->isInStep());
     if (!wasInStep_ || before)
@@ -62,6 +71,12 @@ void SyncSession::look() {
     Q_EMIT inStep();
     if (endsInStep_)
         finish(Outcome::InStep);
+}
+
+bool SyncSession::isOnlyAnswerMissing() const {
+    return supervisor_->isDeletionQuestionOpen() && heldDeletions_.first > 0
+           && engine_.status() == QWDropboxSyncStatusIdle && supervisor_->requestsOut() == 0
+           && engine_.numberOfObjectsWaitingSync() == 0;
 }
 
 void SyncSession::limitWaitForPreference() {
@@ -83,6 +98,8 @@ int SyncSession::exitCode(Outcome outcome) {
         return 3;
     case Outcome::TimedOut:
         return 4;
+    case Outcome::DeletionsHeld:
+        return 5;
     case Outcome::Interrupted:
         break;
     }

@@ -13,9 +13,12 @@ class SyncSession final : public QObject {
     Q_OBJECT
 
 public:
-    enum class Outcome { InStep, TokenRefused, TimedOut, Interrupted };
+    enum class Outcome { InStep, TokenRefused, TimedOut, Interrupted, DeletionsHeld };
 
-    SyncSession(atlas::AtlasLibrary& library, std::shared_ptr<DBRestClient> client);
+    // `areDeletionsWanted` answers when very many records were deleted elsewhere. Without it nothing is deleted, and
+    // the session ends when what waits here has been sent.
+    SyncSession(atlas::AtlasLibrary& library, std::shared_ptr<DBRestClient> client,
+                std::optional<bool> areDeletionsWanted = {});
 
     // Syncs until the library is in step, the token is refused, the time is over, or the user interrupts.
     // When nothing but a preference waits, the time is over after `preferenceTimeout`.
@@ -23,11 +26,13 @@ public:
                     std::chrono::seconds preferenceTimeout = std::chrono::seconds(30));
     // Syncs until the token is refused or the user interrupts.
     Outcome watch();
-    // 0, 3, 4 and 1, in this order.
+    // 0, 3, 4, 1 and 5, in this order.
     static int exitCode(Outcome outcome);
     const QWSyncSupervisor& supervisor() const { return *supervisor_; }
     // What the cloud answered last when it failed; null when it never did.
     QString lastFailure() const { return lastFailure_; }
+    // What the outcome is about when deletions are held: so many of so many records.
+    std::pair<qint64, qint64> heldDeletions() const { return heldDeletions_; }
 
 Q_SIGNALS:
     // Each time that the library has come to be in step.
@@ -39,6 +44,7 @@ private:
     void somethingHappened();
     void look();
     void limitWaitForPreference();
+    bool isOnlyAnswerMissing() const;
     void finish(Outcome outcome);
     void showProgress();
     void noteFailure(const QString& what);
@@ -54,6 +60,7 @@ private:
     QEventLoop loop_;
     Outcome outcome_ = Outcome::Interrupted;
     QString lastFailure_;
+    std::pair<qint64, qint64> heldDeletions_;
     Progress progress_;
     qint64 mostItems_ = 0; // since nothing was to be processed
 };

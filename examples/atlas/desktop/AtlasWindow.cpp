@@ -1,6 +1,7 @@
 #include "desktop/AtlasWindow.h"
 
 #include "desktop/ActivityPanel.h"
+#include "desktop/DeletionQuestion.h"
 #include "desktop/EmptyText.h"
 #include "desktop/FocusHighlight.h"
 #include "desktop/MessageBar.h"
@@ -75,6 +76,7 @@ AtlasWindow::AtlasWindow(std::unique_ptr<AtlasLibrary> library, QWidget* parent)
 AtlasWindow::~AtlasWindow() {
     connection_.stop();
     signIn_.reset();
+    deletionQuestion_.reset();
     // They look at members that go before them, and hold the store of the library.
     delete centralWidget();
     delete visits_;
@@ -88,6 +90,8 @@ AtlasWindow::~AtlasWindow() {
 void AtlasWindow::makeContent() {
     messageBar_ = new MessageBar;
     signIn_ = std::make_unique<SignIn>(*library_, connection_, *messageBar_, *this);
+    deletionQuestion_ =
+        std::make_unique<DeletionQuestion>(library_->engine(), connection_, *messageBar_, *this);
     places_ = new SidebarModel(library_->context(), flags_, this);
     sidebar_ = new NSOutlineViewWithExtendedDelegate;
     sidebar_->setModel(places_);

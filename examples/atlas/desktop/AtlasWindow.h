@@ -21,6 +21,7 @@ class QWTableCell;
 
 namespace atlas {
 
+class DeletionQuestion;
 class EmptyText;
 class MessageBar;
 class SidebarModel;
@@ -115,6 +116,7 @@ private:
     QSplitter* splitter_ = nullptr;
     MessageBar* messageBar_ = nullptr;
     std::unique_ptr<SignIn> signIn_;
+    std::unique_ptr<DeletionQuestion> deletionQuestion_;
     QDockWidget* activity_ = nullptr;
     NSOutlineViewWithExtendedDelegate* sidebar_ = nullptr;
     NSTableViewWithExtendedDelegate* table_ = nullptr;

@@ -50,6 +50,8 @@ void CloudConnection::start(std::shared_ptr<DBRestClient> client) {
             qCInfo(cloudLog, "in step");
     });
     isInStep_ = false;
+    supervisor_->setDeletionQuestion(
+        [this](qint64 count, qint64 total) { Q_EMIT deletionsHeld(count, total); });
     lastAsked_ = library_.environment()->runLoop().now(); // an activation asks
     supervisor_->activate();
     Q_EMIT supervisorChanged();

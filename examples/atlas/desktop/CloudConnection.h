@@ -40,6 +40,8 @@ public:
 
 Q_SIGNALS:
     void supervisorChanged();
+    // Very many records were deleted elsewhere: the supervisor asks whether they are to be deleted here.
+    void deletionsHeld(qint64 count, qint64 total);
     void troubleChanged();
 
 private:

@@ -10,6 +10,7 @@
 #include "platform/text/QWText.h"
 #include "sync/QWSyncFileNames_p.h"
 #include "sync/QWSyncLog_p.h"
+#include "sync/supervisor/QWDeletionGuard_p.h"
 #include "sync/supervisor/QWLosingVersions_p.h"
 #include "sync/supervisor/QWPreferencesKeeper_p.h"
 #include "sync/supervisor/QWVersionArchive.h"
@@ -40,7 +41,8 @@ std::shared_ptr<QWSyncSupervisor> QWSyncSupervisor::create(QWDropboxSyncCoreData
 }
 
 QWSyncSupervisor::QWSyncSupervisor(QWDropboxSyncCoreData& engine, std::shared_ptr<DBRestClient> client)
-    : engine_(&engine), client_(std::move(client)), archive_(std::make_unique<QWVersionArchive>(engine)),
+    : engine_(&engine), client_(std::move(client)), deletionGuard_(std::make_unique<QWDeletionGuard>(engine)),
+      archive_(std::make_unique<QWVersionArchive>(engine)),
       losingVersions_(std::make_unique<QWLosingVersions>(engine, *archive_)),
       keeper_(std::make_unique<QWVersionKeeper>(engine, *losingVersions_)),
       preferences_(std::make_unique<QWPreferencesKeeper>(engine)), status_(engine.status()),
@@ -51,6 +53,7 @@ QWSyncSupervisor::QWSyncSupervisor(QWDropboxSyncCoreData& engine, std::shared_pt
         keeper_->noteMissing(fileNames);
         preferences_->noteMissing(fileNames);
     });
+    connect(engine_, &QWDropboxSyncCoreData::changesListed, this, &QWSyncSupervisor::holdBackDeletions);
     connect(engine_, &QObject::destroyed, this, [this] { client_->setDelegate(nullptr, nullptr); });
     queueObservation_ = engine.dropboxCacheManagedObjectContext()->observeObjectsDidChange(
         [this](const QWObjectsDidChangeNotice& notice) {
@@ -108,7 +111,8 @@ DBRestClient& QWSyncSupervisor::request(qint64& kind) {
 }
 
 void QWSyncSupervisor::loadDelta(const QString& cursor) {
-    if (engineCalls_ == 0 && (isLookingForFolder_ || (!isQueryDue_ && !isPollDue()))) {
+    const bool mustWait = isLookingForFolder_ || isDeletionQuestionOpen();
+    if (engineCalls_ == 0 && (mustWait || (!isQueryDue_ && !isPollDue()))) {
         engine_->takeBackDeltaQuery(statusBefore_);
         return;
     }
@@ -188,8 +192,8 @@ void QWSyncSupervisor::statusChanged(quint64 status) {
         stop();
     } else if (status == QWDropboxSyncStatusIdle) {
         isQueryDue_ |= statusBefore_ >= QWDropboxSyncStatusDisabled;
-        if (engine_->deltaEntriesToImport().isEmpty())
-            keeper_->finishBatch();
+        if (engine_->deltaEntriesToImport().isEmpty() && keeper_->finishBatch())
+            deletionGuard_->forgetAnswer();
     }
     lookSoon();
 }
@@ -206,6 +210,7 @@ void QWSyncSupervisor::stop() {
     imageCopies_.clear();
     refusals_.clear();
     keeper_->giveBatchUp();
+    deletionGuard_->drop();
 }
 
 void QWSyncSupervisor::repeatLater(const QString& operation, const QWError& error,
@@ -250,7 +255,7 @@ void QWSyncSupervisor::lookSoon() {
 }
 
 void QWSyncSupervisor::look() {
-    if (!isActive() || requestsOut_ > 0)
+    if (!isActive() || requestsOut_ > 0 || isDeletionQuestionOpen())
         return;
     if (isRestartDue_)
         restart();
@@ -271,4 +276,37 @@ void QWSyncSupervisor::restart() {
         engine_->deactivateSync();
         activate();
     });
+}
+
+// Deletions that are held back ------------------------------------------------------------------------------
+
+void QWSyncSupervisor::setDeletionQuestion(std::function<void(qint64, qint64)> ask) {
+    deletionGuard_->setQuestion(std::move(ask));
+    lookSoon();
+}
+
+bool QWSyncSupervisor::isDeletionQuestionOpen() const {
+    return deletionGuard_->isOpen();
+}
+
+void QWSyncSupervisor::answerDeletionQuestion(bool areDeletionsWanted) {
+    if (!engine_ || !isDeletionQuestionOpen())
+        return;
+    deletionGuard_->answer(areDeletionsWanted);
+    lookSoon();
+}
+
+// The query is due again, and waits for the answer.
+void QWSyncSupervisor::holdBackDeletions() {
+    const bool wasOpen = isDeletionQuestionOpen();
+    if (!deletionGuard_->holdsBack())
+        return;
+    keeper_->giveBatchUp();
+    engine_->giveUpChangesListed();
+    isQueryDue_ = true;
+    if (!wasOpen)
+        runLoop().post([weak = weak_from_this()] {
+            if (const auto self = weak.lock())
+                self->deletionGuard_->ask();
+        });
 }

@@ -11,6 +11,7 @@
 #include <memory>
 #include <optional>
 
+class QWDeletionGuard;
 class QWLosingVersions;
 class QWPreferencesKeeper;
 class QWVersionArchive;
@@ -46,6 +47,8 @@ class QWVersionKeeper;
 //   unless they have changed there as well. A failed look-up or upload of them is repeated, also in the next
 //   activity; of a conflict this desktop's copy is deleted, and the merged values are sent. A file that the
 //   cloud holds already is neither sent nor received again.
+// - Changes of a query that would delete very many records here are held back until the host has answered whether
+//   they may (`setDeletionQuestion`).
 // - A version that loses against another one, or against a deletion, is kept (QWVersionArchive.h).
 //
 // Threads and time: those of the engine. Ownership: the engine holds the supervisor as its client, the
@@ -86,6 +89,22 @@ public:
     // Asks for changes: at once when the engine is idle; else as soon as it is, unless a query that is due is
     // sent by then, which serves as well. Does nothing while the engine is not active.
     void syncNow();
+
+    // Held back is a query that would delete more than 50 records and more than a fifth of all that are synced here;
+    // the deletion of the whole sync folder is none, since everything is sent again then. Without a question, the
+    // default, nothing is held.
+    //
+    // While the question is open nothing is imported and no changes are asked for; what is edited here is sent.
+    // Answered by "yes", or that it is no longer asked, the records are deleted; by "no" they are sent again, and
+    // whatever else has changed is imported. An end of the activity takes the question back: it is asked again
+    // after the next query, as it is by a process that has died meanwhile.
+    //
+    // `ask` is called on a turn of the run loop of its own, once for each time that the question opens: `count` of
+    // `total` records would be deleted.
+    void setDeletionQuestion(std::function<void(qint64 count, qint64 total)> ask);
+    bool isDeletionQuestionOpen() const;
+    // Does nothing unless the question is open.
+    void answerDeletionQuestion(bool areDeletionsWanted);
 
     // The one that it fills. Its bounds may be set at any time.
     QWVersionArchive& versionArchive() { return *archive_; }
@@ -148,6 +167,7 @@ private:
     void look();
     void restart();
     void letGoOfRow(const QString& fileName);
+    void holdBackDeletions();
     void folderFound();
     void lookUpFolderAgain();
 
@@ -179,6 +199,7 @@ private:
 
     const QPointer<QWDropboxSyncCoreData> engine_;
     const std::shared_ptr<DBRestClient> client_;
+    const std::unique_ptr<QWDeletionGuard> deletionGuard_;
     const std::unique_ptr<QWVersionArchive> archive_;
     const std::unique_ptr<QWLosingVersions> losingVersions_;
     const std::unique_ptr<QWVersionKeeper> keeper_;

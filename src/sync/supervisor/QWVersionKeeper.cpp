@@ -301,9 +301,9 @@ QString QWVersionKeeper::finishImport(const QString& localPath, const DBMetadata
 
 // An image that was deleted goes with its record. Where that lives (another desktop has deleted it and this
 // one edited it, say) the image is sent again.
-void QWVersionKeeper::finishBatch() {
+bool QWVersionKeeper::finishBatch() {
     if (!std::exchange(isListed_, false))
-        return;
+        return false;
     QStringList names;
     for (const QString& name : filesToCheck_.names()) {
         filesToCheck_.erase(name);
@@ -323,6 +323,7 @@ void QWVersionKeeper::finishBatch() {
         if (const auto object = hostsObject(name))
             engine_.insertInSyncQueueManagedObject(*object, QWDropboxSyncActionInsertOrUpdate);
     engine_.saveCacheContext();
+    return true;
 }
 
 // A change of the date and the image alone is not marked while the object is in flight.

@@ -39,8 +39,8 @@ public:
     // `standing` is what stands there; nothing when nothing does.
     void queueConflictedImage(const QString& copy, const std::optional<DBMetadata>& standing);
     // When the engine has become idle: if that is the end of a batch, queues the records whose images the cloud
-    // lacks.
-    void finishBatch();
+    // lacks, and answers true.
+    bool finishBatch();
     // When an object's files have been sent: queues it again if `sent`, the record's bytes, is behind it by
     // then, or its image has changed and was not sent. True when it did.
     bool finishUpload(const QString& fileName, const QByteArray& sent, bool wasImageSent);

@@ -1,0 +1,98 @@
+#include "sync/supervisor/QWDeletionGuard_p.h"
+
+#include "core/QWManagedObjectWithSyncSupport.h"
+#include "platform/text/QWText.h"
+#include "sync/QWDeltaSpecialActions_p.h"
+#include "sync/QWSyncFileNames_p.h"
+
+namespace {
+
+// More than either is very many: fewer are looked through by a person soon, and of a small library each deletion
+// is a large part.
+constexpr qint64 fewRecords = 50;
+constexpr qint64 smallPart = 5; // a fifth
+
+bool isVeryMany(qint64 count, qint64 total) {
+    return count > fewRecords && count * smallPart > total;
+}
+
+bool isDeletionOfRecordFile(const DBDeltaEntry& entry) {
+    return !entry.metadata && qw::sync::isInSyncFolder(entry.lowercasePath)
+           && qw::text::pathExtension(entry.lowercasePath) == QWDBFileNameDataExtension;
+}
+
+} // namespace
+
+void QWDeletionGuard::setQuestion(Question question) {
+    question_ = std::move(question);
+    if (!question_)
+        drop();
+}
+
+bool QWDeletionGuard::holdsBack() {
+    if (!question_)
+        return false;
+    Deletions deletions = deletionsListed();
+    for (const auto& [fileName, rev] : wanted_)
+        deletions.erase(fileName);
+    const qint64 total = recordsHere();
+    const bool isHeld = isVeryMany(static_cast<qint64>(deletions.size()), total);
+    held_ = isHeld ? std::move(deletions) : Deletions();
+    total_ = total;
+    return isHeld;
+}
+
+// The deletion of the sync folder makes none of records: everything is sent again.
+QWDeletionGuard::Deletions QWDeletionGuard::deletionsListed() const {
+    const auto& known = engine_.fileMetadataManager();
+    Deletions deletions;
+    for (const auto& entry : engine_.deltaEntriesToImport().entries()) {
+        if (!entry->metadata && qw::sync::isSyncFolder(entry->lowercasePath))
+            return {};
+        if (!isDeletionOfRecordFile(*entry))
+            continue;
+        const QString fileName = qw::text::lastPathComponent(entry->lowercasePath);
+        const auto file = known.fileMetadataForFileName(fileName, false);
+        if (file && hostsRecord(fileName))
+            deletions.emplace(fileName, file->rev());
+    }
+    return deletions;
+}
+
+qint64 QWDeletionGuard::recordsHere() const {
+    qint64 total = 0;
+    for (const QString& entityName : engine_.entityNames())
+        total += engine_.mainManagedObjectContext()->count(QWFetchRequest(entityName)).value_or(0);
+    return total;
+}
+
+QWRef<QWManagedObjectWithSyncSupport> QWDeletionGuard::hostsRecord(const QString& fileName) const {
+    return engine_.objectReferencedByFile(fileName, *engine_.mainManagedObjectContext(), false);
+}
+
+void QWDeletionGuard::ask() const {
+    const Question question = question_; // may be replaced by who is asked
+    if (isOpen())
+        question(static_cast<qint64>(held_.size()), total_);
+}
+
+// A file that has been sent since then is not missing in the cloud any more.
+void QWDeletionGuard::answer(bool areWanted) {
+    const Deletions deletions = std::exchange(held_, {});
+    if (areWanted) {
+        wanted_.insert(deletions.begin(), deletions.end());
+        return;
+    }
+    auto& known = engine_.fileMetadataManager();
+    for (const auto& [fileName, rev] : deletions) {
+        const auto file = known.fileMetadataForFileName(fileName, false);
+        const auto record = hostsRecord(fileName);
+        if (!record || !file || file->rev() != rev)
+            continue;
+        for (const bool isImage : {false, true})
+            known.deleteDropboxFileMetadataWithName(
+                engine_.fileNameWithUUID(record->uuid(), record->entity().name(), isImage));
+        engine_.queueForUpload(*record);
+    }
+    engine_.saveCacheContext();
+}

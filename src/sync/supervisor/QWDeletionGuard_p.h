@@ -1,0 +1,46 @@
+#pragma once
+
+#include "sync/QWDropboxSyncCoreData.h"
+
+#include <functional>
+#include <map>
+
+// Holds back the changes of a query that would delete very many records here, until somebody has said whether that
+// is wanted. Looks at what a query has listed; what is held is given up and listed again after the answer. Nothing
+// of it outlives the process: a question that was not answered is asked again.
+class QWDeletionGuard {
+public:
+    using Question = std::function<void(qint64 count, qint64 total)>;
+
+    explicit QWDeletionGuard(QWDropboxSyncCoreData& engine) : engine_(engine) {}
+
+    // Without a question nothing is held.
+    void setQuestion(Question question);
+
+    // All changes of a query are listed and none is applied: whether they are to be given up. The question is then
+    // open, and to be asked if it was not open before.
+    bool holdsBack();
+    bool isOpen() const { return !held_.empty(); }
+    void ask() const;
+    // "Yes": the next query deletes them. "No": the records are sent again, and the files that were deleted are
+    // known no more, so that their deletion means nothing to the next query.
+    void answer(bool areWanted);
+    // The question is of no more interest.
+    void drop() { held_.clear(); }
+    // The changes of a query have been applied.
+    void forgetAnswer() { wanted_.clear(); }
+
+private:
+    // Record files that are deleted, by name in lower case, with the revisions that are known of them.
+    using Deletions = std::map<QString, QString>;
+
+    Deletions deletionsListed() const;
+    qint64 recordsHere() const;
+    QWRef<QWManagedObjectWithSyncSupport> hostsRecord(const QString& fileName) const;
+
+    QWDropboxSyncCoreData& engine_;
+    Question question_;
+    qint64 total_ = 0; // records when the question was opened
+    Deletions held_;   // what the open question is about
+    Deletions wanted_; // by the last answer
+};
