@@ -60,7 +60,8 @@ TEST(VersionsGuide, Asks_before_very_many_records_are_deleted) {
     const auto showQuestion = [&](const QString& question) { shown = question; };
 
     supervisor->setDeletionQuestion([&](qint64 count, qint64 total) {
-        showQuestion(QStringLiteral("%1 of %2 records were deleted on another desktop.").arg(count).arg(total));
+        showQuestion(
+            QStringLiteral("%1 of %2 records were deleted on another desktop.").arg(count).arg(total));
     });
     supervisor->activate();
     QStringList paths;

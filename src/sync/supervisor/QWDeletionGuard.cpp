@@ -32,29 +32,28 @@ void QWDeletionGuard::setQuestion(Question question) {
 bool QWDeletionGuard::holdsBack() {
     if (!question_)
         return false;
-    Deletions deletions = deletionsListed();
-    for (const auto& [fileName, rev] : wanted_)
+    std::set<QString> deletions = deletionsListed();
+    for (const QString& fileName : wanted_)
         deletions.erase(fileName);
     const qint64 total = recordsHere();
     const bool isHeld = isVeryMany(static_cast<qint64>(deletions.size()), total);
-    held_ = isHeld ? std::move(deletions) : Deletions();
+    held_ = isHeld ? std::move(deletions) : std::set<QString>();
     total_ = total;
     return isHeld;
 }
 
 // The deletion of the sync folder makes none of records: everything is sent again.
-QWDeletionGuard::Deletions QWDeletionGuard::deletionsListed() const {
+std::set<QString> QWDeletionGuard::deletionsListed() const {
     const auto& known = engine_.fileMetadataManager();
-    Deletions deletions;
+    std::set<QString> deletions;
     for (const auto& entry : engine_.deltaEntriesToImport().entries()) {
         if (!entry->metadata && qw::sync::isSyncFolder(entry->lowercasePath))
             return {};
         if (!isDeletionOfRecordFile(*entry))
             continue;
         const QString fileName = qw::text::lastPathComponent(entry->lowercasePath);
-        const auto file = known.fileMetadataForFileName(fileName, false);
-        if (file && hostsRecord(fileName))
-            deletions.emplace(fileName, file->rev());
+        if (known.fileMetadataForFileName(fileName, false) && hostsRecord(fileName))
+            deletions.insert(fileName);
     }
     return deletions;
 }
@@ -76,23 +75,17 @@ void QWDeletionGuard::ask() const {
         question(static_cast<qint64>(held_.size()), total_);
 }
 
-// A file that has been sent since then is not missing in the cloud any more.
+// Their images are sent again like those of any record that lives on.
 void QWDeletionGuard::answer(bool areWanted) {
-    const Deletions deletions = std::exchange(held_, {});
+    const std::set<QString> deletions = std::exchange(held_, {});
     if (areWanted) {
         wanted_.insert(deletions.begin(), deletions.end());
         return;
     }
-    auto& known = engine_.fileMetadataManager();
-    for (const auto& [fileName, rev] : deletions) {
-        const auto file = known.fileMetadataForFileName(fileName, false);
-        const auto record = hostsRecord(fileName);
-        if (!record || !file || file->rev() != rev)
-            continue;
-        for (const bool isImage : {false, true})
-            known.deleteDropboxFileMetadataWithName(
-                engine_.fileNameWithUUID(record->uuid(), record->entity().name(), isImage));
-        engine_.queueForUpload(*record);
+    for (const QString& fileName : deletions) {
+        engine_.fileMetadataManager().deleteDropboxFileMetadataWithName(fileName);
+        if (const auto record = hostsRecord(fileName))
+            engine_.queueForUpload(*record);
     }
     engine_.saveCacheContext();
 }

@@ -3,7 +3,7 @@
 #include "sync/QWDropboxSyncCoreData.h"
 
 #include <functional>
-#include <map>
+#include <set>
 
 // Holds back the changes of a query that would delete very many records here, until somebody has said whether that
 // is wanted. Looks at what a query has listed; what is held is given up and listed again after the answer. Nothing
@@ -31,16 +31,14 @@ public:
     void forgetAnswer() { wanted_.clear(); }
 
 private:
-    // Record files that are deleted, by name in lower case, with the revisions that are known of them.
-    using Deletions = std::map<QString, QString>;
-
-    Deletions deletionsListed() const;
+    std::set<QString> deletionsListed() const;
     qint64 recordsHere() const;
     QWRef<QWManagedObjectWithSyncSupport> hostsRecord(const QString& fileName) const;
 
     QWDropboxSyncCoreData& engine_;
     Question question_;
     qint64 total_ = 0; // records when the question was opened
-    Deletions held_;   // what the open question is about
-    Deletions wanted_; // by the last answer
+    // Names of record files, in lower case.
+    std::set<QString> held_;   // what the open question is about
+    std::set<QString> wanted_; // by the answers since changes were last applied
 };
