@@ -9,13 +9,17 @@
 
 namespace {
 
-TEST(VersionsGuide, Lists_what_lost_and_brings_it_back) {
+// A library that syncs with a folder in memory.
+struct VersionsGuide : testing::Test {
     BookLibrary library;
-    QWDropboxSyncCoreData engine(library.context, {"Author", "Book"},
-                                 QUrl::fromLocalFile(library.folder.path() + "/cache"));
-    const std::shared_ptr folder = QWAppFolder::inMemory(library.coordinator->environment());
-    const auto supervisor = QWSyncSupervisor::create(
+    QWDropboxSyncCoreData engine{
+        library.context, {"Author", "Book"}, QUrl::fromLocalFile(library.folder.path() + "/cache")};
+    std::shared_ptr<QWAppFolder> folder = QWAppFolder::inMemory(library.coordinator->environment());
+    std::shared_ptr<QWSyncSupervisor> supervisor = QWSyncSupervisor::create(
         engine, std::make_shared<QWFolderRestClient>(folder, library.coordinator->environment()));
+};
+
+TEST_F(VersionsGuide, Lists_what_lost_and_brings_it_back) {
     supervisor->versionArchive().setBounds({.versionsOfRecord = 50, .age = std::chrono::hours(24) * 365});
     supervisor->activate();
     const auto book = library.insertBook({{"title", "The Long Road"}});
@@ -49,13 +53,7 @@ TEST(VersionsGuide, Lists_what_lost_and_brings_it_back) {
     EXPECT_EQ(restored->valueForKey("title"), "The Road");
 }
 
-TEST(VersionsGuide, Asks_before_very_many_records_are_deleted) {
-    BookLibrary library;
-    QWDropboxSyncCoreData engine(library.context, {"Author", "Book"},
-                                 QUrl::fromLocalFile(library.folder.path() + "/cache"));
-    const std::shared_ptr folder = QWAppFolder::inMemory(library.coordinator->environment());
-    const auto supervisor = QWSyncSupervisor::create(
-        engine, std::make_shared<QWFolderRestClient>(folder, library.coordinator->environment()));
+TEST_F(VersionsGuide, Asks_before_very_many_records_are_deleted) {
     QString shown;
     const auto showQuestion = [&](const QString& question) { shown = question; };
 
