@@ -261,7 +261,7 @@ void Context::refreshObject(Record& record, bool mergeChanges) {
         didDiscard_.notify({keepAlive});
 }
 
-// Takes the stored values but for the slots changed here; those keep their value and are now a change of what
+// Takes the stored values but for the slots that hold another value here than before; those keep their value and are now a change of what
 // is stored, so that the next save does not conflict.
 void Context::reload(Record& record, const QVariant* values, qint64 version) {
     QVariant* const own = record.unpackedValues();
@@ -276,8 +276,8 @@ void Context::reload(Record& record, const QVariant* values, qint64 version) {
         if (record.changes_)
             for (auto& before : record.changes_->sinceSave)
                 if (before.index == index) {
+                    changedHere = before.value != own[index];
                     before.value = values[index];
-                    changedHere = true;
                 }
         if (!changedHere)
             own[index] = values[index];

@@ -211,6 +211,9 @@ public:
     // Saves the batch and merges it into the main context, whatever the host has changed meanwhile. False
     // when the store takes nothing; the user has been told then.
     bool saveSyncSupportContext();
+    // For a client that ranks versions before it passes on what it has downloaded: the host's unsaved version of a
+    // record is behind the saved one, which is what the cloud holds. It is dropped, with what waited of it.
+    void discardUnsavedVersion(QWManagedObjectWithSyncSupport& object);
 
     // Preferences -------------------------------------------------------------------------------------------
 

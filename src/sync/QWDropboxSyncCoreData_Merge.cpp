@@ -193,6 +193,12 @@ QWMergeDecision QWDropboxSyncCoreData::decideConflict(const QWSaveConflict& conf
     return QWMergeDecision::TakeStored;
 }
 
+void QWDropboxSyncCoreData::discardUnsavedVersion(QWManagedObjectWithSyncSupport& object) {
+    if (const auto row = objectWaitingSyncForObject(object, false))
+        deleteObjectWaitingSync(*row);
+    changeMainContextUnseen([&] { qw::sync::discardChanges(object); });
+}
+
 // Merging ---------------------------------------------------------------------------------------------------
 
 void QWDropboxSyncCoreData::syncSupportManagedObjectContextDidSave(const QWDidSaveNotice& notice) {

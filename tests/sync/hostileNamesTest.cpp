@@ -10,7 +10,18 @@
 
 namespace {
 
-struct HostileNames : EngineTest, testing::WithParamInterface<std::tuple<Desktop::Supervision, QString>> {
+// A folder for temporary files that no other process puts any into.
+struct OwnTemporaryFolder {
+    OwnTemporaryFolder() { qputenv("TMPDIR", folder.path().toUtf8()); }
+    ~OwnTemporaryFolder() { qputenv("TMPDIR", before); }
+
+    const QByteArray before = QDir::tempPath().toUtf8();
+    const QTemporaryDir folder;
+};
+
+struct HostileNames : OwnTemporaryFolder,
+                      EngineTest,
+                      testing::WithParamInterface<std::tuple<Desktop::Supervision, QString>> {
     HostileNames() : EngineTest(std::get<0>(GetParam())) { activateIdle(); }
 
     const QString name = std::get<1>(GetParam());

@@ -10,7 +10,13 @@ constexpr QWRunLoop::Duration memoryLatency = 50ms;
 const QString addressScheme = QStringLiteral("folder:");
 const QString contentType = QStringLiteral("application/octet-stream");
 
-int statusOf(const QWError& error) {
+QWError restError(const QWError& reason, const QVariantMap& userInfo) {
+    return {QStringLiteral("dropbox"), QWFolderRestClient::statusOf(reason), reason.message, userInfo};
+}
+
+} // namespace
+
+int QWFolderRestClient::statusOf(const QWError& error) {
     if (error.domain != QLatin1String("folder"))
         return 0;
     switch (QWAppFolderErrorCode(error.code)) {
@@ -32,12 +38,6 @@ int statusOf(const QWError& error) {
     }
     return 503;
 }
-
-QWError restError(const QWError& reason, const QVariantMap& userInfo) {
-    return {QStringLiteral("dropbox"), statusOf(reason), reason.message, userInfo};
-}
-
-} // namespace
 
 QWFolderRestClient::QWFolderRestClient(std::shared_ptr<QWAppFolder> folder,
                                        std::shared_ptr<QWEnvironment> environment,

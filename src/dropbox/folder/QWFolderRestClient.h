@@ -31,6 +31,9 @@ public:
     static std::unique_ptr<QWFolderRestClient>
     open(const QString& address, std::shared_ptr<QWEnvironment> environment, QWError* error = nullptr);
 
+    // The status with which the service answers where the app folder refuses or fails; 0: it is not reached.
+    static int statusOf(const QWError& error);
+
     void loadDelta(const QString& cursor) override;
     void uploadFile(const QString& filename, const QString& folder, const QString& parentRev,
                     const QString& localPath) override;

@@ -78,6 +78,12 @@ bool QWPreferencesKeeper::isUploadDue() const {
            || qw::sync::preferencesFromFileBytes(*here) != base();
 }
 
+bool QWPreferencesKeeper::stage(QWError* error) {
+    const QString path = engine_.syncedPreferencesLocalCacheURL().toLocalFile();
+    const QByteArray bytes = qw::sync::preferencesFileBytes(engine_.syncedPreferences());
+    return files().read(path) == bytes || files().write(path, bytes, error);
+}
+
 void QWPreferencesKeeper::uploadBegins() {
     sent_.append(files().read(engine_.syncedPreferencesLocalCacheURL().toLocalFile()).value_or(QByteArray()));
 }
@@ -126,18 +132,22 @@ bool QWPreferencesKeeper::prepareImport(QWError* error) {
 
 // Changes ---------------------------------------------------------------------------------------------------
 
-bool QWPreferencesKeeper::prepareEntry(const DBDeltaEntry& entry, QStringList& ownCopies) {
+void QWPreferencesKeeper::prepareEntry(const DBDeltaEntry& entry, QStringList& ownCopies) {
     auto& manager = engine_.fileMetadataManager();
     if (qw::sync::isPreferencesFile(entry.lowercasePath)) {
         if (!entry.metadata)
             fileIsMissing();
-        const auto row = known();
-        return !entry.metadata || !row || row->rev() != entry.metadata->rev;
+        revListed_ = entry.metadata ? entry.metadata->rev : QString();
+        return;
     }
     if (entry.metadata && isConflictedCopy(entry.lowercasePath, manager)
         && manager.fileMetadataForFileName(entry.metadata->filename(), false))
         ownCopies.append(entry.metadata->path);
-    return true;
+}
+
+bool QWPreferencesKeeper::passesOver() const {
+    const auto row = known();
+    return row && !row->rev().isEmpty() && row->rev() == revListed_;
 }
 
 void QWPreferencesKeeper::fileIsMissing() {

@@ -20,6 +20,9 @@ public:
     bool isUploadDue() const;
     // The cloud's file, as far as it is known.
     DBMetadata knownFile() const;
+    // Sees to it that the local copy, which is what is sent, is that of the present values: the engine may not have
+    // been able to write it. False while it cannot be written.
+    bool stage(QWError* error);
     void uploadBegins();
     // In the order in which they began. Nothing when the upload failed; else where the cloud has put the
     // file.
@@ -33,9 +36,11 @@ public:
     // Whether a value here is another one than there, also where that is the cloud's fault.
     bool isBehindHere() const { return engine_.syncedPreferences() != base(); }
 
-    // Before the engine has a page of changes. False for an entry that it shall not have; `ownCopies` gets
-    // the paths of conflicted copies of this desktop's file, which belong to nobody.
-    bool prepareEntry(const DBDeltaEntry& entry, QStringList& ownCopies);
+    // Before the engine has a page of changes. `ownCopies` gets the paths of conflicted copies of this desktop's
+    // file, which belong to nobody.
+    void prepareEntry(const DBDeltaEntry& entry, QStringList& ownCopies);
+    // Whether the listed file, which the engine asks for, is known here.
+    bool passesOver() const;
     void fileIsMissing();
     // Of the files that a listing from scratch lacks.
     void noteMissing(const QStringList& fileNames);
@@ -49,4 +54,5 @@ private:
 
     QWDropboxSyncCoreData& engine_;
     QList<QByteArray> sent_; // not answered
+    QString revListed_;      // by the latest query that told of the file
 };

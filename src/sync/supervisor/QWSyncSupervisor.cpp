@@ -62,7 +62,12 @@ QWSyncSupervisor::QWSyncSupervisor(QWDropboxSyncCoreData& engine, std::shared_pt
                     Q_EMIT fileQueued(engine_->fileNameForObjectWaitingToSync(*row, false));
         });
     hostObservation_ = engine.mainManagedObjectContext()->observeObjectsDidChange(
-        [this](const QWObjectsDidChangeNotice&) { ++hostChanges_; });
+        [this](const QWObjectsDidChangeNotice& notice) { hostDidChange(notice); });
+    // What the engine could not save, for want of space, must not be forgotten when the host's change is saved.
+    hostSaveObservation_ = engine.mainManagedObjectContext()->observeWillSave([this] {
+        if (engine_->dropboxCacheManagedObjectContext()->hasChanges())
+            engine_->saveCacheContext();
+    });
     preferences_->recover();
 }
 
@@ -70,6 +75,16 @@ QWSyncSupervisor::~QWSyncSupervisor() {
     restartTimer_.cancel();
     folderLookupTimer_.cancel();
     client_->setDelegate(nullptr, nullptr);
+}
+
+void QWSyncSupervisor::hostDidChange(const QWObjectsDidChangeNotice& notice) {
+    ++hostChanges_;
+    if (!keeper_->noteHostChange(notice.updated))
+        return;
+    runLoop().post([weak = weak_from_this()] {
+        if (const auto self = weak.lock(); self && self->engine_ && self->engine_->canUploadAnotherObject())
+            self->callEngine([&] { self->engine_->beginSyncOfObjectsWaitingSync(); });
+    });
 }
 
 void QWSyncSupervisor::activate() {
@@ -166,10 +181,13 @@ void QWSyncSupervisor::deletePath(const QString& path) {
 }
 
 void QWSyncSupervisor::loadFile(const QString& path, const QString& localPath) {
-    if (keeper_->passesOver(qw::text::lastPathComponent(path)))
-        return;
-    request(requests_.downloads)
-        .loadFile(path, qw::sync::isPreferencesFile(path) ? preferences_->downloadPath() : localPath);
+    const QString fileName = qw::text::lastPathComponent(path);
+    if (qw::sync::isPreferencesFile(path) && preferences_->passesOver())
+        engine_->passOverFile(fileName);
+    else if (qw::sync::isPreferencesFile(path))
+        loadPreferences();
+    else if (!keeper_->passesOver(fileName))
+        request(requests_.downloads).loadFile(path, localPath);
 }
 
 void QWSyncSupervisor::loadMetadata(const QString& path) {

@@ -156,6 +156,7 @@ private:
     bool isPollDue() const;
     bool isRepetition(const QString& fileName);
     bool isQueryStale();
+    void hostDidChange(const QWObjectsDidChangeNotice& notice);
     void statusChanged(quint64 status);
     void stop();
     void fail(const QString& path, const QWError& error);
@@ -181,6 +182,7 @@ private:
     void repeatPreferences();
     void preferencesUploaded(const QString& destinationPath, const QString& sourcePath,
                              const DBMetadata& metadata);
+    void loadPreferences();
     void preferencesLoaded(const QString& contentType, const DBMetadata& metadata);
 
     void restClientLoadedDeltaEntries(DBRestClient&, const QList<DBDeltaEntryRef>& entries, bool reset,
@@ -204,7 +206,7 @@ private:
     const std::unique_ptr<QWLosingVersions> losingVersions_;
     const std::unique_ptr<QWVersionKeeper> keeper_;
     const std::unique_ptr<QWPreferencesKeeper> preferences_;
-    QWObservation queueObservation_, hostObservation_;
+    QWObservation queueObservation_, hostObservation_, hostSaveObservation_;
     quint64 hostChanges_ = 0; // notices of the main context so far
     Counts counts_;
     Requests requests_;

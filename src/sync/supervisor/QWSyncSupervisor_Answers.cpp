@@ -38,8 +38,9 @@ void QWSyncSupervisor::restClientLoadedDeltaEntries(DBRestClient&, const QList<D
     if (isQueryStale())
         return finish([&](auto&) { engine_->takeBackDeltaQuery(engine_->status()); });
     QStringList ownCopies, ownPreferences;
-    auto kept = keeper_->preparePage(entries, !hasMore, ownCopies);
-    kept.removeIf([&](const auto& entry) { return !preferences_->prepareEntry(*entry, ownPreferences); });
+    const auto kept = keeper_->preparePage(entries, !hasMore, ownCopies);
+    for (const auto& entry : kept)
+        preferences_->prepareEntry(*entry, ownPreferences);
     const bool isFirstPage = std::exchange(isListingFromScratch_, false) || reset;
     finish([&](auto& to) { to.restClientLoadedDeltaEntries(*this, kept, isFirstPage, cursor, hasMore); });
     for (const QString& copy : ownCopies)

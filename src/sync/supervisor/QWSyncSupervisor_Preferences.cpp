@@ -65,6 +65,8 @@ void QWSyncSupervisor::uploadPreferences() {
         return;
     const QString localPath = engine_->syncedPreferencesLocalCacheURL().toLocalFile();
     const DBMetadata known = preferences_->knownFile();
+    if (QWError error; !preferences_->stage(&error))
+        return repeatLater("uploadSyncedPreferences", error, [this] { repeatPreferences(); });
     if (!preferences_->isUploadDue())
         return answerSoon(
             [=, this](auto& to) { to.restClientUploadedFile(*this, known.path, localPath, known); });
@@ -93,20 +95,24 @@ void QWSyncSupervisor::preferencesUploaded(const QString& destinationPath, const
     if (!isStored) {
         deletePath(destinationPath);
         if (isActive())
-            loadFile(QWDBFileSyncedPreferencesInDropboxFolder, sourcePath);
+            loadPreferences();
     }
     Q_EMIT fileSent(qw::text::lastPathComponent(destinationPath));
 }
 
 // Download --------------------------------------------------------------------------------------------------
 
+void QWSyncSupervisor::loadPreferences() {
+    request(requests_.downloads)
+        .loadFile(QWDBFileSyncedPreferencesInDropboxFolder, preferences_->downloadPath());
+}
+
 void QWSyncSupervisor::preferencesLoaded(const QString& contentType, const DBMetadata& metadata) {
     const QJsonObject before = engine_->syncedPreferences();
     QWError error;
     if (!preferences_->prepareImport(&error))
         return finish([&](auto&) {
-            repeatLater("restClient:loadedFile:contentType:metadata:", error,
-                        [=, this] { loadFile(metadata.path, QString()); });
+            repeatLater("restClient:loadedFile:contentType:metadata:", error, [this] { loadPreferences(); });
         });
     finish([&](auto& to) {
         to.restClientLoadedFile(*this, engine_->syncedPreferencesLocalCacheURL().toLocalFile(), contentType,

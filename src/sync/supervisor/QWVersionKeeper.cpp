@@ -67,7 +67,8 @@ QString QWVersionKeeper::prepareRecord(const QString& localPath, const DBMetadat
         engine_.applyReceivedRecord(*engine_.objectReferencedWithLowerCaseFileName(metadata.filename(), true),
                                     *received, metadata);
     if (place == Order::AheadInSecond || place == Order::Ahead) {
-        if (files().exists(present->imageURL().toLocalFile()))
+        if (files().exists(present->imageURL().toLocalFile())
+            || metadataManager.fileMetadataForFileName(imageName(*present), false))
             filesToCheck_.insert(metadata.filename());
         return {};
     }
@@ -79,10 +80,24 @@ QString QWVersionKeeper::prepareRecord(const QString& localPath, const DBMetadat
         engine_.saveCacheContext();
         return QStringLiteral("the record here was deleted");
     }
+    if (place == Order::Same)
+        discardBehind(*received, metadata.filename());
     if (isOwnCopy || (!isCopy && place == Order::Behind))
         queue(*present);
     return place == Order::Same ? QStringLiteral("the record here is the same")
                                 : QStringLiteral("the record here is newer");
+}
+
+// The host's unsaved version may be behind the saved one, by a clock that is.
+void QWVersionKeeper::discardBehind(const QVariantMap& received, const QString& fileName) {
+    const auto host = hostsObject(fileName);
+    if (!host || !host->hasChanges() || host->isInserted() || host->isDeleted())
+        return;
+    if (const Order place = order(received, *host); place <= Order::Same)
+        return;
+    engine_.discardUnsavedVersion(*host);
+    if (files().exists(host->imageURL().toLocalFile()))
+        filesToCheck_.insert(fileName);
 }
 
 // It has not come before, though another record's reference may have made it, without a date.
@@ -307,8 +322,11 @@ bool QWVersionKeeper::finishBatch() {
     QStringList names;
     for (const QString& name : filesToCheck_.names()) {
         filesToCheck_.erase(name);
-        if (const auto object = hostsObject(name); object && isImagePending(*object))
+        const auto object = hostsObject(name);
+        if (object && isImagePending(*object))
             names.append(name);
+        else if (object && !object->imageURL().isEmpty() && !files().exists(object->imageURL().toLocalFile()))
+            imagesAskedFor_.insert(imageName(*object));
     }
     for (const QString& name : imagesDeleted_.names()) {
         imagesDeleted_.erase(name);
@@ -364,7 +382,39 @@ void QWVersionKeeper::askForKnownImage(const QString& fileName) {
 
 bool QWVersionKeeper::isImagePending(const QWManagedObjectWithSyncSupport& object) {
     const QUrl url = object.imageURL();
-    return !url.isEmpty() && engine_.fileMetadataManager().needsToUploadOfImageAtURL(url, imageName(object));
+    if (url.isEmpty())
+        return false;
+    catchUpImageDate(object);
+    return engine_.fileMetadataManager().needsToUploadOfImageAtURL(url, imageName(object));
+}
+
+// An image that was set here since the known one came is newer, though this machine's clock may be behind the
+// cloud's. True when its date was to be mended.
+bool QWVersionKeeper::catchUpImageDate(const QWManagedObjectWithSyncSupport& object) {
+    const QString path = object.imageURL().toLocalFile();
+    const auto date = path.isEmpty() ? std::nullopt : files().modificationDate(path);
+    const auto known = date ? engine_.fileMetadataManager().fileMetadataForFileName(imageName(object), false)
+                            : QWRef<FileMetadata>();
+    if (!known || *date >= known->lastModifiedDate() || known->remoteHash().isEmpty()
+        || dropboxContentHash(files().read(path).value_or(QByteArray())) == known->remoteHash())
+        return false;
+    return files().setModificationDate(path, known->lastModifiedDate().addSecs(1));
+}
+
+// The engine passes over a change of the date alone while the image seems to be an old one.
+bool QWVersionKeeper::noteHostChange(const QWManagedObjectSet& updated) {
+    bool hasQueued = false;
+    for (const auto& record : updated) {
+        const auto* object = dynamic_cast<const QWManagedObjectWithSyncSupport*>(record.data());
+        if (!object || object->isDeleted() || !catchUpImageDate(*object)
+            || engine_.objectWaitingSyncForObject(*object, false))
+            continue;
+        engine_.updateObjects({record}, object->dateModified(), QWDropboxSyncActionInsertOrUpdate, true);
+        hasQueued = true;
+    }
+    if (hasQueued)
+        engine_.saveCacheContext();
+    return hasQueued;
 }
 
 QString QWVersionKeeper::imageName(const QWManagedObjectWithSyncSupport& object) {

@@ -33,6 +33,8 @@ public:
     // Files that a listing from scratch does not hold: whether they were deleted one by one is not known
     // then.
     void noteMissing(const QStringList& fileNames);
+    // After a change of the host's. True when it has queued a record for its image.
+    bool noteHostChange(const QWManagedObjectSet& updated);
     bool isConflictedImage(const QString& fileName) const;
     // Where the image belongs that a conflicted copy was made of.
     QString pathOfImage(const QString& copy) const;
@@ -52,6 +54,7 @@ private:
     enum class Order { Behind, Same, AheadInSecond, Ahead };
 
     QString prepareRecord(const QString& localPath, const DBMetadata& metadata);
+    void discardBehind(const QVariantMap& received, const QString& fileName);
     void prepareNewRecord(const QString& fileName, bool isCopy);
     Verdict prepareImage(const DBMetadata& metadata);
     void queue(const QWManagedObjectWithSyncSupport& present);
@@ -61,6 +64,7 @@ private:
     void askForKnownImage(const QString& fileName);
     QWRef<ObjectWaitingSync> waitingDeletion(const QString& fileName);
     bool isDeletedUnsaved(const QWManagedObjectWithSyncSupport& present) const;
+    bool catchUpImageDate(const QWManagedObjectWithSyncSupport& object);
     bool isImagePending(const QWManagedObjectWithSyncSupport& object);
     QString imageName(const QWManagedObjectWithSyncSupport& object);
     QWFileManager& files() const { return engine_.mainManagedObjectContext()->environment().files(); }

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "core/QWManagedObjectWithSyncSupport.h"
 #include "dropbox/folder/QWFolderRestClient.h"
 #include "store/QWManagedObjectContext.h"
+#include "support/BookModel.h"
 #include "sync/QWDropboxSyncCoreData.h"
 #include "sync/supervisor/QWSyncSupervisor.h"
 #include "testing/QWFaultyRestClient.h"
@@ -14,39 +14,6 @@
 
 // Desktops of one user, each a world of its own with a host application, and the
 // cloud between them, all on one virtual time.
-
-namespace desktop {
-
-class Author final : public QWManagedObjectWithSyncSupport {
-public:
-    const QWFieldDescriptions* fieldDescriptions() const override;
-};
-
-// Has an image, whose file stands beside the host's store.
-class Book final : public QWManagedObjectWithSyncSupport {
-public:
-    const QWFieldDescriptions* fieldDescriptions() const override;
-    QUrl imageURL() const override;
-};
-
-class Chapter final : public QWManagedObjectWithSyncSupport {
-public:
-    const QWFieldDescriptions* fieldDescriptions() const override;
-};
-
-// A synced entity whose name does not come back from a file name in lower case.
-class BookAuthor final : public QWManagedObjectWithSyncSupport {
-public:
-    const QWFieldDescriptions* fieldDescriptions() const override;
-};
-
-// Authors write books, books have chapters, chapters have parts; stickers are not synced, and nobody knows on what
-// they are.
-std::shared_ptr<QWManagedObjectModel> model();
-
-using Record = QWRef<QWManagedObjectWithSyncSupport>;
-
-} // namespace desktop
 
 struct Cloud {
     Cloud() : folder(QWAppFolder::inMemory(world.environment())) {}

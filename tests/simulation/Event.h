@@ -1,0 +1,59 @@
+#pragma once
+
+#include <QString>
+#include <chrono>
+#include <optional>
+#include <vector>
+
+// What happens to the simulated machines and their cloud, and when. A day is a list of events; it follows from a
+// seed and a scenario, or is read from text, one line for each event: "1500 2 edit 7 31" is, 1.5 s after the
+// one before, on machine 2 an edit with these two arguments.
+struct Event {
+    // clang-format off
+    enum Kind {
+        Add, Edit, Delete, SetImage, Save, SetPreference,       // the host's user; `first`: of what, `second`: value
+        Sync, Deactivate, Close, Kill, LosePower,               // the process; a death after `first` steps
+        Offline, ServerError, TooManyRequests, Refusal, NotFound, LoseAnswer, // the next `first` requests
+        DelayRequest, DelayAnswer, Duplicate, Truncate, RefuseToken,          // the same; `second`: how long, in s
+        JumpClock, FillDisk, FreeDisk, FailDisk,                // the machine; by `first` s, for `first` operations
+        ForgetCursors, DeleteFolder, DeletePreferences,         // the cloud
+        KindCount
+    };
+    // clang-format on
+
+    std::chrono::milliseconds pause{0}; // since the event before
+    int machine = 0;
+    Kind kind = Add;
+    int first = 0, second = 0;
+
+    QString text() const;
+    static std::optional<Event> fromText(const QString& line);
+
+    bool isFault() const { return kind >= Offline || kind == Kill || kind == LosePower; }
+};
+
+using Day = std::vector<Event>;
+
+QString dayText(const Day& day);
+// Nothing, with the line that is none, when the text holds something else.
+std::optional<Day> dayFromText(const QString& text, QString* badLine = nullptr);
+
+// What a seed makes, and with which disturbers.
+struct Scenario {
+    QString name;
+    QString description;
+    std::vector<std::pair<Event::Kind, int>> weights; // how often, compared with the others
+    int mostMachines = 5;
+
+    static const std::vector<Scenario>& all();
+    static const Scenario* named(const QString& name);
+};
+
+struct Script {
+    int machines = 0;
+    std::vector<int> clockOffsets; // of each machine, in seconds
+    std::vector<Day> days;         // after each of them all is well for a while, and everything must agree
+};
+
+// Each script has at least 60 operations and 10 faults.
+Script makeScript(const Scenario& scenario, unsigned seed);

@@ -1,0 +1,353 @@
+#include "Machine.h"
+
+#include "SimulatedVFS.h"
+
+#include "core/QWJSON.h"
+#include "sync/records/QWDropboxSyncManagedObjectDictionaryExporter.h"
+#include "sync/records/QWTravellingForm.h"
+
+#include <QFileInfo>
+
+using desktop::Record;
+using desktop::syncedEntities;
+
+namespace {
+
+std::string diskName(int number) {
+    return std::to_string(number);
+}
+
+} // namespace
+
+class Machine::HostAction {
+public:
+    explicit HostAction(Machine& machine) : machine_(machine) {
+        machine_.context_->processPendingChanges();
+        machine_.report();
+        ++machine_.hostActions_;
+    }
+    ~HostAction() {
+        machine_.context_->processPendingChanges();
+        machine_.report();
+        --machine_.hostActions_;
+    }
+
+private:
+    Machine& machine_;
+};
+
+Machine::Machine(int number, quint64 seed, std::shared_ptr<QWVirtualRunLoop> runLoop,
+                 std::shared_ptr<QWAppFolder> cloud, Model& model, Trace& trace)
+    : disk(std::make_shared<QWVirtualClock>(runLoop)), world(seed, std::move(runLoop)), number_(number),
+      cloud_(std::move(cloud)), model_(model), trace_(trace) {
+    world.files = std::make_shared<SimulatedFiles>(disk);
+    world.userDefaults = std::make_shared<SimulatedDefaults>(disk);
+    SimulatedVFS::addDisk(diskName(number_), disk);
+}
+
+Machine::~Machine() {
+    end();
+    SimulatedVFS::removeDisk(diskName(number_));
+}
+
+const QStringList& Machine::sharedPreferences() {
+    static const QStringList keys{QStringLiteral("theme"), QStringLiteral("unit"), QStringLiteral("home")};
+    return keys;
+}
+
+QString Machine::path(const QString& name) const {
+    return QStringLiteral("/simulated/%1/%2").arg(number_).arg(name);
+}
+
+// The process -----------------------------------------------------------------------------------------------
+
+void Machine::start() {
+    disk.restart();
+    ledger.downloadsOut = 0;
+    const auto environment = world.environment();
+    const auto coordinator = std::make_shared<QWPersistentStoreCoordinator>(desktop::model(), environment);
+    if (!coordinator->addStore(path(QStringLiteral("library.sqlite")), {}))
+        return;
+    context_ = std::make_shared<QWManagedObjectContext>(coordinator);
+    engine_ = std::make_unique<QWDropboxSyncCoreData>(context_, syncedEntities,
+                                                      QUrl::fromLocalFile(path(QStringLiteral("cache"))));
+    engine_->setDelegate(this, this);
+    if (!engine_->dropboxCachePersistentStoreCoordinator()->hasStore())
+        return end(); // a host does not go on without it
+    const auto network =
+        std::make_shared<SimulatedNetwork>(cloud_, environment, ledger, trace_, QString::number(number_ + 1));
+    network->mayBeSent = [this] {
+        disk.step();
+        return !disk.isDead();
+    };
+    supervisor_ = QWSyncSupervisor::create(*engine_, network);
+    engine_->syncPreferenceWithKeys(sharedPreferences());
+    if (disk.isDead())
+        return;
+    model_.started(number_, versions());
+    watch();
+    HostAction action(*this);
+    for (const QString& uuid : std::exchange(imagesUnsaved_, {}))
+        if (const auto book = QWManagedObjectWithSyncSupport::fetchObjectWithUUID(uuid, "Book", *context_))
+            if (world.files->exists(book->imageURL().toLocalFile()))
+                book->setValueForKey(QStringLiteral("pages"), (number_ + 1) * 1'000'000 + ++covers_);
+}
+
+void Machine::watch() {
+    observations_.push_back(context_->observeObjectsDidChange(
+        [this](const QWObjectsDidChangeNotice& notice) { recordsDidChange(notice); }));
+    observations_.push_back(
+        context_->observeDidMerge([this](const QWDidSaveNotice& notice) { recordsDidMerge(notice); }));
+    connect(engine_.get(), &QWDropboxSyncCoreData::numberOfItemsToProcessChanged, this,
+            &Machine::countDidChange);
+    connect(engine_.get(), &QWDropboxSyncCoreData::statusChanged, this,
+            [this](quint64 status) { statusDidChange(status); });
+}
+
+void Machine::end() {
+    observations_.clear();
+    touched_.clear();
+    supervisor_.reset();
+    engine_.reset();
+    context_.reset();
+    imagesDropped_.clear();
+    imagesToSave_.clear();
+}
+
+void Machine::close() {
+    engine_->applicationWillClose();
+    report();
+    if (!disk.isDead())
+        end();
+}
+
+bool Machine::bury() {
+    if (!disk.isDead() || !context_)
+        return false;
+    end();
+    return true;
+}
+
+void Machine::activateOrSync() {
+    if (engine_->status() >= QWDropboxSyncStatusDisabled)
+        supervisor_->activate();
+    else
+        supervisor_->syncNow();
+}
+
+void Machine::deactivate() {
+    engine_->deactivateSync();
+}
+
+QString Machine::stateText() const {
+    if (!isRunning())
+        return QStringLiteral("not running");
+    return QStringLiteral(
+               "status %1, %2 waiting, %3 in flight, %4 to import, %5 requests out, preferences %6")
+        .arg(engine_->status())
+        .arg(engine_->numberOfObjectsWaitingSync())
+        .arg(engine_->numberOfObjectsSyncing())
+        .arg(engine_->deltaEntriesToImport().count())
+        .arg(supervisor_->requestsOut())
+        .arg(supervisor_->isPreferenceWaiting());
+}
+
+// What it reports -------------------------------------------------------------------------------------------
+
+// A deactivation counts nothing any more, and then empties its lists.
+void Machine::countDidChange(qint64 number) {
+    if (disk.isDead())
+        return;
+    const bool isRight = number < 0 ? number == -engine_->deltaEntriesToImport().count()
+                                    : number == engine_->numberOfObjectsWaitingSync()
+                                          || number == engine_->numberOfObjectsSyncing();
+    if (!isRight && number != 0)
+        model_.violate(
+            QStringLiteral("machine %1 counts %2: %3").arg(number_ + 1).arg(number).arg(stateText()));
+    isZeroDoubtful_ = !isRight && number == 0;
+    if (engine_->numberOfObjectsSyncing() > QWDBMaximumNumberOfObjectsSyncing)
+        model_.violate(QStringLiteral("machine %1 has %2 objects in flight")
+                           .arg(number_ + 1)
+                           .arg(engine_->numberOfObjectsSyncing()));
+}
+
+void Machine::statusDidChange(quint64 status) {
+    if (disk.isDead())
+        return;
+    trace_.add(QStringLiteral("%1 status %2").arg(number_ + 1).arg(status));
+    if (std::exchange(isZeroDoubtful_, false) && status < QWDropboxSyncStatusDisabled)
+        model_.violate(QStringLiteral("machine %1 counts 0: %2").arg(number_ + 1).arg(stateText()));
+}
+
+void Machine::recordsDidChange(const QWObjectsDidChangeNotice& notice) {
+    if (disk.isDead())
+        return;
+    for (const auto* set : {&notice.inserted, &notice.updated, &notice.refreshed})
+        for (const auto& record : *set)
+            touch(*record);
+    for (const auto& record : notice.deleted)
+        touch(*record);
+}
+
+// Records that are not live in the main context are in no notice of its own.
+void Machine::recordsDidMerge(const QWDidSaveNotice& notice) {
+    if (disk.isDead())
+        return;
+    for (const auto* set : {&notice.inserted, &notice.updated})
+        for (const auto& record : *set)
+            touch(*record);
+    for (const auto& record : notice.deleted)
+        touch(*record);
+}
+
+void Machine::touch(const QWManagedObject& record) {
+    if (const auto* object = dynamic_cast<const QWManagedObjectWithSyncSupport*>(&record))
+        if (!object->uuid().isEmpty())
+            touched_[object->uuid()] = object->entity().name();
+}
+
+// A merge has steps in between, which nobody sees: what counts is what stands at its end.
+void Machine::report() {
+    if (!isRunning() || disk.isDead())
+        return;
+    const auto touched = std::exchange(touched_, {});
+    for (auto each = touched.begin(); each != touched.end(); ++each) {
+        const QString& uuid = each.key();
+        const auto record = QWManagedObjectWithSyncSupport::fetchObjectWithUUID(uuid, *each, *context_);
+        const Version version = record ? versionOf(*record) : Version();
+        trace_.add(QStringLiteral("%1 %2 %3 %4")
+                       .arg(number_ + 1)
+                       .arg(hostActions_ > 0 ? QStringLiteral("makes") : QStringLiteral("takes"), uuid,
+                            record ? version.text() : QStringLiteral("deleted")));
+        if (record && hostActions_ > 0)
+            model_.edited(number_, uuid, version);
+        else if (record)
+            model_.received(number_, uuid, version);
+        else if (hostActions_ > 0)
+            model_.deleted(number_, uuid);
+        else
+            model_.receivedDeletion(number_, uuid);
+    }
+}
+
+Version Machine::versionOf(QWManagedObjectWithSyncSupport& record) {
+    if (!record.dateModified().isValid())
+        return {std::numeric_limits<qint64>::min(), {}};
+    // As a file, in which numbers are what they are on arrival.
+    const auto bytes =
+        qw::json::write(engine_->syncDictionaryExporter().dictionaryToInsertOrUpdateObjectToSync(record));
+    const auto hash = qw::sync::travellingHash(qw::json::read(*bytes)->toMap(), record);
+    const qint64 milliseconds = record.dateModified().toMSecsSinceEpoch();
+    return {(milliseconds - (milliseconds % 1000 + 1000) % 1000) / 1000, *hash};
+}
+
+std::vector<Record> Machine::records(const QString& entityName) {
+    std::vector<Record> records;
+    for (const auto& each : context_->fetch(QWFetchRequest(entityName)).value_or(QWManagedObjectSet()))
+        records.emplace_back(static_cast<QWManagedObjectWithSyncSupport*>(each.data()));
+    std::sort(records.begin(), records.end(),
+              [](const auto& left, const auto& right) { return left->uuid() < right->uuid(); });
+    return records;
+}
+
+QHash<QString, Version> Machine::versions() {
+    QHash<QString, Version> versions;
+    for (const QString& entityName : syncedEntities)
+        for (const auto& record : records(entityName)) {
+            if (versions.contains(record->uuid()))
+                model_.violate(
+                    QStringLiteral("machine %1 holds %2 twice").arg(number_ + 1).arg(record->uuid()));
+            versions[record->uuid()] = versionOf(*record);
+        }
+    return versions;
+}
+
+Model::Contents Machine::contents() {
+    Model::Contents contents;
+    contents.records = versions();
+    for (const auto& book : records(QStringLiteral("Book")))
+        if (const auto image = world.files->read(book->imageURL().toLocalFile()))
+            contents.images[book->uuid()] = *image;
+    for (const QString& key : sharedPreferences())
+        contents.preferences[key] = world.userDefaults->object(key);
+    return contents;
+}
+
+// The user --------------------------------------------------------------------------------------------------
+
+bool Machine::shouldUploadUpdateManagedObject(QWManagedObjectWithSyncSupport& object) {
+    return desktop::isDescribedChange(object);
+}
+
+Record Machine::any(const QString& entityName, int which) {
+    const auto all = records(entityName);
+    return all.empty() ? Record() : all[size_t(which) % all.size()];
+}
+
+void Machine::add(int which, int text) {
+    HostAction action(*this);
+    const auto author = any(QStringLiteral("Author"), text);
+    const bool isAuthor = which % 8 == 0;
+    const auto record = context_->insertObject(isAuthor ? QStringLiteral("Author") : QStringLiteral("Book"));
+    record->setValueForKey(isAuthor ? QStringLiteral("name") : QStringLiteral("title"),
+                           QString::number(text));
+    if (!isAuthor && author && which % 2 == 0)
+        record->setRelatedObject(QStringLiteral("author"), author.data());
+}
+
+void Machine::edit(int which, int text) {
+    HostAction action(*this);
+    if (const auto book = any(QStringLiteral("Book"), which))
+        book->setValueForKey(QStringLiteral("title"), QString::number(text));
+}
+
+void Machine::remove(int which) {
+    HostAction action(*this);
+    const auto book = any(QStringLiteral("Book"), which);
+    if (!book)
+        return;
+    imagesDropped_.emplace_back(book->uuid(), book->imageURL().toLocalFile());
+    context_->deleteObject(*book);
+}
+
+void Machine::setImage(int which, int text) {
+    HostAction action(*this);
+    const auto book = any(QStringLiteral("Book"), which);
+    if (!book)
+        return;
+    const QByteArray bytes = "image " + QByteArray::number(text);
+    const QString file = book->imageURL().toLocalFile();
+    imagesUnsaved_.insert(book->uuid());
+    model_.imageMade(book->uuid(), bytes);
+    if (!world.files->write(file, bytes) || !world.files->setModificationDate(file, world.clock->now()))
+        return;
+    imagesToSave_.insert(book->uuid());
+    if (text % 2 == 0)
+        book->setDateModified(world.clock->now());
+    else
+        book->setValueForKey(QStringLiteral("pages"), text);
+}
+
+void Machine::setPreference(int which, int value) {
+    const QString key = sharedPreferences()[which % sharedPreferences().size()];
+    const QJsonValue json = value % 4 == 0 ? QJsonValue(QJsonValue::Undefined) : QJsonValue(value % 10);
+    model_.preferenceSet(number_, key, json);
+    world.userDefaults->setObject(key, json);
+}
+
+// The image of a deleted record goes when the deletion is saved, if nobody has brought the record back.
+bool Machine::save() {
+    { HostAction action(*this); }
+    if (!context_->save() || disk.isDead())
+        return false;
+    report();
+    model_.saved(number_);
+    imagesUnsaved_.clear();
+    for (const QString& uuid : std::exchange(imagesToSave_, {}))
+        model_.imageSaved(uuid);
+    for (const auto& [uuid, image] : std::exchange(imagesDropped_, {}))
+        if (!QWManagedObjectWithSyncSupport::fetchObjectWithUUID(uuid, "Book", *context_)
+            && world.files->exists(image))
+            world.files->remove(image);
+    return true;
+}

@@ -1,0 +1,109 @@
+#pragma once
+
+#include "Event.h"
+#include "Model.h"
+#include "SimulatedFiles.h"
+#include "SimulatedNetwork.h"
+#include "support/BookModel.h"
+#include "sync/QWDropboxSyncCoreData.h"
+#include "sync/supervisor/QWSyncSupervisor.h"
+#include "testing/QWVirtualWorld.h"
+
+// Settings that a machine keeps; what a dead process sets is not taken.
+class SimulatedDefaults final : public QWUserDefaults {
+public:
+    explicit SimulatedDefaults(const SimulatedDisk& disk) : disk_(disk) {}
+
+    QJsonValue object(const QString& key) const override { return values_.value(key, QJsonValue::Undefined); }
+    void synchronize() override {}
+
+private:
+    void storeObject(const QString& key, const QJsonValue& value) override {
+        if (!disk_.isDead())
+            values_[key] = value;
+    }
+    void removeObject(const QString& key) override {
+        if (!disk_.isDead())
+            values_.remove(key);
+    }
+
+    const SimulatedDisk& disk_;
+    QHash<QString, QJsonValue> values_;
+};
+
+// One of the user's machines: its disk, clock and settings, which last, and the process of the host application
+// with its engine under a supervisor, which comes and goes. Tells the model of everything that its user does and
+// that sync does to the records.
+class Machine final : public QObject, public QWDropboxSyncCoreDataDelegate {
+public:
+    Machine(int number, quint64 seed, std::shared_ptr<QWVirtualRunLoop> runLoop,
+            std::shared_ptr<QWAppFolder> cloud, Model& model, Trace& trace);
+    ~Machine() override;
+
+    static const QStringList& sharedPreferences();
+
+    // The process.
+    bool isRunning() const { return supervisor_ != nullptr; }
+    void start(); // does nothing where the disk does not let it
+    void end();   // without a word
+    void close(); // as a user does
+    // Ends the process if the machine has died meanwhile. True when it had.
+    bool bury();
+    // Tells the model what has become of the records.
+    void report();
+    void activateOrSync();
+    void deactivate();
+    bool isSignedOut() const { return isRunning() && engine_->status() >= QWDropboxSyncStatusDisabled; }
+    bool isInStep() const { return isRunning() && supervisor_->isInStep(); }
+    QString stateText() const;
+
+    // The user. `which` picks one of the records, `text` is what is written.
+    void add(int which, int text);
+    void edit(int which, int text);
+    void remove(int which);
+    void setImage(int which, int text);
+    void setPreference(int which, int value);
+    bool save();
+
+    Model::Contents contents();
+    qint64 requestsOut() const { return isRunning() ? supervisor_->requestsOut() : 0; }
+
+    SimulatedDisk disk;
+    SimulatedNetwork::Ledger ledger;
+    QWVirtualWorld world;
+
+private:
+    class HostAction; // while it lives, what changes is the user's doing
+
+    QString path(const QString& name) const;
+    void watch();
+    void statusDidChange(quint64 status);
+    void recordsDidChange(const QWObjectsDidChangeNotice& notice);
+    void recordsDidMerge(const QWDidSaveNotice& notice);
+    void touch(const QWManagedObject& record);
+    void countDidChange(qint64 number);
+    Version versionOf(QWManagedObjectWithSyncSupport& record);
+    QHash<QString, Version> versions();
+    std::vector<desktop::Record> records(const QString& entityName);
+    desktop::Record any(const QString& entityName, int which);
+    void writeImage(QWManagedObjectWithSyncSupport& book, const QByteArray& bytes);
+
+    bool shouldUploadUpdateManagedObject(QWManagedObjectWithSyncSupport& object) override;
+    void accessTokenExpiredDropbox(QWDropboxSyncCoreData&) override {}
+
+    const int number_;
+    const std::shared_ptr<QWAppFolder> cloud_;
+    Model& model_;
+    Trace& trace_;
+    int hostActions_ = 0, covers_ = 0;
+    QHash<QString, QString> touched_; // since the last report: uuids of records, with their entities
+    bool isZeroDoubtful_ = false;     // it was counted while there was something to count
+    QSet<QString> imagesUnsaved_;     // uuids of records whose images a user has begun to set, in any process
+    QSet<QString> imagesToSave_;      // and has set in this one
+    std::vector<std::pair<QString, QString>> imagesDropped_; // uuid and path, of deleted records
+
+    std::shared_ptr<QWManagedObjectContext> context_;
+    std::unique_ptr<QWDropboxSyncCoreData> engine_;
+    std::shared_ptr<QWSyncSupervisor> supervisor_;
+    std::vector<QWObservation> observations_;
+};

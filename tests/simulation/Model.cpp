@@ -1,0 +1,179 @@
+#include "Model.h"
+
+#include <algorithm>
+
+void Model::violate(const QString& what) {
+    violations_.append(what);
+}
+
+MaybeVersion Model::held(int machine, const QString& uuid) const {
+    const auto& records = machines_[size_t(machine)].records;
+    const auto found = records.constFind(uuid);
+    return found == records.cend() ? std::nullopt : MaybeVersion(*found);
+}
+
+// Users -----------------------------------------------------------------------------------------------------
+
+void Model::edited(int machine, const QString& uuid, const Version& version) {
+    auto& at = machines_[size_t(machine)];
+    History& history = histories_[uuid];
+    history.made.insert(version);
+    history.wasEditedSince = true;
+    at.records[uuid] = version;
+    at.candidates[uuid].push_back(version);
+    at.unsavedEdits[uuid] = version;
+    at.unsavedDeletions.remove(uuid);
+}
+
+void Model::deleted(int machine, const QString& uuid) {
+    auto& at = machines_[size_t(machine)];
+    histories_[uuid].wasDeleted = true;
+    at.records.remove(uuid);
+    at.candidates[uuid].push_back(std::nullopt);
+    at.unsavedEdits.remove(uuid);
+    at.unsavedDeletions.insert(uuid);
+}
+
+void Model::saved(int machine) {
+    auto& at = machines_[size_t(machine)];
+    for (auto edit = at.unsavedEdits.begin(); edit != at.unsavedEdits.end(); ++edit) {
+        if (at.records.value(edit.key()) != *edit) // a received one has won
+            continue;
+        histories_[edit.key()].wasSaved = true;
+        histories_[edit.key()].lastSaved[machine] = *edit;
+    }
+    for (const QString& uuid : at.unsavedDeletions)
+        histories_[uuid].wasDeletionSaved = true;
+    at.unsavedEdits.clear();
+    at.unsavedDeletions.clear();
+    at.candidates.clear();
+    at.atLastSave = at.records;
+}
+
+void Model::imageMade(const QString& uuid, const QByteArray& bytes) {
+    histories_[uuid].images.insert(bytes);
+}
+
+void Model::preferenceSet(int machine, const QString& key, const QJsonValue& value) {
+    auto& preference = preferences_[key];
+    preference.values.push_back(value);
+    preference.changedBySince.insert(machine);
+    preference.latest = value;
+}
+
+// Sync ------------------------------------------------------------------------------------------------------
+
+void Model::received(int machine, const QString& uuid, const Version& version) {
+    auto& at = machines_[size_t(machine)];
+    const MaybeVersion before = held(machine, uuid);
+    if (before == version)
+        return;
+    if (!version.isPlaceholder() && histories_[uuid].made.count(version) == 0)
+        violate(QStringLiteral("machine %1 received a version of %2 that nobody made: %3")
+                    .arg(machine + 1)
+                    .arg(uuid, version.text()));
+    if (before && version < *before && !histories_[uuid].wasDeleted)
+        violate(QStringLiteral("on machine %1 the version of %2 fell back from %3 to %4")
+                    .arg(machine + 1)
+                    .arg(uuid, before->text(), version.text()));
+    if (histories_[uuid].isGone && !version.isPlaceholder())
+        violate(QStringLiteral("%1 is back on machine %2").arg(uuid).arg(machine + 1));
+    at.records[uuid] = version;
+    at.candidates[uuid].push_back(version);
+}
+
+void Model::receivedDeletion(int machine, const QString& uuid) {
+    auto& at = machines_[size_t(machine)];
+    if (!held(machine, uuid))
+        return;
+    if (!histories_[uuid].wasDeleted && !(held(machine, uuid) && held(machine, uuid)->isPlaceholder()))
+        violate(QStringLiteral("machine %1 deleted %2, which nobody had").arg(machine + 1).arg(uuid));
+    at.records.remove(uuid);
+    at.candidates[uuid].push_back(std::nullopt);
+}
+
+// A crash ---------------------------------------------------------------------------------------------------
+
+void Model::started(int machine, const QHash<QString, Version>& records) {
+    auto& at = machines_[size_t(machine)];
+    const auto mayHold = [&](const QString& uuid, const MaybeVersion& version) {
+        const auto before = at.atLastSave.constFind(uuid);
+        if (version == (before == at.atLastSave.cend() ? std::nullopt : MaybeVersion(*before)))
+            return true;
+        const auto& since = at.candidates.value(uuid);
+        if (std::find(since.begin(), since.end(), version) != since.end())
+            return true;
+        // A batch may have been saved in the last moment.
+        const History history = histories_.value(uuid);
+        if (!version || version->isPlaceholder())
+            return version || history.wasDeleted;
+        return history.made.count(*version) > 0 && (before == at.atLastSave.cend() || *before < *version);
+    };
+    for (auto record = records.begin(); record != records.end(); ++record)
+        if (!mayHold(record.key(), *record))
+            violate(QStringLiteral("machine %1 starts with a version of %2 that it never held: %3")
+                        .arg(machine + 1)
+                        .arg(record.key(), record->text()));
+    for (auto before = at.atLastSave.begin(); before != at.atLastSave.end(); ++before)
+        if (!records.contains(before.key()) && !mayHold(before.key(), std::nullopt))
+            violate(
+                QStringLiteral("machine %1 has lost %2, which was saved").arg(machine + 1).arg(before.key()));
+    // What was being saved when the process died is saved if it is there.
+    for (auto edit = at.unsavedEdits.begin(); edit != at.unsavedEdits.end(); ++edit)
+        if (records.contains(edit.key()) && records[edit.key()] == *edit)
+            histories_[edit.key()].lastSaved[machine] = *edit;
+    // A deletion that was not saved is one that the user has taken back.
+    for (const QString& uuid : at.unsavedDeletions)
+        if (records.contains(uuid))
+            histories_[uuid].wasEditedSince = true;
+    at = Machine();
+    at.records = at.atLastSave = records;
+}
+
+// In step ---------------------------------------------------------------------------------------------------
+
+void Model::settled(const Contents& contents) {
+    for (auto record = contents.records.begin(); record != contents.records.end(); ++record)
+        if (!histories_.contains(record.key()) && !record->isPlaceholder())
+            violate(QStringLiteral("all hold %1, which nobody made").arg(record.key()));
+    for (auto each = histories_.begin(); each != histories_.end(); ++each) {
+        const QString& uuid = each.key();
+        History& history = *each;
+        const auto found = contents.records.constFind(uuid);
+        const bool isHere = found != contents.records.cend();
+        if (!isHere && history.wasSaved && !history.wasDeleted)
+            violate(QStringLiteral("%1 was saved and is missing").arg(uuid));
+        if (isHere && history.made.count(*found) == 0 && !found->isPlaceholder())
+            violate(QStringLiteral("all hold a version of %1 that nobody made: %2").arg(uuid, found->text()));
+        if (isHere && !history.wasDeleted)
+            for (const Version& saved : history.lastSaved)
+                if (*found < saved)
+                    violate(QStringLiteral("%1 is %2, though %3 was saved")
+                                .arg(uuid, found->text(), saved.text()));
+        if (isHere && history.wasSettled && history.wasDeletionSaved && !history.wasEditedSince
+            && !wasFolderDeleted_)
+            violate(QStringLiteral("%1 was deleted, and nobody has changed it since").arg(uuid));
+        if (isHere && history.isGone && !found->isPlaceholder())
+            violate(QStringLiteral("%1 was gone everywhere and is back").arg(uuid));
+        const auto image = contents.images.constFind(uuid);
+        if (image != contents.images.cend() && history.images.count(*image) == 0)
+            violate(QStringLiteral("all hold an image of %1 that nobody made").arg(uuid));
+        if (isHere && !history.wasDeleted && history.wasImageSaved && image == contents.images.cend())
+            violate(QStringLiteral("%1 has lost its image").arg(uuid));
+        history.wasSettled = isHere;
+        history.isGone = !isHere;
+        history.wasEditedSince = history.wasDeletionSaved = false;
+    }
+    for (auto each = preferences_.begin(); each != preferences_.end(); ++each) {
+        const QJsonValue present = contents.preferences.value(each.key());
+        const auto& values = each->values;
+        if (!present.isUndefined() && std::find(values.begin(), values.end(), present) == values.end())
+            violate(QStringLiteral("preference %1 has a value that nobody set").arg(each.key()));
+        if (hasSettled_ && !werePreferencesDeleted_ && each->changedBySince.size() == 1
+            && present != each->latest)
+            violate(QStringLiteral("preference %1 has lost its change").arg(each.key()));
+        each->changedBySince.clear();
+    }
+    wasFolderDeleted_ = werePreferencesDeleted_ = false;
+    hasSettled_ = true;
+}

@@ -1,0 +1,100 @@
+#pragma once
+
+#include <QByteArray>
+#include <QHash>
+#include <QJsonValue>
+#include <QSet>
+#include <QString>
+#include <QStringList>
+#include <limits>
+#include <optional>
+#include <set>
+#include <vector>
+
+// A version of a record, or of nothing: its date as it travels, and of what is dated in one second the hash of
+// its travelling form. The greater one wins.
+struct Version {
+    qint64 second = 0;
+    QByteArray hash;
+
+    bool operator==(const Version& other) const = default;
+    bool operator<(const Version& other) const {
+        return second != other.second ? second < other.second : hash < other.hash;
+    }
+    // Made by a reference, before its record has come.
+    bool isPlaceholder() const { return second == std::numeric_limits<qint64>::min(); }
+    QString text() const {
+        return QStringLiteral("%1 %2").arg(second).arg(QString::fromLatin1(hash.toHex().left(8)));
+    }
+};
+using MaybeVersion = std::optional<Version>;
+
+// What the users of all machines did, and so what may become of it. Told of every step; what breaks a promise it
+// notes as a violation.
+class Model {
+public:
+    explicit Model(int machines) : machines_(size_t(machines)) {}
+
+    // The user of a machine.
+    void edited(int machine, const QString& uuid, const Version& version);
+    void deleted(int machine, const QString& uuid);
+    void saved(int machine);
+    void imageMade(const QString& uuid, const QByteArray& bytes);
+    void imageSaved(const QString& uuid) { histories_[uuid].wasImageSaved = true; }
+    void preferenceSet(int machine, const QString& key, const QJsonValue& value);
+    // The cloud lost files that nobody deleted on a machine.
+    void folderDeleted() { wasFolderDeleted_ = true; }
+    void preferencesDeleted() { werePreferencesDeleted_ = true; }
+
+    // Sync, on a machine.
+    void received(int machine, const QString& uuid, const Version& version);
+    void receivedDeletion(int machine, const QString& uuid);
+
+    // A process has started, with what its store holds.
+    void started(int machine, const QHash<QString, Version>& records);
+
+    // Everything is in step: what each machine holds.
+    struct Contents {
+        QHash<QString, Version> records;
+        QHash<QString, QByteArray> images; // of those that have one
+        QHash<QString, QJsonValue> preferences;
+    };
+    void settled(const Contents& contents);
+
+    void violate(const QString& what);
+    const QStringList& violations() const { return violations_; }
+
+private:
+    struct History {
+        std::set<Version> made;
+        bool wasSaved = false, wasDeleted = false;
+        QHash<int, Version> lastSaved; // by machine, of its own user
+        // Since all were in step: that the record was there, and what happened to it.
+        bool wasSettled = false, wasEditedSince = false, wasDeletionSaved = false;
+        bool isGone = false; // from everywhere
+        std::set<QByteArray> images;
+        bool wasImageSaved = false;
+    };
+    struct Machine {
+        QHash<QString, Version> records; // as its main context holds them
+        // Since the last save: whatever the store may hold after a crash.
+        QHash<QString, std::vector<MaybeVersion>> candidates;
+        QHash<QString, Version> unsavedEdits;
+        QSet<QString> unsavedDeletions;
+        QHash<QString, Version> atLastSave;
+    };
+    struct Preference {
+        std::vector<QJsonValue> values;
+        QSet<int> changedBySince; // machines, since all were in step
+        QJsonValue latest;
+    };
+
+    MaybeVersion held(int machine, const QString& uuid) const;
+
+    std::vector<Machine> machines_;
+    QHash<QString, History> histories_;
+    QHash<QString, Preference> preferences_;
+    bool wasFolderDeleted_ = false, werePreferencesDeleted_ = false; // since all were in step
+    bool hasSettled_ = false;
+    QStringList violations_;
+};

@@ -1,0 +1,7 @@
+#pragma once
+
+#include "Event.h"
+
+// The shortest script that could be found by leaving out events of one that breaks a promise, and that still
+// breaks one.
+Script shrink(const Script& script, unsigned seed);

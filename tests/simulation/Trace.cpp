@@ -1,0 +1,10 @@
+#include "Trace.h"
+
+#include <cstdio>
+
+void Trace::add(const QString& line) {
+    const QByteArray bytes = line.toUtf8() + '\n';
+    hash_.addData(bytes);
+    if (isPrinted_)
+        std::fputs(bytes.constData(), stdout);
+}

@@ -1,0 +1,274 @@
+#include "World.h"
+
+#include "sync/QWDropboxSyncConstants.h"
+
+using namespace std::chrono_literals;
+
+World::Outcome World::run(const Script& script, unsigned seed, bool printsTrace) {
+    World world(script, seed, printsTrace);
+    for (const Day& day : script.days) {
+        world.live(day);
+        world.heal();
+        if (!world.model_.violations().isEmpty())
+            break;
+    }
+    Outcome outcome{world.model_.violations(), world.trace_.hash(), world.events_};
+    for (const auto& machine : world.machines_) {
+        outcome.requests += machine->ledger.requests;
+        outcome.faultsMet += machine->ledger.faultsMet;
+    }
+    outcome.deaths = world.deaths_;
+    outcome.time = world.runLoop_->now();
+    return outcome;
+}
+
+World::World(const Script& script, unsigned seed, bool printsTrace)
+    : trace_(printsTrace), model_(script.machines) {
+    QWVirtualWorld cloudWorld(seed * 100, runLoop_);
+    cloud_ = QWAppFolder::inMemory(cloudWorld.environment());
+    for (int number = 0; number < script.machines; ++number) {
+        machines_.push_back(
+            std::make_unique<Machine>(number, seed * 100 + 1 + number, runLoop_, cloud_, model_, trace_));
+        Machine& machine = *machines_.back();
+        machine.world.clock->setOffset(std::chrono::seconds(script.clockOffsets[size_t(number)]));
+        machine.start();
+        machine.activateOrSync();
+    }
+}
+
+// Time ------------------------------------------------------------------------------------------------------
+
+void World::turn() {
+    runLoop_->runNext();
+    endStep();
+}
+
+void World::endStep() {
+    for (const auto& machine : machines_) {
+        machine->report();
+        if (machine->bury())
+            ++deaths_;
+    }
+}
+
+void World::pass(std::chrono::milliseconds time) {
+    bool isOver = false;
+    runLoop_->after(time, [&] { isOver = true; });
+    while (!isOver)
+        turn();
+}
+
+// Events ----------------------------------------------------------------------------------------------------
+
+void World::live(const Day& day) {
+    for (const Event& event : day) {
+        pass(event.pause);
+        happen(event);
+        endStep();
+        if (!model_.violations().isEmpty())
+            return;
+    }
+}
+
+void World::happen(const Event& event) {
+    ++events_;
+    Machine& machine = *machines_[size_t(event.machine) % machines_.size()];
+    trace_.add(QStringLiteral("%1 s: %2").arg(runLoop_->now().count() / 1e6).arg(event.text()));
+    disturb(machine, event);
+    if (!machine.isRunning())
+        machine.start();
+    if (!machine.isRunning() || machine.disk.isDead())
+        return;
+    switch (event.kind) {
+    case Event::Add:
+        return machine.add(event.first, event.second);
+    case Event::Edit:
+        return machine.edit(event.first, event.second);
+    case Event::Delete:
+        return machine.remove(event.first);
+    case Event::SetImage:
+        return machine.setImage(event.first, event.second);
+    case Event::Save:
+        machine.save();
+        return;
+    case Event::SetPreference:
+        return machine.setPreference(event.first, event.second);
+    case Event::Sync:
+        return machine.activateOrSync();
+    case Event::Deactivate:
+        return machine.deactivate();
+    case Event::Close:
+        return machine.close();
+    default:
+        return;
+    }
+}
+
+void World::disturb(Machine& machine, const Event& event) {
+    using Fault = SimulatedNetwork::Fault;
+    const auto fault = [&](Fault::Kind kind, int status = 0) {
+        for (int count = 0; count < event.first; ++count)
+            machine.ledger.faults.push_back({kind, status, std::chrono::seconds(event.second)});
+    };
+    const auto remove = [&](const QString& path) {
+        if (cloud_->metadata(path))
+            cloud_->remove(path);
+    };
+    switch (event.kind) {
+    case Event::Kill:
+    case Event::LosePower:
+        return machine.disk.dieAfter(event.first,
+                                     event.kind == Event::Kill ? SimulatedDisk::Death::Kill
+                                                               : SimulatedDisk::Death::LossOfPower,
+                                     unsigned(event.second));
+    case Event::Offline:
+        return fault(Fault::Status);
+    case Event::ServerError:
+        return fault(Fault::Status, 500);
+    case Event::TooManyRequests:
+        return fault(Fault::Status, 429);
+    case Event::Refusal:
+        return fault(Fault::Status, 409);
+    case Event::NotFound:
+        return fault(Fault::Status, 404);
+    case Event::RefuseToken:
+        return fault(Fault::Status, 401);
+    case Event::LoseAnswer:
+        return fault(Fault::LoseAnswer);
+    case Event::DelayRequest:
+        return fault(Fault::DelayRequest);
+    case Event::DelayAnswer:
+        return fault(Fault::DelayAnswer);
+    case Event::Duplicate:
+        return fault(Fault::Duplicate);
+    case Event::Truncate:
+        return fault(Fault::Truncate);
+    case Event::JumpClock:
+        return machine.world.clock->setOffset(machine.world.clock->offset()
+                                              + std::chrono::seconds(event.first));
+    case Event::FillDisk:
+        return machine.disk.setFull(true);
+    case Event::FreeDisk:
+        return machine.disk.setFull(false);
+    case Event::FailDisk:
+        return machine.disk.failNext(event.first);
+    case Event::ForgetCursors:
+        cloud_->forgetCursors();
+        return;
+    case Event::DeleteFolder:
+        model_.folderDeleted();
+        return remove(QWDBFileCacheDirectoryInDropboxFolder);
+    case Event::DeletePreferences:
+        model_.preferencesDeleted();
+        return remove(QWDBFileSyncedPreferencesInDropboxFolder);
+    default:
+        return;
+    }
+}
+
+// Healing ---------------------------------------------------------------------------------------------------
+
+// Every disturber ends; the user saves everywhere and lets every machine sync, twice and then until all agree.
+void World::heal() {
+    trace_.add(QStringLiteral("all is well"));
+    for (const auto& machine : machines_) {
+        machine->ledger.faults.clear();
+        machine->disk.setFull(false);
+        machine->disk.failNext(0);
+        machine->disk.dieAfter(-1, SimulatedDisk::Death::Kill, 0);
+    }
+    constexpr int mostRounds = 6;
+    for (int round = 0; round < mostRounds && model_.violations().isEmpty(); ++round) {
+        for (const auto& machine : machines_)
+            if (!letRest(*machine))
+                return model_.violate(QStringLiteral("a machine does not come to rest: ")
+                                      + machine->stateText());
+        if (round > 0 && agree())
+            return;
+    }
+    if (model_.violations().isEmpty())
+        model_.violate(QStringLiteral("the machines do not come to agree:\n")
+                       + differences().join(QLatin1Char('\n')));
+}
+
+bool World::letRest(Machine& machine) {
+    if (!machine.isRunning())
+        machine.start();
+    if (!machine.isRunning() || !machine.save())
+        return false;
+    machine.activateOrSync();
+    const auto end = runLoop_->now() + 1h;
+    while (!machine.isInStep() && runLoop_->now() < end) {
+        turn();
+        if (machine.isSignedOut()) // by a refusal that was on its way
+            machine.activateOrSync();
+    }
+    return machine.isInStep();
+}
+
+bool World::agree() {
+    const Model::Contents contents = machines_.front()->contents();
+    for (const auto& machine : machines_) {
+        const Model::Contents other = machine->contents();
+        if (other.records != contents.records || other.images != contents.images
+            || other.preferences != contents.preferences)
+            return false;
+    }
+    model_.settled(contents);
+    checkCloud(contents);
+    return true;
+}
+
+// What each machine holds that the first one does not hold alike.
+QStringList World::differences() {
+    const auto linesOf = [](const Model::Contents& contents) {
+        QStringList lines;
+        for (auto record = contents.records.begin(); record != contents.records.end(); ++record)
+            lines.append(record.key() + QLatin1Char(' ') + record->text());
+        for (auto image = contents.images.begin(); image != contents.images.end(); ++image)
+            lines.append(image.key() + QLatin1Char(' ') + QString::fromUtf8(*image));
+        for (auto value = contents.preferences.begin(); value != contents.preferences.end(); ++value)
+            lines.append(QStringLiteral("%1 %2").arg(value.key()).arg(value->toInt(-1)));
+        return lines;
+    };
+    QHash<QString, int> counts;
+    for (const auto& machine : machines_)
+        for (const QString& line : linesOf(machine->contents()))
+            ++counts[line];
+    QStringList differences;
+    for (size_t number = 0; number < machines_.size(); ++number)
+        for (const QString& line : linesOf(machines_[number]->contents()))
+            if (counts[line] < int(machines_.size()))
+                differences.append(QStringLiteral("  machine %1: %2").arg(number + 1).arg(line));
+    differences.sort();
+    return differences;
+}
+
+// Each record once, each image that somebody holds, and no copy of a conflict.
+void World::checkCloud(const Model::Contents& contents) {
+    QSet<QString> recordFiles, imageFiles;
+    QString cursor;
+    for (bool hasMore = true; hasMore;) {
+        const auto page = cloud_->changes(cursor, 1000);
+        for (const auto& entry : page->entries) {
+            if (!entry->metadata || entry->metadata->isDirectory)
+                continue;
+            const QString name = entry->metadata->filename();
+            const QString uuid = name.section(QStringLiteral("!!!"), 1).section(QLatin1Char('.'), 0, 0);
+            if (name.endsWith(QLatin1String(".image")))
+                imageFiles.insert(uuid);
+            else if (name.contains(QStringLiteral("!!!")))
+                recordFiles.insert(uuid);
+        }
+        cursor = page->cursor;
+        hasMore = page->hasMore;
+    }
+    for (auto record = contents.records.begin(); record != contents.records.end(); ++record)
+        if (!recordFiles.remove(record.key()) && !record->isPlaceholder())
+            model_.violate(QStringLiteral("the cloud lacks %1").arg(record.key()));
+    for (const QString& uuid : recordFiles)
+        model_.violate(QStringLiteral("the cloud holds %1, and nobody else does").arg(uuid));
+    for (auto image = contents.images.begin(); image != contents.images.end(); ++image)
+        if (!imageFiles.contains(image.key()))
+            model_.violate(QStringLiteral("the cloud lacks the image of %1").arg(image.key()));
+}

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "Event.h"
+#include "Machine.h"
+#include "SimulatedVFS.h"
+
+// The user's machines and their cloud, on one virtual time and in one thread. Everything that happens in it
+// follows from the script.
+class World {
+public:
+    struct Outcome {
+        QStringList violations; // empty: every promise was kept
+        QByteArray traceHash;
+        qint64 events = 0, requests = 0, faultsMet = 0, deaths = 0;
+        std::chrono::microseconds time{0}; // that passed in the world
+    };
+
+    // At most one world at a time.
+    static Outcome run(const Script& script, unsigned seed, bool printsTrace = false);
+
+private:
+    World(const Script& script, unsigned seed, bool printsTrace);
+
+    void live(const Day& day);
+    void happen(const Event& event);
+    void disturb(Machine& machine, const Event& event);
+    void pass(std::chrono::milliseconds time);
+    void turn();
+    void endStep();
+    void heal();
+    bool letRest(Machine& machine);
+    bool agree();
+    QStringList differences();
+    void checkCloud(const Model::Contents& contents);
+
+    SimulatedVFS vfs_;
+    const std::shared_ptr<QWVirtualRunLoop> runLoop_ = std::make_shared<QWVirtualRunLoop>();
+    Trace trace_;
+    Model model_;
+    std::shared_ptr<QWAppFolder> cloud_;
+    std::vector<std::unique_ptr<Machine>> machines_;
+    qint64 events_ = 0, deaths_ = 0;
+};

@@ -1,0 +1,171 @@
+// qw-simulate: lets simulated machines live through days of accidents, seed by seed, and says which promise was
+// broken, if one was.
+#include "Shrinker.h"
+#include "World.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QHashFunctions>
+#include <QLoggingCategory>
+#include <cstdio>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr unsigned twiceEvery = 100; // seeds
+
+struct Sum {
+    qint64 seeds = 0, events = 0, requests = 0, faultsMet = 0, deaths = 0, hours = 0;
+
+    void add(const World::Outcome& outcome) {
+        ++seeds;
+        events += outcome.events;
+        requests += outcome.requests;
+        faultsMet += outcome.faultsMet;
+        deaths += outcome.deaths;
+        hours += std::chrono::duration_cast<std::chrono::hours>(outcome.time).count();
+    }
+};
+
+void say(const QString& text) {
+    std::fputs(qPrintable(text + QLatin1Char('\n')), stdout);
+    std::fflush(stdout);
+}
+
+[[noreturn]] void refuse(const QString& text) {
+    std::fputs(qPrintable(QStringLiteral("qw-simulate: ") + text + QLatin1Char('\n')), stderr);
+    std::exit(2);
+}
+
+// True when every promise was kept.
+bool runSeed(const Scenario& scenario, unsigned seed, bool printsTrace, Sum& sum) {
+    const Script script = makeScript(scenario, seed);
+    const auto outcome = World::run(script, seed);
+    sum.add(outcome);
+    if (!outcome.violations.isEmpty()) {
+        say(QStringLiteral("seed %1 of %2: %3").arg(seed).arg(scenario.name, outcome.violations.first()));
+        const Script shortest = shrink(script, seed);
+        say(QStringLiteral("%1 machines, clocks %2 s:").arg(shortest.machines).arg([&] {
+            QStringList offsets;
+            for (const int offset : shortest.clockOffsets)
+                offsets.append(QString::number(offset));
+            return offsets.join(QLatin1Char(' '));
+        }()));
+        for (const Day& day : shortest.days)
+            say(dayText(day) + QStringLiteral("all is well"));
+        say(QStringLiteral("then: %1").arg(World::run(shortest, seed, printsTrace).violations.value(0)));
+        return false;
+    }
+    if (seed % twiceEvery == 0 && World::run(script, seed).traceHash != outcome.traceHash) {
+        say(QStringLiteral("seed %1 of %2: it went otherwise the second time").arg(seed).arg(scenario.name));
+        return false;
+    }
+    return true;
+}
+
+// The seeds of one process, every `step`-th; answers how many failed.
+int runSeeds(const Scenario& scenario, unsigned first, unsigned last, unsigned step, bool printsTrace,
+             Sum& sum) {
+    int failures = 0;
+    for (unsigned seed = first; seed <= last; seed += step)
+        failures += !runSeed(scenario, seed, printsTrace, sum);
+    return failures;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QHashSeed::setDeterministicGlobalSeed();
+    QCoreApplication application(argc, argv);
+    QLoggingCategory::setFilterRules(QStringLiteral("qwlibrary.*=false"));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("Simulates machines that sync through days of accidents."));
+    parser.addHelpOption();
+    parser.addOption({QStringLiteral("seeds"), QStringLiteral("Which seeds, such as 1..1000."),
+                      QStringLiteral("FROM..TO"), QStringLiteral("1..100")});
+    parser.addOption({QStringLiteral("jobs"), QStringLiteral("Processes at once."), QStringLiteral("N"),
+                      QStringLiteral("1")});
+    QStringList names;
+    for (const Scenario& scenario : Scenario::all())
+        names.append(scenario.name + QStringLiteral(" (") + scenario.description + QStringLiteral(")"));
+    parser.addOption({QStringLiteral("scenario"),
+                      QStringLiteral("One of ") + names.join(QStringLiteral(", ")), QStringLiteral("NAME"),
+                      QStringLiteral("everything")});
+    parser.addOption({QStringLiteral("trace"), QStringLiteral("Print every step.")});
+    parser.process(application);
+
+    const QStringList range = parser.value(QStringLiteral("seeds")).split(QStringLiteral(".."));
+    bool isFirst = false, isLast = false, isNumber = false;
+    const unsigned first = range.value(0).toUInt(&isFirst),
+                   last = range.value(range.size() - 1).toUInt(&isLast);
+    const unsigned jobs = parser.value(QStringLiteral("jobs")).toUInt(&isNumber);
+    if (!isFirst || !isLast || range.size() > 2 || last < first)
+        refuse(QStringLiteral("--seeds %1 is no range such as 1..1000")
+                   .arg(parser.value(QStringLiteral("seeds"))));
+    if (!isNumber || jobs < 1)
+        refuse(
+            QStringLiteral("--jobs %1 is no number of processes").arg(parser.value(QStringLiteral("jobs"))));
+    const Scenario* scenario = Scenario::named(parser.value(QStringLiteral("scenario")));
+    if (!scenario)
+        refuse(QStringLiteral("--scenario %1 is none of %2")
+                   .arg(parser.value(QStringLiteral("scenario")), names.join(QStringLiteral(", "))));
+
+    QElapsedTimer timer;
+    timer.start();
+    std::vector<pid_t> children;
+    std::vector<int> results;
+    Sum sum;
+    int failures = 0;
+    int pipes[2];
+    if (::pipe(pipes) != 0)
+        refuse(QStringLiteral("no pipe"));
+    for (unsigned job = 0; job < jobs; ++job) {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            Sum own;
+            const int failed =
+                runSeeds(*scenario, first + job, last, jobs, parser.isSet(QStringLiteral("trace")), own);
+            const bool isTold = ::write(pipes[1], &own, sizeof own) == ssize_t(sizeof own);
+            ::_exit(isTold ? std::min(failed, 100) : 101);
+        }
+        children.push_back(child);
+    }
+    for (const pid_t child : children) {
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        Sum own;
+        if (!WIFEXITED(status) || WEXITSTATUS(status) > 100) {
+            say(QStringLiteral("a process ended with status %1").arg(status));
+            ++failures;
+            continue;
+        }
+        failures += WEXITSTATUS(status);
+        if (::read(pipes[0], &own, sizeof own) == ssize_t(sizeof own)) {
+            sum.seeds += own.seeds;
+            sum.events += own.events;
+            sum.requests += own.requests;
+            sum.faultsMet += own.faultsMet;
+            sum.deaths += own.deaths;
+            sum.hours += own.hours;
+        }
+    }
+    const double seconds = double(timer.elapsed()) / 1000;
+    say(QStringLiteral(
+            "%1: %2 seeds in %3 s (%4 a second), %5 failed; %6 events, %7 requests, %8 of them disturbed, "
+            "%9 deaths")
+            .arg(scenario->name)
+            .arg(sum.seeds)
+            .arg(seconds, 0, 'f', 1)
+            .arg(double(sum.seeds) / seconds, 0, 'f', 1)
+            .arg(failures)
+            .arg(sum.events)
+            .arg(sum.requests)
+            .arg(sum.faultsMet)
+            .arg(sum.deaths));
+    return failures == 0 ? 0 : 1;
+}
