@@ -43,8 +43,6 @@ public:
         const bool isSettled = world_.settles();
         require(isSettled || mayHold(), "the engine comes to rest");
         world_.checkNothingIsLost(isRecordNamed_);
-        restart();
-        world_.checkNothingIsLost(isRecordNamed_);
     }
 
 private:
