@@ -64,6 +64,7 @@ private:
     struct Extent {
         quint64 size = 0; // bytes with every shared object counted as often as it is named; 0: not known yet
         int height = 0;   // containers below, itself included
+        bool isKey = false;
     };
 
     quint64 number(quint64 at, int size) const {
@@ -71,6 +72,20 @@ private:
         for (int i = 0; i < size; ++i)
             value = value << 8 | static_cast<quint8>(bytes_[at + i]);
         return value;
+    }
+
+    // Whether the string at that place can be a key: the parser stops the process at one in UTF-16 that holds a
+    // NUL.
+    bool isKey(int type, quint64 at, quint64 length) const {
+        constexpr int ascii = 5, utf16 = 6;
+        if (type != utf16)
+            return type == ascii;
+        if (length > (tableAt_ - at) / 2)
+            return false;
+        for (quint64 unit = 0; unit < length; ++unit)
+            if (number(at + 2 * unit, 2) == 0)
+                return false;
+        return true;
     }
 
     // Nothing for an object that breaks the form or the limits; a cycle ends at the depth limit.
@@ -99,14 +114,15 @@ private:
 
         const bool isDictionary = type == 0x0d;
         const bool isContainer = type == 0x0a || type == 0x0c || isDictionary;
-        Extent result{1 + length, 0};
+        Extent result{1 + length, 0, isKey(type, at, length)};
         if (isContainer) {
             const quint64 members = isDictionary ? 2 * length : length;
             if (members * referenceSize_ > tableAt_ - at)
                 return std::nullopt;
             for (quint64 i = 0; i < members; ++i) {
                 const auto member = extent(number(at + i * referenceSize_, referenceSize_), depth + 1);
-                if (!member)
+                const bool mustBeKey = isDictionary && i < length;
+                if (!member || (mustBeKey && !member->isKey))
                     return std::nullopt;
                 result.size += member->size;
                 result.height = std::max(result.height, member->height);

@@ -248,6 +248,18 @@ TEST(RecordFile, A_binary_list_may_share_objects_but_not_grow_without_bounds) {
     EXPECT_FALSE(recordFromFileBytes(doubling(60)));
 }
 
+// The parser would end the process.
+TEST(RecordFile, A_list_whose_key_holds_a_NUL_or_is_no_text_is_nothing) {
+    const QByteArray dictionary = "\xd1" + word(1) + word(2), value = "\x51"
+                                                                      "a";
+    EXPECT_TRUE(recordFromFileBytes(binaryList({dictionary, QByteArray("\x62\0k\0l", 5), value})));
+    for (const QByteArray& key :
+         {QByteArray("\x62\0k\0\0", 5), QByteArray("\x61\0\0", 3), QByteArray("\x10\x05"),
+          QByteArray("\x41k"), QByteArray("\xd0"), QByteArray("\x09"), QByteArray("\x6f\x10\xff")})
+        EXPECT_FALSE(recordFromFileBytes(binaryList({dictionary, key, value}))) << key.toHex().toStdString();
+    EXPECT_FALSE(recordFromFileBytes(xmlList("<dict><key>k&#0;</key><string>a</string></dict>")));
+}
+
 TEST(RecordFile, An_XML_list_that_declares_entities_is_nothing) {
     EXPECT_FALSE(
         recordFromFileBytes("<?xml version=\"1.0\"?><!DOCTYPE plist [<!ENTITY x \"y\">]><plist "
