@@ -61,7 +61,7 @@ void keepUnsavedLinks(Record& record, const QWPropertyDescription& property, con
         if (member->hasChanges() && !before.contains(member))
             record.removeRelatedObject(property.name(), *member);
     for (const auto& member : members)
-        if (member->hasChanges() && !member->isDeleted())
+        if (member->hasChanges())
             record.addRelatedObject(property.name(), *member);
 }
 

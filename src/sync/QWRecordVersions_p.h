@@ -19,7 +19,7 @@ qint64 wholeSeconds(const QDateTime& date);
 bool holdsOwnChanges(const QWManagedObject& record);
 
 // Drops the record's unsaved changes, and with them its links as the records at their far ends see them. What
-// other records hold themselves stays.
+// other records hold themselves stays. After the context has processed its pending changes.
 void discardChanges(QWManagedObject& record);
 
 // Deletes the record and no other: what refers to it, and what its delete rules

@@ -44,6 +44,17 @@ TEST_F(BulkUpdate, A_date_alone_is_not_queued_for_an_image_that_the_cloud_has) {
     EXPECT_EQ(asked, 1);
 }
 
+TEST_F(BulkUpdate, A_date_alone_is_not_stamped_for_the_image_of_an_object_that_can_have_no_row) {
+    book->setUuid("no/name");
+    saveAndTurn();
+    asked = 0;
+    pass(1);
+    desktop.setImage(*book, "cover");
+    saveAndTurn();
+    EXPECT_EQ(asked, 0);
+    EXPECT_EQ(engine().numberOfObjectsWaitingSync(), 0);
+}
+
 TEST_F(BulkUpdate, A_deletion_together_with_a_date_alone_is_not_queued) {
     book->setDateModified(desktop.now());
     desktop.context->deleteObject(*book);
