@@ -62,6 +62,7 @@ void CloudConnection::stop() {
         return;
     if (isActive())
         library_.engine().deactivateSync();
+    supervisor_->disconnect(this); // the engine holds it until there is another one
     supervisor_.reset();
     setTrouble({});
     Q_EMIT supervisorChanged();
