@@ -27,16 +27,6 @@ protected:
         EXPECT_EQ(a_.digest(), third.digest());
         EXPECT_EQ(a_.waiting() + b_.waiting(), 0);
     }
-    // The server keeps the fifth request of that kind without an answer, until it is started again.
-    void holdFifth(const QString& route) {
-        cloud_.start({"--fail", QStringLiteral("delay:route=%1,nth=5,ms=600000").arg(route)});
-    }
-    // Until the server holds it.
-    void waitUntilHeld(const QString& route) const {
-        while (cloud_.server().requests(route) < 5 && !HasFatalFailure())
-            continue;
-    }
-
     const ISOFixture iso_;
     const QString france_ = atlas::importedUUID("Country", "FR");
 };

@@ -17,10 +17,12 @@ protected:
         connect(b_);
         if (isDownload())
             a_.tell(syncOnce);
-        holdFifth(GetParam());
+        cloud_.start({"--fail", QStringLiteral("delay:route=%1,nth=5,ms=600000").arg(GetParam())});
         receiver().setVariables(clock_.variables());
         process_ = receiver().start(syncOnce);
-        waitUntilHeld(GetParam());
+        while (cloud_.server().requests(GetParam()) < 5 && !process_->waitForFinished(1))
+            continue;
+        EXPECT_EQ(process_->state(), QProcess::Running) << "it has ended before it was held";
     }
 
     bool isDownload() const { return QLatin1String(GetParam()) == QLatin1String("files/download"); }
