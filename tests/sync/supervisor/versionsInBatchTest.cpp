@@ -7,26 +7,37 @@ namespace {
 using namespace std::chrono_literals;
 
 struct VersionsInBatch : OneDesktop {
-    VersionsInBatch() : OneDesktop(Desktop::Supervised) {}
+    // A book stands here and in the cloud, and nobody dates what the host edits.
+    VersionsInBatch() : OneDesktop(Desktop::Supervised) {
+        begin();
+        cloud.putRecord("Book!!!X.data", book("M"));
+        desktop.askForChanges();
+        pass(30);
+        desktop.wantsUpdate = [](auto&) { return false; };
+    }
 };
 
 } // namespace
 
 TEST_F(VersionsInBatch, A_greater_version_of_the_same_second_loses_against_an_edit_of_a_later_one) {
-    begin();
-    cloud.putRecord("Book!!!X.data", book("M"));
-    desktop.askForChanges();
-    pass(30);
     cloud.putRecord("Book!!!X.data", versionInSameSecond(true));
     cloud.putRecord("Book!!!Y.data", book("Y"));
     desktop.client->on(QWRestRequest::LoadFile).number(2).delaysAnswer(10s);
     desktop.askForChanges();
     pass(5);
-    desktop.wantsUpdate = [](auto&) { return false; }; // which would date it
     const auto host = desktop.find("X");
     host->setValueForKey("title", "Again");
     host->setDateModified(host->dateModified().addSecs(1));
     pass(30);
     EXPECT_EQ(desktop.find("X")->valueForKey("title"), "Again");
     EXPECT_TRUE(desktop.find("Y"));
+}
+
+TEST_F(VersionsInBatch, A_greater_version_of_the_same_second_wins_over_an_unsaved_edit) {
+    desktop.find("X")->setValueForKey("title", "Unsaved");
+    const auto version = versionInSameSecond(true);
+    cloud.putRecord("Book!!!X.data", version);
+    desktop.askForChanges();
+    pass(30);
+    EXPECT_EQ(desktop.find("X")->valueForKey("title"), version["title"]);
 }
