@@ -35,7 +35,9 @@ std::unique_ptr<QWManagedObjectModel> libraryModel() {
     auto& tag = model->addEntity("Tag");
     tag.addAttribute("name", QWAttributeType::String);
     tag.addOrderedToMany("books", "Book").setInverse("tags");
-    model->addEntity("Chapter").addAttribute("name", QWAttributeType::String);
+    auto& chapter = model->addEntity("Chapter");
+    chapter.addAttribute("name", QWAttributeType::String);
+    chapter.addToOne("reading", "Record");
 
     auto& medium = model->addEntity("Medium");
     medium.addAttribute("name", QWAttributeType::String);
@@ -426,6 +428,18 @@ TEST_F(SQLiteStore, A_to_one_whose_destination_was_deleted_meanwhile_is_committe
     EXPECT_FALSE(store.error.isError()) << store.message();
     EXPECT_FALSE(store.value(book, "author").isValid());
     EXPECT_EQ(store.value(book, "pages"), QVariant(2));
+}
+
+TEST_F(SQLiteStore, Of_references_to_a_child_entity_only_those_to_deleted_rows_are_cleared) {
+    const auto record = store.insert("Record"), single = store.insert("Single"),
+               gone = store.insert("Record");
+    store.save([&] { store->remove(gone, 1, nullptr); });
+    const auto first = store.insert("Chapter", {{"reading", record.key}});
+    const auto second = store.insert("Chapter", {{"reading", single.key}});
+    const auto third = store.insert("Chapter", {{"reading", gone.key}});
+    EXPECT_EQ(store.value(first, "reading"), QVariant(record.key));
+    EXPECT_EQ(store.value(second, "reading"), QVariant(single.key));
+    EXPECT_FALSE(store.value(third, "reading").isValid());
 }
 
 TEST_F(SQLiteStore, A_link_to_a_row_that_was_deleted_meanwhile_is_left_out) {

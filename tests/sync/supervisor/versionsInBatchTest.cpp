@@ -41,3 +41,16 @@ TEST_F(VersionsInBatch, A_greater_version_of_the_same_second_wins_over_an_unsave
     pass(30);
     EXPECT_EQ(desktop.find("X")->valueForKey("title"), version["title"]);
 }
+
+TEST_F(VersionsInBatch, An_unsaved_edit_dated_before_the_saved_version_gives_way_when_that_comes_again) {
+    const auto host = desktop.find("X");
+    host->setValueForKey("title", "Unsaved");
+    host->setDateModified(host->dateModified().addSecs(-1)); // by a clock that is behind
+    QVariantMap sameAgain = book("M");
+    sameAgain["unknown"] = QString();
+    cloud.putRecord("Book!!!X.data", sameAgain);
+    desktop.askForChanges();
+    pass(30);
+    EXPECT_EQ(host->valueForKey("title"), "M");
+    EXPECT_FALSE(host->hasChanges());
+}
