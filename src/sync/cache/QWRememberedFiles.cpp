@@ -27,10 +27,6 @@ std::map<QString, QWRef<QWManagedObject>>& QWRememberedFiles::rows() {
     return *rows_;
 }
 
-bool QWRememberedFiles::contains(const QString& fileName) {
-    return rows().count(qw::text::lowercase(fileName)) > 0;
-}
-
 void QWRememberedFiles::insert(const QString& fileName) {
     auto& row = rows()[qw::text::lowercase(fileName)];
     if (row)

@@ -15,7 +15,6 @@ public:
 
     static void addEntity(QWManagedObjectModel& model);
 
-    bool contains(const QString& fileName);
     void insert(const QString& fileName);
     // Whether it was there.
     bool erase(const QString& fileName);
