@@ -44,6 +44,7 @@ public:
     void preferenceSet(int machine, const QString& key, const QJsonValue& value);
     // The cloud lost files that nobody deleted on a machine.
     void folderDeleted() { wasFolderDeleted_ = true; }
+    void cursorsForgotten() { wereCursorsForgotten_ = true; }
     void preferencesDeleted() { werePreferencesDeleted_ = true; }
 
     // Sync, on a machine.
@@ -89,12 +90,16 @@ private:
         QJsonValue latest;
     };
 
+    bool isAmnesia() const;
+    bool mayBeDeleted(const QString& uuid) const;
+    bool mayExist(const QString& uuid, const Version& version) const;
     MaybeVersion held(int machine, const QString& uuid) const;
 
     std::vector<Machine> machines_;
     QHash<QString, History> histories_;
     QHash<QString, Preference> preferences_;
-    bool wasFolderDeleted_ = false, werePreferencesDeleted_ = false; // since all were in step
+    // Since all were in step.
+    bool wasFolderDeleted_ = false, wereCursorsForgotten_ = false, werePreferencesDeleted_ = false;
     bool hasSettled_ = false;
     QStringList violations_;
 };

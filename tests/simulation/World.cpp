@@ -4,6 +4,13 @@
 
 using namespace std::chrono_literals;
 
+namespace {
+
+// After which every request that was sent has arrived.
+constexpr auto longestDelay = 130s;
+
+} // namespace
+
 World::Outcome World::run(const Script& script, unsigned seed, bool printsTrace) {
     World world(script, seed, printsTrace);
     for (const Day& day : script.days) {
@@ -153,6 +160,7 @@ void World::disturb(Machine& machine, const Event& event) {
     case Event::FailDisk:
         return machine.disk.failNext(event.first);
     case Event::ForgetCursors:
+        model_.cursorsForgotten();
         cloud_->forgetCursors();
         return;
     case Event::DeleteFolder:
@@ -177,6 +185,7 @@ void World::heal() {
         machine->disk.failNext(0);
         machine->disk.dieAfter(-1, SimulatedDisk::Death::Kill, 0);
     }
+    pass(longestDelay);
     constexpr int mostRounds = 6;
     for (int round = 0; round < mostRounds && model_.violations().isEmpty(); ++round) {
         for (const auto& machine : machines_)

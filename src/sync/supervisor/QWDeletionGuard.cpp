@@ -5,6 +5,8 @@
 #include "sync/QWDeltaSpecialActions_p.h"
 #include "sync/QWSyncFileNames_p.h"
 
+#include <algorithm>
+
 namespace {
 
 // More than either is very many: fewer are looked through by a person soon, and of a small library each deletion
@@ -75,17 +77,30 @@ void QWDeletionGuard::ask() const {
         question(static_cast<qint64>(held_.size()), total_);
 }
 
-// Their images are sent again like those of any record that lives on.
 void QWDeletionGuard::answer(bool areWanted) {
     const std::set<QString> deletions = std::exchange(held_, {});
-    if (areWanted) {
+    if (areWanted)
         wanted_.insert(deletions.begin(), deletions.end());
-        return;
-    }
+    else
+        refuse(deletions);
+}
+
+// What this desktop alone held would be lost otherwise: the others send what they have.
+void QWDeletionGuard::refuseDeletionsOfFolder() {
+    const auto entries = engine_.deltaEntriesToImport().entries();
+    if (std::any_of(entries.begin(), entries.end(), [](const auto& entry) {
+            return entry->metadata && qw::sync::isSyncFolder(entry->lowercasePath);
+        }))
+        refuse(deletionsListed());
+}
+
+// Their images are sent again like those of any record that lives on.
+void QWDeletionGuard::refuse(const std::set<QString>& deletions) {
     for (const QString& fileName : deletions) {
         engine_.fileMetadataManager().deleteDropboxFileMetadataWithName(fileName);
         if (const auto record = hostsRecord(fileName))
             engine_.queueForUpload(*record);
     }
-    engine_.saveCacheContext();
+    if (!deletions.empty())
+        engine_.saveCacheContext();
 }

@@ -25,6 +25,9 @@ public:
     // "Yes": the next query deletes them. "No": the records are sent again, and the files that were deleted are
     // known no more, so that their deletion means nothing to the next query.
     void answer(bool areWanted);
+    // The same before a query is applied that tells of changes since an earlier one: if the sync folder was deleted
+    // and another desktop has made it again, the deletions that it lists are those of the folder, and are refused.
+    void refuseDeletionsOfFolder();
     // The question is of no more interest.
     void drop() { held_.clear(); }
     // The changes of a query have been applied.
@@ -32,6 +35,7 @@ public:
 
 private:
     std::set<QString> deletionsListed() const;
+    void refuse(const std::set<QString>& deletions);
     qint64 recordsHere() const;
     QWRef<QWManagedObjectWithSyncSupport> hostsRecord(const QString& fileName) const;
 

@@ -220,7 +220,7 @@ void QWSyncSupervisor::stop() {
     ++generation_;
     repetitionsDue_ = 0;
     staleQueries_ = queriesOut_;
-    isQueryDue_ = isRestartDue_ = isLookingForFolder_ = false;
+    isQueryDue_ = isRestartDue_ = isLookingForFolder_ = isFromScratch_ = false;
     restartTimer_.cancel();
     folderLookupTimer_.cancel();
     recordsInFlight_.clear();
@@ -317,6 +317,8 @@ void QWSyncSupervisor::answerDeletionQuestion(bool areDeletionsWanted) {
 // The query is due again, and waits for the answer.
 void QWSyncSupervisor::holdBackDeletions() {
     const bool wasOpen = isDeletionQuestionOpen();
+    if (!std::exchange(isFromScratch_, false))
+        deletionGuard_->refuseDeletionsOfFolder();
     if (!deletionGuard_->holdsBack())
         return;
     keeper_->giveBatchUp();

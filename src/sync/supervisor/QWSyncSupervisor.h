@@ -230,6 +230,7 @@ private:
     std::optional<QWRunLoop::Duration> lastQuery_, lastRestart_; // when it was asked or done, by the run loop
     bool hasLastQueryFailed_ = false;
     bool isListingFromScratch_ = false; // what is asked for
+    bool isFromScratch_ = false;        // the query whose pages come
 
     // The object whose upload is being acknowledged to the engine, and whether its image is sent again in
     // this.

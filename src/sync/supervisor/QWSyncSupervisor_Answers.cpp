@@ -42,6 +42,7 @@ void QWSyncSupervisor::restClientLoadedDeltaEntries(DBRestClient&, const QList<D
     for (const auto& entry : kept)
         preferences_->prepareEntry(*entry, ownPreferences);
     const bool isFirstPage = std::exchange(isListingFromScratch_, false) || reset;
+    isFromScratch_ |= isFirstPage;
     finish([&](auto& to) { to.restClientLoadedDeltaEntries(*this, kept, isFirstPage, cursor, hasMore); });
     for (const QString& copy : ownCopies)
         sendConflictedImage(copy);
