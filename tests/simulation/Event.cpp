@@ -83,9 +83,15 @@ private:
     std::mt19937 random_;
 };
 
-Event makeEvent(Dice& dice, Event::Kind kind, int machines) {
+// With a lost cursor nobody can tell the deletion of the folder from that of single files: not both in one script.
+Event makeEvent(Dice& dice, Event::Kind kind, int machines, bool deletesFolder) {
     Event event;
     event.kind = kind;
+    if (kind == Event::DeleteFolder && !deletesFolder)
+        event.kind = Event::DeletePreferences;
+    if (kind == Event::ForgetCursors && deletesFolder)
+        event.kind = Event::Offline;
+    kind = event.kind;
     event.machine = dice.roll(machines);
     event.pause = std::chrono::milliseconds(dice.once(20) ? dice.roll(900'000) : dice.roll(4000));
     event.first = dice.roll(1000);
@@ -186,6 +192,7 @@ Script makeScript(const Scenario& scenario, unsigned seed) {
     script.machines = dice.between(2, dice.once(4) ? scenario.mostMachines : 3);
     for (int machine = 0; machine < script.machines; ++machine)
         script.clockOffsets.push_back(dice.once(3) ? dice.between(-3600, 3600) : dice.between(-2, 2));
+    const bool deletesFolder = dice.once(2);
     int operations = 0, faults = 0;
     const int dayCount = 2;
     for (int number = 1; number <= dayCount; ++number) {
@@ -195,7 +202,7 @@ Script makeScript(const Scenario& scenario, unsigned seed) {
                    && faults >= leastFaults * number / dayCount;
         };
         while (!hasEnough()) {
-            day.push_back(makeEvent(dice, dice.pick(scenario.weights), script.machines));
+            day.push_back(makeEvent(dice, dice.pick(scenario.weights), script.machines, deletesFolder));
             ++(day.back().isFault() ? faults : operations);
         }
         script.days.push_back(day);

@@ -307,6 +307,7 @@ void Machine::remove(int which) {
     if (!book)
         return;
     imagesDropped_.emplace_back(book->uuid(), book->imageURL().toLocalFile());
+    model_.deletionBegins(book->uuid());
     context_->deleteObject(*book);
 }
 

@@ -12,19 +12,8 @@ MaybeVersion Model::held(int machine, const QString& uuid) const {
     return found == records.cend() ? std::nullopt : MaybeVersion(*found);
 }
 
-// Of a folder that was deleted and made again while a cursor was lost nobody can tell which files were deleted one
-// by one: a listing from scratch that lacks a file deletes its record.
-bool Model::isAmnesia() const {
-    return wasFolderDeleted_ && wereCursorsForgotten_;
-}
-
-bool Model::mayBeDeleted(const QString& uuid) const {
-    return histories_.value(uuid).wasDeleted || isAmnesia();
-}
-
-// A record that refers to one that was deleted so is another one without it.
 bool Model::mayExist(const QString& uuid, const Version& version) const {
-    return version.isPlaceholder() || isAmnesia() || histories_.value(uuid).made.count(version) > 0;
+    return version.isPlaceholder() || histories_.value(uuid).made.count(version) > 0;
 }
 
 // Users -----------------------------------------------------------------------------------------------------
@@ -87,7 +76,7 @@ void Model::received(int machine, const QString& uuid, const Version& version) {
         violate(QStringLiteral("machine %1 received a version of %2 that nobody made: %3")
                     .arg(machine + 1)
                     .arg(uuid, version.text()));
-    if (before && version < *before && !mayBeDeleted(uuid))
+    if (before && version < *before && !wasDeleted(uuid))
         violate(QStringLiteral("on machine %1 the version of %2 fell back from %3 to %4")
                     .arg(machine + 1)
                     .arg(uuid, before->text(), version.text()));
@@ -101,7 +90,7 @@ void Model::receivedDeletion(int machine, const QString& uuid) {
     auto& at = machines_[size_t(machine)];
     if (!held(machine, uuid))
         return;
-    if (!mayBeDeleted(uuid) && !(held(machine, uuid) && held(machine, uuid)->isPlaceholder()))
+    if (!wasDeleted(uuid) && !(held(machine, uuid) && held(machine, uuid)->isPlaceholder()))
         violate(QStringLiteral("machine %1 deleted %2, which nobody had").arg(machine + 1).arg(uuid));
     at.records.remove(uuid);
     at.candidates[uuid].push_back(std::nullopt);
@@ -121,7 +110,7 @@ void Model::started(int machine, const QHash<QString, Version>& records) {
         // A batch may have been saved in the last moment.
         const History history = histories_.value(uuid);
         if (!version || version->isPlaceholder())
-            return version || mayBeDeleted(uuid);
+            return version || wasDeleted(uuid);
         return history.made.count(*version) > 0 && (before == at.atLastSave.cend() || *before < *version);
     };
     for (auto record = records.begin(); record != records.end(); ++record)
@@ -156,11 +145,11 @@ void Model::settled(const Contents& contents) {
         History& history = *each;
         const auto found = contents.records.constFind(uuid);
         const bool isHere = found != contents.records.cend();
-        if (!isHere && history.wasSaved && !mayBeDeleted(uuid))
+        if (!isHere && history.wasSaved && !wasDeleted(uuid))
             violate(QStringLiteral("%1 was saved and is missing").arg(uuid));
         if (isHere && !mayExist(uuid, *found))
             violate(QStringLiteral("all hold a version of %1 that nobody made: %2").arg(uuid, found->text()));
-        if (isHere && !mayBeDeleted(uuid))
+        if (isHere && !wasDeleted(uuid))
             for (const Version& saved : history.lastSaved)
                 if (*found < saved)
                     violate(QStringLiteral("%1 is %2, though %3 was saved")
@@ -173,7 +162,7 @@ void Model::settled(const Contents& contents) {
         const auto image = contents.images.constFind(uuid);
         if (image != contents.images.cend() && history.images.count(*image) == 0)
             violate(QStringLiteral("all hold an image of %1 that nobody made").arg(uuid));
-        if (isHere && !mayBeDeleted(uuid) && history.wasImageSaved && image == contents.images.cend())
+        if (isHere && !wasDeleted(uuid) && history.wasImageSaved && image == contents.images.cend())
             violate(QStringLiteral("%1 has lost its image").arg(uuid));
         history.wasDeleted |= !isHere;
         if (isHere)
@@ -192,6 +181,6 @@ void Model::settled(const Contents& contents) {
             violate(QStringLiteral("preference %1 has lost its change").arg(each.key()));
         each->changedBySince.clear();
     }
-    wasFolderDeleted_ = wereCursorsForgotten_ = werePreferencesDeleted_ = false;
+    wasFolderDeleted_ = werePreferencesDeleted_ = false;
     hasSettled_ = true;
 }

@@ -38,13 +38,13 @@ public:
     // The user of a machine.
     void edited(int machine, const QString& uuid, const Version& version);
     void deleted(int machine, const QString& uuid);
+    void deletionBegins(const QString& uuid) { histories_[uuid].wasDeleted = true; }
     void saved(int machine);
     void imageMade(const QString& uuid, const QByteArray& bytes);
     void imageSaved(const QString& uuid) { histories_[uuid].wasImageSaved = true; }
     void preferenceSet(int machine, const QString& key, const QJsonValue& value);
     // The cloud lost files that nobody deleted on a machine.
     void folderDeleted() { wasFolderDeleted_ = true; }
-    void cursorsForgotten() { wereCursorsForgotten_ = true; }
     void preferencesDeleted() { werePreferencesDeleted_ = true; }
 
     // Sync, on a machine.
@@ -90,8 +90,7 @@ private:
         QJsonValue latest;
     };
 
-    bool isAmnesia() const;
-    bool mayBeDeleted(const QString& uuid) const;
+    bool wasDeleted(const QString& uuid) const { return histories_.value(uuid).wasDeleted; }
     bool mayExist(const QString& uuid, const Version& version) const;
     MaybeVersion held(int machine, const QString& uuid) const;
 
@@ -99,7 +98,7 @@ private:
     QHash<QString, History> histories_;
     QHash<QString, Preference> preferences_;
     // Since all were in step.
-    bool wasFolderDeleted_ = false, wereCursorsForgotten_ = false, werePreferencesDeleted_ = false;
+    bool wasFolderDeleted_ = false, werePreferencesDeleted_ = false;
     bool hasSettled_ = false;
     QStringList violations_;
 };

@@ -160,7 +160,6 @@ void World::disturb(Machine& machine, const Event& event) {
     case Event::FailDisk:
         return machine.disk.failNext(event.first);
     case Event::ForgetCursors:
-        model_.cursorsForgotten();
         cloud_->forgetCursors();
         return;
     case Event::DeleteFolder:

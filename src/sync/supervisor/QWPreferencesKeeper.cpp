@@ -4,10 +4,15 @@
 #include "sync/QWSyncFileNames_p.h"
 #include "sync/QWSyncedPreferences_p.h"
 
+#include <QJsonArray>
+#include <QJsonDocument>
+
 namespace {
 
-// Key of a `Metadata` row.
+// Keys of `Metadata` rows.
 const QString baseKey = QStringLiteral("Preferences");
+const QString sentKey = QStringLiteral("PreferencesSent");
+const QString receivingKey = QStringLiteral("PreferencesReceiving");
 
 QString fileName() {
     return qw::text::lastPathComponent(QWDBFileSyncedPreferencesInDropboxFolder);
@@ -31,6 +36,25 @@ std::optional<QJsonObject> QWPreferencesKeeper::base() const {
 
 void QWPreferencesKeeper::setBase(const QByteArray& bytes) {
     engine_.metadataWithKey(baseKey)->setValue(QString::fromUtf8(bytes));
+    if (const auto sent = QWFindMetadata(*engine_.dropboxCacheManagedObjectContext(), sentKey))
+        sent->setValue(QString());
+}
+
+QJsonArray QWPreferencesKeeper::sentSinceBase() const {
+    const auto row = QWFindMetadata(*engine_.dropboxCacheManagedObjectContext(), sentKey);
+    return row ? QJsonDocument::fromJson(row->value().toUtf8()).array() : QJsonArray();
+}
+
+bool QWPreferencesKeeper::isReceiving() const {
+    const auto row = QWFindMetadata(*engine_.dropboxCacheManagedObjectContext(), receivingKey);
+    return row && !row->value().isEmpty();
+}
+
+void QWPreferencesKeeper::setReceiving(bool isReceiving) {
+    if (isReceiving == this->isReceiving())
+        return;
+    engine_.metadataWithKey(receivingKey)->setValue(isReceiving ? QStringLiteral("yes") : QString());
+    engine_.saveCacheContext();
 }
 
 QWRef<FileMetadata> QWPreferencesKeeper::known() const {
@@ -48,20 +72,23 @@ DBMetadata QWPreferencesKeeper::knownFile() const {
     return file;
 }
 
-// A default that is what the cloud held before is one that was not set; any other one was changed here.
+// While a file was being received, a default that is what the cloud held before is one that was not set yet; any
+// other one was changed here.
 void QWPreferencesKeeper::recover() {
     auto& defaults = engine_.mainManagedObjectContext()->environment().userDefaults();
     const QJsonObject base = this->base().value_or(QJsonObject());
     const QJsonObject shared = engine_.syncedPreferences();
+    const bool wasReceiving = isReceiving();
     for (auto preference = shared.begin(); preference != shared.end(); ++preference) {
         const QJsonValue present = defaults.object(preference.key());
         const auto travelling = qw::sync::travellingPreference(present);
         if (!travelling || *travelling == *preference)
             continue;
-        const bool isReceived = base.value(preference.key()) == *travelling;
+        const bool isReceived = wasReceiving && base.value(preference.key()) == *travelling;
         const QJsonValue value = isReceived ? QJsonValue(*preference) : present;
         defaults.setObject(preference.key(), value.isNull() ? QJsonValue(QJsonValue::Undefined) : value);
     }
+    setReceiving(false);
     // A change that was kept beside a received one: the engine writes down that it waits when it is sent.
     if (this->base() && isBehindHere())
         engine_.uploadSyncedPreferences();
@@ -86,6 +113,11 @@ bool QWPreferencesKeeper::stage(QWError* error) {
 
 void QWPreferencesKeeper::uploadBegins() {
     sent_.append(files().read(engine_.syncedPreferencesLocalCacheURL().toLocalFile()).value_or(QByteArray()));
+    QJsonArray sent = sentSinceBase();
+    sent.append(qw::sync::preferencesFromFileBytes(sent_.last()).value_or(QJsonObject()));
+    engine_.metadataWithKey(sentKey)->setValue(
+        QString::fromUtf8(QJsonDocument(sent).toJson(QJsonDocument::Compact)));
+    engine_.saveCacheContext();
 }
 
 // The copy is known until it has been deleted, so that a later process finds it.
@@ -113,7 +145,9 @@ bool QWPreferencesKeeper::prepareImport(QWError* error) {
     if (!bytes)
         return false;
     const QJsonObject received = qw::sync::preferencesFromFileBytes(*bytes).value_or(QJsonObject());
-    const QJsonObject base = this->base().value_or(QJsonObject());
+    // This desktop's own, of which the answer was lost, tells of no change there.
+    const QJsonObject base =
+        sentSinceBase().contains(received) ? received : this->base().value_or(QJsonObject());
     QJsonObject merged = engine_.syncedPreferences();
     for (auto preference = received.begin(); preference != received.end(); ++preference) {
         const QString key = preference.key();
@@ -122,6 +156,7 @@ bool QWPreferencesKeeper::prepareImport(QWError* error) {
         if (!isChangedHereOnly)
             merged.insert(key, *preference);
     }
+    setReceiving(true);
     if (!files().write(engine_.syncedPreferencesLocalCacheURL().toLocalFile(),
                        qw::sync::preferencesFileBytes(merged), error))
         return false;

@@ -2,6 +2,7 @@
 
 #include "sync/QWDropboxSyncCoreData.h"
 
+#include <QJsonArray>
 #include <QList>
 
 // Keeps the changes that desktops make to shared preferences from undoing each other. The engine takes over
@@ -12,6 +13,8 @@ class QWPreferencesKeeper {
 public:
     explicit QWPreferencesKeeper(QWDropboxSyncCoreData& engine) : engine_(engine) {}
 
+    // The values of a received file are set.
+    void finishImport() { setReceiving(false); }
     // What the last process has left undone, when it died at a bad instant: a changed default that the engine
     // did not get to know is told to it, a received one that was not set is set.
     void recover();
@@ -49,6 +52,10 @@ public:
 private:
     std::optional<QJsonObject> base() const;
     void setBase(const QByteArray& bytes);
+    // What was sent since the cloud last said what it holds: it may hold any of them.
+    QJsonArray sentSinceBase() const;
+    bool isReceiving() const;
+    void setReceiving(bool isReceiving);
     QWRef<FileMetadata> known() const;
     QWFileManager& files() const { return engine_.mainManagedObjectContext()->environment().files(); }
 

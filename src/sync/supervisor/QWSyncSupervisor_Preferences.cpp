@@ -117,6 +117,7 @@ void QWSyncSupervisor::preferencesLoaded(const QString& contentType, const DBMet
     finish([&](auto& to) {
         to.restClientLoadedFile(*this, engine_->syncedPreferencesLocalCacheURL().toLocalFile(), contentType,
                                 metadata);
+        preferences_->finishImport();
         if (engine_->needToUploadSyncedPreferences() || preferences_->isBehindHere())
             engine_->uploadSyncedPreferences();
     });
