@@ -297,8 +297,11 @@ void Machine::add(int which, int text) {
 
 void Machine::edit(int which, int text) {
     HostAction action(*this);
-    if (const auto book = any(QStringLiteral("Book"), which))
-        book->setValueForKey(QStringLiteral("title"), QString::number(text));
+    const auto book = any(QStringLiteral("Book"), which);
+    if (!book)
+        return;
+    model_.editBegins(book->uuid());
+    book->setValueForKey(QStringLiteral("title"), QString::number(text));
 }
 
 void Machine::remove(int which) {
@@ -319,6 +322,7 @@ void Machine::setImage(int which, int text) {
     const QByteArray bytes = "image " + QByteArray::number(text);
     const QString file = book->imageURL().toLocalFile();
     imagesUnsaved_.insert(book->uuid());
+    model_.editBegins(book->uuid());
     model_.imageMade(book->uuid(), bytes);
     if (!world.files->write(file, bytes) || !world.files->setModificationDate(file, world.clock->now()))
         return;

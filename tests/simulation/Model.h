@@ -38,6 +38,7 @@ public:
     // The user of a machine.
     void edited(int machine, const QString& uuid, const Version& version);
     void deleted(int machine, const QString& uuid);
+    void editBegins(const QString& uuid) { histories_[uuid].wasEditedSince = true; }
     void deletionBegins(const QString& uuid) { histories_[uuid].wasDeleted = true; }
     void saved(int machine);
     void imageMade(const QString& uuid, const QByteArray& bytes);

@@ -6,6 +6,7 @@
 
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <algorithm>
 
 namespace {
 
@@ -145,15 +146,17 @@ bool QWPreferencesKeeper::prepareImport(QWError* error) {
     if (!bytes)
         return false;
     const QJsonObject received = qw::sync::preferencesFromFileBytes(*bytes).value_or(QJsonObject());
-    // This desktop's own, of which the answer was lost, tells of no change there.
-    const QJsonObject base =
-        sentSinceBase().contains(received) ? received : this->base().value_or(QJsonObject());
+    const QJsonObject base = this->base().value_or(QJsonObject());
+    const QJsonArray sent = sentSinceBase();
     QJsonObject merged = engine_.syncedPreferences();
     for (auto preference = received.begin(); preference != received.end(); ++preference) {
         const QString key = preference.key();
-        const bool isChangedHereOnly =
-            base.contains(key) && base.value(key) == *preference && merged.contains(key);
-        if (!isChangedHereOnly)
+        // Nor has this desktop's own value, whose answer was lost, been changed there.
+        const bool isUnchangedThere =
+            base.value(key) == *preference || std::any_of(sent.begin(), sent.end(), [&](const auto& each) {
+                return each.toObject().value(key) == *preference;
+            });
+        if (!isUnchangedThere || !merged.contains(key))
             merged.insert(key, *preference);
     }
     setReceiving(true);
