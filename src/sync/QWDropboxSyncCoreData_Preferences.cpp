@@ -95,11 +95,12 @@ QJsonObject QWDropboxSyncCoreData::loadSyncedPreferences() {
     return preferences;
 }
 
-// The flag is in permanent storage with the defaults that it is about.
+// The defaults are in permanent storage before the copy of them is, and with the flag that is about them.
 void QWDropboxSyncCoreData::saveSyncPreferencesLocalCache() {
+    auto& defaults = environment().userDefaults();
+    defaults.synchronize();
     environment().files().write(syncedPreferencesLocalCacheURL().toLocalFile(),
                                 qw::sync::preferencesFileBytes(syncedPreferences_));
-    auto& defaults = environment().userDefaults();
     defaults.setBoolean(QWDBNeedToUploadSyncedPreferencesPrefKey, needToUploadSyncedPreferences_);
     defaults.synchronize();
 }

@@ -76,6 +76,15 @@ TEST_F(TwoContexts, A_merge_keeps_keys_changed_here_takes_the_others_and_the_nex
     EXPECT_EQ(names(fetchIn(*third, "Author"), "name"), QStringList{"mine"});
 }
 
+TEST_F(TwoContexts, A_key_that_was_set_here_to_what_it_was_takes_what_somebody_else_has_saved) {
+    ana->setValueForKey("name", "Ana");
+    others->setValueForKey("name", "Eve");
+    save(*other);
+    EXPECT_EQ(ana->valueForKey("name"), "Eve");
+    save();
+    EXPECT_EQ(fetchIn(*makeContext(), "Author").at(0)->valueForKey("name"), "Eve");
+}
+
 TEST_F(TwoContexts, A_merged_deletion_deletes_here_loses_edits_here_and_needs_no_save) {
     ana->setValueForKey("name", "mine");
     context->processPendingChanges();

@@ -63,6 +63,8 @@ QWSyncSupervisor::QWSyncSupervisor(QWDropboxSyncCoreData& engine, std::shared_pt
         });
     hostObservation_ = engine.mainManagedObjectContext()->observeObjectsDidChange(
         [this](const QWObjectsDidChangeNotice& notice) { hostDidChange(notice); });
+    mergeObservation_ = engine.mainManagedObjectContext()->observeDidMerge(
+        [this](const QWDidSaveNotice& notice) { keeper_->noteDeletions(notice.deleted); });
     // What the engine could not save, for want of space, must not be forgotten when the host's change is saved.
     hostSaveObservation_ = engine.mainManagedObjectContext()->observeWillSave([this] {
         if (engine_->dropboxCacheManagedObjectContext()->hasChanges())

@@ -206,7 +206,7 @@ private:
     const std::unique_ptr<QWLosingVersions> losingVersions_;
     const std::unique_ptr<QWVersionKeeper> keeper_;
     const std::unique_ptr<QWPreferencesKeeper> preferences_;
-    QWObservation queueObservation_, hostObservation_, hostSaveObservation_;
+    QWObservation queueObservation_, hostObservation_, hostSaveObservation_, mergeObservation_;
     quint64 hostChanges_ = 0; // notices of the main context so far
     Counts counts_;
     Requests requests_;

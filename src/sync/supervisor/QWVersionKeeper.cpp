@@ -401,6 +401,20 @@ bool QWVersionKeeper::catchUpImageDate(const QWManagedObjectWithSyncSupport& obj
     return files().setModificationDate(path, known->lastModifiedDate().addSecs(1));
 }
 
+// A version that was sent after the deletion had been listed is in the cloud again, and its revision is known here:
+// the next query must bring it.
+void QWVersionKeeper::noteDeletions(const QWManagedObjectSet& deleted) {
+    for (const auto& record : deleted) {
+        const auto* object = dynamic_cast<const QWManagedObjectWithSyncSupport*>(record.data());
+        const auto known =
+            object ? engine_.fileMetadataManager().fileMetadataForFileName(
+                engine_.fileNameWithUUID(object->uuid(), object->entity().name(), false), false)
+                   : QWRef<FileMetadata>();
+        if (known)
+            known->setRev(QString());
+    }
+}
+
 // The engine passes over a change of the date alone while the image seems to be an old one.
 bool QWVersionKeeper::noteHostChange(const QWManagedObjectSet& updated) {
     bool hasQueued = false;

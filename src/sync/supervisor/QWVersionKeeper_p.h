@@ -33,6 +33,8 @@ public:
     // Files that a listing from scratch does not hold: whether they were deleted one by one is not known
     // then.
     void noteMissing(const QStringList& fileNames);
+    // After a merge, with what it has deleted here.
+    void noteDeletions(const QWManagedObjectSet& deleted);
     // After a change of the host's. True when it has queued a record for its image.
     bool noteHostChange(const QWManagedObjectSet& updated);
     bool isConflictedImage(const QString& fileName) const;

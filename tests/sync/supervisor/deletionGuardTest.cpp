@@ -206,12 +206,15 @@ TEST_F(DeletionGuard, The_deletion_of_the_sync_folder_makes_everything_be_sent_a
     }
 }
 
-TEST_F(DeletionGuard, The_deletion_of_what_is_in_the_sync_folder_is_one_of_records) {
+TEST_F(DeletionGuard, A_sync_folder_that_was_deleted_and_made_again_makes_everything_be_sent_again) {
     hold(100);
     ASSERT_TRUE(cloud.folder->remove("/SyncCache.dbSync"));
     cloud.putRecord("Book!!!New.data", book("New"));
     receive();
-    EXPECT_EQ(questions, Questions({{100, 100}}));
+    pass(120);
+    EXPECT_EQ(questions, Questions());
+    EXPECT_EQ(books(), 101);
+    EXPECT_EQ(cloud.fileNames().size(), 101);
 }
 
 // Answers ---------------------------------------------------------------------------------------------------

@@ -35,14 +35,20 @@ TEST_F(PreferencesCrash, A_removal_of_which_only_the_default_was_saved_is_sent) 
     EXPECT_EQ(client->log(), QStringList{upload});
 }
 
-TEST_F(PreferencesCrash, A_change_that_was_noted_but_not_saved_as_a_default_is_set) {
-    desktop.world.files->write(localPath(), R"({"theme":"light"})");
-    crash();
-    EXPECT_EQ(defaults().object("theme"), "light");
+TEST_F(PreferencesCrash, A_change_back_to_what_the_cloud_holds_survives) {
+    defaults().setObject("theme", "light");
+    pass(5.1);
+    defaults().setObject("theme", "dark");
+    crash(); // before the local copy was written again
+    EXPECT_EQ(defaults().object("theme"), "dark");
+    EXPECT_EQ(shared()["theme"], "dark");
+    EXPECT_TRUE(waits());
 }
 
 TEST_F(PreferencesCrash, A_received_file_that_was_placed_but_not_applied_is_applied) {
     receive({changedThere()});
+    engine().metadataWithKey("PreferencesReceiving")->setValue("yes");
+    engine().saveCacheContext();
     desktop.world.files->write(localPath(),
                                R"({"theme":"light","unit":null})"); // as it is before the engine has it
     crash();
