@@ -75,7 +75,8 @@ void QWDropboxSyncCoreData::restClientLoadedDeltaEntries(DBRestClient&, const QL
     Q_EMIT changesListed();
     if (std::exchange(areChangesGivenUp_, false)) {
         setStatus(QWDropboxSyncStatusIdle);
-        beginSyncOfObjectsWaitingSync();
+        if (canUploadAnotherObject())
+            beginSyncOfObjectsWaitingSync();
         return;
     }
     beginProcessOfNextDeltaEntryWaiting();
@@ -174,11 +175,18 @@ bool QWDropboxSyncCoreData::beginDownloadOfDeltaEntry(const DBDeltaEntryRef& ent
     return true;
 }
 
-// The cursor is saved before the batch's records are; the journal keeps them from being lost in between.
+// The cursor is saved before the batch's records are; the journal keeps them from being lost in between. Records
+// that were saved alone would be those of files that nobody knows.
 void QWDropboxSyncCoreData::finishDeltaBatch() {
     if (!isDeltaCursorInDoubt_)
         metadataWithKey(QWDBMetadataCursorKey)->setValue(deltaNextCursor_);
-    saveCacheContext();
+    if (!saveContext(*dropboxCacheManagedObjectContext(), "saveCacheContext")) {
+        scheduleTimer(QWDBTimeScheduleErrorRetryInterval, [this, generation = objectsSyncing_.generation()] {
+            if (generation == objectsSyncing_.generation())
+                beginProcessOfNextDeltaEntryWaiting();
+        });
+        return;
+    }
     if (checkForDeltaUpdateImmediatelyAfterCurrentEntriesAnalysis_) {
         loadDeltaPotentialUpdates();
         return;

@@ -137,7 +137,11 @@ void QWDropboxSyncCoreData::recoverFromLastProcess() {
 }
 
 void QWDropboxSyncCoreData::recover(const std::function<bool(const QWSyncedIdentity&)>& isLost) {
-    if (const auto cursor = journal().putBack(isLost)) {
+    const auto isRecordHere = [this](const QWSyncedIdentity& identity) {
+        return static_cast<bool>(QWManagedObjectWithSyncSupport::fetchObjectWithUUID(
+            identity.uuid, identity.entityName, *mainManagedObjectContext_));
+    };
+    if (const auto cursor = journal().putBack(isLost, isRecordHere)) {
         metadataWithKey(QWDBMetadataCursorKey)->setValue(*cursor);
         deltaNextCursor_ = *cursor;
     }

@@ -1,5 +1,6 @@
 #include "sync/QWDropboxSyncJournal.h"
 
+#include "platform/text/QWText.h"
 #include "sync/QWDropboxSyncConstants.h"
 
 namespace {
@@ -87,21 +88,25 @@ bool QWDropboxSyncJournal::forget(const QWSyncedIdentity& identity) {
 }
 
 std::optional<QString>
-QWDropboxSyncJournal::putBack(const std::function<bool(const QWSyncedIdentity&)>& isToBePutBack) {
+QWDropboxSyncJournal::putBack(const std::function<bool(const QWSyncedIdentity&)>& isToBePutBack,
+                              const std::function<bool(const QWSyncedIdentity&)>& isRecordHere) {
     std::optional<QString> cursor;
     // In the order in which they were made.
     for (const auto& entry : context_->fetch(QWFetchRequest(entityName)).value_or(QWManagedObjectSet())) {
-        if (!isToBePutBack({text(*entry, objectEntityNameKey), text(*entry, objectUUIDKey)}))
+        const QWSyncedIdentity identity(text(*entry, objectEntityNameKey), text(*entry, objectUUIDKey));
+        if (!isToBePutBack(identity))
             continue;
         if (!cursor)
             cursor = text(*entry, cursorKey);
-        putBack(*entry);
+        putBack(*entry, isRecordHere(identity));
         context_->deleteObject(*entry);
     }
     return cursor;
 }
 
-void QWDropboxSyncJournal::putBack(const QWManagedObject& entry) {
+// Where the record is here all the same, its file stays known, if nothing of it: else its deletion, should that come
+// before the file comes again, would be passed over.
+void QWDropboxSyncJournal::putBack(const QWManagedObject& entry, bool isRecordHere) {
     const QString fileName = text(entry, fileNameKey);
     if (entry.valueForKey(metadataFileNameKey).isValid()) {
         const auto known = fileMetadata_.fileMetadataForFileName(fileName, true);
@@ -110,7 +115,11 @@ void QWDropboxSyncJournal::putBack(const QWManagedObject& entry) {
         known->setRemoteHash(text(entry, remoteHashKey));
         known->setLastModifiedDate(entry.valueForKey(lastModifiedDateKey).toDateTime());
     } else {
-        fileMetadata_.deleteDropboxFileMetadataWithName(fileName);
+        const auto known = fileMetadata_.fileMetadataForFileName(fileName, false);
+        if (known && isRecordHere && qw::text::pathExtension(fileName) == QWDBFileNameDataExtension)
+            known->setRev(QString());
+        else
+            fileMetadata_.deleteDropboxFileMetadataWithName(fileName);
     }
 
     const QVariant action = entry.valueForKey(rowActionKey);

@@ -27,11 +27,13 @@ public:
     // go. False when it had none.
     bool forget(const QWSyncedIdentity& identity);
     // Puts back, and removes, the entries of the records for which `isToBePutBack` holds. A row made since
-    // then stays. Answers the cursor of the oldest of them; nothing when there were none.
-    std::optional<QString> putBack(const std::function<bool(const QWSyncedIdentity&)>& isToBePutBack);
+    // then stays. Answers the cursor of the oldest of them; nothing when there were none. `isRecordHere` says
+    // whether the host's store holds the record.
+    std::optional<QString> putBack(const std::function<bool(const QWSyncedIdentity&)>& isToBePutBack,
+                                   const std::function<bool(const QWSyncedIdentity&)>& isRecordHere);
 
 private:
-    void putBack(const QWManagedObject& entry);
+    void putBack(const QWManagedObject& entry, bool isRecordHere);
 
     std::shared_ptr<QWManagedObjectContext> context_;
     QWDropboxFileMetadataManager fileMetadata_;

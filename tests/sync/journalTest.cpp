@@ -22,8 +22,10 @@ struct Journal : EngineTest {
     void setCursor(const QString& cursor) {
         engine().metadataWithKey(QWDBMetadataCursorKey)->setValue(cursor);
     }
+    bool isHere = false; // every record, in the host's store
     std::optional<QString> putAllBack() {
-        return journal.putBack([](const QWSyncedIdentity&) { return true; });
+        return journal.putBack([](const QWSyncedIdentity&) { return true; },
+                               [this](const auto&) { return isHere; });
     }
 };
 
@@ -53,6 +55,18 @@ TEST_F(Journal, An_entry_puts_back_what_was_known_of_the_file_its_row_and_the_cu
     EXPECT_TRUE(journal.isEmpty());
 }
 
+TEST_F(Journal, A_file_that_was_not_known_stays_known_without_a_revision_where_its_record_is_here) {
+    isHere = true;
+    for (const char* name : {"Book!!!X.data", "Book!!!X.image"}) {
+        journal.note(name, "X", "Book");
+        know(name, "rev1");
+    }
+    putAllBack();
+    ASSERT_TRUE(desktop.fileMetadata("Book!!!X.data"));
+    EXPECT_EQ(desktop.fileMetadata("Book!!!X.data")->rev(), QString());
+    EXPECT_FALSE(desktop.fileMetadata("Book!!!X.image"));
+}
+
 TEST_F(Journal, A_file_that_was_not_known_is_not_known_again) {
     journal.note("Book!!!X.data", "X", "Book");
     know("book!!!x.data", "rev1");
@@ -74,7 +88,8 @@ TEST_F(Journal, The_cursor_is_that_of_the_oldest_entry_that_is_put_back) {
         setCursor("cursor-" + uuid);
         journal.note("Book!!!" + uuid + ".data", uuid, "Book");
     }
-    EXPECT_EQ(journal.putBack([](const QWSyncedIdentity& identity) { return identity.uuid != "x"; }),
+    EXPECT_EQ(journal.putBack([](const QWSyncedIdentity& identity) { return identity.uuid != "x"; },
+                              [](const auto&) { return false; }),
               "cursor-Y");
     EXPECT_EQ(putAllBack(), "cursor-X");
     EXPECT_EQ(putAllBack(), std::nullopt);

@@ -84,9 +84,15 @@ void QWSyncSupervisor::hostDidChange(const QWObjectsDidChangeNotice& notice) {
     if (!keeper_->noteHostChange(notice.updated))
         return;
     runLoop().post([weak = weak_from_this()] {
-        if (const auto self = weak.lock(); self && self->engine_ && self->engine_->canUploadAnotherObject())
-            self->callEngine([&] { self->engine_->beginSyncOfObjectsWaitingSync(); });
+        if (const auto self = weak.lock(); self && self->engine_)
+            self->sendWaiting();
     });
+}
+
+// An engine that has no room left would take that for having no limit.
+void QWSyncSupervisor::sendWaiting() {
+    if (engine_->canUploadAnotherObject())
+        callEngine([&] { engine_->beginSyncOfObjectsWaitingSync(); });
 }
 
 void QWSyncSupervisor::activate() {

@@ -156,6 +156,7 @@ private:
     bool isPollDue() const;
     bool isRepetition(const QString& fileName);
     bool isQueryStale();
+    void sendWaiting();
     void hostDidChange(const QWObjectsDidChangeNotice& notice);
     void statusChanged(quint64 status);
     void stop();

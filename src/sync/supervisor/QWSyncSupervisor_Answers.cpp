@@ -83,7 +83,7 @@ void QWSyncSupervisor::restClientUploadedFile(DBRestClient&, const QString& dest
         const bool wasImageSent = imagesInFlight_.remove(uuid);
         const bool mayHaveChanged = sent.hostChanges != hostChanges_ || sent.mayHaveImage;
         if (mayHaveChanged && keeper_->finishUpload(fileName, sent.bytes, wasImageSent))
-            callEngine([&] { engine_->beginSyncOfObjectsWaitingSync(); });
+            sendWaiting();
     }
     letGoOfRow(fileName);
     if (isActive() && keeper_->isConflictedImage(fileName))
@@ -207,7 +207,7 @@ void QWSyncSupervisor::sendConflictedImage(const QString& copy) {
 void QWSyncSupervisor::finishConflictedImage(const QString& copy, const std::optional<DBMetadata>& standing) {
     finish([&](auto&) {
         keeper_->queueConflictedImage(copy, standing);
-        engine_->beginSyncOfObjectsWaitingSync();
+        sendWaiting();
     });
     deletePath(qw::sync::remotePath(copy));
 }
