@@ -191,6 +191,17 @@ TEST(SimulatedDay, A_version_that_is_sent_while_its_deletion_is_being_received_c
                                   922));
 }
 
+TEST(SimulatedDay, Preferences_are_sent_whose_look_up_failed_while_the_folder_was_looked_for) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({1, 0, -1}, {"1843 1 add 368 94379\n"
+                                                        "20241 1 set-preference 179 43522\n"
+                                                        "306 1 refuse-token 2 31684\n"
+                                                        "755748 1 delay-answer 2 11\n"
+                                                        "29628 1 sync 85 53022\n"
+                                                        "17920 1 offline 3 23602\n"
+                                                        "4547 1 sync 681 45855"}),
+                                  3130));
+}
+
 // Each scenario lives through some days in every run of the tests; `qw-simulate` is for the many.
 TEST(SimulatedDays, Keep_every_promise_whatever_the_scenario) {
     for (const Scenario& scenario : Scenario::all())

@@ -45,14 +45,16 @@ void QWSyncSupervisor::freePreferences() {
         callEngine([&] { engine_->checkIfPreferencesNeedsToBeUploaded(); });
 }
 
-// An activation that is to come looks both up.
+// While the folder is looked for, an activation may come that looks both up.
 void QWSyncSupervisor::preferencesLookUpFailed(const QWError& error) {
     isLookingForPreferences_ = false;
     if (requestFailure(error) == RequestFailure::FileGone)
         preferences_->fileIsMissing();
     if (requestFailure(error) == RequestFailure::Transient)
-        repeatLater("restClient:loadMetadataFailedWithError:", error, [this] {
-            if (!isLookingForFolder_)
+        repeatLater("restClient:loadMetadataFailedWithError:", error, [=, this] {
+            if (isLookingForFolder_)
+                preferencesLookUpFailed(error);
+            else
                 freePreferences();
         });
 }
