@@ -150,7 +150,7 @@ void QWDropboxSyncCoreData::recover(const std::function<bool(const QWSyncedIdent
 }
 
 // Their record files may be in the cloud or not, which the revision put back allows for. Their images are
-// sent again: where they still are in the cloud, the same bytes change nothing.
+// sent again, since they are newer than no date: where they still are in the cloud, the same bytes change nothing.
 void QWDropboxSyncCoreData::sendObjectsWhoseDeletionWasLost() {
     const QWFetchRequest deletions(
         QWDBEntityNameObjectWaitingSync,
@@ -160,6 +160,8 @@ void QWDropboxSyncCoreData::sendObjectsWhoseDeletionWasLost() {
         if (!objectReferencedByWaitingObject(*row))
             continue;
         row->setAction(QWDropboxSyncActionInsertOrUpdate);
-        fileMetadataManager().deleteDropboxFileMetadataWithName(fileNameForObjectWaitingToSync(*row, true));
+        if (const auto image = fileMetadataManager().fileMetadataForFileName(
+                fileNameForObjectWaitingToSync(*row, true), false))
+            image->setLastModifiedDate(QDateTime());
     }
 }

@@ -202,6 +202,39 @@ TEST(SimulatedDay, Preferences_are_sent_whose_look_up_failed_while_the_folder_wa
                                   3130));
 }
 
+TEST(SimulatedDay, The_image_of_a_record_that_comes_back_after_a_deletion_that_was_lost_once_is_fetched) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({-730, 1}, {"55987 2 add 381 60191\n"
+                                                       "472694 2 set-image 353 41700",
+                                                       "1885 2 kill 2 88851\n"
+                                                       "159 2 add 328 19819\n"
+                                                       "8751 2 delete 159 9590\n"
+                                                       "12943 1 edit 109 57263\n"
+                                                       "2094 2 kill 2 50437\n"
+                                                       "44 2 save 783 86759\n"
+                                                       "1241568 2 delete 177 29901"}),
+                                  2221));
+}
+
+TEST(SimulatedDay, A_record_that_was_saved_in_the_moment_of_death_is_deleted_with_its_file) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({1123, 2}, {"318151 2 add 305 43328\n"
+                                                       "9553 1 add 397 63619\n"
+                                                       "234346 2 sync 218 65383\n"
+                                                       "18896 2 add 906 36093\n"
+                                                       "12339 2 add 866 75267",
+                                                       "1949 2 add 933 50597\n"
+                                                       "4495 1 fail-disk 4 20792\n"
+                                                       "850 2 save 653 31701\n"
+                                                       "2525 2 add 340 1755\n"
+                                                       "139 2 close 665 39849\n"
+                                                       "14261 2 delete 761 75441\n"
+                                                       "8135 1 lose-power 62 86838\n"
+                                                       "845886 1 edit 837 87388\n"
+                                                       "1212 1 kill 85 73899\n"
+                                                       "764 1 sync 357 41279\n"
+                                                       "19875 2 sync 265 10607"}),
+                                  100'002));
+}
+
 // Each scenario lives through some days in every run of the tests; `qw-simulate` is for the many.
 TEST(SimulatedDays, Keep_every_promise_whatever_the_scenario) {
     for (const Scenario& scenario : Scenario::all())

@@ -62,7 +62,7 @@ QDateTime FileMetadata::lastModifiedDate() const {
     return valueForKey(lastModifiedDateKey).toDateTime();
 }
 void FileMetadata::setLastModifiedDate(const QDateTime& date) {
-    setValueForKey(lastModifiedDateKey, date);
+    setValueForKey(lastModifiedDateKey, date.isValid() ? QVariant(date) : QVariant());
 }
 QString FileMetadata::remoteHash() const {
     return valueForKey(remoteHashKey).toString();

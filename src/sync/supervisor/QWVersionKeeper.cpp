@@ -395,7 +395,8 @@ bool QWVersionKeeper::catchUpImageDate(const QWManagedObjectWithSyncSupport& obj
     const auto date = path.isEmpty() ? std::nullopt : files().modificationDate(path);
     const auto known = date ? engine_.fileMetadataManager().fileMetadataForFileName(imageName(object), false)
                             : QWRef<FileMetadata>();
-    if (!known || *date >= known->lastModifiedDate() || known->remoteHash().isEmpty()
+    if (!known || !known->lastModifiedDate().isValid() || *date >= known->lastModifiedDate()
+        || known->remoteHash().isEmpty()
         || dropboxContentHash(files().read(path).value_or(QByteArray())) == known->remoteHash())
         return false;
     return files().setModificationDate(path, known->lastModifiedDate().addSecs(1));
