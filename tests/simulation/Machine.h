@@ -96,6 +96,7 @@ private:
     Model& model_;
     Trace& trace_;
     int hostActions_ = 0, covers_ = 0;
+    qint64 inFlightBefore_ = 0;       // when it was counted last
     QHash<QString, QString> touched_; // since the last report: uuids of records, with their entities
     bool isZeroDoubtful_ = false;     // it was counted while there was something to count
     QSet<QString> imagesUnsaved_;     // uuids of records whose images a user has begun to set, in any process
