@@ -63,7 +63,6 @@ QString Machine::path(const QString& name) const {
 
 void Machine::start() {
     disk.restart();
-    ledger.downloadsOut = 0;
     const auto environment = world.environment();
     const auto coordinator = std::make_shared<QWPersistentStoreCoordinator>(desktop::model(), environment);
     if (!coordinator->addStore(path(QStringLiteral("library.sqlite")), {}))

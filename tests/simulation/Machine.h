@@ -66,7 +66,6 @@ public:
     bool save();
 
     Model::Contents contents();
-    qint64 requestsOut() const { return isRunning() ? supervisor_->requestsOut() : 0; }
 
     SimulatedDisk disk;
     SimulatedNetwork::Ledger ledger;

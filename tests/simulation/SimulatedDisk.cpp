@@ -27,7 +27,6 @@ bool SimulatedDisk::takesChange(bool grows) {
         --failures_;
         return false;
     }
-    ++changes_;
     return true;
 }
 

@@ -72,8 +72,6 @@ public:
     // Counts the processes: what an earlier one has opened is of no use any more.
     int generation() const { return generation_; }
 
-    qint64 changes() const { return changes_; }
-
 private:
     using Names = std::map<std::string, FileRef>;
 
@@ -93,5 +91,4 @@ private:
     int failures_ = 0, stepsToLive_ = -1, generation_ = 0;
     Death death_ = Death::Kill;
     unsigned seed_ = 0;
-    qint64 changes_ = 0;
 };

@@ -164,8 +164,6 @@ void SimulatedNetwork::send(const Request& request) {
     if (!mayBeSent())
         return;
     ++ledger_.requests;
-    if (qstrcmp(request.kind, "download") == 0)
-        ledger_.mostDownloadsOut = std::max(ledger_.mostDownloadsOut, ++ledger_.downloadsOut);
     bool isFaulty = false;
     const Fault fault = nextFault(request, isFaulty);
     const auto is = [&](Fault::Kind kind) { return isFaulty && fault.kind == kind; };
@@ -203,8 +201,6 @@ void SimulatedNetwork::answer(QWRunLoop::Duration delay, const Request& request,
         const auto self = weak.lock();
         if (!self)
             return;
-        if (qstrcmp(request.kind, "download") == 0)
-            --self->ledger_.downloadsOut;
         self->trace_.add(
             QStringLiteral("%1 hears: %2 %3").arg(self->machine_, QLatin1String(request.kind), request.path));
         if (auto* to = self->delegate())

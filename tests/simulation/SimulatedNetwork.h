@@ -26,7 +26,6 @@ public:
         std::deque<Fault> faults;     // each for one request
         QHash<QString, int> refusals; // of downloads in a row, by path
         qint64 requests = 0, faultsMet = 0;
-        int downloadsOut = 0, mostDownloadsOut = 0;
     };
 
     SimulatedNetwork(std::shared_ptr<QWAppFolder> cloud, std::shared_ptr<QWEnvironment> environment,
