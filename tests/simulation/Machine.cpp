@@ -219,7 +219,8 @@ void Machine::report() {
                        .arg(number_ + 1)
                        .arg(hostActions_ > 0 ? QStringLiteral("makes") : QStringLiteral("takes"), uuid,
                             record ? version.text() : QStringLiteral("deleted")));
-        if (record && hostActions_ > 0)
+        // A link to a placeholder changes it, and does not make it the user's.
+        if (record && hostActions_ > 0 && !version.isPlaceholder())
             model_.edited(number_, uuid, version);
         else if (record)
             model_.received(number_, uuid, version);

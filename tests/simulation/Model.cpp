@@ -134,11 +134,25 @@ void Model::started(int machine, const QHash<QString, Version>& records) {
     at.records = at.atLastSave = records;
 }
 
+QSet<QString> Model::Contents::takePlaceholders() {
+    QSet<QString> taken;
+    for (auto record = records.begin(); record != records.end();) {
+        if (!record->isPlaceholder()) {
+            ++record;
+            continue;
+        }
+        images.remove(record.key());
+        taken.insert(record.key());
+        record = records.erase(record);
+    }
+    return taken;
+}
+
 // In step ---------------------------------------------------------------------------------------------------
 
 void Model::settled(const Contents& contents) {
     for (auto record = contents.records.begin(); record != contents.records.end(); ++record)
-        if (!histories_.contains(record.key()) && !record->isPlaceholder())
+        if (!histories_.contains(record.key()))
             violate(QStringLiteral("all hold %1, which nobody made").arg(record.key()));
     for (auto each = histories_.begin(); each != histories_.end(); ++each) {
         const QString& uuid = each.key();
@@ -157,7 +171,7 @@ void Model::settled(const Contents& contents) {
         if (isHere && history.wasSettled && history.wasDeletionSaved && !history.wasEditedSince
             && !wasFolderDeleted_)
             violate(QStringLiteral("%1 was deleted, and nobody has changed it since").arg(uuid));
-        if (isHere && history.isGone && !found->isPlaceholder())
+        if (isHere && history.isGone)
             violate(QStringLiteral("%1 was gone everywhere and is back").arg(uuid));
         const auto image = contents.images.constFind(uuid);
         if (image != contents.images.cend() && history.images.count(*image) == 0)

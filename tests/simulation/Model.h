@@ -60,6 +60,11 @@ public:
         QHash<QString, Version> records;
         QHash<QString, QByteArray> images; // of those that have one
         QHash<QString, QJsonValue> preferences;
+
+        bool operator==(const Contents& other) const = default;
+        // Records without a date are not compared between machines: each is what a reference to a record that
+        // nobody has, or that has not come, makes where it is received. Takes them out, and their images.
+        QSet<QString> takePlaceholders();
     };
     void settled(const Contents& contents);
 

@@ -215,15 +215,16 @@ bool World::letRest(Machine& machine) {
 }
 
 bool World::agree() {
-    const Model::Contents contents = machines_.front()->contents();
+    QSet<QString> placeholders;
+    std::vector<Model::Contents> contents;
     for (const auto& machine : machines_) {
-        const Model::Contents other = machine->contents();
-        if (other.records != contents.records || other.images != contents.images
-            || other.preferences != contents.preferences)
+        contents.push_back(machine->contents());
+        placeholders.unite(contents.back().takePlaceholders());
+        if (contents.back() != contents.front())
             return false;
     }
-    model_.settled(contents);
-    checkCloud(contents);
+    model_.settled(contents.front());
+    checkCloud(contents.front(), placeholders);
     return true;
 }
 
@@ -240,12 +241,17 @@ QStringList World::differences() {
         return lines;
     };
     QHash<QString, int> counts;
-    for (const auto& machine : machines_)
-        for (const QString& line : linesOf(machine->contents()))
+    std::vector<QStringList> lines;
+    for (const auto& machine : machines_) {
+        auto contents = machine->contents();
+        contents.takePlaceholders();
+        lines.push_back(linesOf(contents));
+        for (const QString& line : lines.back())
             ++counts[line];
+    }
     QStringList differences;
     for (size_t number = 0; number < machines_.size(); ++number)
-        for (const QString& line : linesOf(machines_[number]->contents()))
+        for (const QString& line : lines[number])
             if (counts[line] < int(machines_.size()))
                 differences.append(QStringLiteral("  machine %1: %2").arg(number + 1).arg(line));
     differences.sort();
@@ -253,7 +259,7 @@ QStringList World::differences() {
 }
 
 // Each record once, each image that somebody holds, and no copy of a conflict.
-void World::checkCloud(const Model::Contents& contents) {
+void World::checkCloud(const Model::Contents& contents, const QSet<QString>& placeholders) {
     QSet<QString> recordFiles, imageFiles;
     QString cursor;
     for (bool hasMore = true; hasMore;) {
@@ -272,9 +278,9 @@ void World::checkCloud(const Model::Contents& contents) {
         hasMore = page->hasMore;
     }
     for (auto record = contents.records.begin(); record != contents.records.end(); ++record)
-        if (!recordFiles.remove(record.key()) && !record->isPlaceholder())
+        if (!recordFiles.remove(record.key()))
             model_.violate(QStringLiteral("the cloud lacks %1").arg(record.key()));
-    for (const QString& uuid : recordFiles)
+    for (const QString& uuid : recordFiles.subtract(placeholders))
         model_.violate(QStringLiteral("the cloud holds %1, and nobody else does").arg(uuid));
     for (auto image = contents.images.begin(); image != contents.images.end(); ++image)
         if (!imageFiles.contains(image.key()))
