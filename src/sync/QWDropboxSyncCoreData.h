@@ -157,6 +157,10 @@ public:
     QWRef<ObjectWaitingSync> objectSyncingForFileWithName(const QString& fileName) const;
     // The bytes that were last staged for the row in flight; null when there are none.
     QByteArray recordSentInFileWithName(const QString& fileName) const;
+    // The date that the image file had when it was sent; null when no answer to that is due.
+    QDateTime dateOfImageSent(const QString& path) const {
+        return imageDatesSent_.value(path).value_or(QDateTime());
+    }
 
     // The remote files of an object: "Entity!!!UUID.data", and "Entity!!!UUID.image" of its image.
     QString fileNameWithUUID(const QString& uuid, const QString& entityName, bool isImage) const;

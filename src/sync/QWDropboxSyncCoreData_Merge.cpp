@@ -201,6 +201,8 @@ void QWDropboxSyncCoreData::discardUnsavedVersion(QWManagedObjectWithSyncSupport
 
 // Merging ---------------------------------------------------------------------------------------------------
 
+// A record that has given way to the host's is among the updated ones as well when the batch has linked another to
+// it.
 void QWDropboxSyncCoreData::syncSupportManagedObjectContextDidSave(const QWDidSaveNotice& notice) {
     changeMainContextUnseen([&] {
         for (const auto& record : notice.updated) {
@@ -208,7 +210,8 @@ void QWDropboxSyncCoreData::syncSupportManagedObjectContextDidSave(const QWDidSa
             if (!object || !objectsReceived_.contains(QWSyncedIdentity(*object)))
                 continue;
             const auto host = mainManagedObjectContext_->registeredObject(record->objectID());
-            if (host && host->hasChanges() && qw::sync::holdsOwnChanges(*host))
+            if (host && !host->isDeleted() && host->hasChanges() && qw::sync::holdsOwnChanges(*host)
+                && receivedVersionWins(*object, synced(host)->dateModified()))
                 qw::sync::discardChanges(*host);
         }
         mainManagedObjectContext_->mergeChangesFromContextDidSave(notice);

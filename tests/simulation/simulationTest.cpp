@@ -235,6 +235,32 @@ TEST(SimulatedDay, A_record_that_was_saved_in_the_moment_of_death_is_deleted_wit
                                   100'002));
 }
 
+TEST(SimulatedDay, A_record_that_another_ones_reference_has_made_keeps_the_unsaved_version_of_the_host) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({1, 1}, {"", "7773 1 add 680 86330\n"
+                                                        "11836 1 add 510 89972\n"
+                                                        "761855 1 delay-request 5 13\n"
+                                                        "3523 2 set-image 867 8640\n"
+                                                        "1417 2 sync 118 31804\n"
+                                                        "7533 2 lose-answer 4 58119\n"
+                                                        "474454 2 set-image 454 91227\n"
+                                                        "3941 1 sync 441 47600\n"
+                                                        "1498 1 delete-folder 425 50936\n"
+                                                        "3310 2 set-image 525 24297"}),
+                                  680));
+}
+
+TEST(SimulatedDay, Of_two_images_that_are_set_by_a_clock_that_is_behind_the_second_one_is_sent) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({2075, -2677}, {"33326 2 add 104 23139\n"
+                                                           "11139 2 add 348 52108\n"
+                                                           "7778 2 add 385 71989",
+                                                           "40394 2 set-image 115 55674\n"
+                                                           "27571 2 delay-request 3 87\n"
+                                                           "2370 2 add 113 70723\n"
+                                                           "2263 2 set-image 926 82776\n"
+                                                           "1545 2 set-image 977 75958"}),
+                                  905));
+}
+
 // Each scenario lives through some days in every run of the tests; `qw-simulate` is for the many.
 TEST(SimulatedDays, Keep_every_promise_whatever_the_scenario) {
     for (const Scenario& scenario : Scenario::all())

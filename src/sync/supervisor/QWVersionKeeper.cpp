@@ -389,7 +389,8 @@ bool QWVersionKeeper::isImagePending(const QWManagedObjectWithSyncSupport& objec
 }
 
 // An image that was set here since the known one came is newer, though this machine's clock may be behind the
-// cloud's. True when its date was to be mended.
+// cloud's; and one that was set since another was sent is dated otherwise than that. True when its date was to be
+// mended.
 bool QWVersionKeeper::catchUpImageDate(const QWManagedObjectWithSyncSupport& object) {
     const QString path = object.imageURL().toLocalFile();
     const auto date = path.isEmpty() ? std::nullopt : files().modificationDate(path);
@@ -399,7 +400,9 @@ bool QWVersionKeeper::catchUpImageDate(const QWManagedObjectWithSyncSupport& obj
         || known->remoteHash().isEmpty()
         || dropboxContentHash(files().read(path).value_or(QByteArray())) == known->remoteHash())
         return false;
-    return files().setModificationDate(path, known->lastModifiedDate().addSecs(1));
+    const QDateTime later = known->lastModifiedDate().addSecs(1);
+    return files().setModificationDate(path,
+                                       engine_.dateOfImageSent(path) == later ? later.addSecs(1) : later);
 }
 
 // A version that was sent after the deletion had been listed is in the cloud again, and its revision is known here:
