@@ -71,6 +71,32 @@ TEST_F(AtlasSyncSession, Waits_for_a_preference_alone_for_a_while_only) {
     EXPECT_EQ(library_->engine().numberOfObjectsWaitingSync(), 0) << "the records went first";
 }
 
+TEST_F(AtlasSyncSession, What_could_not_be_noted_is_noted_later_and_the_cloud_asked_again) {
+    client_->on(QWRestRequest::Upload).where([this](const QWRestRequest&) {
+        library_->environment()->errorPresenter().presentError(
+            {QStringLiteral("store"), 13, QStringLiteral("database or disk is full")});
+        return false;
+    });
+    SyncSession session(*library_, client_);
+    EXPECT_EQ(session.runOnce({}, std::chrono::seconds(30), std::chrono::seconds(0)), Outcome::InStep);
+    EXPECT_EQ(client_->requests(QWRestRequest::LoadDelta).size(), 2u);
+    EXPECT_TRUE(library_->save()) << "which fails for what the engine could not note";
+}
+
+TEST_F(AtlasSyncSession, Does_not_end_in_step_while_there_is_something_that_cannot_be_noted) {
+    int queries = 0;
+    client_->on(QWRestRequest::LoadDelta)
+        .where([&](const QWRestRequest&) {
+            library_->environment()->errorPresenter().presentError(
+                {QStringLiteral("store"), 13, QStringLiteral("database or disk is full")});
+            return ++queries == 5;
+        })
+        .answersWith(401);
+    SyncSession session(*library_, client_);
+    EXPECT_EQ(session.runOnce({}, std::chrono::seconds(30), std::chrono::seconds(0)), Outcome::TokenRefused);
+    EXPECT_EQ(queries, 5);
+}
+
 TEST_F(AtlasSyncSession, Each_outcome_has_its_exit_code) {
     EXPECT_EQ(SyncSession::exitCode(Outcome::InStep), 0);
     EXPECT_EQ(SyncSession::exitCode(Outcome::TokenRefused), 3);

@@ -27,9 +27,11 @@ SyncSession::SyncSession(atlas::AtlasLibrary& library, std::shared_ptr<DBRestCli
 }
 
 SyncSession::Outcome SyncSession::runOnce(std::optional<std::chrono::seconds> timeout,
-                                          std::chrono::seconds preferenceTimeout) {
+                                          std::chrono::seconds preferenceTimeout,
+                                          std::chrono::seconds troublePause) {
     endsInStep_ = true;
     preferenceTimeout_ = preferenceTimeout;
+    troublePause_ = troublePause;
     QWRunLoop::Handle deadline;
     if (timeout)
         deadline = library_.environment()->runLoop().after(*timeout, [this] { finish(Outcome::TimedOut); });
@@ -46,6 +48,7 @@ SyncSession::Outcome SyncSession::run() {
     supervisor_->activate();
     loop_.exec();
     preferenceDeadline_.cancel();
+    troubleTimer_.cancel();
     progress_.wipe();
     return outcome_;
 }
@@ -68,6 +71,8 @@ void SyncSession::look() {
     const bool before = std::exchange(wasInStep_, supervisor_->isInStep());
     if (!wasInStep_ || before)
         return;
+    if (endsInStep_ && library_.takeTrouble())
+        return tryAgainLater();
     Q_EMIT inStep();
     if (endsInStep_)
         finish(Outcome::InStep);
@@ -88,6 +93,14 @@ void SyncSession::limitWaitForPreference() {
     else if (!preferenceDeadline_.isPending())
         preferenceDeadline_ = library_.environment()->runLoop().after(preferenceTimeout_,
                                                                       [this] { finish(Outcome::TimedOut); });
+}
+
+void SyncSession::tryAgainLater() {
+    troubleTimer_ = library_.environment()->runLoop().after(troublePause_, [this] {
+        wasInStep_ = false;
+        engine_.saveCacheContext();
+        supervisor_->syncNow();
+    });
 }
 
 int SyncSession::exitCode(Outcome outcome) {

@@ -21,9 +21,12 @@ public:
                 std::optional<bool> areDeletionsWanted = {});
 
     // Syncs until the library is in step, the token is refused, the time is over, or the user interrupts.
-    // When nothing but a preference waits, the time is over after `preferenceTimeout`.
+    // When nothing but a preference waits, the time is over after `preferenceTimeout`. What the engine could not
+    // note, for want of space, say, it notes after `troublePause`, and the cloud is asked again for what it may have
+    // given up.
     Outcome runOnce(std::optional<std::chrono::seconds> timeout,
-                    std::chrono::seconds preferenceTimeout = std::chrono::seconds(30));
+                    std::chrono::seconds preferenceTimeout = std::chrono::seconds(30),
+                    std::chrono::seconds troublePause = std::chrono::seconds(10));
     // Syncs until the token is refused or the user interrupts.
     Outcome watch();
     // 0, 3, 4, 1 and 5, in this order.
@@ -44,6 +47,7 @@ private:
     void somethingHappened();
     void look();
     void limitWaitForPreference();
+    void tryAgainLater();
     bool isOnlyAnswerMissing() const;
     void finish(Outcome outcome);
     void showProgress();
@@ -53,8 +57,8 @@ private:
     QWDropboxSyncCoreData& engine_;
     std::shared_ptr<QWSyncSupervisor> supervisor_;
     bool endsInStep_ = false;
-    std::chrono::seconds preferenceTimeout_{0};
-    QWRunLoop::Handle preferenceDeadline_;
+    std::chrono::seconds preferenceTimeout_{0}, troublePause_{0};
+    QWRunLoop::Handle preferenceDeadline_, troubleTimer_;
     bool wasInStep_ = false;
     bool willLook_ = false;
     QEventLoop loop_;

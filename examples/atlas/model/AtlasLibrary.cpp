@@ -189,6 +189,10 @@ bool AtlasLibrary::save(QWError* error) {
     return context_->save(error);
 }
 
+bool AtlasLibrary::takeTrouble() {
+    return presenter_ && presenter_->take().isError();
+}
+
 void AtlasLibrary::forgetCloudState() {
     engine_->metadataWithKey(QWDBMetadataCursorKey)->setValue({});
     engine_->resetSyncAndUploadAllItems();

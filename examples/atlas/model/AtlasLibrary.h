@@ -51,6 +51,9 @@ public:
 
     // Lets the engine note all edits, then writes them. On failure they are not written.
     bool save(QWError* error = nullptr);
+    // Whether there was something that the engine could not note since it was last asked. It is forgotten, and for who
+    // asks to see to: `save` does not fail for it any more.
+    bool takeTrouble();
     // Forgets everything that the engine knows of the cloud and queues every record.
     void forgetCloudState();
 
