@@ -222,7 +222,9 @@ void QWDropboxSyncCoreData::processDeleteFromDeltaEntry(const DBDeltaEntry& entr
         syncSupportManagedObjectContextCopy()->deleteObject(*object);
     } else if (const auto unsaved = objectReferencedByFile(name, *mainManagedObjectContext_, false);
                unsaved && unsaved->isInserted()) {
-        Q_EMIT versionGivesWay(*unsaved, nullptr);
+        for (const auto& record : qw::sync::deletedTogether({unsaved}))
+            if (auto* version = dynamic_cast<QWManagedObjectWithSyncSupport*>(record.data()))
+                Q_EMIT versionGivesWay(*version, nullptr);
         deleteImageOfObject(*unsaved);
         journal().forget(QWSyncedIdentity(*unsaved));
         changeMainContextUnseen([&] { mainManagedObjectContext_->deleteObject(*unsaved); });

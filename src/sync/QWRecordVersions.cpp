@@ -129,6 +129,26 @@ void deleteWithoutRules(Record& record) {
     record.managedObjectContext()->deleteObject(record);
 }
 
+QWManagedObjectSet deletedTogether(const QWManagedObjectSet& records) {
+    QWManagedObjectSet deleted;
+    QSet<const Record*> seen;
+    const auto add = [&](const Ref& record) {
+        if (!record->isDeleted() && !seen.contains(record.data())) {
+            seen.insert(record.data());
+            deleted.push_back(record);
+        }
+    };
+    std::for_each(records.begin(), records.end(), add);
+    for (size_t next = 0; next < deleted.size(); ++next) {
+        const Ref record = deleted[next];
+        for (const auto* property : relationships(*record))
+            if (property->deleteRule() == QWDeleteRule::Cascade)
+                for (const auto& destination : destinations(*record, *property))
+                    add(destination);
+    }
+    return deleted;
+}
+
 void replaceRecords(QWManagedObjectContext& context, const std::vector<RecordReplacement>& replacements) {
     if (replacements.empty())
         return;

@@ -26,6 +26,9 @@ void discardChanges(QWManagedObject& record);
 // would take along, stays without it.
 void deleteWithoutRules(QWManagedObject& record);
 
+// The records, of one context, and what their delete rules would take along, each once.
+QWManagedObjectSet deletedTogether(const QWManagedObjectSet& records);
+
 // `to` is what `from`, an unsaved insertion of the same uuid in the same context, was meant to be.
 struct RecordReplacement {
     QWRef<QWManagedObject> from;

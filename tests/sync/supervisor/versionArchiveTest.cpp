@@ -183,3 +183,25 @@ TEST_F(VersionArchive, What_is_deleted_along_with_a_deleted_record_is_kept) {
     ASSERT_TRUE(holdsOnly("One", Origin::Here, Reason::Deletion, uuid));
     EXPECT_EQ(versions(uuid)[0].record["book"].toMap()["uuid"], "X");
 }
+
+TEST_F(VersionArchive, What_is_deleted_along_with_a_record_that_the_host_has_not_saved_is_kept) {
+    const auto own = desktop.add("Book", {{"title", "Own"}});
+    const auto chapter = desktop.add("Chapter", {{"heading", "One"}});
+    chapter->setRelatedObject("book", own.data());
+    const QString uuid = chapter->uuid();
+    pass(5);
+    cloud.remove(fileName(*own, "data"));
+    receive();
+    ASSERT_FALSE(desktop.find(uuid, "Chapter"));
+    EXPECT_TRUE(holdsOnly("One", Origin::Here, Reason::Deletion, uuid));
+}
+
+TEST_F(VersionArchive, An_unsaved_record_stays_when_the_saved_one_that_it_belongs_to_is_deleted) {
+    const auto chapter = desktop.add("Chapter", {{"heading", "One"}});
+    chapter->setRelatedObject("book", desktop.find("X").data());
+    pass(5);
+    cloud.remove(file);
+    receive();
+    ASSERT_FALSE(desktop.find("X"));
+    EXPECT_TRUE(desktop.find(chapter->uuid(), "Chapter"));
+}
