@@ -3,6 +3,7 @@
 #include "core/QWManagedObjectWithSyncSupport.h"
 #include "platform/text/QWText.h"
 #include "sync/QWDeltaSpecialActions_p.h"
+#include "sync/QWRecordVersions_p.h"
 #include "sync/QWSyncFileNames_p.h"
 
 #include <algorithm>
@@ -23,6 +24,14 @@ bool isDeletionOfRecordFile(const DBDeltaEntry& entry) {
            && qw::text::pathExtension(entry.lowercasePath) == QWDBFileNameDataExtension;
 }
 
+template <class ByName>
+std::set<QString> namesOf(const ByName& records) {
+    std::set<QString> names;
+    for (const auto& [name, record] : records)
+        names.insert(name);
+    return names;
+}
+
 } // namespace
 
 void QWDeletionGuard::setQuestion(Question question) {
@@ -34,28 +43,43 @@ void QWDeletionGuard::setQuestion(Question question) {
 bool QWDeletionGuard::holdsBack() {
     if (!question_)
         return false;
-    std::set<QString> deletions = deletionsListed();
+    held_.clear();
+    Deletions deletions = deletionsListed();
     for (const QString& fileName : wanted_)
         deletions.erase(fileName);
-    const qint64 total = recordsHere();
-    const bool isHeld = isVeryMany(static_cast<qint64>(deletions.size()), total);
-    held_ = isHeld ? std::move(deletions) : std::set<QString>();
-    total_ = total;
-    return isHeld;
+    total_ = recordsHere();
+    if (deletions.empty() || total_ <= fewRecords)
+        return false;
+    count_ = countWithWhatTheyTakeAlong(deletions);
+    if (isVeryMany(count_, total_))
+        held_ = namesOf(deletions);
+    return isOpen();
+}
+
+qint64 QWDeletionGuard::countWithWhatTheyTakeAlong(const Deletions& deletions) const {
+    QWManagedObjectSet records;
+    for (const auto& [fileName, record] : deletions)
+        records.push_back(record);
+    const auto deleted = qw::sync::deletedTogether(records);
+    return std::count_if(deleted.begin(), deleted.end(), [this](const auto& record) {
+        return engine_.entityNames().contains(record->entity().name());
+    });
 }
 
 // The deletion of the sync folder makes none of records: everything is sent again.
-std::set<QString> QWDeletionGuard::deletionsListed() const {
+QWDeletionGuard::Deletions QWDeletionGuard::deletionsListed() const {
     const auto& known = engine_.fileMetadataManager();
-    std::set<QString> deletions;
+    Deletions deletions;
     for (const auto& entry : engine_.deltaEntriesToImport().entries()) {
         if (!entry->metadata && qw::sync::isSyncFolder(entry->lowercasePath))
             return {};
         if (!isDeletionOfRecordFile(*entry))
             continue;
         const QString fileName = qw::text::lastPathComponent(entry->lowercasePath);
-        if (known.fileMetadataForFileName(fileName, false) && hostsRecord(fileName))
-            deletions.insert(fileName);
+        const auto record =
+            known.fileMetadataForFileName(fileName, false) ? hostsRecord(fileName) : Deletions::mapped_type();
+        if (record)
+            deletions.emplace(fileName, record);
     }
     return deletions;
 }
@@ -74,7 +98,7 @@ QWRef<QWManagedObjectWithSyncSupport> QWDeletionGuard::hostsRecord(const QString
 void QWDeletionGuard::ask() const {
     const Question question = question_; // may be replaced by who is asked
     if (isOpen())
-        question(static_cast<qint64>(held_.size()), total_);
+        question(count_, total_);
 }
 
 void QWDeletionGuard::answer(bool areWanted) {
@@ -91,7 +115,7 @@ void QWDeletionGuard::refuseDeletionsOfFolder() {
     if (std::any_of(entries.begin(), entries.end(), [](const auto& entry) {
             return entry->metadata && qw::sync::isSyncFolder(entry->lowercasePath);
         }))
-        refuse(deletionsListed());
+        refuse(namesOf(deletionsListed()));
 }
 
 // Their images are sent again like those of any record that lives on.

@@ -3,6 +3,7 @@
 #include "sync/QWDropboxSyncCoreData.h"
 
 #include <functional>
+#include <map>
 #include <set>
 
 // Holds back the changes of a query that would delete very many records here, until somebody has said whether that
@@ -34,14 +35,18 @@ public:
     void forgetAnswer() { wanted_.clear(); }
 
 private:
-    std::set<QString> deletionsListed() const;
+    // The host's records that are to be deleted, by the names of their files in lower case.
+    using Deletions = std::map<QString, QWRef<QWManagedObjectWithSyncSupport>>;
+    Deletions deletionsListed() const;
+    qint64 countWithWhatTheyTakeAlong(const Deletions& deletions) const;
     void refuse(const std::set<QString>& deletions);
     qint64 recordsHere() const;
     QWRef<QWManagedObjectWithSyncSupport> hostsRecord(const QString& fileName) const;
 
     QWDropboxSyncCoreData& engine_;
     Question question_;
-    qint64 total_ = 0; // records when the question was opened
+    // When the question was opened: records that would be deleted, of so many.
+    qint64 count_ = 0, total_ = 0;
     // Names of record files, in lower case.
     std::set<QString> held_;   // what the open question is about
     std::set<QString> wanted_; // by the answers since changes were last applied

@@ -90,8 +90,8 @@ public:
     // sent by then, which serves as well. Does nothing while the engine is not active.
     void syncNow();
 
-    // Held back is a query that would delete more than 50 records and more than a fifth of all that are synced here;
-    // the deletion of the whole sync folder is none, since everything is sent again then. Without a question, the
+    // Held back is a query that would delete more than 50 records and more than a fifth of all that are synced here,
+    // those included that delete rules take along; the deletion of the whole sync folder is none, since everything is sent again then. Without a question, the
     // default, nothing is held.
     //
     // While the question is open nothing is imported and no changes are asked for; what is edited here is sent.
