@@ -35,6 +35,15 @@ TEST_F(AtlasProcessConnect, Refuses_what_is_no_cloud) {
     EXPECT_THAT(a_.fails({"connect", "--cloud", "folder:" + path("a file")}), HasSubstr("a file"));
 }
 
+TEST_F(AtlasProcessConnect, A_server_on_another_machine_is_spoken_to_over_https_alone) {
+    for (const char* address : {"http://cloud.example", "http://192.168.1.2:8080"})
+        EXPECT_THAT(a_.fails({"connect", "--cloud", address, "--token", "t"}),
+                    HasSubstr(std::string("--cloud: ") + address + ": the access token is sent over https"));
+    EXPECT_FALSE(QFile::exists(a_.library()));
+    for (const char* address : {"http://localhost:8080", "http://127.0.0.1:8080", "http://[::1]:8080"})
+        a_.tell({"connect", "--cloud", address, "--token", "t"});
+}
+
 TEST_F(AtlasProcessConnect, A_folder_takes_no_token_and_a_server_wants_one) {
     EXPECT_THAT(a_.fails({"connect", "--cloud", "folder:" + cloudPath(), "--token", "t"}),
                 HasSubstr("takes no token"));

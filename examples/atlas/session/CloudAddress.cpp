@@ -40,6 +40,8 @@ std::optional<QString> serverAddress(const QString& given, QWError* error) {
     for (const char* domain : {"dropboxapi.com", "dropbox.com"})
         if (host == QLatin1String(domain) || host.endsWith(QLatin1Char('.') + QLatin1String(domain)))
             return QWHTTPRestClientOptions().apiHost.toString();
+    if (const QString objection = QWHTTPRestClient::objectionToHost(url); !objection.isEmpty())
+        return fail(error, given + ": " + objection);
     return url.toString(QUrl::RemovePath);
 }
 

@@ -62,6 +62,10 @@ QString QWHTTPRestClient::objectionToAccessToken(const QString& accessToken) {
     return qw::http::objectionTo(accessToken.toUtf8());
 }
 
+QString QWHTTPRestClient::objectionToHost(const QUrl& host) {
+    return qw::http::objectionTo(host);
+}
+
 void QWHTTPRestClient::setAccessToken(const QString& accessToken) {
     transport_->setAccessToken(accessToken);
 }

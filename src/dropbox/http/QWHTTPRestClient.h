@@ -14,7 +14,8 @@ struct QWHTTPRestClientOptions {
     // OAuth 2 bearer token. It goes to the two hosts, in a header, and nowhere else.
     QString accessToken = {};
     // Where the two halves of the service are: any server that speaks its API. "http:" carries the token in
-    // the clear and is for servers on this machine.
+    // the clear and is for servers on this machine, "localhost" or a loopback address: no other one is asked
+    // anything that way.
     QUrl apiHost{QStringLiteral("https://api.dropboxapi.com")};
     QUrl contentHost{QStringLiteral("https://content.dropboxapi.com")};
     // PEM of the certificates that vouch for the two hosts; empty for those that this machine trusts.
@@ -48,8 +49,8 @@ struct QWHTTPRestClientOptions {
 //
 // Codes of errors: 401 refused token, or one that a header cannot carry and that was therefore not sent; 404
 // nothing there; 409 conflict and other refusals that the message names; 507 no space; 0 the local file
-// cannot be read or written, or no answer, or one that is not the service's (which never says 404 itself);
-// any other is the HTTP status. The message says what was asked of which host and what it answered, never the
+// cannot be read or written, or the host is none to send a token to, or no answer, or one that is not the
+// service's (which never says 404 itself); any other is the HTTP status. The message says what was asked of which host and what it answered, never the
 // token.
 //
 // Threads: that of the environment's run loop, which needs a Qt event loop to go with it. A request that is
@@ -62,6 +63,8 @@ public:
     // Why a token cannot be sent, in words that do not show it; empty when it can. Says nothing of whether
     // the service takes it.
     static QString objectionToAccessToken(const QString& accessToken);
+    // Why nothing is sent to a server, be it that the token could be read on the way; empty when it is.
+    static QString objectionToHost(const QUrl& host);
     // For every request that is sent from now on.
     void setAccessToken(const QString& accessToken);
 

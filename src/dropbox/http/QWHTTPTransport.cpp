@@ -1,5 +1,6 @@
 #include "dropbox/http/QWHTTPTransport_p.h"
 
+#include <QHostAddress>
 #include <QJsonDocument>
 #include <QLoggingCategory>
 #include <algorithm>
@@ -63,6 +64,14 @@ QString qw::http::objectionTo(const QByteArray& token) {
         .arg(static_cast<uchar>(*bad), 2, 16, QLatin1Char('0'));
 }
 
+QString qw::http::objectionTo(const QUrl& host) {
+    const bool isHere = host.host() == QLatin1String("localhost") || QHostAddress(host.host()).isLoopback();
+    if (host.scheme() == QLatin1String("https") || (host.scheme() == QLatin1String("http") && isHere))
+        return {};
+    return QStringLiteral("the access token is sent over https alone; http is for a server on this machine, "
+                          "which is localhost or a loopback address");
+}
+
 QWHTTPTransport::QWHTTPTransport(const QWHTTPRestClientOptions& options,
                                  std::shared_ptr<QWEnvironment> environment)
     : options_(options), environment_(std::move(environment)), wire_(options.certificates) {
@@ -111,6 +120,8 @@ void QWHTTPTransport::start(Pending pending) {
     };
     if (const QString objection = qw::http::objectionTo(token_); !objection.isEmpty())
         return refuse(401, objection);
+    if (const QString objection = qw::http::objectionTo(hostOf(pending.lane)); !objection.isEmpty())
+        return refuse(0, objection);
     QWError error;
     const auto request = pending.make(&error);
     if (!request)

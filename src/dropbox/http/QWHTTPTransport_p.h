@@ -10,6 +10,8 @@
 namespace qw::http {
 // Why a header cannot carry the token, without showing it; empty when one can.
 QString objectionTo(const QByteArray& token);
+// Why the token must not go there; empty when it may.
+QString objectionTo(const QUrl& host);
 } // namespace qw::http
 
 // Brings requests to the service, a few at a time and in their order, keeps the waits that the service asks

@@ -149,15 +149,16 @@ TEST_F(HTTPRequests, The_two_halves_of_the_service_may_be_at_different_places) {
 
 TEST_F(HTTPRequests, A_proxy_of_the_host_is_asked_in_place_of_the_service) {
     auto with = options();
-    with.apiHost = QUrl("http://service.example:81");
+    with.apiHost = QUrl("https://service.example:81");
     useClient(with);
     QNetworkProxy::setApplicationProxy(
         {QNetworkProxy::HttpProxy, server.url().host(), quint16(server.url().port())});
     client->deletePath("/a");
-    server.sendJson(R"({"metadata":{}})");
-    EXPECT_EQ(answers(), QStringList("deleted /a"));
+    server.send("403 Forbidden", "");
+    EXPECT_EQ(answers(), QStringList("delete 0 /a"));
     QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy);
-    EXPECT_EQ(server.request(0).line, "POST http://service.example:81/2/files/delete_v2 HTTP/1.1");
+    EXPECT_EQ(server.request(0).line, "CONNECT service.example:81 HTTP/1.1");
+    EXPECT_FALSE(server.request(0).headers.contains("authorization")); // the token is the service's
 }
 
 TEST_F(HTTPRequests, A_large_body_is_sent_without_asking_first) {

@@ -2,6 +2,8 @@
 #include "dropbox/http/TestCertificate.h"
 #include "testing/QWLogCapture.h"
 
+#include <QNetworkProxy>
+
 namespace {
 
 using HTTPTrust = HTTPClientTest;
@@ -56,6 +58,45 @@ TEST_F(HTTPSTrust, Certificates_that_are_none_let_nobody_in) {
     const ScriptedServer impostor(serverWithTestCertificate());
     useServer(impostor, "no certificate");
     expectNoByteFor(impostor, "certificate");
+}
+
+class HTTPHost : public HTTPClientTest {
+protected:
+    // Whatever is sent to a host that is not this machine goes through the scripted server.
+    HTTPHost() {
+        QNetworkProxy::setApplicationProxy(
+            {QNetworkProxy::HttpProxy, server.url().host(), quint16(server.url().port())});
+    }
+    ~HTTPHost() override { QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy); }
+};
+
+TEST_F(HTTPHost, That_is_not_this_machine_gets_no_byte_over_http) {
+    for (const QString host :
+         {"http://cloud.example", "http://192.168.1.2:80", "http://localhost.example", "http://[fe80::1]",
+          "http://127.0.0.1.example", "http://0.0.0.0", "http://", "//cloud.example", "ftp://127.0.0.1"}) {
+        auto with = options();
+        with.apiHost = with.contentHost = QUrl(host);
+        useClient(with);
+        delegate.errors.clear();
+        client->loadMetadata("/a");
+        client->uploadFile("a", "/", {}, localFile("staged", "bytes"));
+        EXPECT_EQ(answers(2), QStringList({"metadata 0 /a", "upload 0 /a"})) << host.toStdString();
+        for (const QWError& error : delegate.errors)
+            EXPECT_THAT(error.message.toStdString(), testing::HasSubstr("over https alone"));
+        EXPECT_FALSE(QWHTTPRestClient::objectionToHost(QUrl(host)).isEmpty());
+    }
+    EXPECT_EQ(server.connections(), 0);
+}
+
+TEST_F(HTTPHost, May_be_this_machine_by_any_of_its_names) {
+    for (const char* host : {"http://localhost", "http://LOCALHOST:8080", "http://127.0.0.1:8080",
+                             "http://127.1.2.3", "http://[::1]", "https://cloud.example"})
+        EXPECT_EQ(QWHTTPRestClient::objectionToHost(QUrl(host)), QString()) << host;
+    auto with = options();
+    with.apiHost.setHost("localhost");
+    useClient(with);
+    client->loadMetadata("/a");
+    ASSERT_TRUE(waitForRequests(1));
 }
 
 class BadToken : public HTTPClientTest, public testing::WithParamInterface<QString> {};
