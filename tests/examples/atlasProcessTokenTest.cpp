@@ -1,4 +1,4 @@
-// Where the access token of the cloud can be found while the program runs and afterwards, and where not.
+// Where the access token of the cloud can be found while a program runs and afterwards, and where not.
 
 #include "AtlasProcess.h"
 
@@ -11,15 +11,23 @@ using namespace testing;
 
 namespace {
 
-class AtlasProcessToken : public AtlasProcessTest {
+// Of each program: the command line, and the window.
+class AtlasProcessToken : public AtlasProcessTest, public WithParamInterface<const char*> {
 protected:
     AtlasProcessToken() : AtlasProcessTest("http") {
         write("token", TestCloud::token);
-        QStringList connecting = cloud_.connecting();
-        connecting.replaceInStrings("--token", "--token-file")
-            .replaceInStrings(TestCloud::token, path("token"));
-        a_.tell(connecting);
+        a_.tell(QStringList{"connect"} + cloudOptions());
         a_.tell({"add", "Visit", "title=Trip"});
+    }
+
+    QStringList cloudOptions() const {
+        return {"--cloud", cloud_.server().url().toString(), "--token-file", path("token")};
+    }
+    // What makes the program sync until it is interrupted. It says when it is in step.
+    QStringList arguments() const {
+        const QStringList library = {"--library", a_.library()};
+        return library
+               + (GetParam() == std::string("atlas") ? QStringList{"sync", "--watch"} : cloudOptions());
     }
 
     static bool showsToken(const QByteArray& bytes) {
@@ -61,7 +69,8 @@ bool leavesCoreFile(const QString& folder, const QStringList& command, const QBy
     if (child == 0) {
         const rlimit all{RLIM_INFINITY, RLIM_INFINITY};
         if (::setrlimit(RLIMIT_CORE, &all) == 0 && ::chdir(place.constData()) == 0)
-            ::dup2(output[1], STDOUT_FILENO), ::close(output[0]), ::execv(list[0], list.data());
+            ::dup2(output[1], STDOUT_FILENO), ::dup2(output[1], STDERR_FILENO), ::close(output[0]),
+                ::execv(list[0], list.data());
         ::_exit(127);
     }
     ::close(output[1]);
@@ -82,30 +91,37 @@ bool leavesCoreFile(const QString& folder, const QStringList& command, const QBy
 
 } // namespace
 
-TEST_F(AtlasProcessToken, Is_in_no_file_but_the_settings) {
+TEST_P(AtlasProcessToken, Is_in_no_file_but_the_settings_and_in_no_line_of_the_log) {
     a_.tell({"prefs", "share", "theme"});
-    a_.tell({"sync", "--once"});
+    const auto process = startProgram(GetParam(), arguments(), [this](QProcess& program) {
+        setVariable(program, "HOME", path("home")); // of which each file is looked into as well
+        setVariable(program, "QT_LOGGING_RULES", "*=true");
+        program.setProcessChannelMode(QProcess::MergedChannels);
+    });
+    QByteArray log;
+    while (!log.contains("in step") && process->waitForReadyRead(60'000))
+        log += process->readAll();
+    EXPECT_EQ(process->state(), QProcess::Running) << "it has ended: " << log.toStdString();
     EXPECT_EQ(filesWithToken(), QStringList({"A/settings.ini", "token"}));
-}
-
 #ifdef Q_OS_LINUX
-TEST_F(AtlasProcessToken, Is_neither_in_the_command_line_nor_in_the_environment_of_a_program_that_syncs) {
-    const auto process = a_.start({"sync", "--watch"});
-    while (!process->canReadLine() && process->waitForReadyRead(60'000))
-        continue;
     for (const char* what : {"cmdline", "environ"})
         EXPECT_FALSE(showsToken(contents(QStringLiteral("/proc/%1/%2").arg(process->processId()).arg(what))))
             << what;
-    ::kill(static_cast<pid_t>(process->processId()), SIGINT);
-    EXPECT_FALSE(showsToken(Desktop::finish(*process).out.toUtf8()));
-}
 #endif
+    ::kill(static_cast<pid_t>(process->processId()), SIGINT);
+    EXPECT_TRUE(process->waitForFinished(60'000));
+    log += process->readAll();
+    EXPECT_FALSE(showsToken(log)) << log.toStdString();
+    EXPECT_EQ(filesWithToken(), QStringList({"A/settings.ini", "token"}));
+}
 
-TEST_F(AtlasProcessToken, Is_in_no_core_file) {
+TEST_P(AtlasProcessToken, Is_in_no_core_file) {
     if (!leavesCoreFile(folder_.path(), {"/bin/sh", "-c", "echo ready; exec sleep 600"}, "ready"))
         GTEST_SKIP() << "nothing leaves a core file on this system";
-    EXPECT_FALSE(leavesCoreFile(
-        folder_.path(),
-        {QCoreApplication::applicationDirPath() + "/atlas", "--library", a_.library(), "sync", "--watch"},
-        "in step"));
+    const QStringList command = {"/usr/bin/env", "QT_QPA_PLATFORM=offscreen",
+                                 "QT_LOGGING_RULES=atlas.cloud.info=true",
+                                 QCoreApplication::applicationDirPath() + '/' + GetParam()};
+    EXPECT_FALSE(leavesCoreFile(folder_.path(), command + arguments(), "in step"));
 }
+
+INSTANTIATE_TEST_SUITE_P(Program, AtlasProcessToken, Values("atlas", "atlas-desktop"));

@@ -1,5 +1,6 @@
 // What each answer of the service, and each thing that is none, becomes.
 #include "dropbox/http/HTTPClientFixture.h"
+#include "testing/QWLogCapture.h"
 
 namespace {
 
@@ -153,11 +154,23 @@ TEST_P(AnyOperation, Fails_when_no_byte_moves_for_the_limit) {
     EXPECT_EQ(bytesAt("download"), "old");
 }
 
-TEST_P(AnyOperation, Does_not_show_a_token_that_the_service_quotes) {
-    server.send("400 Bad Request", QByteArray("Invalid authorization value: \"Bearer ") + token + "\"");
+TEST_P(AnyOperation, Does_not_show_a_token_that_the_service_quotes_in_an_error_or_in_the_log) {
+    const QWLogCapture log;
+    QLoggingCategory::setFilterRules("*=true");
+    const QByteArray quote = QByteArray("Invalid authorization value: \"Bearer ") + token + "\"";
+    server.send("429 Too Many Requests", quote, "Retry-After: 0\r\n"); // which is logged
+    server.send("400 Bad Request", quote);
     if (QByteArray(GetParam().name) == "delta")
-        server.send("400 Bad Request", QByteArray("Invalid authorization value: \"Bearer ") + token + "\"");
-    expectFailure(400, "Bearer (token)");
+        server.send("400 Bad Request", quote);
+    ask();
+    ASSERT_TRUE(waitWhileTimePasses([this] { return !delegate.lines.isEmpty(); }));
+    EXPECT_EQ(answers(), QStringList(GetParam().line.arg(400)));
+    QLoggingCategory::setFilterRules({});
+    EXPECT_THAT(message().toStdString(), HasSubstr("Bearer (token)"));
+    EXPECT_FALSE(message().contains(token));
+    EXPECT_EQ(log.texts("qwlibrary.dropbox").size(), 1);
+    for (const QString& line : log.texts())
+        EXPECT_FALSE(line.contains(token)) << line.toStdString();
 }
 
 INSTANTIATE_TEST_SUITE_P(All, AnyOperation, testing::ValuesIn(operations),
