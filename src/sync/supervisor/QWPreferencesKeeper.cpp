@@ -14,6 +14,7 @@ namespace {
 const QString baseKey = QStringLiteral("Preferences");
 const QString sentKey = QStringLiteral("PreferencesSent");
 const QString receivingKey = QStringLiteral("PreferencesReceiving");
+const QString listedKey = QStringLiteral("PreferencesListed");
 
 QString fileName() {
     return qw::text::lastPathComponent(QWDBFileSyncedPreferencesInDropboxFolder);
@@ -37,8 +38,9 @@ std::optional<QJsonObject> QWPreferencesKeeper::base() const {
 
 void QWPreferencesKeeper::setBase(const QByteArray& bytes) {
     engine_.metadataWithKey(baseKey)->setValue(QString::fromUtf8(bytes));
-    if (const auto sent = QWFindMetadata(*engine_.dropboxCacheManagedObjectContext(), sentKey))
-        sent->setValue(QString());
+    for (const QString& key : {sentKey, listedKey})
+        if (const auto row = QWFindMetadata(*engine_.dropboxCacheManagedObjectContext(), key))
+            row->setValue(QString());
 }
 
 QJsonArray QWPreferencesKeeper::sentSinceBase() const {
@@ -102,8 +104,7 @@ bool QWPreferencesKeeper::isUploadDue() const {
         return false;
     const auto row = known();
     const auto here = files().read(engine_.syncedPreferencesLocalCacheURL().toLocalFile());
-    return !sent_.isEmpty() || !row || row->rev().isEmpty() || !here
-           || qw::sync::preferencesFromFileBytes(*here) != base();
+    return !row || row->rev().isEmpty() || !here || qw::sync::preferencesFromFileBytes(*here) != base();
 }
 
 bool QWPreferencesKeeper::stage(QWError* error) {
@@ -113,24 +114,27 @@ bool QWPreferencesKeeper::stage(QWError* error) {
 }
 
 void QWPreferencesKeeper::uploadBegins() {
-    sent_.append(files().read(engine_.syncedPreferencesLocalCacheURL().toLocalFile()).value_or(QByteArray()));
+    sent_ = files().read(engine_.syncedPreferencesLocalCacheURL().toLocalFile()).value_or(QByteArray());
+    isBaseInDoubt_ = false;
     QJsonArray sent = sentSinceBase();
-    sent.append(qw::sync::preferencesFromFileBytes(sent_.last()).value_or(QJsonObject()));
+    sent.append(qw::sync::preferencesFromFileBytes(*sent_).value_or(QJsonObject()));
     engine_.metadataWithKey(sentKey)->setValue(
         QString::fromUtf8(QJsonDocument(sent).toJson(QJsonDocument::Compact)));
     engine_.saveCacheContext();
 }
 
 // The copy is known until it has been deleted, so that a later process finds it.
-void QWPreferencesKeeper::uploadEnds(const std::optional<DBMetadata>& file) {
-    const QByteArray bytes = sent_.isEmpty() ? QByteArray() : sent_.takeFirst();
+bool QWPreferencesKeeper::uploadEnds(const std::optional<DBMetadata>& file) {
+    const QByteArray bytes = *std::exchange(sent_, std::nullopt);
     if (!file)
-        return;
-    if (qw::sync::isPreferencesFile(file->path))
-        setBase(bytes);
-    else
+        return true;
+    const bool isStored = qw::sync::isPreferencesFile(file->path);
+    if (!isStored)
         engine_.fileMetadataManager().updateFileMetadataEquivalentToDropboxFileMetadata(*file);
+    else if (!isBaseInDoubt_)
+        setBase(bytes);
     engine_.saveCacheContext();
+    return isStored && !isBaseInDoubt_;
 }
 
 // Download --------------------------------------------------------------------------------------------------
@@ -164,6 +168,7 @@ bool QWPreferencesKeeper::prepareImport(QWError* error) {
                        qw::sync::preferencesFileBytes(merged), error))
         return false;
     files().remove(downloadPath());
+    isBaseInDoubt_ = true;
     setBase(qw::sync::preferencesFileBytes(received));
     return true;
 }
@@ -175,7 +180,8 @@ void QWPreferencesKeeper::prepareEntry(const DBDeltaEntry& entry, QStringList& o
     if (qw::sync::isPreferencesFile(entry.lowercasePath)) {
         if (!entry.metadata)
             fileIsMissing();
-        revListed_ = entry.metadata ? entry.metadata->rev : QString();
+        else
+            engine_.metadataWithKey(listedKey)->setValue(entry.metadata->rev);
         return;
     }
     if (entry.metadata && isConflictedCopy(entry.lowercasePath, manager)
@@ -183,12 +189,13 @@ void QWPreferencesKeeper::prepareEntry(const DBDeltaEntry& entry, QStringList& o
         ownCopies.append(entry.metadata->path);
 }
 
-bool QWPreferencesKeeper::passesOver() const {
-    const auto row = known();
-    return row && !row->rev().isEmpty() && row->rev() == revListed_;
+bool QWPreferencesKeeper::isFileDue() const {
+    const auto row = QWFindMetadata(*engine_.dropboxCacheManagedObjectContext(), listedKey);
+    return row && !row->value().isEmpty() && row->value() != knownFile().rev;
 }
 
 void QWPreferencesKeeper::fileIsMissing() {
+    isBaseInDoubt_ = true;
     setBase({});
     engine_.saveCacheContext();
 }

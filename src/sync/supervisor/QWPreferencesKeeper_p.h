@@ -3,7 +3,6 @@
 #include "sync/QWDropboxSyncCoreData.h"
 
 #include <QJsonArray>
-#include <QList>
 
 // Keeps the changes that desktops make to shared preferences from undoing each other. The engine takes over
 // every value of a received file, and sends all of its own; this knows the base, what the cloud's file held
@@ -26,10 +25,13 @@ public:
     // Sees to it that the local copy, which is what is sent, is that of the present values: the engine may not have
     // been able to write it. False while it cannot be written.
     bool stage(QWError* error);
+    // One at a time.
     void uploadBegins();
-    // In the order in which they began. Nothing when the upload failed; else where the cloud has put the
-    // file.
-    void uploadEnds(const std::optional<DBMetadata>& file);
+    bool isUploading() const { return sent_.has_value(); }
+    // Nothing when the upload failed; else where the cloud has put the file. False when what the cloud's file holds
+    // must be looked at: this is in a conflicted copy, or a version came or the file went meanwhile, before or after
+    // it was stored.
+    bool uploadEnds(const std::optional<DBMetadata>& file);
 
     // Where the file is loaded to, beside the local copy.
     QString downloadPath() const;
@@ -42,8 +44,9 @@ public:
     // Before the engine has a page of changes. `ownCopies` gets the paths of conflicted copies of this desktop's
     // file, which belong to nobody.
     void prepareEntry(const DBDeltaEntry& entry, QStringList& ownCopies);
-    // Whether the listed file, which the engine asks for, is known here.
-    bool passesOver() const;
+    // Whether a version of the file was listed that is not here. It may be that no further query tells of it: a
+    // full re-upload forgets what its batch was loading, and goes on.
+    bool isFileDue() const;
     void fileIsMissing();
     // Of the files that a listing from scratch lacks.
     void noteMissing(const QStringList& fileNames);
@@ -60,6 +63,6 @@ private:
     QWFileManager& files() const { return engine_.mainManagedObjectContext()->environment().files(); }
 
     QWDropboxSyncCoreData& engine_;
-    QList<QByteArray> sent_; // not answered
-    QString revListed_;      // by the latest query that told of the file
+    std::optional<QByteArray> sent_; // not answered
+    bool isBaseInDoubt_ = false;     // since that was sent
 };

@@ -100,6 +100,8 @@ void QWSyncSupervisor::activate() {
         return;
     callEngine([&] { engine_->activateSyncWithDropboxRestClient(shared_from_this()); });
     freePreferences();
+    if (isActive() && preferences_->isFileDue())
+        loadPreferences();
 }
 
 void QWSyncSupervisor::syncNow() {
@@ -190,7 +192,7 @@ void QWSyncSupervisor::deletePath(const QString& path) {
 
 void QWSyncSupervisor::loadFile(const QString& path, const QString& localPath) {
     const QString fileName = qw::text::lastPathComponent(path);
-    if (qw::sync::isPreferencesFile(path) && preferences_->passesOver())
+    if (qw::sync::isPreferencesFile(path) && !preferences_->isFileDue())
         engine_->passOverFile(fileName);
     else if (qw::sync::isPreferencesFile(path))
         loadPreferences();
@@ -228,7 +230,7 @@ void QWSyncSupervisor::stop() {
     ++generation_;
     repetitionsDue_ = 0;
     staleQueries_ = queriesOut_;
-    isQueryDue_ = isRestartDue_ = isLookingForFolder_ = isFromScratch_ = false;
+    isQueryDue_ = isRestartDue_ = isLookingForFolder_ = isFromScratch_ = isPreferencesUploadHeld_ = false;
     restartTimer_.cancel();
     folderLookupTimer_.cancel();
     recordsInFlight_.clear();

@@ -223,6 +223,7 @@ private:
     bool isRestartDue_ = false;
     bool isLookingForFolder_ = false;      // asked, or to be asked again after a pause
     bool isLookingForPreferences_ = false; // asked
+    bool isPreferencesUploadHeld_ = false; // until the one that is out has its answer
     int repetitionsDue_ = 0;
     int generation_ = 0; // counts the ends of activity: what an earlier one has left to repeat is dropped
     QWRunLoop::Handle restartTimer_, folderLookupTimer_;

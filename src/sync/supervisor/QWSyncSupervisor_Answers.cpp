@@ -94,8 +94,10 @@ void QWSyncSupervisor::restClientUploadedFile(DBRestClient&, const QString& dest
 void QWSyncSupervisor::restClientUploadFileFailedWithError(DBRestClient&, const QWError& error) {
     const QString path = error.userInfo.value("destinationPath").toString();
     const QString sourcePath = error.userInfo.value("sourcePath").toString();
-    if (isLocalPreferences(sourcePath))
+    if (isLocalPreferences(sourcePath)) {
         preferences_->uploadEnds({});
+        isPreferencesUploadHeld_ = false; // what is sent in place of this is what is here then
+    }
     finish([&](auto& to) {
         if (requestFailure(error) == RequestFailure::TokenRefused)
             to.restClientUploadFileFailedWithError(*this, error);
@@ -179,7 +181,9 @@ void QWSyncSupervisor::restClientLoadFileFailedWithError(DBRestClient&, const QW
     if (isRefused)
         refusals_.remove(fileName);
     isRestartDue_ |= failure == RequestFailure::FileGone && isActive();
-    if (failure == RequestFailure::FileGone || isRefused)
+    if (failure == RequestFailure::FileGone && qw::sync::isPreferencesFile(path))
+        preferences_->fileIsMissing();
+    else if (failure == RequestFailure::FileGone || isRefused)
         keeper_->noteGone(fileName);
     finish([&](auto& to) {
         if (isRefused && isActive() && !qw::sync::isPreferencesFile(path))
@@ -190,6 +194,8 @@ void QWSyncSupervisor::restClientLoadFileFailedWithError(DBRestClient&, const QW
         else if ((isActive() && !qw::sync::isPreferencesFile(path))
                  || failure == RequestFailure::TokenRefused)
             to.restClientLoadFileFailedWithError(*this, error);
+        if (failure == RequestFailure::FileGone && qw::sync::isPreferencesFile(path))
+            engine_->uploadSyncedPreferences();
     });
     fail(path, error);
 }

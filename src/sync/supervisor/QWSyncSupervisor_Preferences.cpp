@@ -61,10 +61,15 @@ void QWSyncSupervisor::preferencesLookUpFailed(const QWError& error) {
 
 // Upload ----------------------------------------------------------------------------------------------------
 
-// The engine's timers outlive its activity. What they would send, the next one does.
+// The engine's timers outlive its activity. What they would send, the next one does. Of two uploads at once nobody
+// could tell which one the cloud had last.
 void QWSyncSupervisor::uploadPreferences() {
     if (!isActive())
         return;
+    if (preferences_->isUploading()) {
+        isPreferencesUploadHeld_ = true;
+        return;
+    }
     const QString localPath = engine_->syncedPreferencesLocalCacheURL().toLocalFile();
     const DBMetadata known = preferences_->knownFile();
     if (QWError error; !preferences_->stage(&error))
@@ -88,17 +93,19 @@ void QWSyncSupervisor::repeatPreferences() {
 void QWSyncSupervisor::preferencesUploaded(const QString& destinationPath, const QString& sourcePath,
                                            const DBMetadata& metadata) {
     const bool isStored = qw::sync::isPreferencesFile(destinationPath);
-    preferences_->uploadEnds(metadata);
+    const bool isBaseKnown = preferences_->uploadEnds(metadata);
     ++counts_.sent;
     finish([&](auto& to) {
         if (isStored)
             to.restClientUploadedFile(*this, destinationPath, sourcePath, metadata);
     });
-    if (!isStored) {
+    if (!isStored)
         deletePath(destinationPath);
-        if (isActive())
-            loadPreferences();
-    }
+    const bool isHeld = std::exchange(isPreferencesUploadHeld_, false);
+    if (!isBaseKnown && isActive())
+        loadPreferences();
+    else if (isHeld)
+        uploadPreferences();
     Q_EMIT fileSent(qw::text::lastPathComponent(destinationPath));
 }
 
