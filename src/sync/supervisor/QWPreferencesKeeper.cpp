@@ -113,14 +113,22 @@ bool QWPreferencesKeeper::stage(QWError* error) {
     return files().read(path) == bytes || files().write(path, bytes, error);
 }
 
-void QWPreferencesKeeper::uploadBegins() {
-    sent_ = files().read(engine_.syncedPreferencesLocalCacheURL().toLocalFile()).value_or(QByteArray());
-    isBaseInDoubt_ = false;
+// What is not written down may have come from elsewhere, to a process that finds it in the cloud.
+bool QWPreferencesKeeper::uploadBegins(QWError* error) {
+    const QByteArray bytes =
+        files().read(engine_.syncedPreferencesLocalCacheURL().toLocalFile()).value_or(QByteArray());
     QJsonArray sent = sentSinceBase();
-    sent.append(qw::sync::preferencesFromFileBytes(*sent_).value_or(QJsonObject()));
-    engine_.metadataWithKey(sentKey)->setValue(
-        QString::fromUtf8(QJsonDocument(sent).toJson(QJsonDocument::Compact)));
-    engine_.saveCacheContext();
+    sent.append(qw::sync::preferencesFromFileBytes(bytes).value_or(QJsonObject()));
+    const auto row = engine_.metadataWithKey(sentKey);
+    const QString before = row->value();
+    row->setValue(QString::fromUtf8(QJsonDocument(sent).toJson(QJsonDocument::Compact)));
+    if (!engine_.dropboxCacheManagedObjectContext()->save(error)) {
+        row->setValue(before);
+        return false;
+    }
+    sent_ = bytes;
+    isBaseInDoubt_ = false;
+    return true;
 }
 
 // The copy is known until it has been deleted, so that a later process finds it.

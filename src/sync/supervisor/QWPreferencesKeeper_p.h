@@ -25,8 +25,8 @@ public:
     // Sees to it that the local copy, which is what is sent, is that of the present values: the engine may not have
     // been able to write it. False while it cannot be written.
     bool stage(QWError* error);
-    // One at a time.
-    void uploadBegins();
+    // One at a time. False when it cannot be written down that it begins.
+    bool uploadBegins(QWError* error);
     bool isUploading() const { return sent_.has_value(); }
     // Nothing when the upload failed; else where the cloud has put the file. False when what the cloud's file holds
     // must be looked at: this is in a conflicted copy, or a version came or the file went meanwhile, before or after

@@ -72,12 +72,17 @@ void QWSyncSupervisor::uploadPreferences() {
     }
     const QString localPath = engine_->syncedPreferencesLocalCacheURL().toLocalFile();
     const DBMetadata known = preferences_->knownFile();
-    if (QWError error; !preferences_->stage(&error))
-        return repeatLater("uploadSyncedPreferences", error, [this] { repeatPreferences(); });
+    const auto tryAgain = [this](const QWError& error) {
+        repeatLater("uploadSyncedPreferences", error, [this] { repeatPreferences(); });
+    };
+    QWError error;
+    if (!preferences_->stage(&error))
+        return tryAgain(error);
     if (!preferences_->isUploadDue())
         return answerSoon(
             [=, this](auto& to) { to.restClientUploadedFile(*this, known.path, localPath, known); });
-    preferences_->uploadBegins();
+    if (!preferences_->uploadBegins(&error))
+        return tryAgain(error);
     request(requests_.uploads).uploadFile(known.filename(), QStringLiteral("/"), known.rev, localPath);
 }
 
