@@ -326,6 +326,7 @@ private:
     QString uuidInFlight(const QString& fileName) const;
     QWRef<QWManagedObjectWithSyncSupport> objectReferencedByWaitingObject(const ObjectWaitingSync& row);
     bool existsObjectOfUpload(const QString& fileName, const QWRef<ObjectWaitingSync>& row);
+    bool isDeletedByBatch(const QString& fileName);
     void finishUploadOfObjectWaiting(const QWRef<ObjectWaitingSync>& row);
     bool hasImageChangedSinceItWasSent(const QString& path);
     void dateImageAfterItsRemoteCopy(const QString& path, const DBMetadata& metadata);

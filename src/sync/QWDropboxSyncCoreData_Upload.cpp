@@ -211,10 +211,12 @@ void QWDropboxSyncCoreData::dateImageAfterItsRemoteCopy(const QString& path, con
         files.setModificationDate(path, remote.addSecs(1));
 }
 
-// An object that has gone meanwhile is made again by its file, if nobody deletes
-// that: its revision must not be known.
+// An object that has gone meanwhile, or goes with the batch that has received its deletion, is made again by its
+// file, if nobody deletes that: its revision must not be known.
 bool QWDropboxSyncCoreData::existsObjectOfUpload(const QString& fileName,
                                                  const QWRef<ObjectWaitingSync>& row) {
+    if (isDeletedByBatch(fileName))
+        return false;
     if (row) {
         const auto sent = objectsSyncing_.object(qw::text::uppercase(row->objectUUID()));
         const bool lives = sent && sent->managedObjectContext() && !sent->isDeleted();
@@ -224,6 +226,12 @@ bool QWDropboxSyncCoreData::existsObjectOfUpload(const QString& fileName,
     return !named || !mainManagedObjectContext_->model().entity(named->entityName)
            || QWManagedObjectWithSyncSupport::fetchObjectWithUUID(named->uuid, named->entityName,
                                                                   *mainManagedObjectContext_);
+}
+
+bool QWDropboxSyncCoreData::isDeletedByBatch(const QString& fileName) {
+    const auto named = syncSupportManagedObjectCopy_ ? qw::sync::objectNamedByFile(fileName) : std::nullopt;
+    return named && objectsReceived_.contains(QWSyncedIdentity(named->entityName, named->uuid))
+           && !objectReferencedWithLowerCaseFileName(fileName, false);
 }
 
 void QWDropboxSyncCoreData::finishUploadOfObjectWaiting(const QWRef<ObjectWaitingSync>& row) {
