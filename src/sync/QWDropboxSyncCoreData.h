@@ -157,9 +157,9 @@ public:
     QWRef<ObjectWaitingSync> objectSyncingForFileWithName(const QString& fileName) const;
     // The bytes that were last staged for the row in flight; null when there are none.
     QByteArray recordSentInFileWithName(const QString& fileName) const;
-    // The date that the image file had when it was sent; null when no answer to that is due.
-    QDateTime dateOfImageSent(const QString& path) const {
-        return imageDatesSent_.value(path).value_or(QDateTime());
+    // The modification date that an image had when it was sent; nothing when none is on its way.
+    std::optional<QDateTime> dateOfImageSent(const QString& imagePath) const {
+        return imageDatesSent_.value(imagePath);
     }
 
     // The remote files of an object: "Entity!!!UUID.data", and "Entity!!!UUID.image" of its image.

@@ -55,6 +55,10 @@ bool isPreferencesFile(const QString& path) {
     return isEqualToDropboxPath(path, QWDBFileSyncedPreferencesInDropboxFolder);
 }
 
+bool isRecordFile(const QString& path) {
+    return text::pathExtension(path) == QWDBFileNameDataExtension;
+}
+
 std::optional<NamedObject> objectNamedByFile(const QString& remoteName) {
     const QString stem = text::deletingPathExtension(remoteName);
     const auto [entity, uuid] = split(stem);

@@ -12,6 +12,8 @@ QString fileName(const QString& uuid, const QString& entityName, bool isImage);
 QString remotePath(const QString& fileName);
 bool isSyncFolder(const QString& path);
 bool isPreferencesFile(const QString& path);
+// By its extension: a record's, not its image's.
+bool isRecordFile(const QString& path);
 
 // Whether a uuid is one name, and no path: hosts name images after it. What comes from elsewhere and is not makes
 // no record here.

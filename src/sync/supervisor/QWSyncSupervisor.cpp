@@ -29,10 +29,6 @@ constexpr auto restartPause = 1min;
 // A timer of the real run loop may fire a little early.
 constexpr auto timerTolerance = 1s;
 
-bool isRecordFile(const QString& fileName) {
-    return qw::text::pathExtension(fileName) == QWDBFileNameDataExtension;
-}
-
 } // namespace
 
 std::shared_ptr<QWSyncSupervisor> QWSyncSupervisor::create(QWDropboxSyncCoreData& engine,
@@ -174,7 +170,7 @@ void QWSyncSupervisor::uploadFile(const QString& filename, const QString& folder
 bool QWSyncSupervisor::isRepetition(const QString& fileName) {
     const QString uuid = qw::sync::uuidNamedByFile(fileName);
     const bool isAcknowledged = !uuid.isEmpty() && uuid == uuidAcknowledged_;
-    if (!isRecordFile(fileName)) {
+    if (!qw::sync::isRecordFile(fileName)) {
         imagesInFlight_.insert(uuid);
         sendsImageAgain_ |= isAcknowledged;
         return false;

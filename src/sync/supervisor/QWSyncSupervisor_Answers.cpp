@@ -76,13 +76,17 @@ void QWSyncSupervisor::restClientUploadedFile(DBRestClient&, const QString& dest
     sendsImageAgain_ = false;
     ++counts_.sent;
     keeper_->noteUpload(fileName);
+    const SentRecord sent = recordsInFlight_.value(uuidAcknowledged_);
+    const bool mayHaveChanged = sent.hostChanges != hostChanges_ || sent.mayHaveImage;
+    const bool isImageBehind = mayHaveChanged && qw::sync::isRecordFile(fileName)
+                               && !imagesInFlight_.contains(uuidAcknowledged_)
+                               && keeper_->noteImageBehind(fileName);
     finish([&](auto& to) { to.restClientUploadedFile(*this, destinationPath, sourcePath, metadata); });
     const QString uuid = std::exchange(uuidAcknowledged_, QString());
     if (isActive() && !engine_->objectSyncingForFileWithName(fileName)) {
-        const SentRecord sent = recordsInFlight_.take(uuid);
-        const bool wasImageSent = imagesInFlight_.remove(uuid);
-        const bool mayHaveChanged = sent.hostChanges != hostChanges_ || sent.mayHaveImage;
-        if (mayHaveChanged && keeper_->finishUpload(fileName, sent.bytes, wasImageSent))
+        recordsInFlight_.remove(uuid);
+        imagesInFlight_.remove(uuid);
+        if (mayHaveChanged && keeper_->finishUpload(fileName, sent.bytes, isImageBehind))
             sendWaiting();
     }
     letGoOfRow(fileName);

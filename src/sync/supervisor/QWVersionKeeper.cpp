@@ -344,8 +344,17 @@ bool QWVersionKeeper::finishBatch() {
     return true;
 }
 
-// A change of the date and the image alone is not marked while the object is in flight.
-bool QWVersionKeeper::finishUpload(const QString& fileName, const QByteArray& sent, bool wasImageSent) {
+// A change of the date and the image alone is not marked while the object is in flight. The note is saved with the end
+// of the row, so that a process that dies before the object is queued again leaves it to the next one.
+bool QWVersionKeeper::noteImageBehind(const QString& fileName) {
+    const auto object = hostsObject(fileName);
+    if (!object || !isImagePending(*object))
+        return false;
+    filesToCheck_.insert(fileName);
+    return true;
+}
+
+bool QWVersionKeeper::finishUpload(const QString& fileName, const QByteArray& sent, bool isImageBehind) {
     const auto object = hostsObject(fileName);
     if (!object || engine_.objectWaitingSyncForObject(*object, false))
         return false;
@@ -353,7 +362,7 @@ bool QWVersionKeeper::finishUpload(const QString& fileName, const QByteArray& se
     const QDateTime date = dateOf(record.value_or(QVariantMap()));
     const bool isBehind = date.isValid() && object->dateModified().isValid()
                           && qw::sync::wholeSeconds(date) < qw::sync::wholeSeconds(object->dateModified());
-    if (!isBehind && (wasImageSent || !isImagePending(*object)))
+    if (!isBehind && !isImageBehind)
         return false;
     queue(*object);
     return true;
@@ -400,9 +409,10 @@ bool QWVersionKeeper::catchUpImageDate(const QWManagedObjectWithSyncSupport& obj
         || known->remoteHash().isEmpty()
         || dropboxContentHash(files().read(path).value_or(QByteArray())) == known->remoteHash())
         return false;
-    const QDateTime later = known->lastModifiedDate().addSecs(1);
-    return files().setModificationDate(path,
-                                       engine_.dateOfImageSent(path) == later ? later.addSecs(1) : later);
+    // One that is on its way was dated in this manner, too.
+    const auto sent = engine_.dateOfImageSent(path);
+    const QDateTime latest = sent ? std::max(*sent, known->lastModifiedDate()) : known->lastModifiedDate();
+    return files().setModificationDate(path, latest.addSecs(1));
 }
 
 // A version that was sent after the deletion had been listed is in the cloud again, and its revision is known here:

@@ -45,9 +45,11 @@ public:
     // When the engine has become idle: if that is the end of a batch, queues the records whose images the cloud
     // lacks, and answers true.
     bool finishBatch();
+    // Before the engine is told that a record was sent alone: whether its image should have been.
+    bool noteImageBehind(const QString& fileName);
     // When an object's files have been sent: queues it again if `sent`, the record's bytes, is behind it by
-    // then, or its image has changed and was not sent. True when it did.
-    bool finishUpload(const QString& fileName, const QByteArray& sent, bool wasImageSent);
+    // then, or its image is. True when it did.
+    bool finishUpload(const QString& fileName, const QByteArray& sent, bool isImageBehind);
     // The batch was given up and comes again.
     void giveBatchUp();
 
