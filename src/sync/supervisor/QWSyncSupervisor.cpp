@@ -192,7 +192,10 @@ void QWSyncSupervisor::loadFile(const QString& path, const QString& localPath) {
         engine_->passOverFile(fileName);
     else if (qw::sync::isPreferencesFile(path))
         loadPreferences();
-    else if (!keeper_->passesOver(fileName))
+    else if (keeper_->isCopyOfDeleted(fileName)) {
+        engine_->passOverFile(fileName);
+        deletePath(path);
+    } else if (!keeper_->passesOver(fileName))
         request(requests_.downloads).loadFile(path, localPath);
 }
 

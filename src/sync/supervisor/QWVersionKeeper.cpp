@@ -228,6 +228,10 @@ bool QWVersionKeeper::passesOver(const QString& fileName) {
     return true;
 }
 
+bool QWVersionKeeper::isCopyOfDeleted(const QString& fileName) {
+    return isConflictedImage(fileName) && hostsObject(fileName) && !presentVersion(fileName);
+}
+
 // It is not asked for again. An image that the cloud has announced, its next listing settles.
 void QWVersionKeeper::noteGone(const QString& fileName) {
     if (!imagesAskedFor_.erase(fileName))
@@ -360,9 +364,9 @@ bool QWVersionKeeper::finishUpload(const QString& fileName, const QByteArray& se
         return false;
     const auto record = qw::sync::recordFromFileBytes(sent);
     const QDateTime date = dateOf(record.value_or(QVariantMap()));
-    const bool isBehind = date.isValid() && object->dateModified().isValid()
-                          && qw::sync::wholeSeconds(date) < qw::sync::wholeSeconds(object->dateModified());
-    if (!isBehind && !isImageBehind)
+    const bool isAnother = date.isValid() && object->dateModified().isValid()
+                           && qw::sync::wholeSeconds(date) != qw::sync::wholeSeconds(object->dateModified());
+    if (!isAnother && !isImageBehind)
         return false;
     queue(*object);
     return true;

@@ -22,6 +22,9 @@ public:
     QString finishImport(const QString& localPath, const DBMetadata& metadata);
     // Whether the file that the engine asks for is not to be loaded: the engine is done with it then.
     bool passesOver(const QString& fileName);
+    // Whether a copy of a conflict, which the engine asks for, is of the image of a record that the batch deletes: the
+    // engine would make that again, bare.
+    bool isCopyOfDeleted(const QString& fileName);
     // A file that was asked for has gone.
     void noteGone(const QString& fileName);
     // Before the engine is told that a file was sent, by the name that the cloud has given it.
@@ -47,8 +50,8 @@ public:
     bool finishBatch();
     // Before the engine is told that a record was sent alone: whether its image should have been.
     bool noteImageBehind(const QString& fileName);
-    // When an object's files have been sent: queues it again if `sent`, the record's bytes, is behind it by
-    // then, or its image is. True when it did.
+    // When an object's files have been sent: queues it again if `sent`, the record's bytes, is another version by
+    // then (an earlier one, too, by a clock that is behind), or its image is behind. True when it did.
     bool finishUpload(const QString& fileName, const QByteArray& sent, bool isImageBehind);
     // The batch was given up and comes again.
     void giveBatchUp();
