@@ -157,6 +157,8 @@ public:
     QWRef<ObjectWaitingSync> objectSyncingForFileWithName(const QString& fileName) const;
     // The bytes that were last staged for the row in flight; null when there are none.
     QByteArray recordSentInFileWithName(const QString& fileName) const;
+    // The object of the row in flight, as it was staged; null when there is none, or it has gone.
+    QWRef<QWManagedObjectWithSyncSupport> objectSentInFileWithName(const QString& fileName) const;
     // The modification date that an image had when it was sent; nothing when none is on its way.
     std::optional<QDateTime> dateOfImageSent(const QString& imagePath) const {
         return imageDatesSent_.value(imagePath);

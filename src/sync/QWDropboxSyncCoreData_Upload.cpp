@@ -373,6 +373,11 @@ QByteArray QWDropboxSyncCoreData::recordSentInFileWithName(const QString& fileNa
     return objectsSyncing_.record(uuidInFlight(fileName));
 }
 
+QWRef<QWManagedObjectWithSyncSupport>
+QWDropboxSyncCoreData::objectSentInFileWithName(const QString& fileName) const {
+    return objectsSyncing_.object(uuidInFlight(fileName));
+}
+
 // A uuid with a full stop in it, which only a damaged record or another program's file has, is found whole: else
 // its row would stay in flight for ever.
 QString QWDropboxSyncCoreData::uuidInFlight(const QString& fileName) const {

@@ -7,6 +7,7 @@
 //   has left.
 #include "sync/supervisor/QWSyncSupervisor.h"
 
+#include "core/QWManagedObjectWithSyncSupport.h"
 #include "platform/text/QWText.h"
 #include "sync/QWSyncFileNames_p.h"
 #include "sync/QWSyncLog_p.h"
@@ -161,6 +162,8 @@ void QWSyncSupervisor::uploadFile(const QString& filename, const QString& folder
         uploadPreferences();
     else if (isRepetition(filename))
         isRestartDue_ = true;
+    else if (isPlaceholder(filename))
+        passOverUpload(filename, localPath);
     else
         request(requests_.uploads).uploadFile(filename, folder, parentRev, localPath);
 }
@@ -180,6 +183,29 @@ bool QWSyncSupervisor::isRepetition(const QString& fileName) {
     const auto row = engine_->objectSyncingForFileWithName(fileName);
     recordsInFlight_.insert(uuid, {bytes, hostChanges_, row && row->objectCouldHaveAnImage().value_or(true)});
     return isAcknowledged && isSame && !sendsImageAgain_;
+}
+
+// A record without a date was made by a reference to one that has not come. A full re-upload queues it; whoever received
+// it would date it, and the record itself, should it come, would be the earlier version.
+bool QWSyncSupervisor::isPlaceholder(const QString& fileName) const {
+    if (!qw::sync::isRecordFile(fileName))
+        return false;
+    const auto object = engine_->objectSentInFileWithName(fileName);
+    return object && !object->dateModified().isValid();
+}
+
+void QWSyncSupervisor::passOverUpload(const QString& fileName, const QString& localPath) {
+    ++requestsOut_;
+    runLoop().post([weak = weak_from_this(), fileName, localPath] {
+        const auto self = weak.lock();
+        if (!self || !self->engine_)
+            return;
+        DBMetadata nothing;
+        nothing.path = qw::sync::remotePath(fileName);
+        self->finishUpload(nothing.path, localPath, nothing);
+        self->engine_->fileMetadataManager().deleteDropboxFileMetadataWithName(fileName);
+        self->engine_->saveCacheContext();
+    });
 }
 
 void QWSyncSupervisor::deletePath(const QString& path) {

@@ -155,6 +155,9 @@ private:
     bool isActive() const { return engine_ && engine_->status() < QWDropboxSyncStatusDisabled; }
     bool isPollDue() const;
     bool isRepetition(const QString& fileName);
+    bool isPlaceholder(const QString& fileName) const;
+    void passOverUpload(const QString& fileName, const QString& localPath);
+    void finishUpload(const QString& destinationPath, const QString& sourcePath, const DBMetadata& metadata);
     bool isQueryStale();
     void sendWaiting();
     void hostDidChange(const QWObjectsDidChangeNotice& notice);

@@ -72,9 +72,18 @@ void QWSyncSupervisor::restClientUploadedFile(DBRestClient&, const QString& dest
     if (isLocalPreferences(sourcePath))
         return preferencesUploaded(destinationPath, sourcePath, metadata);
     const QString fileName = qw::text::lastPathComponent(destinationPath);
+    ++counts_.sent;
+    finishUpload(destinationPath, sourcePath, metadata);
+    if (isActive() && keeper_->isConflictedImage(fileName))
+        sendConflictedImage(fileName);
+    Q_EMIT fileSent(fileName);
+}
+
+void QWSyncSupervisor::finishUpload(const QString& destinationPath, const QString& sourcePath,
+                                    const DBMetadata& metadata) {
+    const QString fileName = qw::text::lastPathComponent(destinationPath);
     uuidAcknowledged_ = qw::sync::uuidNamedByFile(fileName);
     sendsImageAgain_ = false;
-    ++counts_.sent;
     keeper_->noteUpload(fileName);
     const SentRecord sent = recordsInFlight_.value(uuidAcknowledged_);
     const bool mayHaveChanged = sent.hostChanges != hostChanges_ || sent.mayHaveImage;
@@ -90,9 +99,6 @@ void QWSyncSupervisor::restClientUploadedFile(DBRestClient&, const QString& dest
             sendWaiting();
     }
     letGoOfRow(fileName);
-    if (isActive() && keeper_->isConflictedImage(fileName))
-        sendConflictedImage(fileName);
-    Q_EMIT fileSent(fileName);
 }
 
 void QWSyncSupervisor::restClientUploadFileFailedWithError(DBRestClient&, const QWError& error) {
