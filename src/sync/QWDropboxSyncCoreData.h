@@ -218,8 +218,9 @@ public:
     // when the store takes nothing; the user has been told then.
     bool saveSyncSupportContext();
     // For a client that ranks versions before it passes on what it has downloaded: the host's unsaved version of a
-    // record is behind the saved one, which is what the cloud holds. It is dropped, with what waited of it.
-    void discardUnsavedVersion(QWManagedObjectWithSyncSupport& object);
+    // record gives way to the saved one, which is what the cloud holds. It is dropped, with what waited of it.
+    void discardUnsavedVersion(QWManagedObjectWithSyncSupport& object,
+                               QWManagedObjectWithSyncSupport& winner);
 
     // Preferences -------------------------------------------------------------------------------------------
 

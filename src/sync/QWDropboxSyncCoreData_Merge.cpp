@@ -193,7 +193,9 @@ QWMergeDecision QWDropboxSyncCoreData::decideConflict(const QWSaveConflict& conf
     return QWMergeDecision::TakeStored;
 }
 
-void QWDropboxSyncCoreData::discardUnsavedVersion(QWManagedObjectWithSyncSupport& object) {
+void QWDropboxSyncCoreData::discardUnsavedVersion(QWManagedObjectWithSyncSupport& object,
+                                                  QWManagedObjectWithSyncSupport& winner) {
+    Q_EMIT versionGivesWay(object, &winner);
     if (const auto row = objectWaitingSyncForObject(object, false))
         deleteObjectWaitingSync(*row);
     changeMainContextUnseen([&] { qw::sync::discardChanges(object); });

@@ -81,21 +81,23 @@ QString QWVersionKeeper::prepareRecord(const QString& localPath, const DBMetadat
         return QStringLiteral("the record here was deleted");
     }
     if (place == Order::Same)
-        discardBehind(*received, metadata.filename());
+        discardBehind(*present, *received, metadata.filename());
     if (isOwnCopy || (!isCopy && place == Order::Behind))
         queue(*present);
     return place == Order::Same ? QStringLiteral("the record here is the same")
                                 : QStringLiteral("the record here is newer");
 }
 
-// The host's unsaved version may be behind the saved one, by a clock that is.
-void QWVersionKeeper::discardBehind(const QVariantMap& received, const QString& fileName) {
+// The host's unsaved version may be behind the saved one, by a clock that is. Where that has come with the running batch,
+// the merge sees to it.
+void QWVersionKeeper::discardBehind(QWManagedObjectWithSyncSupport& present, const QVariantMap& received,
+                                    const QString& fileName) {
     const auto host = hostsObject(fileName);
-    if (!host || !host->hasChanges() || host->isInserted() || host->isDeleted())
+    if (present.hasChanges() || !host || !host->hasChanges() || host->isInserted() || host->isDeleted())
         return;
     if (const Order place = order(received, *host); place <= Order::Same)
         return;
-    engine_.discardUnsavedVersion(*host);
+    engine_.discardUnsavedVersion(*host, present);
     if (files().exists(host->imageURL().toLocalFile()))
         filesToCheck_.insert(fileName);
 }

@@ -61,7 +61,8 @@ private:
     enum class Order { Behind, Same, AheadInSecond, Ahead };
 
     QString prepareRecord(const QString& localPath, const DBMetadata& metadata);
-    void discardBehind(const QVariantMap& received, const QString& fileName);
+    void discardBehind(QWManagedObjectWithSyncSupport& present, const QVariantMap& received,
+                       const QString& fileName);
     void prepareNewRecord(const QString& fileName, bool isCopy);
     Verdict prepareImage(const DBMetadata& metadata);
     void queue(const QWManagedObjectWithSyncSupport& present);
