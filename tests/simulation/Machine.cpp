@@ -85,11 +85,16 @@ void Machine::start() {
         return;
     model_.started(number_, versions());
     watch();
+    const auto unnoted = std::exchange(unnoted_, {});
     HostAction action(*this);
-    for (const QString& uuid : std::exchange(imagesUnsaved_, {}))
+    for (const QString& uuid : std::exchange(imagesUnsaved_, {}) | unnoted)
         if (const auto book = QWManagedObjectWithSyncSupport::fetchObjectWithUUID(uuid, "Book", *context_))
-            if (world.files->exists(book->imageURL().toLocalFile()))
+            if (unnoted.contains(uuid) || world.files->exists(book->imageURL().toLocalFile()))
                 book->setValueForKey(QStringLiteral("pages"), (number_ + 1) * 1'000'000 + ++covers_);
+    for (const QString& uuid : unnoted)
+        if (const auto author =
+                QWManagedObjectWithSyncSupport::fetchObjectWithUUID(uuid, "Author", *context_))
+            author->setValueForKey(QStringLiteral("name"), QString::number(++covers_));
 }
 
 void Machine::watch() {
@@ -97,6 +102,7 @@ void Machine::watch() {
         [this](const QWObjectsDidChangeNotice& notice) { recordsDidChange(notice); }));
     observations_.push_back(
         context_->observeDidMerge([this](const QWDidSaveNotice& notice) { recordsDidMerge(notice); }));
+    observations_.push_back(context_->observeWillSave([this] { noteWhatIsNotNoted(); }));
     connect(engine_.get(), &QWDropboxSyncCoreData::numberOfItemsToProcessChanged, this,
             &Machine::countDidChange);
     connect(engine_.get(), &QWDropboxSyncCoreData::statusChanged, this,
@@ -200,6 +206,17 @@ void Machine::recordsDidMerge(const QWDidSaveNotice& notice) {
         touch(*record);
 }
 
+// The disk has failed the engine and may yet take the save. Should the process end before the engine can write, what
+// is saved is not sent until it is changed again.
+void Machine::noteWhatIsNotNoted() {
+    if (!engine_->dropboxCacheManagedObjectContext()->hasChanges())
+        return;
+    for (const auto& records : {context_->insertedObjects(), context_->updatedObjects()})
+        for (const auto& record : records)
+            if (const auto* object = dynamic_cast<const QWManagedObjectWithSyncSupport*>(record.data()))
+                unnoted_.insert(object->uuid());
+}
+
 void Machine::touch(const QWManagedObject& record) {
     if (const auto* object = dynamic_cast<const QWManagedObjectWithSyncSupport*>(&record))
         if (!object->uuid().isEmpty())
@@ -210,6 +227,8 @@ void Machine::touch(const QWManagedObject& record) {
 void Machine::report() {
     if (!isRunning() || disk.isDead())
         return;
+    if (!engine_->dropboxCacheManagedObjectContext()->hasChanges())
+        unnoted_.clear();
     const auto touched = std::exchange(touched_, {});
     for (auto each = touched.begin(); each != touched.end(); ++each) {
         const QString& uuid = each.key();

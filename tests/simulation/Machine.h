@@ -79,6 +79,7 @@ private:
     void statusDidChange(quint64 status);
     void recordsDidChange(const QWObjectsDidChangeNotice& notice);
     void recordsDidMerge(const QWDidSaveNotice& notice);
+    void noteWhatIsNotNoted();
     void touch(const QWManagedObject& record);
     void countDidChange(qint64 number);
     Version versionOf(QWManagedObjectWithSyncSupport& record);
@@ -100,6 +101,7 @@ private:
     bool isZeroDoubtful_ = false;     // it was counted while there was something to count
     QSet<QString> imagesUnsaved_;     // uuids of records whose images a user has begun to set, in any process
     QSet<QString> imagesToSave_;      // and has set in this one
+    QSet<QString> unnoted_;           // uuids of records that were saved and the engine could not write down
     std::vector<std::pair<QString, QString>> imagesDropped_; // uuid and path, of deleted records
 
     std::shared_ptr<QWManagedObjectContext> context_;

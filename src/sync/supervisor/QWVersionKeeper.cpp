@@ -82,7 +82,9 @@ QString QWVersionKeeper::prepareRecord(const QString& localPath, const DBMetadat
     }
     if (place == Order::Same)
         discardBehind(*present, *received, metadata.filename());
-    if (isOwnCopy || (!isCopy && place == Order::Behind))
+    // A process that had merged the copy, and saved it, may have died before it was sent in its own file.
+    const bool isMerged = isCopy && place == Order::Same;
+    if (isOwnCopy || isMerged || (!isCopy && place == Order::Behind))
         queue(*present);
     return place == Order::Same ? QStringLiteral("the record here is the same")
                                 : QStringLiteral("the record here is newer");
@@ -329,6 +331,8 @@ bool QWVersionKeeper::finishBatch() {
     for (const QString& name : filesToCheck_.names()) {
         filesToCheck_.erase(name);
         const auto object = hostsObject(name);
+        if (object && isConflictedImage(name))
+            catchUpImageDate(*object, true);
         if (object && isImagePending(*object))
             names.append(name);
         else if (object && !object->imageURL().isEmpty() && !files().exists(object->imageURL().toLocalFile()))
@@ -404,15 +408,14 @@ bool QWVersionKeeper::isImagePending(const QWManagedObjectWithSyncSupport& objec
 }
 
 // An image that was set here since the known one came is newer, though this machine's clock may be behind the
-// cloud's; and one that was set since another was sent is dated otherwise than that. True when its date was to be
-// mended.
-bool QWVersionKeeper::catchUpImageDate(const QWManagedObjectWithSyncSupport& object) {
+// cloud's; a copy of a conflict that has taken its place, though of the same second. True when its date was to be mended.
+bool QWVersionKeeper::catchUpImageDate(const QWManagedObjectWithSyncSupport& object, bool isTieBehind) {
     const QString path = object.imageURL().toLocalFile();
     const auto date = path.isEmpty() ? std::nullopt : files().modificationDate(path);
     const auto known = date ? engine_.fileMetadataManager().fileMetadataForFileName(imageName(object), false)
                             : QWRef<FileMetadata>();
-    if (!known || !known->lastModifiedDate().isValid() || *date >= known->lastModifiedDate()
-        || known->remoteHash().isEmpty()
+    if (!known || !known->lastModifiedDate().isValid() || known->remoteHash().isEmpty()
+        || *date > known->lastModifiedDate() || (*date == known->lastModifiedDate() && !isTieBehind)
         || dropboxContentHash(files().read(path).value_or(QByteArray())) == known->remoteHash())
         return false;
     // One that is on its way was dated in this manner, too.

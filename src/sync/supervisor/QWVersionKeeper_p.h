@@ -72,7 +72,7 @@ private:
     void askForKnownImage(const QString& fileName);
     QWRef<ObjectWaitingSync> waitingDeletion(const QString& fileName);
     bool isDeletedUnsaved(const QWManagedObjectWithSyncSupport& present) const;
-    bool catchUpImageDate(const QWManagedObjectWithSyncSupport& object);
+    bool catchUpImageDate(const QWManagedObjectWithSyncSupport& object, bool isTieBehind = false);
     bool isImagePending(const QWManagedObjectWithSyncSupport& object);
     QString imageName(const QWManagedObjectWithSyncSupport& object);
     QWFileManager& files() const { return engine_.mainManagedObjectContext()->environment().files(); }
