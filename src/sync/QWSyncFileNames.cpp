@@ -35,7 +35,7 @@ QString lastComponent(const QString& name) {
 bool isPlainUUID(QStringView uuid) {
     const bool leadsElsewhere = uuid == QLatin1String(".") || uuid == QLatin1String("..");
     return !uuid.isEmpty() && !leadsElsewhere && !uuid.contains(QLatin1Char('/'))
-           && !uuid.contains(QLatin1Char('\\')) && !uuid.contains(QChar(0));
+           && !uuid.contains(QLatin1Char('\\')) && !uuid.contains(QChar(0)) && uuid.isValidUtf16();
 }
 
 QString fileName(const QString& uuid, const QString& entityName, bool isImage) {

@@ -15,8 +15,8 @@ bool isPreferencesFile(const QString& path);
 // By its extension: a record's, not its image's.
 bool isRecordFile(const QString& path);
 
-// Whether a uuid is one name, and no path: hosts name images after it. What comes from elsewhere and is not makes
-// no record here.
+// Whether a uuid is one name, and no path: hosts name images after it; and text that a file can hold, so that it is
+// the same uuid everywhere. What comes from elsewhere and is not makes no record here.
 bool isPlainUUID(QStringView uuid);
 
 // The object that a remote file belongs to. The service reports names in lower case, so the entity's name is

@@ -43,9 +43,9 @@ TEST(SyncFileNames, A_name_without_a_second_piece_or_with_an_empty_one_belongs_t
     }
 }
 
-TEST(SyncFileNames, A_uuid_that_is_a_path_belongs_to_no_object) {
+TEST(SyncFileNames, A_uuid_that_is_a_path_or_that_no_file_can_hold_belongs_to_no_object) {
     for (const QString& uuid : {QString("."), QString(".."), QString("../x"), QString("..\\x"), QString("/"),
-                                QString("x") + QChar(0)}) {
+                                QString("x") + QChar(0), QString("x") + QChar(0xD800)}) {
         EXPECT_FALSE(isPlainUUID(uuid)) << uuid.toStdString();
         EXPECT_FALSE(objectNamedByFile("Book!!!" + uuid + ".data")) << uuid.toStdString();
         EXPECT_TRUE(uuidNamedByFile("Book!!!" + uuid + ".data").isNull()) << uuid.toStdString();
