@@ -73,13 +73,13 @@ void Machine::start() {
     engine_->setDelegate(this, this);
     if (!engine_->dropboxCachePersistentStoreCoordinator()->hasStore())
         return end(); // a host does not go on without it
-    const auto network =
+    network_ =
         std::make_shared<SimulatedNetwork>(cloud_, environment, ledger, trace_, QString::number(number_ + 1));
-    network->mayBeSent = [this] {
+    network_->mayBeSent = [this] {
         disk.step();
         return !disk.isDead();
     };
-    supervisor_ = QWSyncSupervisor::create(*engine_, network);
+    supervisor_ = QWSyncSupervisor::create(*engine_, network_);
     engine_->syncPreferenceWithKeys(sharedPreferences());
     if (disk.isDead())
         return;
@@ -114,6 +114,7 @@ void Machine::end() {
     touched_.clear();
     supervisor_.reset();
     engine_.reset();
+    network_.reset();
     context_.reset();
     imagesDropped_.clear();
     imagesToSave_.clear();
@@ -134,6 +135,7 @@ bool Machine::bury() {
 }
 
 void Machine::activateOrSync() {
+    ++syncs_;
     if (engine_->status() >= QWDropboxSyncStatusDisabled)
         supervisor_->activate();
     else
@@ -181,8 +183,17 @@ void Machine::statusDidChange(quint64 status) {
     if (disk.isDead())
         return;
     trace_.add(QStringLiteral("%1 status %2").arg(number_ + 1).arg(status));
+    if (status >= QWDropboxSyncStatusDisabled)
+        network_->forgetDownloadsOut();
     if (std::exchange(isZeroDoubtful_, false) && status < QWDropboxSyncStatusDisabled)
         model_.violate(QStringLiteral("machine %1 counts 0: %2").arg(number_ + 1).arg(stateText()));
+}
+
+void Machine::checkLimits() {
+    if (network_ && network_->downloadsOut() > QWDBMaximumNumberOfDeltaEntriesInDownload)
+        model_.violate(QStringLiteral("machine %1 has %2 downloads in flight")
+                           .arg(number_ + 1)
+                           .arg(network_->downloadsOut()));
 }
 
 void Machine::recordsDidChange(const QWObjectsDidChangeNotice& notice) {

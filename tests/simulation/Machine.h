@@ -51,7 +51,10 @@ public:
     bool bury();
     // Tells the model what has become of the records.
     void report();
+    // Tells it what is more than may be.
+    void checkLimits();
     void activateOrSync();
+    qint64 syncs() const { return syncs_; } // that were asked for, activations included
     void deactivate();
     bool isSignedOut() const { return isRunning() && engine_->status() >= QWDropboxSyncStatusDisabled; }
     bool isInStep() const { return isRunning() && supervisor_->isInStep(); }
@@ -96,6 +99,7 @@ private:
     Model& model_;
     Trace& trace_;
     int hostActions_ = 0, covers_ = 0;
+    qint64 syncs_ = 0;
     qint64 inFlightBefore_ = 0;       // when it was counted last
     QHash<QString, QString> touched_; // since the last report: uuids of records, with their entities
     bool isZeroDoubtful_ = false;     // it was counted while there was something to count
@@ -106,6 +110,7 @@ private:
 
     std::shared_ptr<QWManagedObjectContext> context_;
     std::unique_ptr<QWDropboxSyncCoreData> engine_;
+    std::shared_ptr<SimulatedNetwork> network_;
     std::shared_ptr<QWSyncSupervisor> supervisor_;
     std::vector<QWObservation> observations_;
 };

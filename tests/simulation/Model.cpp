@@ -21,6 +21,7 @@ bool Model::mayExist(const QString& uuid, const Version& version) const {
 void Model::edited(int machine, const QString& uuid, const Version& version) {
     auto& at = machines_[size_t(machine)];
     History& history = histories_[uuid];
+    changes_ += held(machine, uuid) != version;
     history.made.insert(version);
     history.wasEditedSince = true;
     at.records[uuid] = version;
@@ -31,6 +32,7 @@ void Model::edited(int machine, const QString& uuid, const Version& version) {
 
 void Model::deleted(int machine, const QString& uuid) {
     auto& at = machines_[size_t(machine)];
+    ++changes_;
     histories_[uuid].wasDeleted = true;
     at.records.remove(uuid);
     at.candidates[uuid].push_back(std::nullopt);
@@ -55,14 +57,29 @@ void Model::saved(int machine) {
 }
 
 void Model::imageMade(const QString& uuid, const QByteArray& bytes) {
+    ++changes_;
     histories_[uuid].images.insert(bytes);
 }
 
 void Model::preferenceSet(int machine, const QString& key, const QJsonValue& value) {
     auto& preference = preferences_[key];
+    ++changes_;
     preference.values.push_back(value);
     preference.changedBySince.insert(machine);
     preference.latest = value;
+}
+
+void Model::folderDeleted() {
+    wasFolderDeleted_ = true;
+    qsizetype most = 0;
+    for (const Machine& machine : machines_)
+        most = std::max(most, machine.records.size());
+    changes_ += most;
+}
+
+void Model::preferencesDeleted() {
+    werePreferencesDeleted_ = true;
+    ++changes_;
 }
 
 // Sync ------------------------------------------------------------------------------------------------------
@@ -130,6 +147,7 @@ void Model::started(int machine, const QHash<QString, Version>& records) {
     for (const QString& uuid : at.unsavedDeletions)
         if (records.contains(uuid))
             histories_[uuid].wasEditedSince = true;
+    changes_ += at.candidates.size();
     at = Machine();
     at.records = at.atLastSave = records;
 }

@@ -45,8 +45,8 @@ public:
     void imageSaved(const QString& uuid) { histories_[uuid].wasImageSaved = true; }
     void preferenceSet(int machine, const QString& key, const QJsonValue& value);
     // The cloud lost files that nobody deleted on a machine.
-    void folderDeleted() { wasFolderDeleted_ = true; }
-    void preferencesDeleted() { werePreferencesDeleted_ = true; }
+    void folderDeleted();
+    void preferencesDeleted();
 
     // Sync, on a machine.
     void received(int machine, const QString& uuid, const Version& version);
@@ -67,6 +67,10 @@ public:
         QSet<QString> takePlaceholders();
     };
     void settled(const Contents& contents);
+
+    // What has had to travel: of records, images and preferences, each change and each deletion. What a process had
+    // not saved when it ended counts once more, and what a machine holds when the cloud loses it.
+    qint64 changes() const { return changes_; }
 
     void violate(const QString& what);
     const QStringList& violations() const { return violations_; }
@@ -106,5 +110,6 @@ private:
     // Since all were in step.
     bool wasFolderDeleted_ = false, werePreferencesDeleted_ = false;
     bool hasSettled_ = false;
+    qint64 changes_ = 0;
     QStringList violations_;
 };

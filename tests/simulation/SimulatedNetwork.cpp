@@ -2,6 +2,7 @@
 
 #include "dropbox/DBPath.h"
 #include "dropbox/folder/QWFolderRestClient.h"
+#include "sync/QWDropboxSyncConstants.h"
 
 namespace {
 
@@ -43,11 +44,13 @@ void SimulatedNetwork::loadDelta(const QString& cursor) {
                   page = cloud.changes({}, pageSize, &error);
               if (!page)
                   return fail(restError(error, {}));
-              return [page = *page, isReset](auto& client, auto& to) {
+              return [page = *page, isReset](SimulatedNetwork& client, DBRestClientDelegate& to) {
+                  client.ledger_.furtherPages += page.hasMore;
                   to.restClientLoadedDeltaEntries(client, page.entries, isReset, page.cursor, page.hasMore);
               };
           },
           [=](const QWError& error) { return fail(restError(error.code, {})); },
+          {},
           {}});
 }
 
@@ -74,6 +77,7 @@ void SimulatedNetwork::uploadFile(const QString& filename, const QString& folder
               };
           },
           [=](const QWError& error) { return fail(error.code); },
+          {},
           {}});
 }
 
@@ -92,6 +96,7 @@ void SimulatedNetwork::deletePath(const QString& path) {
               return [=](auto& client, auto& to) { to.restClientDeletedPath(client, path); };
           },
           [=](const QWError& error) { return fail(error.code); },
+          {},
           {}});
 }
 
@@ -102,6 +107,7 @@ void SimulatedNetwork::loadFile(const QString& path, const QString& localPath) {
                 client, restError(status, {{pathKey, path}, {destinationKey, localPath}}));
         };
     };
+    const bool isPreferences = path == QWDBFileSyncedPreferencesInDropboxFolder;
     send({"download", path,
           [=](QWAppFolder& cloud) -> Answer {
               QWError error;
@@ -110,15 +116,16 @@ void SimulatedNetwork::loadFile(const QString& path, const QString& localPath) {
                   return fail(QWFolderRestClient::statusOf(error));
               return [=](SimulatedNetwork& client, DBRestClientDelegate& to) {
                   if (client.environment_->files().write(localPath, file->bytes))
-                      to.restClientLoadedFile(client, localPath, {}, file->metadata);
-                  else
-                      fail(0)(client, to);
+                      return to.restClientLoadedFile(client, localPath, {}, file->metadata);
+                  ++client.ledger_.faultsMet;
+                  fail(0)(client, to);
               };
           },
           [=](const QWError& error) { return fail(error.code); },
           [=](SimulatedNetwork& client) {
               client.environment_->files().writeInPlace(localPath + QStringLiteral(".part"), "{\"ti");
-          }});
+          },
+          isPreferences ? nullptr : downloadsOut_});
 }
 
 void SimulatedNetwork::loadMetadata(const QString& path) {
@@ -137,6 +144,7 @@ void SimulatedNetwork::loadMetadata(const QString& path) {
               return [=](auto& client, auto& to) { to.restClientLoadedMetadata(client, *metadata); };
           },
           [=](const QWError& error) { return fail(error.code); },
+          {},
           {}});
 }
 
@@ -164,6 +172,8 @@ void SimulatedNetwork::send(const Request& request) {
     if (!mayBeSent())
         return;
     ++ledger_.requests;
+    if (request.out)
+        ++*request.out;
     bool isFaulty = false;
     const Fault fault = nextFault(request, isFaulty);
     const auto is = [&](Fault::Kind kind) { return isFaulty && fault.kind == kind; };
@@ -203,6 +213,8 @@ void SimulatedNetwork::answer(QWRunLoop::Duration delay, const Request& request,
             return;
         self->trace_.add(
             QStringLiteral("%1 hears: %2 %3").arg(self->machine_, QLatin1String(request.kind), request.path));
+        if (request.out)
+            --*request.out;
         if (auto* to = self->delegate())
             answer(*self, *to);
     });

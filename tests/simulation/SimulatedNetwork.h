@@ -25,7 +25,9 @@ public:
     struct Ledger {
         std::deque<Fault> faults;     // each for one request
         QHash<QString, int> refusals; // of downloads in a row, by path
-        qint64 requests = 0, faultsMet = 0;
+        qint64 requests = 0;
+        qint64 faultsMet = 0;    // also by downloads for which the disk had no room
+        qint64 furtherPages = 0; // of queries
     };
 
     SimulatedNetwork(std::shared_ptr<QWAppFolder> cloud, std::shared_ptr<QWEnvironment> environment,
@@ -35,6 +37,10 @@ public:
 
     // Called with each request, before it is sent. False: the machine is dead, and nothing is sent.
     std::function<bool()> mayBeSent;
+
+    // Of records and images, asked for since the engine was deactivated last, and not answered.
+    int downloadsOut() const { return *downloadsOut_; }
+    void forgetDownloadsOut() { downloadsOut_ = std::make_shared<int>(0); }
 
     void loadDelta(const QString& cursor) override;
     void uploadFile(const QString& filename, const QString& folder, const QString& parentRev,
@@ -51,6 +57,7 @@ private:
         std::function<Answer(QWAppFolder&)> carryOut;    // in the cloud
         std::function<Answer(const QWError&)> fail;      // without it
         std::function<void(SimulatedNetwork&)> truncate; // what a connection that breaks leaves here
+        std::shared_ptr<int> out;                        // counts those of its kind until they are answered
     };
 
     void send(const Request& request);
@@ -62,4 +69,5 @@ private:
     Ledger& ledger_;
     Trace& trace_;
     const QString machine_;
+    std::shared_ptr<int> downloadsOut_ = std::make_shared<int>(0);
 };

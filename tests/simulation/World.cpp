@@ -19,13 +19,17 @@ World::Outcome World::run(const Script& script, unsigned seed, bool printsTrace)
         if (!world.model_.violations().isEmpty())
             break;
     }
+    if (world.model_.violations().isEmpty())
+        world.startAnew();
+    if (world.model_.violations().isEmpty())
+        world.countRequests();
     Outcome outcome{world.model_.violations(), world.trace_.hash(), world.events_};
-    for (const auto& machine : world.machines_) {
-        outcome.requests += machine->ledger.requests;
+    outcome.requests = world.requests();
+    for (const auto& machine : world.machines_)
         outcome.faultsMet += machine->ledger.faultsMet;
-    }
     outcome.deaths = world.deaths_;
     outcome.time = world.runLoop_->now();
+    outcome.requestsAllowed = world.requestsAllowed();
     return outcome;
 }
 
@@ -53,6 +57,7 @@ void World::turn() {
 void World::endStep() {
     for (const auto& machine : machines_) {
         machine->report();
+        machine->checkLimits();
         if (machine->bury())
             ++deaths_;
     }
@@ -170,6 +175,52 @@ void World::disturb(Machine& machine, const Event& event) {
         return remove(QWDBFileSyncedPreferencesInDropboxFolder);
     default:
         return;
+    }
+}
+
+// Requests --------------------------------------------------------------------------------------------------
+
+qint64 World::requests() const {
+    qint64 requests = 0;
+    for (const auto& machine : machines_)
+        requests += machine->ledger.requests;
+    return requests;
+}
+
+// A change is told of by one machine, and each other one asks for it. A sync or an activation is a query and perhaps a
+// look-up. What has met a fault is repeated, and may lead to a new start; and some polls come by themselves.
+qint64 World::requestsAllowed() const {
+    const auto machines = qint64(machines_.size());
+    const qint64 polls = machines * (runLoop_->now() / 10min + 1);
+    qint64 allowed = machines * model_.changes() + polls;
+    for (const auto& machine : machines_)
+        allowed += 2 * machine->syncs() + 2 * machine->ledger.faultsMet + machine->ledger.furtherPages;
+    return allowed;
+}
+
+void World::countRequests() {
+    if (requests() > requestsAllowed())
+        model_.violate(QStringLiteral("%1 requests were made, and %2 are due at most")
+                           .arg(requests())
+                           .arg(requestsAllowed()));
+}
+
+// All are in step: who starts asks whether anything has changed, and for nothing else. (The first start may receive the
+// preferences once more, which a deletion of the sync folder has made unknown.)
+void World::startAnew() {
+    for (const bool isFirst : {true, false}) {
+        for (const auto& machine : machines_) {
+            const auto& ledger = machine->ledger;
+            machine->close();
+            const qint64 before = ledger.requests - ledger.furtherPages;
+            if (!letRest(*machine))
+                return model_.violate(QStringLiteral("a machine does not come to rest: ")
+                                      + machine->stateText());
+            const qint64 requests = ledger.requests - ledger.furtherPages - before;
+            if (!isFirst && requests != 1)
+                model_.violate(
+                    QStringLiteral("a machine in step makes %1 requests when it starts").arg(requests));
+        }
     }
 }
 

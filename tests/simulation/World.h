@@ -11,7 +11,7 @@ public:
     struct Outcome {
         QStringList violations; // empty: every promise was kept
         QByteArray traceHash;
-        qint64 events = 0, requests = 0, faultsMet = 0, deaths = 0;
+        qint64 events = 0, requests = 0, requestsAllowed = 0, faultsMet = 0, deaths = 0;
         std::chrono::microseconds time{0}; // that passed in the world
     };
 
@@ -27,6 +27,10 @@ private:
     void pass(std::chrono::milliseconds time);
     void turn();
     void endStep();
+    qint64 requests() const;
+    qint64 requestsAllowed() const;
+    void countRequests();
+    void startAnew();
     void heal();
     bool letRest(Machine& machine);
     bool agree();

@@ -19,6 +19,7 @@ constexpr unsigned twiceEvery = 100; // seeds
 
 struct Sum {
     qint64 seeds = 0, events = 0, requests = 0, faultsMet = 0, deaths = 0, hours = 0;
+    double requestShare = 0; // the greatest, of those that are due
 
     void add(const World::Outcome& outcome) {
         ++seeds;
@@ -26,6 +27,7 @@ struct Sum {
         requests += outcome.requests;
         faultsMet += outcome.faultsMet;
         deaths += outcome.deaths;
+        requestShare = std::max(requestShare, double(outcome.requests) / double(outcome.requestsAllowed));
         hours += std::chrono::duration_cast<std::chrono::hours>(outcome.time).count();
     }
 };
@@ -151,13 +153,14 @@ int main(int argc, char** argv) {
             sum.requests += own.requests;
             sum.faultsMet += own.faultsMet;
             sum.deaths += own.deaths;
+            sum.requestShare = std::max(sum.requestShare, own.requestShare);
             sum.hours += own.hours;
         }
     }
     const double seconds = double(timer.elapsed()) / 1000;
     say(QStringLiteral(
             "%1: %2 seeds in %3 s (%4 a second), %5 failed; %6 events, %7 requests, %8 of them disturbed, "
-            "%9 deaths")
+            "of those due at most %9 in a seed, %10 deaths")
             .arg(scenario->name)
             .arg(sum.seeds)
             .arg(seconds, 0, 'f', 1)
@@ -166,6 +169,7 @@ int main(int argc, char** argv) {
             .arg(sum.events)
             .arg(sum.requests)
             .arg(sum.faultsMet)
+            .arg(sum.requestShare, 0, 'f', 2)
             .arg(sum.deaths));
     return failures == 0 ? 0 : 1;
 }
