@@ -285,3 +285,12 @@ TEST(SimulatedDay, An_edit_stays_until_the_batch_that_overtakes_it_is_merged) {
                                                         "798130 3 save 800 9731"}),
                                   2060));
 }
+
+TEST(SimulatedDay,
+     A_preference_that_is_set_back_after_a_failed_upload_gives_way_to_the_next_change_elsewhere) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({-2, 1846}, {"72137 1 set-preference 594 51993\n"
+                                                        "2277 1 offline 5 38680\n"
+                                                        "9653 1 set-preference 636 14448",
+                                                        "46540 2 set-preference 729 22073"}),
+                                  464));
+}

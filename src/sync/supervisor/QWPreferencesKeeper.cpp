@@ -99,12 +99,15 @@ void QWPreferencesKeeper::recover() {
 
 // Upload ----------------------------------------------------------------------------------------------------
 
+// What was sent without an answer may stand in the cloud in place of the base, or not: until the values here are sent
+// nobody can tell it from what another desktop sends.
 bool QWPreferencesKeeper::isUploadDue() const {
     if (engine_.syncedPreferences().isEmpty())
         return false;
     const auto row = known();
     const auto here = files().read(engine_.syncedPreferencesLocalCacheURL().toLocalFile());
-    return !row || row->rev().isEmpty() || !here || qw::sync::preferencesFromFileBytes(*here) != base();
+    return !row || row->rev().isEmpty() || !here || !sentSinceBase().isEmpty()
+           || qw::sync::preferencesFromFileBytes(*here) != base();
 }
 
 bool QWPreferencesKeeper::stage(QWError* error) {
