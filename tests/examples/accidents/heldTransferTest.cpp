@@ -61,4 +61,34 @@ TEST_P(HeldTransfer,
     EXPECT_EQ(receiver().count("Visit"), 1);
 }
 
+using HeldWindow = AccidentTest;
+
+TEST_F(HeldWindow, That_is_suspended_in_the_middle_of_a_download_while_others_go_on_carries_on) {
+    a_.importISO(iso_);
+    connect(a_);
+    connect(b_);
+    a_.tell(syncOnce);
+    const QString route = "files/download";
+    cloud_.start({"--fail", "delay:route=" + route + ",nth=5,ms=500"});
+    const auto window = b_.startWindow();
+    const auto waitForDownloads = [&](int count) {
+        while (cloud_.server().requests(route) < count && !window->waitForFinished(1))
+            continue;
+        EXPECT_EQ(window->state(), QProcess::Running);
+    };
+    waitForDownloads(5);
+    ::kill(static_cast<pid_t>(window->processId()), SIGSTOP);
+    const Desktop third(path("D"));
+    connect(third);
+    third.tell({"add", "Visit", "title=meanwhile"});
+    third.tell(syncOnce);
+    const int already = cloud_.server().requests(route);
+    ::kill(static_cast<pid_t>(window->processId()), SIGCONT);
+    waitForDownloads(already + 1);
+    window->terminate(); // its user closes it
+    EXPECT_EQ(Desktop::finish(*window).exitCode, 0);
+    expectInStep();
+    EXPECT_EQ(b_.count("Visit"), 1);
+}
+
 INSTANTIATE_TEST_SUITE_P(Route, HeldTransfer, Values("files/upload", "files/download"));
