@@ -99,6 +99,7 @@ public:
     }
 
     const QStringList& entityNames() const { return entityNames_; }
+    const QUrl& localCacheURL() const { return localCacheURL_; }
 
     // A QWDropboxSyncStatus.
     quint64 status() const { return _status; }
@@ -286,6 +287,8 @@ Q_SIGNALS:
     // A version of a record is about to give way to `winner` or, where that is null, to a deletion. It is the host's
     // in the main context, or one that only the running batch has received.
     void versionGivesWay(QWManagedObjectWithSyncSupport& version, QWManagedObjectWithSyncSupport* winner);
+    // The image of a record is about to be deleted, since the record was elsewhere. Who sets `mayGo` to false keeps it.
+    void imageGivesWay(const QWManagedObjectWithSyncSupport& object, bool* mayGo);
     // Every version that the running batch takes the place of has been told of; its save is next.
     void batchWillBeSaved();
 

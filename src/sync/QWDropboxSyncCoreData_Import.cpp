@@ -235,7 +235,11 @@ void QWDropboxSyncCoreData::processDeleteFromDeltaEntry(const DBDeltaEntry& entr
 
 void QWDropboxSyncCoreData::deleteImageOfObject(const QWManagedObjectWithSyncSupport& object) {
     const QString imagePath = object.imageURL().toLocalFile();
-    if (!imagePath.isEmpty() && environment().files().exists(imagePath))
+    if (imagePath.isEmpty() || !environment().files().exists(imagePath))
+        return;
+    bool mayGo = true;
+    Q_EMIT imageGivesWay(object, &mayGo);
+    if (mayGo)
         environment().files().remove(imagePath);
 }
 

@@ -84,6 +84,37 @@ TEST_F(AtlasHistory, Restore_makes_a_deleted_record_again_on_both_desktops) {
     EXPECT_EQ(after, before);
 }
 
+TEST_F(AtlasHistory, A_flag_that_lost_is_listed_and_brought_back_on_both_desktops) {
+    const QString france = atlas::importedUUID("Country", "FR");
+    a_.importISO(ISOFixture());
+    connect(a_);
+    connect(b_);
+    syncBoth();
+    a_.ageFlags();
+    const QJsonValue before = a_.show(france)["flag"];
+    write("flag", images::encoded(images::twoHalves(), "png"));
+    b_.tell({"set", france, "flag=@" + path("flag")});
+    b_.tell({"sync", "--once", "--timeout", "60"});
+    a_.tell({"sync", "--once", "--timeout", "60"});
+    ASSERT_NE(a_.show(france)["flag"], before);
+    QString number;
+    for (const QJsonValue& version : history(a_, {france})) {
+        if (!version["image"].isObject())
+            continue;
+        number = QString::number(version["version"].toInt());
+        EXPECT_EQ(version["title"], "image of 18 bytes");
+        EXPECT_EQ(version["image"]["bytes"], 18);
+        QFile file(version["image"]["file"].toString());
+        ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+        EXPECT_EQ(file.readAll(), "the flag of France");
+    }
+    a_.tell({"restore", france, number});
+    EXPECT_EQ(a_.show(france)["flag"], before);
+    syncBoth();
+    EXPECT_EQ(b_.show(france)["flag"], before);
+    EXPECT_EQ(a_.digest(), b_.digest());
+}
+
 TEST_F(AtlasHistory, A_record_or_a_version_that_there_is_not_is_refused_with_the_reason) {
     const QString uuid = visitOfTwoVersions();
     EXPECT_THAT(a_.fails({"history", "NOBODY"}), HasSubstr("no record NOBODY"));

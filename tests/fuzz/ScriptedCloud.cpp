@@ -3,6 +3,7 @@
 #include "dropbox/DBPath.h"
 
 #include <QDirIterator>
+#include <QRegularExpression>
 
 namespace {
 
@@ -174,7 +175,9 @@ void FuzzedDesktop::checkNothingIsLost(bool isRecordNamed) {
                               QDirIterator::Subdirectories);
          entries.hasNext();) {
         const QString path = entries.next().mid(QDir(root).path().size() + 1);
+        static const QRegularExpression archivedImage("^cache/ArchivedImages/[0-9a-f]{64}$");
         const bool isExpected = path == "cache" || path == "images" || path.startsWith("library.sqlite")
+                                || archivedImage.match(path).hasMatch()
                                 || (path.startsWith("cache/") && path.count('/') == 1)
                                 || (path.startsWith("images/Book-") && path.count('/') == 1);
         require(isExpected, "no file lies where none belongs");

@@ -4,6 +4,7 @@
 
 #include <QDir>
 #include <QDirIterator>
+#include <QRegularExpression>
 
 // Names and paths from the cloud that lead elsewhere: whatever comes under them, files lie in the engine's folder
 // alone, and images where the host names them after a uuid.
@@ -61,7 +62,9 @@ struct HostileNames : OwnTemporaryFolder,
                                QDirIterator::Subdirectories);
              each.hasNext();) {
             const QString path = each.next().mid(root.size() + 1);
+            static const QRegularExpression archivedImage("^cache/ArchivedImages/[0-9a-f]{64}$");
             const bool isOurs = path.startsWith("library.sqlite") || path == "cache" || path == "images"
+                                || archivedImage.match(path).hasMatch()
                                 || (path.startsWith("cache/") && path.count('/') == 1)
                                 || (path.startsWith("images/Book-") && path.count('/') == 1);
             if (!isOurs)

@@ -30,8 +30,10 @@ QString reasonText(QWArchivedVersion::Reason reason) {
     return QStringLiteral("restored");
 }
 
-// The first described field: a name or a title.
+// The first described field: a name or a title. An image has none.
 QString titleOf(const QWArchivedVersion& version, atlas::AtlasLibrary& library) {
+    if (version.isImage())
+        return QStringLiteral("image of %1 bytes").arg(version.imageSize);
     const QWRef<QWManagedObject> sample(library.context().model().entity(version.entityName)->makeRecord());
     const auto& record = static_cast<const QWManagedObjectWithSyncSupport&>(*sample);
     return version.record.value(record.fieldDescriptions()->first()->key()).toString();
@@ -39,7 +41,7 @@ QString titleOf(const QWArchivedVersion& version, atlas::AtlasLibrary& library) 
 
 QJsonObject jsonOf(const QWArchivedVersion& version, const QString& title) {
     const QString date = qw::text::textFromDate(version.dateModified);
-    return {
+    QJsonObject json{
         {"uuid", version.uuid},
         {"entity", version.entityName},
         {"version", version.number},
@@ -48,8 +50,12 @@ QJsonObject jsonOf(const QWArchivedVersion& version, const QString& title) {
         {"origin", originText(version.origin)},
         {"why", reasonText(version.reason)},
         {"title", title},
-        {"record", QJsonObject::fromVariantMap(version.record)},
     };
+    if (version.isImage())
+        json.insert("image", QJsonObject{{"file", version.imagePath}, {"bytes", version.imageSize}});
+    else
+        json.insert("record", QJsonObject::fromVariantMap(version.record));
+    return json;
 }
 
 } // namespace

@@ -5,8 +5,11 @@
 #include "sync/QWDeltaSpecialActions_p.h"
 #include "sync/QWRecordVersions_p.h"
 #include "sync/QWSyncFileNames_p.h"
+#include "sync/supervisor/QWPresentVersions_p.h"
 
 #include <algorithm>
+
+using qw::sync::hostsObject;
 
 namespace {
 
@@ -76,8 +79,8 @@ QWDeletionGuard::Deletions QWDeletionGuard::deletionsListed() const {
         if (!isDeletionOfRecordFile(*entry))
             continue;
         const QString fileName = qw::text::lastPathComponent(entry->lowercasePath);
-        const auto record =
-            known.fileMetadataForFileName(fileName, false) ? hostsRecord(fileName) : Deletions::mapped_type();
+        const auto record = known.fileMetadataForFileName(fileName, false) ? hostsObject(engine_, fileName)
+                                                                           : Deletions::mapped_type();
         if (record)
             deletions.emplace(fileName, record);
     }
@@ -89,10 +92,6 @@ qint64 QWDeletionGuard::recordsHere() const {
     for (const QString& entityName : engine_.entityNames())
         total += engine_.mainManagedObjectContext()->count(QWFetchRequest(entityName)).value_or(0);
     return total;
-}
-
-QWRef<QWManagedObjectWithSyncSupport> QWDeletionGuard::hostsRecord(const QString& fileName) const {
-    return engine_.objectReferencedByFile(fileName, *engine_.mainManagedObjectContext(), false);
 }
 
 void QWDeletionGuard::ask() const {
@@ -122,7 +121,7 @@ void QWDeletionGuard::refuseDeletionsOfFolder() {
 void QWDeletionGuard::refuse(const std::set<QString>& deletions) {
     for (const QString& fileName : deletions) {
         engine_.fileMetadataManager().deleteDropboxFileMetadataWithName(fileName);
-        if (const auto record = hostsRecord(fileName))
+        if (const auto record = hostsObject(engine_, fileName))
             engine_.queueForUpload(*record);
     }
     if (!deletions.empty())

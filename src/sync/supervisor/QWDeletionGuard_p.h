@@ -41,7 +41,6 @@ private:
     qint64 countWithWhatTheyTakeAlong(const Deletions& deletions) const;
     void refuse(const std::set<QString>& deletions);
     qint64 recordsHere() const;
-    QWRef<QWManagedObjectWithSyncSupport> hostsRecord(const QString& fileName) const;
 
     QWDropboxSyncCoreData& engine_;
     Question question_;

@@ -5,6 +5,7 @@
 #include "sync/QWDropboxSyncCoreData.h"
 #include "sync/QWRecordVersions_p.h"
 #include "sync/QWSyncFileNames_p.h"
+#include "sync/QWSyncLog_p.h"
 #include "sync/records/QWDropboxSyncManagedObjectDictionaryExporter.h"
 #include "sync/records/QWSyncRecordFile_p.h"
 #include "sync/records/QWTravellingForm.h"
@@ -33,6 +34,10 @@ Reason reasonFor(const QDateTime& loser, const QDateTime& winner) {
 QWLosingVersions::QWLosingVersions(QWDropboxSyncCoreData& engine, QWVersionArchive& archive)
     : engine_(engine), archive_(archive) {
     connect(&engine, &QWDropboxSyncCoreData::versionGivesWay, this, &QWLosingVersions::versionGivesWay);
+    connect(&engine, &QWDropboxSyncCoreData::imageGivesWay, this,
+            [this](const QWManagedObjectWithSyncSupport& object, bool* mayGo) {
+                *mayGo = addDeletedImage(object);
+            });
     connect(&engine, &QWDropboxSyncCoreData::batchWillBeSaved, this, [this] {
         if (unsaved_ == 0)
             return;
@@ -53,7 +58,7 @@ void QWLosingVersions::addDeclined(const QString& fileName, const QVariantMap& r
     version.entityName = named->entityName;
     version.uuid = present ? present->uuid() : named->uuid;
     version.dateModified = dateOf(received);
-    version.archivedAt = engine_.mainManagedObjectContext()->environment().clock().now();
+    version.archivedAt = environment().clock().now();
     version.origin = Origin::Cloud;
     version.reason = present ? reasonFor(version.dateModified, present->dateModified()) : Reason::Deletion;
     version.record = received;
@@ -80,6 +85,27 @@ QWLosingVersions::versionOfBatch(const QString& fileName, QWManagedObjectWithSyn
 void QWLosingVersions::addOvertaken(QWManagedObjectWithSyncSupport& version, const QVariantMap& received) {
     archive_.add(version, Origin::Cloud, reasonFor(version.dateModified(), dateOf(received)));
     ++unsaved_;
+}
+
+bool QWLosingVersions::addImage(QWArchivedVersion image, QWError* error) {
+    image.archivedAt = environment().clock().now();
+    ++unsaved_;
+    return archive_.add(image, error) && engine_.dropboxCacheManagedObjectContext()->save(error);
+}
+
+bool QWLosingVersions::addDeletedImage(const QWManagedObjectWithSyncSupport& object) {
+    QWArchivedVersion image;
+    image.entityName = object.entity().name();
+    image.uuid = object.uuid();
+    image.imagePath = object.imageURL().toLocalFile();
+    image.dateModified = environment().files().modificationDate(image.imagePath).value_or(QDateTime());
+    image.reason = Reason::Deletion;
+    QWError error;
+    const bool isKept = addImage(image, &error);
+    if (!isKept)
+        qCWarning(qwSyncLog).noquote()
+            << "the image of a deleted record stays:" << image.imagePath << error.message;
+    return isKept;
 }
 
 // Two versions of one second may be the same one.

@@ -1,12 +1,13 @@
 #pragma once
 
-#include "store/QWManagedObjectContext.h"
+#include "sync/QWDropboxSyncCoreData.h"
 #include "sync/supervisor/QWVersionArchive.h"
 
 #include <QObject>
 
 // Sees to it that each version that gives way is in the archive before: hears from the engine which ones the
-// running batch replaces, and from QWVersionKeeper which received ones are declined.
+// running batch replaces, and from the keepers of records and of images which received ones
+// are declined.
 class QWLosingVersions final : public QObject {
 public:
     QWLosingVersions(QWDropboxSyncCoreData& engine, QWVersionArchive& archive);
@@ -21,11 +22,17 @@ public:
                                                          QWManagedObjectWithSyncSupport& present);
     // Such a version makes way for `received`.
     void addOvertaken(QWManagedObjectWithSyncSupport& version, const QVariantMap& received);
+    // Before an image is replaced or declined: it is on the disk then. False, with an error, when it cannot be written
+    // for now.
+    bool addImage(QWArchivedVersion image, QWError* error);
 
 private:
     void versionGivesWay(QWManagedObjectWithSyncSupport& version, QWManagedObjectWithSyncSupport* winner);
+    bool addDeletedImage(const QWManagedObjectWithSyncSupport& object);
     void save();
     std::optional<QByteArray> hashOf(QWManagedObjectWithSyncSupport& object);
+
+    QWEnvironment& environment() const { return engine_.mainManagedObjectContext()->environment(); }
 
     QWDropboxSyncCoreData& engine_;
     QWVersionArchive& archive_;

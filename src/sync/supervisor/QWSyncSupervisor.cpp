@@ -12,10 +12,11 @@
 #include "sync/QWSyncFileNames_p.h"
 #include "sync/QWSyncLog_p.h"
 #include "sync/supervisor/QWDeletionGuard_p.h"
+#include "sync/supervisor/QWImageKeeper_p.h"
 #include "sync/supervisor/QWLosingVersions_p.h"
 #include "sync/supervisor/QWPreferencesKeeper_p.h"
+#include "sync/supervisor/QWRecordKeeper_p.h"
 #include "sync/supervisor/QWVersionArchive.h"
-#include "sync/supervisor/QWVersionKeeper_p.h"
 
 #include <algorithm>
 
@@ -41,13 +42,14 @@ QWSyncSupervisor::QWSyncSupervisor(QWDropboxSyncCoreData& engine, std::shared_pt
     : engine_(&engine), client_(std::move(client)), deletionGuard_(std::make_unique<QWDeletionGuard>(engine)),
       archive_(std::make_unique<QWVersionArchive>(engine)),
       losingVersions_(std::make_unique<QWLosingVersions>(engine, *archive_)),
-      keeper_(std::make_unique<QWVersionKeeper>(engine, *losingVersions_)),
+      images_(std::make_unique<QWImageKeeper>(engine, *losingVersions_)),
+      records_(std::make_unique<QWRecordKeeper>(engine, *images_, *losingVersions_)),
       preferences_(std::make_unique<QWPreferencesKeeper>(engine)), status_(engine.status()),
       statusBefore_(engine.status()), folderLookupPause_(retryPause) {
     client_->setDelegate(this, this);
     connect(engine_, &QWDropboxSyncCoreData::statusChanged, this, &QWSyncSupervisor::statusChanged);
     connect(engine_, &QWDropboxSyncCoreData::listingLacks, this, [this](const QStringList& fileNames) {
-        keeper_->noteMissing(fileNames);
+        images_->noteMissing(fileNames);
         preferences_->noteMissing(fileNames);
     });
     connect(engine_, &QWDropboxSyncCoreData::changesListed, this, &QWSyncSupervisor::holdBackDeletions);
@@ -61,7 +63,7 @@ QWSyncSupervisor::QWSyncSupervisor(QWDropboxSyncCoreData& engine, std::shared_pt
     hostObservation_ = engine.mainManagedObjectContext()->observeObjectsDidChange(
         [this](const QWObjectsDidChangeNotice& notice) { hostDidChange(notice); });
     mergeObservation_ = engine.mainManagedObjectContext()->observeDidMerge(
-        [this](const QWDidSaveNotice& notice) { keeper_->noteDeletions(notice.deleted); });
+        [this](const QWDidSaveNotice& notice) { records_->noteDeletions(notice.deleted); });
     // What the engine could not save, for want of space, must not be forgotten when the host's change is saved.
     hostSaveObservation_ = engine.mainManagedObjectContext()->observeWillSave([this] {
         if (engine_->dropboxCacheManagedObjectContext()->hasChanges())
@@ -78,7 +80,7 @@ QWSyncSupervisor::~QWSyncSupervisor() {
 
 void QWSyncSupervisor::hostDidChange(const QWObjectsDidChangeNotice& notice) {
     ++hostChanges_;
-    if (!keeper_->noteHostChange(notice.updated))
+    if (!images_->noteHostChange(notice.updated))
         return;
     runLoop().post([weak = weak_from_this()] {
         if (const auto self = weak.lock(); self && self->engine_)
@@ -218,10 +220,10 @@ void QWSyncSupervisor::loadFile(const QString& path, const QString& localPath) {
         engine_->passOverFile(fileName);
     else if (qw::sync::isPreferencesFile(path))
         loadPreferences();
-    else if (keeper_->isCopyOfDeleted(fileName)) {
+    else if (images_->isCopyOfDeleted(fileName)) {
         engine_->passOverFile(fileName);
         deletePath(path);
-    } else if (!keeper_->passesOver(fileName))
+    } else if (!images_->passesOver(fileName))
         request(requests_.downloads).loadFile(path, localPath);
 }
 
@@ -245,7 +247,7 @@ void QWSyncSupervisor::statusChanged(quint64 status) {
         stop();
     } else if (status == QWDropboxSyncStatusIdle) {
         isQueryDue_ |= statusBefore_ >= QWDropboxSyncStatusDisabled;
-        if (engine_->deltaEntriesToImport().isEmpty() && keeper_->finishBatch())
+        if (engine_->deltaEntriesToImport().isEmpty() && images_->finishBatch())
             deletionGuard_->forgetAnswer();
     }
     lookSoon();
@@ -262,7 +264,7 @@ void QWSyncSupervisor::stop() {
     imagesInFlight_.clear();
     imageCopies_.clear();
     refusals_.clear();
-    keeper_->giveBatchUp();
+    images_->giveBatchUp();
     deletionGuard_->drop();
 }
 
@@ -356,7 +358,7 @@ void QWSyncSupervisor::holdBackDeletions() {
         deletionGuard_->refuseDeletionsOfFolder();
     if (!deletionGuard_->holdsBack())
         return;
-    keeper_->giveBatchUp();
+    images_->giveBatchUp();
     engine_->giveUpChangesListed();
     isQueryDue_ = true;
     if (!wasOpen)

@@ -12,10 +12,11 @@
 #include <optional>
 
 class QWDeletionGuard;
+class QWImageKeeper;
 class QWLosingVersions;
 class QWPreferencesKeeper;
+class QWRecordKeeper;
 class QWVersionArchive;
-class QWVersionKeeper;
 
 // Stands between an engine and the host's client and sees to it that the engine is never stuck, that desktops
 // never stay apart, and that no more is asked of the cloud than is due. A host makes one for its engine, and
@@ -208,7 +209,8 @@ private:
     const std::unique_ptr<QWDeletionGuard> deletionGuard_;
     const std::unique_ptr<QWVersionArchive> archive_;
     const std::unique_ptr<QWLosingVersions> losingVersions_;
-    const std::unique_ptr<QWVersionKeeper> keeper_;
+    const std::unique_ptr<QWImageKeeper> images_;
+    const std::unique_ptr<QWRecordKeeper> records_;
     const std::unique_ptr<QWPreferencesKeeper> preferences_;
     QWObservation queueObservation_, hostObservation_, hostSaveObservation_, mergeObservation_;
     quint64 hostChanges_ = 0; // notices of the main context so far

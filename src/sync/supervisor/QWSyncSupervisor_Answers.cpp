@@ -5,8 +5,10 @@
 #include "platform/text/QWText.h"
 #include "sync/QWRequestFailure_p.h"
 #include "sync/QWSyncFileNames_p.h"
+#include "sync/supervisor/QWImageKeeper_p.h"
 #include "sync/supervisor/QWPreferencesKeeper_p.h"
-#include "sync/supervisor/QWVersionKeeper_p.h"
+#include "sync/supervisor/QWPresentVersions_p.h"
+#include "sync/supervisor/QWRecordKeeper_p.h"
 
 using qw::sync::isSyncFolder;
 using qw::sync::requestFailure;
@@ -38,7 +40,7 @@ void QWSyncSupervisor::restClientLoadedDeltaEntries(DBRestClient&, const QList<D
     if (isQueryStale())
         return finish([&](auto&) { engine_->takeBackDeltaQuery(engine_->status()); });
     QStringList ownCopies, ownPreferences;
-    const auto kept = keeper_->preparePage(entries, !hasMore, ownCopies);
+    const auto kept = images_->preparePage(entries, !hasMore, ownCopies);
     for (const auto& entry : kept)
         preferences_->prepareEntry(*entry, ownPreferences);
     const bool isFirstPage = std::exchange(isListingFromScratch_, false) || reset;
@@ -74,7 +76,7 @@ void QWSyncSupervisor::restClientUploadedFile(DBRestClient&, const QString& dest
     const QString fileName = qw::text::lastPathComponent(destinationPath);
     ++counts_.sent;
     finishUpload(destinationPath, sourcePath, metadata);
-    if (isActive() && keeper_->isConflictedImage(fileName))
+    if (isActive() && images_->isConflicted(fileName))
         sendConflictedImage(fileName);
     Q_EMIT fileSent(fileName);
 }
@@ -84,18 +86,18 @@ void QWSyncSupervisor::finishUpload(const QString& destinationPath, const QStrin
     const QString fileName = qw::text::lastPathComponent(destinationPath);
     uuidAcknowledged_ = qw::sync::uuidNamedByFile(fileName);
     sendsImageAgain_ = false;
-    keeper_->noteUpload(fileName);
+    records_->noteUpload(fileName);
     const SentRecord sent = recordsInFlight_.value(uuidAcknowledged_);
     const bool mayHaveChanged = sent.hostChanges != hostChanges_ || sent.mayHaveImage;
     const bool isImageBehind = mayHaveChanged && qw::sync::isRecordFile(fileName)
                                && !imagesInFlight_.contains(uuidAcknowledged_)
-                               && keeper_->noteImageBehind(fileName);
+                               && images_->noteBehind(fileName);
     finish([&](auto& to) { to.restClientUploadedFile(*this, destinationPath, sourcePath, metadata); });
     const QString uuid = std::exchange(uuidAcknowledged_, QString());
     if (isActive() && !engine_->objectSyncingForFileWithName(fileName)) {
         recordsInFlight_.remove(uuid);
         imagesInFlight_.remove(uuid);
-        if (mayHaveChanged && keeper_->finishUpload(fileName, sent.bytes, isImageBehind))
+        if (mayHaveChanged && records_->finishUpload(fileName, sent.bytes, isImageBehind))
             sendWaiting();
     }
     letGoOfRow(fileName);
@@ -162,14 +164,28 @@ void QWSyncSupervisor::restClientLoadedFile(DBRestClient&, const QString& localP
     if (qw::sync::isPreferencesFile(metadata.path))
         return preferencesLoaded(contentType, metadata);
     refusals_.remove(metadata.filename());
-    const auto [reason, isForEngine] = keeper_->prepareImport(localPath, metadata);
-    finish([&, isForEngine = isForEngine](auto& to) {
-        if (isForEngine)
+    QWImageKeeper::Verdict verdict;
+    if (!qw::sync::belongsToEntity(*engine_, metadata.filename()))
+        verdict.reason = QStringLiteral("it belongs to no entity");
+    else if (qw::sync::isRecordFile(localPath))
+        verdict.reason = records_->prepareImport(localPath, metadata);
+    else
+        verdict = images_->prepareImport(localPath, metadata);
+    const QString reason = verdict.reason;
+    if (verdict.what == QWImageKeeper::Verdict::Later)
+        return finish([&](auto&) {
+            repeatLater("restClient:loadedFile:", {QStringLiteral("sync"), 1, reason}, [=, this] {
+                ++requestsOut_;
+                restClientLoadedFile(*this, localPath, contentType, metadata);
+            });
+        });
+    finish([&](auto& to) {
+        if (verdict.what == QWImageKeeper::Verdict::ForEngine)
             to.restClientLoadedFile(*this, localPath, contentType, metadata);
         else
             engine_->declineFile(localPath, metadata);
     });
-    if (const QString copy = keeper_->finishImport(localPath, metadata); !copy.isEmpty())
+    if (const QString copy = images_->finishImport(localPath, metadata); !copy.isEmpty())
         deletePath(copy);
     ++(reason.isEmpty() ? counts_.received : counts_.declined);
     if (reason.isEmpty())
@@ -194,7 +210,7 @@ void QWSyncSupervisor::restClientLoadFileFailedWithError(DBRestClient&, const QW
     if (failure == RequestFailure::FileGone && qw::sync::isPreferencesFile(path))
         preferences_->fileIsMissing();
     else if (failure == RequestFailure::FileGone || isRefused)
-        keeper_->noteGone(fileName);
+        images_->noteGone(fileName);
     finish([&](auto& to) {
         if (isRefused && isActive() && !qw::sync::isPreferencesFile(path))
             engine_->leaveOutFile(fileName);
@@ -215,14 +231,14 @@ void QWSyncSupervisor::restClientLoadFileFailedWithError(DBRestClient&, const QW
 // The cloud has made a conflicted copy of this desktop's image, which is the later one: it is sent again, as
 // the next version of what stands in its place.
 void QWSyncSupervisor::sendConflictedImage(const QString& copy) {
-    const QString path = keeper_->pathOfImage(copy);
+    const QString path = images_->pathOf(copy);
     imageCopies_.insert(qw::text::lowercase(path), copy);
     request(requests_.queries).loadMetadata(path);
 }
 
 void QWSyncSupervisor::finishConflictedImage(const QString& copy, const std::optional<DBMetadata>& standing) {
     finish([&](auto&) {
-        keeper_->queueConflictedImage(copy, standing);
+        images_->queueConflicted(copy, standing);
         sendWaiting();
     });
     deletePath(qw::sync::remotePath(copy));

@@ -5,9 +5,11 @@
 #include <QFile>
 
 // The real files, on a disk that takes no new ones while `isFull` is set, and that tells what was synced.
+// With `fullBelow` this holds of that folder alone.
 class FullDisk final : public QWFileManager {
 public:
     bool isFull = true;
+    QString fullBelow;
     QStringList log; // of what was synced and moved
 
     bool exists(const QString& path) const override { return files_.exists(path); }
@@ -15,16 +17,16 @@ public:
         return files_.read(path, error);
     }
     bool write(const QString& path, const QByteArray& bytes, QWError* error = nullptr) override {
-        return isFull ? refuse(path, error) : files_.write(path, bytes, error);
+        return refuses(path) ? refuse(path, error) : files_.write(path, bytes, error);
     }
     bool writeInPlace(const QString& path, const QByteArray& bytes, QWError* error = nullptr) override {
-        return isFull ? refuse(path, error) : files_.writeInPlace(path, bytes, error);
+        return refuses(path) ? refuse(path, error) : files_.writeInPlace(path, bytes, error);
     }
     std::unique_ptr<QFile> openToRead(const QString& path, QWError* error = nullptr) const override {
         return files_.openToRead(path, error);
     }
     std::unique_ptr<QFile> openToWrite(const QString& path, QWError* error = nullptr) override {
-        return isFull && !refuse(path, error) ? nullptr : files_.openToWrite(path, error);
+        return refuses(path) && !refuse(path, error) ? nullptr : files_.openToWrite(path, error);
     }
     bool sync(const QString& path, QWError* error = nullptr) override {
         log.append("sync " + path);
@@ -32,7 +34,7 @@ public:
     }
     bool move(const QString& from, const QString& to, QWError* error = nullptr) override {
         log.append("move " + from);
-        return isFull ? refuse(to, error) : files_.move(from, to, error);
+        return refuses(to) ? refuse(to, error) : files_.move(from, to, error);
     }
     bool remove(const QString& path, QWError* error = nullptr) override { return files_.remove(path, error); }
     bool makeFolder(const QString& path, QWError* error = nullptr) override {
@@ -46,6 +48,7 @@ public:
     }
 
 private:
+    bool refuses(const QString& path) const { return isFull && path.startsWith(fullBelow); }
     static bool refuse(const QString& path, QWError* error) {
         return qw::fail(error, {"files", 28, "no space left for " + path, {{"path", path}}});
     }

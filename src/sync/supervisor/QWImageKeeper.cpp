@@ -1,0 +1,309 @@
+#include "sync/supervisor/QWImageKeeper_p.h"
+
+#include "core/QWManagedObjectWithSyncSupport.h"
+#include "dropbox/DBContentHash.h"
+#include "platform/text/QWText.h"
+#include "sync/QWSyncFileNames_p.h"
+#include "sync/supervisor/QWLosingVersions_p.h"
+#include "sync/supervisor/QWPresentVersions_p.h"
+
+using qw::sync::hostsObject;
+using qw::sync::presentVersion;
+using qw::sync::waitingDeletion;
+
+using Origin = QWArchivedVersion::Origin;
+using Reason = QWArchivedVersion::Reason;
+
+QWImageKeeper::QWImageKeeper(QWDropboxSyncCoreData& engine, QWLosingVersions& losingVersions)
+    : engine_(engine), losingVersions_(losingVersions),
+      filesToCheck_(engine.dropboxCacheManagedObjectContext(), QStringLiteral("to check")),
+      imagesDeleted_(engine.dropboxCacheManagedObjectContext(), QStringLiteral("deleted in the cloud")),
+      imagesAskedFor_(engine.dropboxCacheManagedObjectContext(), QStringLiteral("asked for")) {}
+
+// Import ----------------------------------------------------------------------------------------------------
+
+// The engine places an image where none stands.
+QWImageKeeper::Verdict QWImageKeeper::prepareImport(const QString& localPath, const DBMetadata& metadata) {
+    const auto present = presentVersion(engine_, metadata.filename());
+    const QString path = present ? present->imageURL().toLocalFile() : QString();
+    if (present && path.isEmpty())
+        return {QStringLiteral("its object has no image")};
+    const auto date = present ? files().modificationDate(path) : std::nullopt;
+    if (date || isConflicted(metadata.filename()))
+        filesToCheck_.insert(metadata.filename());
+    if (date)
+        return decide(*present, *date, localPath, metadata);
+    if (present || !waitingDeletion(engine_, metadata.filename()))
+        return {};
+    QWArchivedVersion received;
+    const auto named = qw::sync::objectNamedByFile(metadata.filename());
+    received.entityName = named->entityName;
+    received.uuid = named->uuid;
+    received.imagePath = localPath;
+    received.dateModified = metadata.lastModifiedDate;
+    received.origin = Origin::Cloud;
+    received.reason = Reason::Deletion;
+    QWError error;
+    return losingVersions_.addImage(received, &error) ? Verdict() : Verdict{error.message, Verdict::Later};
+}
+
+// The engine keeps a local image that is not older than the cloud's, and would give it the cloud's date. Where
+// the dates are equal and the images are not, the one that has not changed here since it was sent or received
+// makes way; else the greater content hash decides, on every desktop alike.
+QWImageKeeper::Verdict QWImageKeeper::decide(const QWManagedObjectWithSyncSupport& present,
+                                             const QDateTime& date, const QString& localPath,
+                                             const DBMetadata& metadata) {
+    const QString path = present.imageURL().toLocalFile(), hash = contentHash(path);
+    const QString receivedHash = metadata.hash.isEmpty() ? contentHash(localPath) : metadata.hash;
+    const bool isTie = date == metadata.lastModifiedDate;
+    if (isTie && hash == receivedHash)
+        return {QStringLiteral("the image here is the same")};
+    const auto known = engine_.fileMetadataManager().fileMetadataForFileName(metadata.filename(), false);
+    const bool hasChangedHere = !known || known->lastModifiedDate() != date;
+    const bool receivedWins =
+        isTie ? !hasChangedHere || hash < receivedHash : date < metadata.lastModifiedDate;
+
+    QWArchivedVersion loser;
+    loser.entityName = present.entity().name();
+    loser.uuid = present.uuid();
+    loser.imagePath = receivedWins ? path : localPath;
+    loser.dateModified = receivedWins ? date : metadata.lastModifiedDate;
+    loser.origin = receivedWins ? Origin::Here : Origin::Cloud;
+    loser.reason = isTie ? Reason::SameSecond : Reason::Earlier;
+    QWError error;
+    if (hash != receivedHash && !losingVersions_.addImage(loser, &error))
+        return {error.message, Verdict::Later};
+
+    if (isTie && receivedWins)
+        files().remove(path);
+    else if (isTie)
+        files().setModificationDate(path, date.addSecs(1));
+    return receivedWins ? Verdict() : Verdict{QStringLiteral("the image here is newer"), Verdict::Declined};
+}
+
+QString QWImageKeeper::contentHash(const QString& path) const {
+    return dropboxContentHash(files().read(path).value_or(QByteArray()));
+}
+
+// The image of a record that is not here may be all that a deletion has left, or come before its record. The
+// engine would make an empty record of it, and only on the desktops that have not sent it.
+bool QWImageKeeper::passesOver(const QString& fileName) {
+    if (qw::text::pathExtension(fileName) != QWDBFileNameImageExtension || isConflicted(fileName)
+        || !qw::sync::belongsToEntity(engine_, fileName) || presentVersion(engine_, fileName))
+        return false;
+    if (const auto row = waitingDeletion(engine_, fileName))
+        row->setObjectCouldHaveAnImage(true);
+    imagesAskedFor_.erase(fileName);
+    engine_.passOverFile(fileName);
+    return true;
+}
+
+bool QWImageKeeper::isCopyOfDeleted(const QString& fileName) {
+    return isConflicted(fileName) && hostsObject(engine_, fileName) && !presentVersion(engine_, fileName);
+}
+
+// It is not asked for again. An image that the cloud has announced, its next listing settles.
+void QWImageKeeper::noteGone(const QString& fileName) {
+    if (!imagesAskedFor_.erase(fileName))
+        return;
+    engine_.fileMetadataManager().deleteDropboxFileMetadataWithName(fileName);
+    engine_.saveCacheContext();
+}
+
+// Batches ---------------------------------------------------------------------------------------------------
+
+// A conflicted copy of an image would make a deleted record again, bare. Where the record lives, or comes in
+// the same page, the copy is imported like any image, but for one of this desktop's own image.
+QList<DBDeltaEntryRef> QWImageKeeper::preparePage(const QList<DBDeltaEntryRef>& page, bool isLast,
+                                                  QStringList& ownCopies) {
+    isListed_ = isLast;
+    if (isLast)
+        for (const QString& name : imagesAskedFor_.names())
+            askForKnown(name);
+    std::set<QString> uuidsOfRecords;
+    for (const auto& entry : page)
+        if (entry->metadata && qw::text::pathExtension(entry->lowercasePath) == QWDBFileNameDataExtension)
+            uuidsOfRecords.insert(qw::sync::uuidNamedByFile(entry->metadata->filename()));
+    QList<DBDeltaEntryRef> kept;
+    for (const auto& entry : page) {
+        const QString name = qw::text::lastPathComponent(entry->lowercasePath);
+        if (qw::text::pathExtension(name) != QWDBFileNameImageExtension) {
+            kept.append(entry);
+        } else if (isConflicted(name)) {
+            if (entry->metadata && engine_.fileMetadataManager().fileMetadataForFileName(name, false))
+                ownCopies.append(entry->metadata->filename());
+            else if (hostsObject(engine_, name) || uuidsOfRecords.count(qw::sync::uuidNamedByFile(name)) > 0)
+                kept.append(entry);
+        } else {
+            kept.append(entry);
+            if (entry->metadata)
+                imagesDeleted_.erase(name);
+            else
+                imagesDeleted_.insert(name);
+        }
+    }
+    return kept;
+}
+
+void QWImageKeeper::noteMissing(const QStringList& fileNames) {
+    for (const QString& name : fileNames)
+        if (qw::text::pathExtension(name) == QWDBFileNameImageExtension)
+            imagesDeleted_.insert(name);
+}
+
+void QWImageKeeper::checkLater(const QString& fileName) {
+    filesToCheck_.insert(fileName);
+}
+
+bool QWImageKeeper::isConflicted(const QString& fileName) const {
+    const QString name = qw::text::lowercase(fileName);
+    return qw::text::pathExtension(name) == QWDBFileNameImageExtension
+           && engine_.fileMetadataManager().isFileNameConflicted(name);
+}
+
+QString QWImageKeeper::pathOf(const QString& copy) const {
+    const auto named = qw::sync::objectNamedByFile(copy);
+    return qw::sync::remotePath(engine_.fileNameWithUUID(named->uuid, named->entityName, true));
+}
+
+void QWImageKeeper::queueConflicted(const QString& copy, const std::optional<DBMetadata>& standing) {
+    auto& known = engine_.fileMetadataManager();
+    known.deleteDropboxFileMetadataWithName(copy);
+    if (const auto object = hostsObject(engine_, copy)) {
+        const QString path = object->imageURL().toLocalFile();
+        if (standing) {
+            const auto date = files().modificationDate(path);
+            if (date && *date <= standing->lastModifiedDate)
+                files().setModificationDate(path, standing->lastModifiedDate.addSecs(1));
+            known.updateFileMetadataEquivalentToDropboxFileMetadata(*standing);
+        } else {
+            known.deleteDropboxFileMetadataWithName(nameOf(*object));
+        }
+        engine_.insertInSyncQueueManagedObject(*object, QWDropboxSyncActionInsertOrUpdate);
+    }
+    engine_.saveCacheContext();
+}
+
+QString QWImageKeeper::finishImport(const QString& localPath, const DBMetadata& metadata) {
+    if (!files().exists(localPath)) // else it could not be placed, and is tried again
+        imagesAskedFor_.erase(metadata.filename());
+    if (!isConflicted(metadata.filename()))
+        return {};
+    engine_.fileMetadataManager().deleteDropboxFileMetadataWithName(metadata.filename());
+    engine_.saveCacheContext();
+    return metadata.path;
+}
+
+// An image that was deleted goes with its record. Where that lives (another desktop has deleted it and this
+// one edited it, say) the image is sent again.
+bool QWImageKeeper::finishBatch() {
+    if (!std::exchange(isListed_, false))
+        return false;
+    QStringList names;
+    for (const QString& name : filesToCheck_.names()) {
+        filesToCheck_.erase(name);
+        const auto object = hostsObject(engine_, name);
+        if (object && isConflicted(name))
+            catchUpDate(*object, true);
+        if (object && isPending(*object))
+            names.append(name);
+        else if (object && !object->imageURL().isEmpty() && !files().exists(object->imageURL().toLocalFile()))
+            imagesAskedFor_.insert(nameOf(*object));
+    }
+    for (const QString& name : imagesDeleted_.names()) {
+        imagesDeleted_.erase(name);
+        const auto known = engine_.fileMetadataManager().fileMetadataForFileName(name, false);
+        const auto object = known ? hostsObject(engine_, name) : Object();
+        if (!object || !files().exists(object->imageURL().toLocalFile()))
+            continue;
+        engine_.fileMetadataManager().deleteDropboxFileMetadataWithName(name);
+        names.append(name);
+    }
+    for (const QString& name : names)
+        if (const auto object = hostsObject(engine_, name))
+            engine_.insertInSyncQueueManagedObject(*object, QWDropboxSyncActionInsertOrUpdate);
+    engine_.saveCacheContext();
+    return true;
+}
+
+// A change of the date and the image alone is not marked while the object is in flight. The note is saved with the end
+// of the row, so that a process that dies before the object is queued again leaves it to the next one.
+bool QWImageKeeper::noteBehind(const QString& fileName) {
+    const auto object = hostsObject(engine_, fileName);
+    if (!object || !isPending(*object))
+        return false;
+    filesToCheck_.insert(fileName);
+    return true;
+}
+
+// The image was passed over; or the record was deleted here, with its image, and another desktop has sent it
+// since. The image still stands in the cloud as it did, and is not announced again. It stays known, so that
+// it can be asked for once more if it does not arrive; the loop takes an entry of any revision but the known
+// one.
+void QWImageKeeper::askForKnown(const QString& fileName) {
+    const auto named = qw::sync::objectNamedByFile(fileName);
+    const QString name = engine_.fileNameWithUUID(named->uuid, named->entityName, true);
+    const auto known = engine_.fileMetadataManager().fileMetadataForFileName(name, false);
+    if (!known) {
+        imagesAskedFor_.erase(name);
+        return;
+    }
+    DBMetadata image;
+    image.path = qw::sync::remotePath(known->fileName());
+    image.rev = QStringLiteral("any but ") + known->rev();
+    image.hash = known->remoteHash();
+    image.lastModifiedDate = known->lastModifiedDate();
+    engine_.addDeltaEntry(DBMakeDeltaEntry(qw::text::lowercase(image.path), image));
+    imagesAskedFor_.insert(name);
+}
+
+bool QWImageKeeper::isPending(const QWManagedObjectWithSyncSupport& object) {
+    const QUrl url = object.imageURL();
+    if (url.isEmpty())
+        return false;
+    catchUpDate(object);
+    return engine_.fileMetadataManager().needsToUploadOfImageAtURL(url, nameOf(object));
+}
+
+// An image that was set here since the known one came is newer, though this machine's clock may be behind the
+// cloud's; a copy of a conflict that has taken its place, though of the same second. True when its date was to be mended.
+bool QWImageKeeper::catchUpDate(const QWManagedObjectWithSyncSupport& object, bool isTieBehind) {
+    const QString path = object.imageURL().toLocalFile();
+    const auto date = path.isEmpty() ? std::nullopt : files().modificationDate(path);
+    const auto known = date ? engine_.fileMetadataManager().fileMetadataForFileName(nameOf(object), false)
+                            : QWRef<FileMetadata>();
+    if (!known || !known->lastModifiedDate().isValid() || known->remoteHash().isEmpty()
+        || *date > known->lastModifiedDate() || (*date == known->lastModifiedDate() && !isTieBehind)
+        || contentHash(path) == known->remoteHash())
+        return false;
+    // One that is on its way was dated in this manner, too.
+    const auto sent = engine_.dateOfImageSent(path);
+    const QDateTime latest = sent ? std::max(*sent, known->lastModifiedDate()) : known->lastModifiedDate();
+    return files().setModificationDate(path, latest.addSecs(1));
+}
+
+// The engine passes over a change of the date alone while the image seems to be an old one.
+bool QWImageKeeper::noteHostChange(const QWManagedObjectSet& updated) {
+    bool hasQueued = false;
+    for (const auto& record : updated) {
+        const auto* object = dynamic_cast<const QWManagedObjectWithSyncSupport*>(record.data());
+        if (!object || object->isDeleted() || !catchUpDate(*object)
+            || engine_.objectWaitingSyncForObject(*object, false))
+            continue;
+        engine_.updateObjects({record}, object->dateModified(), QWDropboxSyncActionInsertOrUpdate, true);
+        hasQueued = true;
+    }
+    if (hasQueued)
+        engine_.saveCacheContext();
+    return hasQueued;
+}
+
+QString QWImageKeeper::nameOf(const QWManagedObjectWithSyncSupport& object) const {
+    return engine_.fileNameWithUUID(object.uuid(), object.entity().name(), true);
+}
+
+// Kept images are known by then, and do not come again. Nor do records that have arrived: what is remembered of
+// them is seen to at the end of the next batch.
+void QWImageKeeper::giveBatchUp() {
+    isListed_ = false;
+}

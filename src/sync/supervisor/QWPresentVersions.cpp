@@ -1,0 +1,36 @@
+#include "sync/supervisor/QWPresentVersions_p.h"
+
+#include "core/QWManagedObjectWithSyncSupport.h"
+#include "sync/QWRecordVersions_p.h"
+#include "sync/QWSyncFileNames_p.h"
+
+namespace qw::sync {
+
+bool belongsToEntity(QWDropboxSyncCoreData& engine, const QString& fileName) {
+    const auto named = objectNamedByFile(fileName);
+    return named && engine.mainManagedObjectContext()->model().entity(named->entityName);
+}
+
+QWRef<QWManagedObjectWithSyncSupport> hostsObject(QWDropboxSyncCoreData& engine, const QString& fileName) {
+    return QWDropboxSyncCoreData::objectReferencedByFile(fileName, *engine.mainManagedObjectContext(), false);
+}
+
+QWRef<QWManagedObjectWithSyncSupport> presentVersion(QWDropboxSyncCoreData& engine, const QString& fileName) {
+    const auto batch = engine.objectReferencedWithLowerCaseFileName(fileName, false);
+    if (!batch && !engine.mainManagedObjectContext()->hasChanges())
+        return {};
+    const auto host = hostsObject(engine, fileName);
+    if (host && !batch)
+        return host->isInserted() ? host : QWRef<QWManagedObjectWithSyncSupport>();
+    if (host && batch)
+        return receivedVersionWins(batch->dateModified(), host->dateModified()) ? batch : host;
+    return batch;
+}
+
+QWRef<ObjectWaitingSync> waitingDeletion(QWDropboxSyncCoreData& engine, const QString& fileName) {
+    const auto row =
+        QWFindObjectWaitingSync(*engine.dropboxCacheManagedObjectContext(), uuidNamedByFile(fileName));
+    return row && row->action() == QWDropboxSyncActionDelete ? row : QWRef<ObjectWaitingSync>();
+}
+
+} // namespace qw::sync

@@ -1,0 +1,183 @@
+#include "sync/supervisor/QWRecordKeeper_p.h"
+
+#include "core/QWManagedObjectWithSyncSupport.h"
+#include "platform/text/QWText.h"
+#include "sync/QWRecordVersions_p.h"
+#include "sync/QWSyncFileNames_p.h"
+#include "sync/records/QWDropboxSyncManagedObjectDictionaryExporter.h"
+#include "sync/records/QWSyncRecordFile_p.h"
+#include "sync/records/QWTravellingForm.h"
+#include "sync/supervisor/QWImageKeeper_p.h"
+#include "sync/supervisor/QWLosingVersions_p.h"
+#include "sync/supervisor/QWPresentVersions_p.h"
+
+using qw::sync::hostsObject;
+using qw::sync::presentVersion;
+using qw::sync::waitingDeletion;
+
+namespace {
+
+QDateTime dateOf(const QVariantMap& record) {
+    return QWManagedObjectWithSyncSupport::dateModifiedFormatter()->dateFromString(
+        record.value(QStringLiteral("dateModified")).toString());
+}
+
+} // namespace
+
+// Before an import ------------------------------------------------------------------------------------------
+
+// A version that is behind the one here would otherwise stay in the cloud, and on other desktops, for good. A
+// conflicted copy that is behind belongs to another desktop, which has seen to its own; but of this desktop's
+// own upload it is the only place in the cloud, and the engine removes it.
+QString QWRecordKeeper::prepareImport(const QString& localPath, const DBMetadata& metadata) {
+    const auto bytes = files().read(localPath);
+    if (!bytes)
+        return QStringLiteral("it cannot be read");
+    const auto received = qw::sync::recordFromFileBytes(*bytes);
+    if (!received) {
+        const auto dated = presentVersion(engine_, metadata.filename());
+        return dated && dated->dateModified().isValid() ? QStringLiteral("it holds no record") : QString();
+    }
+    auto& metadataManager = engine_.fileMetadataManager();
+    const bool isCopy = metadataManager.isFileNameConflicted(qw::text::lowercase(metadata.filename()));
+    const auto present = presentVersion(engine_, metadata.filename());
+    if (!present || !present->dateModified().isValid()) {
+        if (!present && isCopy && waitingDeletion(engine_, metadata.filename()))
+            losingVersions_.addDeclined(metadata.filename(), *received, nullptr);
+        prepareNewRecord(metadata.filename(), isCopy);
+        return {};
+    }
+    if (const auto earlier = losingVersions_.versionOfBatch(metadata.filename(), *present);
+        earlier && order(*received, *earlier) > Order::Same)
+        losingVersions_.addOvertaken(*earlier, *received);
+    const bool isOwnCopy = isCopy && metadataManager.fileMetadataForFileName(metadata.filename(), false);
+    const Order place = order(*received, *present);
+    if (place == Order::AheadInSecond)
+        engine_.applyReceivedRecord(*engine_.objectReferencedWithLowerCaseFileName(metadata.filename(), true),
+                                    *received, metadata);
+    if (place == Order::AheadInSecond || place == Order::Ahead) {
+        if (files().exists(present->imageURL().toLocalFile())
+            || metadataManager.fileMetadataForFileName(images_.nameOf(*present), false))
+            images_.checkLater(metadata.filename());
+        return {};
+    }
+    const bool isDeleted = isDeletedUnsaved(*present);
+    if (place == Order::Behind)
+        losingVersions_.addDeclined(metadata.filename(), *received, isDeleted ? nullptr : present.data());
+    if (!isCopy && isDeleted) {
+        engine_.insertInSyncQueueManagedObject(*present, QWDropboxSyncActionDelete);
+        engine_.saveCacheContext();
+        return QStringLiteral("the record here was deleted");
+    }
+    if (place == Order::Same)
+        discardBehind(*present, *received, metadata.filename());
+    // A process that had merged the copy, and saved it, may have died before it was sent in its own file.
+    const bool isMerged = isCopy && place == Order::Same;
+    if (isOwnCopy || isMerged || (!isCopy && place == Order::Behind))
+        queue(*present);
+    return place == Order::Same ? QStringLiteral("the record here is the same")
+                                : QStringLiteral("the record here is newer");
+}
+
+// The host's unsaved version may be behind the saved one, by a clock that is. Where that has come with the running batch,
+// the merge sees to it.
+void QWRecordKeeper::discardBehind(QWManagedObjectWithSyncSupport& present, const QVariantMap& received,
+                                   const QString& fileName) {
+    const auto host = hostsObject(engine_, fileName);
+    if (present.hasChanges() || !host || !host->hasChanges() || host->isInserted() || host->isDeleted())
+        return;
+    if (const Order place = order(received, *host); place <= Order::Same)
+        return;
+    engine_.discardUnsavedVersion(*host, present);
+    if (files().exists(host->imageURL().toLocalFile()))
+        images_.checkLater(fileName);
+}
+
+// It has not come before, though another record's reference may have made it, without a date.
+// A file may stand where its image belongs: a version of the record that died unsaved has left it. (The
+// engine would make the object in its turn.)
+void QWRecordKeeper::prepareNewRecord(const QString& fileName, bool isCopy) {
+    const auto object = isCopy ? Object() : engine_.objectReferencedWithLowerCaseFileName(fileName, true);
+    const QString image = object ? object->imageURL().toLocalFile() : QString();
+    if (isCopy ? !waitingDeletion(engine_, fileName) : !image.isEmpty())
+        images_.askForKnown(fileName);
+    if (!image.isEmpty() && files().exists(image))
+        images_.checkLater(fileName);
+}
+
+// Its deletion may have been sent already, while the host's store still has it: another desktop has sent the
+// record since, and the host's save would delete it here alone.
+bool QWRecordKeeper::isDeletedUnsaved(const QWManagedObjectWithSyncSupport& present) const {
+    const auto host = engine_.mainManagedObjectContext()->registeredObject(present.objectID());
+    return host && host->isDeleted();
+}
+
+// A deletion that waits, of an object that only the host's store still has, stands.
+void QWRecordKeeper::queue(const QWManagedObjectWithSyncSupport& present) {
+    const auto row = engine_.objectWaitingSyncForObject(present, false);
+    if (row && row->action() == QWDropboxSyncActionDelete)
+        return;
+    engine_.queueForUpload(present);
+    engine_.saveCacheContext();
+}
+
+// By the date as it travels and, in one second, by the form that travels.
+QWRecordKeeper::Order QWRecordKeeper::order(const QVariantMap& received,
+                                            QWManagedObjectWithSyncSupport& present) {
+    const QDateTime receivedDate = dateOf(received);
+    const QDateTime presentDate = present.dateModified();
+    if (!presentDate.isValid())
+        return Order::Ahead;
+    if (!receivedDate.isValid())
+        return Order::Behind;
+    const qint64 difference = qw::sync::wholeSeconds(receivedDate) - qw::sync::wholeSeconds(presentDate);
+    if (difference != 0)
+        return difference < 0 ? Order::Behind : Order::Ahead;
+    const auto sent = qw::sync::recordOnArrival(
+        engine_.syncDictionaryExporter().dictionaryToInsertOrUpdateObjectToSync(present));
+    const auto presentHash = sent ? qw::sync::travellingHash(*sent, present) : std::nullopt;
+    const auto receivedHash = qw::sync::travellingHash(received, present);
+    if (presentHash == receivedHash)
+        return Order::Same;
+    return receivedHash < presentHash ? Order::Behind : Order::AheadInSecond;
+}
+
+// After an upload or a merge -------------------------------------------------------------------------------
+
+// Another desktop merges the copy that this upload became into the record's file, and somebody may delete
+// that before it is seen here: its deletion must not be passed over as that of a file that was never known.
+void QWRecordKeeper::noteUpload(const QString& fileName) {
+    const auto named = qw::sync::objectNamedByFile(fileName);
+    if (named && qw::text::pathExtension(fileName) == QWDBFileNameDataExtension
+        && engine_.fileMetadataManager().isFileNameConflicted(qw::text::lowercase(fileName)))
+        engine_.fileMetadataManager().fileMetadataForFileName(
+            engine_.fileNameWithUUID(named->uuid, named->entityName, false), true);
+}
+
+bool QWRecordKeeper::finishUpload(const QString& fileName, const QByteArray& sent, bool isImageBehind) {
+    const auto object = hostsObject(engine_, fileName);
+    if (!object || engine_.objectWaitingSyncForObject(*object, false))
+        return false;
+    const auto record = qw::sync::recordFromFileBytes(sent);
+    const QDateTime date = dateOf(record.value_or(QVariantMap()));
+    const bool isAnother = date.isValid() && object->dateModified().isValid()
+                           && qw::sync::wholeSeconds(date) != qw::sync::wholeSeconds(object->dateModified());
+    if (!isAnother && !isImageBehind)
+        return false;
+    queue(*object);
+    return true;
+}
+
+// A version that was sent after the deletion had been listed is in the cloud again, and its revision is known here:
+// the next query must bring it.
+void QWRecordKeeper::noteDeletions(const QWManagedObjectSet& deleted) {
+    for (const auto& record : deleted) {
+        const auto* object = dynamic_cast<const QWManagedObjectWithSyncSupport*>(record.data());
+        const auto known =
+            object ? engine_.fileMetadataManager().fileMetadataForFileName(
+                engine_.fileNameWithUUID(object->uuid(), object->entity().name(), false), false)
+                   : QWRef<FileMetadata>();
+        if (known)
+            known->setRev(QString());
+    }
+}

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "sync/QWDropboxSyncCoreData.h"
+
+class QWImageKeeper;
+class QWLosingVersions;
+
+// Keeps desktops from holding different versions of a record for good. The engine imports what is newer and leaves the
+// rest as it is; this sees each record before that, and queues what the cloud then lacks.
+class QWRecordKeeper {
+public:
+    QWRecordKeeper(QWDropboxSyncCoreData& engine, QWImageKeeper& images, QWLosingVersions& losingVersions)
+        : engine_(engine), images_(images), losingVersions_(losingVersions) {}
+
+    // Before the engine imports a downloaded record, of an entity that there is: null when it will be taken over, else
+    // why nothing changes here.
+    QString prepareImport(const QString& localPath, const DBMetadata& metadata);
+    // Before the engine is told that a file was sent, by the name that the cloud has given it.
+    void noteUpload(const QString& fileName);
+    // When an object's files have been sent: queues it again if `sent`, the record's bytes, is another version by
+    // then (an earlier one, too, by a clock that is behind), or its image is behind. True when it did.
+    bool finishUpload(const QString& fileName, const QByteArray& sent, bool isImageBehind);
+    // After a merge, with what it has deleted here.
+    void noteDeletions(const QWManagedObjectSet& deleted);
+
+private:
+    using Object = QWRef<QWManagedObjectWithSyncSupport>;
+    enum class Order { Behind, Same, AheadInSecond, Ahead };
+
+    void discardBehind(QWManagedObjectWithSyncSupport& present, const QVariantMap& received,
+                       const QString& fileName);
+    void prepareNewRecord(const QString& fileName, bool isCopy);
+    void queue(const QWManagedObjectWithSyncSupport& present);
+    Order order(const QVariantMap& received, QWManagedObjectWithSyncSupport& present);
+    bool isDeletedUnsaved(const QWManagedObjectWithSyncSupport& present) const;
+    QWFileManager& files() const { return engine_.mainManagedObjectContext()->environment().files(); }
+
+    QWDropboxSyncCoreData& engine_;
+    QWImageKeeper& images_;
+    QWLosingVersions& losingVersions_;
+};
