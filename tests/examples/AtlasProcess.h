@@ -217,6 +217,17 @@ protected:
         for (const Desktop* desktop : {&a_, &b_, &a_, &b_})
             desktop->tell({"sync", "--once", "--timeout", "60"});
     }
+    // A visit that both have. B has renamed it since A has, and has told so; A will lose its version when it syncs.
+    QString visitOfTwoVersions() const {
+        connect(a_);
+        connect(b_);
+        const QString uuid = a_.tell({"add", "Visit", "title=Old"});
+        syncBoth();
+        a_.tell({"set", uuid, "title=Mine", "dateModified=2030-01-01 10:00:00 +0000"});
+        b_.tell({"set", uuid, "title=Theirs", "dateModified=2030-01-01 11:00:00 +0000"});
+        b_.tell({"sync", "--once", "--timeout", "60"});
+        return uuid;
+    }
 
     QTemporaryDir folder_;
     Desktop a_{path("A")}, b_{path("B")};

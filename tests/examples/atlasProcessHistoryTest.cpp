@@ -8,15 +8,9 @@ namespace {
 
 class AtlasHistory : public AtlasProcessTest {
 protected:
-    // A visit that both have; B has renamed it since A has.
-    QString visitOfTwoVersions() const {
-        connect(a_);
-        connect(b_);
-        const QString uuid = a_.tell({"add", "Visit", "title=Old"});
-        syncBoth();
-        a_.tell({"set", uuid, "title=Mine", "dateModified=2030-01-01 10:00:00 +0000"});
-        b_.tell({"set", uuid, "title=Theirs", "dateModified=2030-01-01 11:00:00 +0000"});
-        b_.tell({"sync", "--once", "--timeout", "60"});
+    // A visit of which A has lost a version to B.
+    QString visitOfLostVersion() const {
+        const QString uuid = visitOfTwoVersions();
         a_.tell({"sync", "--once", "--timeout", "60"});
         EXPECT_EQ(a_.show(uuid)["title"], "Theirs");
         return uuid;
@@ -31,7 +25,7 @@ protected:
 } // namespace
 
 TEST_F(AtlasHistory, History_lists_the_versions_that_lost) {
-    const QString uuid = visitOfTwoVersions();
+    const QString uuid = visitOfLostVersion();
     EXPECT_EQ(a_.tell({"history", uuid}), uuid + "\t1\t2030-01-01 10:00:00 +0000\there\tearlier\tMine");
     EXPECT_EQ(a_.tell({"history"}), a_.tell({"history", uuid}));
     const QJsonObject version = history(a_, {uuid}).at(0).toObject();
@@ -53,7 +47,7 @@ TEST_F(AtlasHistory, A_record_that_has_not_lost_has_no_history) {
 }
 
 TEST_F(AtlasHistory, Restore_brings_a_version_back_on_both_desktops) {
-    const QString uuid = visitOfTwoVersions();
+    const QString uuid = visitOfLostVersion();
     a_.tell({"restore", uuid, "1"});
     EXPECT_EQ(a_.show(uuid)["title"], "Mine");
     EXPECT_EQ(a_.waiting(), 1);
@@ -116,7 +110,7 @@ TEST_F(AtlasHistory, A_flag_that_lost_is_listed_and_brought_back_on_both_desktop
 }
 
 TEST_F(AtlasHistory, A_record_or_a_version_that_there_is_not_is_refused_with_the_reason) {
-    const QString uuid = visitOfTwoVersions();
+    const QString uuid = visitOfLostVersion();
     EXPECT_THAT(a_.fails({"history", "NOBODY"}), HasSubstr("no record NOBODY"));
     EXPECT_THAT(a_.fails({"restore", "NOBODY", "1"}), HasSubstr("no record NOBODY"));
     for (const char* version : {"2", "0", "one", "1.0"})
@@ -127,7 +121,7 @@ TEST_F(AtlasHistory, A_record_or_a_version_that_there_is_not_is_refused_with_the
 }
 
 TEST_F(AtlasHistory, Repair_keeps_the_versions_that_it_can_read) {
-    const QString uuid = visitOfTwoVersions();
+    const QString uuid = visitOfLostVersion();
     a_.tell({"repair"});
     EXPECT_EQ(history(a_, {uuid}).at(0)["title"], "Mine");
     QFile cache(a_.file("cache/DropboxCache.sqlite"));

@@ -107,14 +107,12 @@ int runRepair(const Arguments& arguments) {
     if (!AtlasLibrary::putCacheAside(arguments.library, &aside, &error))
         throw Failure(error);
     const auto library = openLibrary(arguments);
+    if (!aside.isNull()) {
+        print(aside);
+        return 0;
+    }
     library->forgetCloudState();
     if (!library->save(&error))
         throw Failure(error);
-    if (!aside.isNull()) {
-        print(aside);
-        if (!QWVersionArchive(library->engine()).takeOver(aside, &error))
-            std::fprintf(stderr, "atlas: lost versions cannot be taken over: %s\n",
-                         qUtf8Printable(error.message));
-    }
     return 0;
 }

@@ -1,15 +1,22 @@
 #include "model/AtlasLibrary.h"
 
 #include "model/AtlasModel.h"
+#include "store/QWStoreError.h"
+#include "sync/supervisor/QWVersionArchive.h"
 
 #include <QDir>
 #include <QFileInfo>
+#include <QLoggingCategory>
+#include <QRegularExpression>
 #include <QSettings>
 #include <QTemporaryFile>
+#include <algorithm>
 
 namespace atlas {
 
 namespace {
+
+Q_LOGGING_CATEGORY(libraryLog, "atlas.library")
 
 const QString cloudKey = QStringLiteral("AtlasCloud");
 const QString tokenKey = QStringLiteral("AtlasAccessToken");
@@ -83,6 +90,45 @@ bool checkCache(const QString& folder, const std::shared_ptr<QWEnvironment>& env
     });
 }
 
+// Cache files that are put aside are numbered. One that nothing is to be done for any more has a file beside it.
+QString doneMark(const QString& aside) {
+    return aside + ".done";
+}
+
+QString newAside(const QString& folder) {
+    for (int number = 1;; ++number)
+        if (const QString path = cacheFile(folder) + QStringLiteral(".aside-%1").arg(number);
+            !QFileInfo::exists(path) && !QFileInfo::exists(doneMark(path)))
+            return path;
+}
+
+// The paths of those without a mark, the first that was put aside first.
+QStringList unfinishedAsides(const QString& folder) {
+    static const QRegularExpression form(QStringLiteral("\\.aside-[0-9]+\\z"));
+    QStringList found;
+    for (const QFileInfo& file : QDir(cacheFolder(folder)).entryInfoList(QDir::Files | QDir::Hidden))
+        if (form.match(file.fileName()).hasMatch() && !QFileInfo::exists(doneMark(file.filePath())))
+            found.append(file.filePath());
+    const auto number = [](const QString& path) { return path.section(u'-', -1).toInt(); };
+    std::sort(found.begin(), found.end(),
+              [&](const QString& a, const QString& b) { return number(a) < number(b); });
+    return found;
+}
+
+// Of a store: they hold what was not yet moved into it.
+bool moveCompanions(const QString& store, const QString& newPath, QWError* error) {
+    for (const char* companion : {"-wal", "-shm"})
+        if (QFileInfo::exists(store + companion) && !QFile::rename(store + companion, newPath + companion))
+            return fail(error, store + companion + ": cannot be renamed");
+    return true;
+}
+
+// Whether a store can be read when the world is a better one.
+bool isForNow(const QWError& error) {
+    return error.code == static_cast<int>(QWStoreErrorCode::DiskFull)
+           || error.code == static_cast<int>(QWStoreErrorCode::Busy);
+}
+
 } // namespace
 
 // Logs the failures that the engine would show to a person, and keeps the first, so that the operation that
@@ -145,12 +191,38 @@ bool AtlasLibrary::openRecords(const QString& folder, QWError* error) {
 }
 
 bool AtlasLibrary::makeEngine(const QString& folder, QWError* error) {
+    const QString cache = cacheFile(folder);
+    const QStringList asides = unfinishedAsides(folder);
+    // A new cache file would take over the companions that the last one has left.
+    if (!asides.isEmpty() && !QFileInfo::exists(cache) && !moveCompanions(cache, asides.last(), error))
+        return false;
     if (!checkCache(folder, environment_, error))
         return false;
     engine_ = std::make_shared<QWDropboxSyncCoreData>(context_, entityNames(),
                                                       QUrl::fromLocalFile(cacheFolder(folder)));
     engine_->setDelegate(this, this);
-    return true;
+    return asides.isEmpty() || replaceAsides(asides, error);
+}
+
+// Does for the new cache file what the ones put aside were there for. Until all of it is done it is done again.
+bool AtlasLibrary::replaceAsides(const QStringList& asides, QWError* error) {
+    forgetCloudState();
+    for (const QString& aside : asides) {
+        QWError reason;
+        if (QWVersionArchive(*engine_).takeOver(aside, &reason))
+            continue;
+        if (isForNow(reason))
+            return qw::fail(error, reason);
+        qCWarning(libraryLog).noquote() << "lost versions cannot be taken over:" << reason.message;
+    }
+    if (!save(error))
+        return false;
+    if (engine_->dropboxCacheManagedObjectContext()->hasChanges())
+        return fail(error, asides.last() + ": its successor cannot be written");
+    return std::all_of(asides.begin(), asides.end(), [error](const QString& aside) {
+        QFile mark(doneMark(aside));
+        return mark.open(QIODevice::WriteOnly) || fail(error, mark.fileName() + ": " + mark.errorString());
+    });
 }
 
 bool AtlasLibrary::putCacheAside(const QString& folder, QString* newPath, QWError* error) {
@@ -161,15 +233,11 @@ bool AtlasLibrary::putCacheAside(const QString& folder, QString* newPath, QWErro
     newPath->clear();
     if (!QFileInfo::exists(path))
         return true;
-    int number = 1;
-    while (QFileInfo::exists(path + QStringLiteral(".aside-%1").arg(number)))
-        ++number;
-    const QString suffix = QStringLiteral(".aside-%1").arg(number);
-    // The store's companions go with it: they hold what was not yet moved into it.
-    for (const char* companion : {"-wal", "-shm"})
-        QFile::rename(path + companion, path + suffix + companion);
-    *newPath = path + suffix;
-    return QFile::rename(path, *newPath) || fail(error, path + ": cannot be renamed");
+    *newPath = newAside(folder);
+    // The store goes first: without its companions it would be opened as it is, short of what they hold.
+    if (!QFile::rename(path, *newPath))
+        return fail(error, path + ": cannot be renamed");
+    return moveCompanions(path, *newPath, error);
 }
 
 QWRef<QWManagedObjectWithSyncSupport> AtlasLibrary::record(const QString& uuid) {

@@ -35,7 +35,8 @@ public:
                                               QWEnvironment::Parts parts = {});
     static bool exists(const QString& folder);
     // Moves the engine's cache file out of the way of a library that is not open, usable or not. `newPath` is
-    // where it is now; null when there was none. To be followed by `forgetCloudState`.
+    // where it is now; null when there was none. The next opening makes a new one, queues every record and takes over
+    // the versions that lost; one that ends in the middle of this leaves it to the next.
     static bool putCacheAside(const QString& folder, QString* newPath, QWError* error = nullptr);
     ~AtlasLibrary() override;
 
@@ -75,6 +76,7 @@ private:
     bool openSettings(const QString& folder, QWEnvironment::Parts parts, QWError* error);
     bool openRecords(const QString& folder, QWError* error);
     bool makeEngine(const QString& folder, QWError* error);
+    bool replaceAsides(const QStringList& asides, QWError* error);
 
     void accessTokenExpiredDropbox(QWDropboxSyncCoreData&) override { Q_EMIT accessTokenExpired(); }
     bool shouldUploadUpdateManagedObject(QWManagedObjectWithSyncSupport& object) override;
