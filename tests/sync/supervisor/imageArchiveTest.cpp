@@ -162,24 +162,75 @@ TEST_F(ImageArchive, A_process_that_comes_later_finds_them) {
     EXPECT_EQ(contentOf(archive.versions("X")[0]), "first");
 }
 
-// A disk that has no room for them --------------------------------------------------------------------------
+// The disk --------------------------------------------------------------------------------------------------
 
 namespace {
 
-struct ImageArchiveOnFullDisk : ImageArchive {
-    ImageArchiveOnFullDisk() {
+struct ImageArchiveOnDisk : ImageArchive {
+    ImageArchiveOnDisk() {
         receiveImage("first");
         desktop.crash();
-        disk->fullBelow = desktop.path("cache/ArchivedImages");
+        disk->isFull = false;
         desktop.world.files = disk;
         desktop.start();
         begin();
     }
+    // How often the image makes way from now on; each time it is in the archive.
+    int& timesReplaced() {
+        disk->willReplace = [this, path = path()](const QString& replaced) {
+            if (replaced != path || !disk->exists(path))
+                return;
+            ++timesReplaced_;
+            EXPECT_EQ(images(), QList<QByteArray>{disk->read(path).value_or("none")});
+            EXPECT_FALSE(engine().dropboxCacheManagedObjectContext()->hasChanges());
+        };
+        return timesReplaced_;
+    }
+
     const std::shared_ptr<FullDisk> disk = std::make_shared<FullDisk>();
+
+private:
+    int timesReplaced_ = 0;
+};
+
+// It has no room for them.
+struct ImageArchiveOnFullDisk : ImageArchiveOnDisk {
+    ImageArchiveOnFullDisk() {
+        disk->isFull = true;
+        disk->fullBelow = desktop.path("cache/ArchivedImages");
+    }
     const QWLogCapture log;
 };
 
 } // namespace
+
+TEST_F(ImageArchiveOnDisk, An_image_is_there_before_a_received_one_takes_its_place) {
+    const int& times = timesReplaced();
+    receiveImage("second");
+    ASSERT_EQ(image(), "second");
+    EXPECT_EQ(times, 1);
+}
+
+TEST_F(ImageArchiveOnDisk, An_image_is_there_before_one_of_the_same_date_takes_its_place) {
+    engine().deactivateSync();
+    cloud.put(nameOf("X"), "second");
+    setImage("first", dateInCloud());
+    desktop.fileMetadata(nameOf("X"))->setLastModifiedDate(dateInCloud());
+    const int& times = timesReplaced();
+    desktop.activate();
+    pass(30);
+    ASSERT_EQ(image(), "second");
+    EXPECT_EQ(times, 1);
+}
+
+TEST_F(ImageArchiveOnDisk, An_image_is_there_before_it_is_deleted_with_its_record) {
+    const int& times = timesReplaced();
+    cloud.remove(file);
+    cloud.remove(nameOf("X"));
+    receive();
+    ASSERT_FALSE(desktop.find("X"));
+    EXPECT_EQ(times, 1);
+}
 
 TEST_F(ImageArchiveOnFullDisk, A_received_image_waits_until_the_one_here_can_be_kept) {
     cloud.put(nameOf("X"), "second");

@@ -3,6 +3,7 @@
 #include "platform/QWFileManager.h"
 
 #include <QFile>
+#include <functional>
 
 // The real files, on a disk that takes no new ones while `isFull` is set, and that tells what was synced.
 // With `fullBelow` this holds of that folder alone.
@@ -10,6 +11,8 @@ class FullDisk final : public QWFileManager {
 public:
     bool isFull = true;
     QString fullBelow;
+    std::function<void(const QString& path)>
+        willReplace; // before a file is removed, or another one moved over it
     QStringList log; // of what was synced and moved
 
     bool exists(const QString& path) const override { return files_.exists(path); }
@@ -34,9 +37,15 @@ public:
     }
     bool move(const QString& from, const QString& to, QWError* error = nullptr) override {
         log.append("move " + from);
+        if (willReplace)
+            willReplace(to);
         return refuses(to) ? refuse(to, error) : files_.move(from, to, error);
     }
-    bool remove(const QString& path, QWError* error = nullptr) override { return files_.remove(path, error); }
+    bool remove(const QString& path, QWError* error = nullptr) override {
+        if (willReplace)
+            willReplace(path);
+        return files_.remove(path, error);
+    }
     bool makeFolder(const QString& path, QWError* error = nullptr) override {
         return files_.makeFolder(path, error);
     }
