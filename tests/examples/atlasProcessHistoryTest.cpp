@@ -102,6 +102,7 @@ TEST_F(AtlasHistory, A_flag_that_lost_is_listed_and_brought_back_on_both_desktop
         ASSERT_TRUE(file.open(QIODevice::ReadOnly));
         EXPECT_EQ(file.readAll(), "the flag of France");
     }
+    a_.tell({"repair"}); // takes it over
     a_.tell({"restore", france, number});
     EXPECT_EQ(a_.show(france)["flag"], before);
     syncBoth();

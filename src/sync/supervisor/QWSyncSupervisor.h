@@ -50,7 +50,8 @@ class QWVersionArchive;
 //   cloud holds already is neither sent nor received again.
 // - Changes of a query that would delete very many records here are held back until the host has answered whether
 //   they may (`setDeletionQuestion`).
-// - A version that loses against another one, or against a deletion, is kept (QWVersionArchive.h).
+// - A version of a record or an image that loses against another one, or against a deletion, is kept
+//   (QWVersionArchive.h).
 //
 // Threads and time: those of the engine. Ownership: the engine holds the supervisor as its client, the
 // supervisor holds the host's client; the engine must outlive it, or go first together with it. The host's

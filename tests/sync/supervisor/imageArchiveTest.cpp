@@ -121,6 +121,21 @@ TEST_F(ImageArchive, Nothing_is_kept_of_what_takes_nobodys_place) {
     EXPECT_FALSE(QFile::exists(desktop.path("cache/ArchivedImages")));
 }
 
+TEST_F(ImageArchive, An_image_that_differs_by_its_date_alone_has_not_lost) {
+    receiveImage("first");
+    for (const int secondsLater : {-30, 3600}) {
+        const QByteArray bytes = QByteArray::number(secondsLater);
+        engine().deactivateSync();
+        pass(60);
+        cloud.put(nameOf("X"), bytes);
+        setImage(bytes, dateInCloud().addSecs(secondsLater));
+        desktop.activate();
+        pass(30);
+        EXPECT_EQ(image(), bytes);
+        EXPECT_EQ(supervisor().versionArchive().count(), 0);
+    }
+}
+
 TEST_F(ImageArchive, An_empty_file_is_no_image) {
     setImage({}, desktop.now());
     pass(60);
