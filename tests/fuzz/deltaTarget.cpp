@@ -43,6 +43,8 @@ public:
         const bool isSettled = world_.settles();
         require(isSettled || mayHold(), "the engine comes to rest");
         world_.checkNothingIsLost(isRecordNamed_);
+        booksWereSaved();
+        checkBooks();
     }
 
 private:
@@ -60,7 +62,10 @@ private:
             return std::clamp(parts.value(index).toInt(), 0, limit);
         };
         isRecordNamed_ |= line.contains(FuzzedDesktop::ownUUID.toUtf8());
-        switch (parts[0].isEmpty() ? '\0' : parts[0][0]) {
+        const char kind = parts[0].isEmpty() ? '\0' : parts[0][0];
+        if (kind != 'w')
+            otherLines_ += QString::fromUtf8(line).toCaseFolded() + '\n';
+        switch (kind) {
         case 'f':
             return announce(text(1), text(2), number(3, 100'000'000), parts.mid(4).join('\t'));
         case 'o':
@@ -106,7 +111,8 @@ private:
                 desktop().context->deleteObject(*book);
             return;
         case 'k':
-            return desktop().save();
+            desktop().save();
+            return booksWereSaved();
         case 'g':
             return world_.pass(std::chrono::seconds(number(1, 3600)));
         case 'a':
@@ -167,10 +173,31 @@ private:
             book->setUuid(uuid);
         }
         book->setValueForKey("title", title);
+        unsaved_[uuid] = title;
         world_.pass(std::chrono::milliseconds(1));
     }
 
+    void booksWereSaved() {
+        for (const auto& [uuid, title] : unsaved_)
+            saved_[uuid] = title;
+        unsaved_.clear();
+    }
+    // Of books that neither the cloud nor a deletion means, in any line.
+    void checkBooks() {
+        QWManagedObjectContext fresh(desktop().coordinator);
+        for (const auto& [uuid, title] : saved_) {
+            if (otherLines_.contains(uuid.toCaseFolded()))
+                continue;
+            const auto book = QWManagedObjectWithSyncSupport::fetchObjectWithUUID(uuid, "Book", fresh);
+            require(book && (!title || book->valueForKey("title") == *title),
+                    "the host's books are as it saved them");
+        }
+    }
+
     void restart() {
+        for (const auto& [uuid, title] : std::exchange(unsaved_, {}))
+            if (saved_.contains(uuid))
+                saved_[uuid].reset();
         desktop().crash();
         desktop().start();
         desktop().activate();
@@ -183,6 +210,9 @@ private:
     ScriptedCloud::Query query_;
     ScriptedCloud::File* last_ = nullptr;
     DBDeltaEntryRef lastEntry_;
+    std::map<QString, QString> unsaved_;              // what books were given as titles, by uuid
+    std::map<QString, std::optional<QString>> saved_; // nothing where a death has left open which it is
+    QString otherLines_;                              // of the script, but those that write books
     bool isRecordNamed_ = false, hasFailed_ = false, isLying_ = false;
 };
 

@@ -40,8 +40,12 @@ void runInput(const QByteArray& input) {
     const auto again = QWPredicate::parse(written, {}, &error);
     require(again && again->text() == written, "the text of a predicate reads back");
 
+    error = {};
     const auto bound = QWBoundPredicate::bind(*predicate, table().book(), &error);
+    require(bound.has_value() || !error.message.isEmpty(), "what does not fit an entity has a reason");
+    error = {};
     const auto compiled = QWCompilePredicate(*predicate, table().book(), table().columns(), &error);
+    require(compiled || !error.message.isEmpty(), "what is not compiled has a reason");
     require(bound.has_value() || !compiled, "what does not fit an entity is not compiled");
     if (!bound || !compiled)
         return;

@@ -142,13 +142,20 @@ void readEverything(QWManagedObjectContext& context) {
     }
 }
 
+// All that lies in a folder, a store's log and journal too, by name.
+std::map<QString, QByteArray> contents(const QTemporaryDir& folder) {
+    std::map<QString, QByteArray> found;
+    for (const QString& name : QDir(folder.path()).entryList(QDir::Files | QDir::Hidden))
+        found[name] = QWSystemFileManager().read(folder.filePath(name)).value_or("cannot be read");
+    return found;
+}
+
 void checkLibrary(const QByteArray& input) {
     static const QByteArray sound = storeSeed::libraryFile();
     const QTemporaryDir folder;
     const QString path = folder.filePath("library.sqlite");
     makeFile(path, input, sound);
-    QWSystemFileManager files;
-    const auto before = files.read(path);
+    const auto before = contents(folder);
     QWVirtualWorld world;
     QWError error;
     {
@@ -156,7 +163,7 @@ void checkLibrary(const QByteArray& input) {
             std::make_shared<QWPersistentStoreCoordinator>(desktop::model(), world.environment());
         if (!coordinator->addStore(path, {QWSynchronous::Normal, true, 10}, &error)) {
             require(!error.message.isEmpty(), "a file that is refused has a reason");
-            require(files.read(path) == before, "a file that is refused is left as it is");
+            require(contents(folder) == before, "a file that is refused is left as it is");
             return;
         }
         QWManagedObjectContext context(coordinator);
