@@ -107,18 +107,24 @@ void discardChanges(Record& record) {
         std::make_shared<QWManagedObjectContext>(context.coordinator(), QWConcurrencyType::PrivateQueue);
     const Ref stored = storeView->objectWithID(record.objectID());
 
-    std::vector<std::pair<const QWPropertyDescription*, QList<Ref>>> heldElsewhere;
+    std::vector<std::pair<const QWPropertyDescription*, QList<Ref>>> heldElsewhere, cut;
     for (const auto* property : relationships(record)) {
         if (isHeldByFarEnd(*property)) {
             heldElsewhere.emplace_back(property, destinations(record, *property));
             continue;
         }
         QList<Ref> saved;
-        for (const auto& destination : destinations(*stored, *property))
-            saved.append(context.objectWithID(destination->objectID()));
+        const QList<Ref> inStore = destinations(*stored, *property);
+        for (const auto& destination : inStore)
+            if (const Ref present = context.objectWithID(destination->objectID()); !present->isDeleted())
+                saved.append(present);
         setDestinations(record, *property, saved);
+        if (saved.size() < inStore.size())
+            cut.emplace_back(property, saved);
     }
     context.refreshObject(record, false);
+    for (const auto& [property, saved] : cut)
+        setDestinations(record, *property, saved);
     for (const auto& [property, members] : heldElsewhere)
         keepUnsavedLinks(record, *property, members);
 }

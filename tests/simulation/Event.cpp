@@ -13,6 +13,8 @@ const std::array<const char*, Event::KindCount> kindNames{"add",
                                                           "set-image",
                                                           "save",
                                                           "set-preference",
+                                                          "edit-author",
+                                                          "delete-author",
                                                           "sync",
                                                           "deactivate",
                                                           "close",
@@ -91,11 +93,15 @@ Event makeEvent(Dice& dice, Event::Kind kind, int machines, bool deletesFolder) 
         event.kind = Event::DeletePreferences;
     if (kind == Event::ForgetCursors && deletesFolder)
         event.kind = Event::Offline;
-    kind = event.kind;
     event.machine = dice.roll(machines);
     event.pause = std::chrono::milliseconds(dice.once(20) ? dice.roll(900'000) : dice.roll(4000));
     event.first = dice.roll(1000);
     event.second = dice.roll(100'000);
+    if (event.kind == Event::Edit && event.second % 6 == 0)
+        event.kind = Event::EditAuthor;
+    if (event.kind == Event::Delete && event.second % 3 == 0)
+        event.kind = Event::DeleteAuthor;
+    kind = event.kind;
     if (kind == Event::Kill || kind == Event::LosePower)
         event.first = dice.roll(dice.once(3) ? 4 : 120);
     else if (kind >= Event::Offline && kind <= Event::RefuseToken)

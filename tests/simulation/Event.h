@@ -12,6 +12,7 @@ struct Event {
     // clang-format off
     enum Kind {
         Add, Edit, Delete, SetImage, Save, SetPreference,       // the host's user; `first`: of what, `second`: value
+        EditAuthor, DeleteAuthor,                               // to whom books refer
         Sync, Deactivate, Close, Kill, LosePower,               // the process; a death after `first` steps
         Offline, ServerError, TooManyRequests, Refusal, NotFound, LoseAnswer, // the next `first` requests
         DelayRequest, DelayAnswer, Duplicate, Truncate, RefuseToken,          // the same; `second`: how long, in s

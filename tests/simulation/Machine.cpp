@@ -2,12 +2,6 @@
 
 #include "SimulatedVFS.h"
 
-#include "core/QWJSON.h"
-#include "sync/records/QWDropboxSyncManagedObjectDictionaryExporter.h"
-#include "sync/records/QWTravellingForm.h"
-
-#include <QFileInfo>
-
 using desktop::Record;
 using desktop::syncedEntities;
 
@@ -261,49 +255,6 @@ void Machine::report() {
     }
 }
 
-Version Machine::versionOf(QWManagedObjectWithSyncSupport& record) {
-    if (!record.dateModified().isValid())
-        return {std::numeric_limits<qint64>::min(), {}};
-    // As a file, in which numbers are what they are on arrival.
-    const auto bytes =
-        qw::json::write(engine_->syncDictionaryExporter().dictionaryToInsertOrUpdateObjectToSync(record));
-    const auto hash = qw::sync::travellingHash(qw::json::read(*bytes)->toMap(), record);
-    const qint64 milliseconds = record.dateModified().toMSecsSinceEpoch();
-    return {(milliseconds - (milliseconds % 1000 + 1000) % 1000) / 1000, *hash};
-}
-
-std::vector<Record> Machine::records(const QString& entityName) {
-    std::vector<Record> records;
-    for (const auto& each : context_->fetch(QWFetchRequest(entityName)).value_or(QWManagedObjectSet()))
-        records.emplace_back(static_cast<QWManagedObjectWithSyncSupport*>(each.data()));
-    std::sort(records.begin(), records.end(),
-              [](const auto& left, const auto& right) { return left->uuid() < right->uuid(); });
-    return records;
-}
-
-QHash<QString, Version> Machine::versions() {
-    QHash<QString, Version> versions;
-    for (const QString& entityName : syncedEntities)
-        for (const auto& record : records(entityName)) {
-            if (versions.contains(record->uuid()))
-                model_.violate(
-                    QStringLiteral("machine %1 holds %2 twice").arg(number_ + 1).arg(record->uuid()));
-            versions[record->uuid()] = versionOf(*record);
-        }
-    return versions;
-}
-
-Model::Contents Machine::contents() {
-    Model::Contents contents;
-    contents.records = versions();
-    for (const auto& book : records(QStringLiteral("Book")))
-        if (const auto image = world.files->read(book->imageURL().toLocalFile()))
-            contents.images[book->uuid()] = *image;
-    for (const QString& key : sharedPreferences())
-        contents.preferences[key] = world.userDefaults->object(key);
-    return contents;
-}
-
 // The user --------------------------------------------------------------------------------------------------
 
 bool Machine::shouldUploadUpdateManagedObject(QWManagedObjectWithSyncSupport& object) {
@@ -326,23 +277,29 @@ void Machine::add(int which, int text) {
         record->setRelatedObject(QStringLiteral("author"), author.data());
 }
 
-void Machine::edit(int which, int text) {
+void Machine::edit(const QString& entityName, int which, int text) {
     HostAction action(*this);
-    const auto book = any(QStringLiteral("Book"), which);
-    if (!book)
+    const auto record = any(entityName, which);
+    if (!record)
         return;
-    model_.editBegins(book->uuid());
-    book->setValueForKey(QStringLiteral("title"), QString::number(text));
+    model_.editBegins(record->uuid());
+    record->setValueForKey(entityName == QLatin1String("Book") ? QStringLiteral("title")
+                                                               : QStringLiteral("name"),
+                           QString::number(text));
 }
 
-void Machine::remove(int which) {
+void Machine::remove(const QString& entityName, int which) {
     HostAction action(*this);
-    const auto book = any(QStringLiteral("Book"), which);
-    if (!book)
+    const auto record = any(entityName, which);
+    if (!record)
         return;
-    imagesDropped_.emplace_back(book->uuid(), book->imageURL().toLocalFile());
-    model_.deletionBegins(book->uuid());
-    context_->deleteObject(*book);
+    if (const QString image = record->imageURL().toLocalFile(); !image.isEmpty())
+        imagesDropped_.emplace_back(record->uuid(), image);
+    else
+        for (const auto& book : record->relatedObjects(QStringLiteral("books")))
+            model_.editBegins(book->valueForKey(QStringLiteral("uuid")).toString());
+    model_.deletionBegins(record->uuid());
+    context_->deleteObject(*record);
 }
 
 void Machine::setImage(int which, int text) {

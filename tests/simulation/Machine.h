@@ -62,8 +62,8 @@ public:
 
     // The user. `which` picks one of the records, `text` is what is written.
     void add(int which, int text);
-    void edit(int which, int text);
-    void remove(int which);
+    void edit(const QString& entityName, int which, int text);
+    void remove(const QString& entityName, int which);
     void setImage(int which, int text);
     void setPreference(int which, int value);
     bool save();

@@ -22,7 +22,9 @@ void Model::edited(int machine, const QString& uuid, const Version& version) {
     auto& at = machines_[size_t(machine)];
     History& history = histories_[uuid];
     changes_ += held(machine, uuid) != version;
-    history.made.insert(version);
+    for (const Version& variant : version.variants())
+        history.made.insert(variant);
+    history.isGone = false;
     history.wasEditedSince = true;
     at.records[uuid] = version;
     at.candidates[uuid].push_back(version);
@@ -93,7 +95,7 @@ void Model::received(int machine, const QString& uuid, const Version& version) {
         violate(QStringLiteral("machine %1 received a version of %2 that nobody made: %3")
                     .arg(machine + 1)
                     .arg(uuid, version.text()));
-    if (before && version < *before && !wasDeleted(uuid))
+    if (before && version.isBehind(*before) && !wasDeleted(uuid))
         violate(QStringLiteral("on machine %1 the version of %2 fell back from %3 to %4")
                     .arg(machine + 1)
                     .arg(uuid, before->text(), version.text()));
@@ -128,7 +130,8 @@ void Model::started(int machine, const QHash<QString, Version>& records) {
         const History history = histories_.value(uuid);
         if (!version || version->isPlaceholder())
             return version || wasDeleted(uuid);
-        return history.made.count(*version) > 0 && (before == at.atLastSave.cend() || *before < *version);
+        return history.made.count(*version) > 0
+               && (before == at.atLastSave.cend() || !version->isBehind(*before));
     };
     for (auto record = records.begin(); record != records.end(); ++record)
         if (!mayHold(record.key(), *record))
@@ -152,18 +155,15 @@ void Model::started(int machine, const QHash<QString, Version>& records) {
     at.records = at.atLastSave = records;
 }
 
-QSet<QString> Model::Contents::takePlaceholders() {
-    QSet<QString> taken;
+void Model::Contents::leaveOutPlaceholders() {
     for (auto record = records.begin(); record != records.end();) {
-        if (!record->isPlaceholder()) {
+        if (record->isPlaceholder()) {
+            images.remove(record.key());
+            record = records.erase(record);
+        } else {
             ++record;
-            continue;
         }
-        images.remove(record.key());
-        taken.insert(record.key());
-        record = records.erase(record);
     }
-    return taken;
 }
 
 // In step ---------------------------------------------------------------------------------------------------
@@ -183,7 +183,7 @@ void Model::settled(const Contents& contents) {
             violate(QStringLiteral("all hold a version of %1 that nobody made: %2").arg(uuid, found->text()));
         if (isHere && !wasDeleted(uuid))
             for (const Version& saved : history.lastSaved)
-                if (*found < saved)
+                if (found->isBehind(saved))
                     violate(QStringLiteral("%1 is %2, though %3 was saved")
                                 .arg(uuid, found->text(), saved.text()));
         if (isHere && history.wasSettled && history.wasDeletionSaved && !history.wasEditedSince

@@ -95,9 +95,13 @@ void World::happen(const Event& event) {
     case Event::Add:
         return machine.add(event.first, event.second);
     case Event::Edit:
-        return machine.edit(event.first, event.second);
+        return machine.edit(QStringLiteral("Book"), event.first, event.second);
+    case Event::EditAuthor:
+        return machine.edit(QStringLiteral("Author"), event.first, event.second);
     case Event::Delete:
-        return machine.remove(event.first);
+        return machine.remove(QStringLiteral("Book"), event.first);
+    case Event::DeleteAuthor:
+        return machine.remove(QStringLiteral("Author"), event.first);
     case Event::SetImage:
         return machine.setImage(event.first, event.second);
     case Event::Save:
@@ -266,16 +270,15 @@ bool World::letRest(Machine& machine) {
 }
 
 bool World::agree() {
-    QSet<QString> placeholders;
     std::vector<Model::Contents> contents;
     for (const auto& machine : machines_) {
         contents.push_back(machine->contents());
-        placeholders.unite(contents.back().takePlaceholders());
+        contents.back().leaveOutPlaceholders();
         if (contents.back() != contents.front())
             return false;
     }
     model_.settled(contents.front());
-    checkCloud(contents.front(), placeholders);
+    checkCloud(contents.front());
     return true;
 }
 
@@ -295,7 +298,7 @@ QStringList World::differences() {
     std::vector<QStringList> lines;
     for (const auto& machine : machines_) {
         auto contents = machine->contents();
-        contents.takePlaceholders();
+        contents.leaveOutPlaceholders();
         lines.push_back(linesOf(contents));
         for (const QString& line : lines.back())
             ++counts[line];
@@ -310,7 +313,7 @@ QStringList World::differences() {
 }
 
 // Each record once, each image that somebody holds, and no copy of a conflict.
-void World::checkCloud(const Model::Contents& contents, const QSet<QString>& placeholders) {
+void World::checkCloud(const Model::Contents& contents) {
     QSet<QString> recordFiles, imageFiles;
     QString cursor;
     for (bool hasMore = true; hasMore;) {
@@ -331,7 +334,7 @@ void World::checkCloud(const Model::Contents& contents, const QSet<QString>& pla
     for (auto record = contents.records.begin(); record != contents.records.end(); ++record)
         if (!recordFiles.remove(record.key()))
             model_.violate(QStringLiteral("the cloud lacks %1").arg(record.key()));
-    for (const QString& uuid : recordFiles.subtract(placeholders))
+    for (const QString& uuid : recordFiles)
         model_.violate(QStringLiteral("the cloud holds %1, and nobody else does").arg(uuid));
     for (auto image = contents.images.begin(); image != contents.images.end(); ++image)
         if (!imageFiles.contains(image.key()))

@@ -35,7 +35,7 @@ private:
     bool letRest(Machine& machine);
     bool agree();
     QStringList differences();
-    void checkCloud(const Model::Contents& contents, const QSet<QString>& placeholders);
+    void checkCloud(const Model::Contents& contents);
 
     SimulatedVFS vfs_;
     const std::shared_ptr<QWVirtualRunLoop> runLoop_ = std::make_shared<QWVirtualRunLoop>();

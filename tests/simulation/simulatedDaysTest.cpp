@@ -294,3 +294,53 @@ TEST(SimulatedDay,
                                                         "46540 2 set-preference 729 22073"}),
                                   464));
 }
+
+TEST(SimulatedDay, A_host_can_save_an_edit_of_what_referred_to_a_record_that_was_deleted_elsewhere) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({-2, 1, -2}, {"17120 2 add 898 10250\n"
+                                                         "7168 2 add 624 49461\n"
+                                                         "47430 3 sync 298 13385\n"
+                                                         "1289 3 add 676 34021",
+                                                         "15461 3 delete-author 302 61794\n"
+                                                         "5474 3 delete 639 71482\n"
+                                                         "8726 3 set-image 401 78458\n"
+                                                         "5685 3 lose-power 3 88550\n"
+                                                         "4875 3 save 691 51565\n"
+                                                         "138619 3 sync 548 52449\n"
+                                                         "3468 3 delete 111 44225"}),
+                                  310));
+}
+
+TEST(SimulatedDay, A_record_out_of_which_a_deletion_has_taken_a_reference_is_the_same_everywhere) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({-2, -3071, -2}, {"278833 3 add 568 96552\n"
+                                                             "1080928 1 add 154 10452\n"
+                                                             "3997 2 delete-author 274 14754",
+                                                             "121049 3 edit-author 314 93738"}),
+                                  134));
+}
+
+TEST(SimulatedDay, A_reference_to_what_is_deleted_and_not_saved_is_the_same_everywhere) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({0, 1, 0}, {"746546 2 server-error 1 67923\n"
+                                                       "3006 2 add 473 31372\n"
+                                                       "4711 2 sync 11 84895\n"
+                                                       "2581 3 add 224 55962\n"
+                                                       "3724 2 add 262 57313",
+                                                       "121638 1 lose-power 0 58621\n"
+                                                       "15008 3 jump-clock -50966 68020\n"
+                                                       "28109 3 delete-folder 71 98979\n"
+                                                       "6376 3 delete-author 647 77682\n"
+                                                       "1055363 1 sync 281 59062"}),
+                                  332));
+}
+
+TEST(SimulatedDay, A_record_that_comes_again_while_its_deletion_is_in_flight_is_deleted_again) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({1, -1, -1, 1474}, {"788188 2 add 958 53234\n"
+                                                               "12271 4 add 603 90423",
+                                                               "11821 2 edit 63 69923\n"
+                                                               "1062 1 sync 534 95922\n"
+                                                               "10806 3 delete 798 86923\n"
+                                                               "902 1 delay-answer 3 76\n"
+                                                               "524614 3 edit 428 63632\n"
+                                                               "22194 1 delete 697 32171\n"
+                                                               "4044 2 save 150 7835"}),
+                                  758));
+}

@@ -1,5 +1,6 @@
 #include "sync/supervisor/QWRecordKeeper_p.h"
 
+#include "core/QWManagedObjectFieldDescription.h"
 #include "core/QWManagedObjectWithSyncSupport.h"
 #include "platform/text/QWText.h"
 #include "sync/QWRecordVersions_p.h"
@@ -11,6 +12,8 @@
 #include "sync/supervisor/QWLosingVersions_p.h"
 #include "sync/supervisor/QWPresentVersions_p.h"
 
+#include <algorithm>
+
 using qw::sync::hostsObject;
 using qw::sync::presentVersion;
 using qw::sync::waitingDeletion;
@@ -20,6 +23,13 @@ namespace {
 QDateTime dateOf(const QVariantMap& record) {
     return QWManagedObjectWithSyncSupport::dateModifiedFormatter()->dateFromString(
         record.value(QStringLiteral("dateModified")).toString());
+}
+
+bool travels(const QWManagedObjectWithSyncSupport& object, const QString& key) {
+    const auto* fields = object.fieldDescriptions();
+    return fields && std::any_of(fields->begin(), fields->end(), [&](const auto& field) {
+               return field->key() == key;
+           });
 }
 
 } // namespace
@@ -38,6 +48,7 @@ QString QWRecordKeeper::prepareImport(const QString& localPath, const DBMetadata
         const auto dated = presentVersion(engine_, metadata.filename());
         return dated && dated->dateModified().isValid() ? QStringLiteral("it holds no record") : QString();
     }
+    losesReference_ = refersToDeletedUnsaved(*received);
     auto& metadataManager = engine_.fileMetadataManager();
     const bool isCopy = metadataManager.isFileNameConflicted(qw::text::lowercase(metadata.filename()));
     const auto present = presentVersion(engine_, metadata.filename());
@@ -65,8 +76,7 @@ QString QWRecordKeeper::prepareImport(const QString& localPath, const DBMetadata
     if (place == Order::Behind)
         losingVersions_.addDeclined(metadata.filename(), *received, isDeleted ? nullptr : present.data());
     if (!isCopy && isDeleted) {
-        engine_.insertInSyncQueueManagedObject(*present, QWDropboxSyncActionDelete);
-        engine_.saveCacheContext();
+        deleteAgain(*present, metadata);
         return QStringLiteral("the record here was deleted");
     }
     if (place == Order::Same)
@@ -77,6 +87,46 @@ QString QWRecordKeeper::prepareImport(const QString& localPath, const DBMetadata
         queue(*present);
     return place == Order::Same ? QStringLiteral("the record here is the same")
                                 : QStringLiteral("the record here is newer");
+}
+
+// A deletion that is in flight may have been carried out before the file came there again, and the end of its row would
+// be taken for that of both.
+void QWRecordKeeper::deleteAgain(QWManagedObjectWithSyncSupport& present, const DBMetadata& metadata) {
+    const auto row = engine_.objectSyncingForFileWithName(metadata.filename());
+    const bool isBeingDeleted =
+        row && row->action() == QWDropboxSyncActionDelete && !row->objectModifiedWhileUploading();
+    if (isBeingDeleted) {
+        row->setNumberOfFilesUploadingToDropbox(row->numberOfFilesUploadingToDropbox() + 1);
+        deletionDue_ = metadata.path;
+    } else {
+        engine_.insertInSyncQueueManagedObject(present, QWDropboxSyncActionDelete);
+        engine_.saveCacheContext();
+    }
+}
+
+// A reference to what the host has deleted, and not saved, is lost here when the two meet. Other desktops have it.
+bool QWRecordKeeper::refersToDeletedUnsaved(const QVariantMap& record) {
+    return std::any_of(record.begin(), record.end(), [this](const QVariant& value) {
+        const QVariantMap reference = value.toMap();
+        const QString uuid = reference.value(QWDropBoxUUIDKey).toString();
+        const QString entityName = reference.value(QWDropBoxEntityNameKey).toString();
+        const auto target = uuid.isEmpty() || entityName.isEmpty()
+                                ? Object()
+                                : engine_.objectReferencedWithLowerCaseFileName(
+                                    engine_.fileNameWithUUID(uuid, entityName, false), false);
+        return target && isDeletedUnsaved(*target);
+    });
+}
+
+bool QWRecordKeeper::finishImport(const QString& fileName) {
+    if (!std::exchange(losesReference_, false))
+        return false;
+    const bool isBatchOver = engine_.deltaEntriesToImport().isEmpty();
+    const auto object = isBatchOver ? hostsObject(engine_, fileName)
+                                    : engine_.objectReferencedWithLowerCaseFileName(fileName, false);
+    if (object)
+        queue(*object);
+    return static_cast<bool>(object);
 }
 
 // The host's unsaved version may be behind the saved one, by a clock that is. Where that has come with the running batch,
@@ -166,6 +216,32 @@ bool QWRecordKeeper::finishUpload(const QString& fileName, const QByteArray& sen
         return false;
     queue(*object);
     return true;
+}
+
+// What refers to the record loses the reference here, and keeps its date: where it was changed while it was being
+// deleted, other desktops have it with the reference. It is sent, so that all come to hold the one or the other.
+void QWRecordKeeper::noteDeletion(const QWManagedObjectWithSyncSupport& version) {
+    for (const auto* property : version.entity().properties()) {
+        const auto* reference = property->isRelationship() ? property->inverse() : nullptr;
+        if (!reference || reference->isToMany())
+            continue;
+        for (const auto& member : property->isToMany() ? version.relatedObjects(property->name())
+                                                       : QList{version.relatedObject(property->name())}) {
+            const auto* object = dynamic_cast<const QWManagedObjectWithSyncSupport*>(member.data());
+            if (object && keepsReference(*object, *reference))
+                queue(*object);
+        }
+    }
+}
+
+// One that travels, of an object that is neither deleted nor replaced by the running batch.
+bool QWRecordKeeper::keepsReference(const QWManagedObjectWithSyncSupport& object,
+                                    const QWPropertyDescription& reference) {
+    if (!travels(object, reference.name()) || object.isDeleted() || !object.dateModified().isValid())
+        return false;
+    const auto batch = engine_.objectReferencedWithLowerCaseFileName(
+        engine_.fileNameWithUUID(object.uuid(), object.entity().name(), false), false);
+    return batch ? batch->dateModified() <= object.dateModified() : object.isInserted();
 }
 
 // A version that was sent after the deletion had been listed is in the cloud again, and its revision is known here:

@@ -15,11 +15,18 @@ public:
     // Before the engine imports a downloaded record, of an entity that there is: null when it will be taken over, else
     // why nothing changes here.
     QString prepareImport(const QString& localPath, const DBMetadata& metadata);
+    // After that. True when it has queued the record.
+    bool finishImport(const QString& fileName);
+    // The path of a file whose deletion is to be asked for once more, on behalf of its row, which is in flight; null when
+    // there is none.
+    QString takeDeletionDue() { return std::exchange(deletionDue_, QString()); }
     // Before the engine is told that a file was sent, by the name that the cloud has given it.
     void noteUpload(const QString& fileName);
     // When an object's files have been sent: queues it again if `sent`, the record's bytes, is another version by
     // then (an earlier one, too, by a clock that is behind), or its image is behind. True when it did.
     bool finishUpload(const QString& fileName, const QByteArray& sent, bool isImageBehind);
+    // Before the host's version gives way to a received deletion.
+    void noteDeletion(const QWManagedObjectWithSyncSupport& version);
     // After a merge, with what it has deleted here.
     void noteDeletions(const QWManagedObjectSet& deleted);
 
@@ -31,11 +38,17 @@ private:
                        const QString& fileName);
     void prepareNewRecord(const QString& fileName, bool isCopy);
     void queue(const QWManagedObjectWithSyncSupport& present);
+    bool keepsReference(const QWManagedObjectWithSyncSupport& object, const QWPropertyDescription& reference);
     Order order(const QVariantMap& received, QWManagedObjectWithSyncSupport& present);
+    void deleteAgain(QWManagedObjectWithSyncSupport& present, const DBMetadata& metadata);
     bool isDeletedUnsaved(const QWManagedObjectWithSyncSupport& present) const;
+    bool refersToDeletedUnsaved(const QVariantMap& record);
     QWFileManager& files() const { return engine_.mainManagedObjectContext()->environment().files(); }
 
     QWDropboxSyncCoreData& engine_;
     QWImageKeeper& images_;
     QWLosingVersions& losingVersions_;
+    // Of the record that is being imported.
+    QString deletionDue_;
+    bool losesReference_ = false;
 };

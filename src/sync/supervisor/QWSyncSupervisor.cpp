@@ -53,6 +53,11 @@ QWSyncSupervisor::QWSyncSupervisor(QWDropboxSyncCoreData& engine, std::shared_pt
         preferences_->noteMissing(fileNames);
     });
     connect(engine_, &QWDropboxSyncCoreData::changesListed, this, &QWSyncSupervisor::holdBackDeletions);
+    connect(engine_, &QWDropboxSyncCoreData::versionGivesWay, this,
+            [this](QWManagedObjectWithSyncSupport& version, const QWManagedObjectWithSyncSupport* winner) {
+                if (!winner && version.managedObjectContext() == engine_->mainManagedObjectContext().get())
+                    records_->noteDeletion(version);
+            });
     connect(engine_, &QObject::destroyed, this, [this] { client_->setDelegate(nullptr, nullptr); });
     queueObservation_ = engine.dropboxCacheManagedObjectContext()->observeObjectsDidChange(
         [this](const QWObjectsDidChangeNotice& notice) {

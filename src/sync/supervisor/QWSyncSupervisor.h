@@ -40,6 +40,8 @@ class QWVersionArchive;
 //   the greater SHA-256 of its form (records/QWTravellingForm.h); a version that is behind the one here makes
 //   this desktop send its own; the upload of this desktop that the cloud has made a conflicted copy of is not
 //   lost.
+// - A record out of which a received deletion takes a reference is sent, so that all desktops hold it with the reference
+//   or without.
 // - A listing without a cursor is passed on as one whose cursor was lost, so that files which are known here
 //   and missing there are deleted.
 // - An image that is newer here than in the cloud keeps its date and is sent; so is one that was deleted in

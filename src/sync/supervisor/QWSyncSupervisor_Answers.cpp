@@ -185,8 +185,11 @@ void QWSyncSupervisor::restClientLoadedFile(DBRestClient&, const QString& localP
         else
             engine_->declineFile(localPath, metadata);
     });
-    if (const QString copy = images_->finishImport(localPath, metadata); !copy.isEmpty())
-        deletePath(copy);
+    for (const QString& path : {images_->finishImport(localPath, metadata), records_->takeDeletionDue()})
+        if (!path.isEmpty())
+            deletePath(path);
+    if (records_->finishImport(metadata.filename()))
+        sendWaiting();
     ++(reason.isEmpty() ? counts_.received : counts_.declined);
     if (reason.isEmpty())
         Q_EMIT fileReceived(metadata.filename());

@@ -1,0 +1,62 @@
+// What a machine holds.
+#include "Machine.h"
+
+#include "core/QWJSON.h"
+#include "sync/records/QWDropboxSyncManagedObjectDictionaryExporter.h"
+#include "sync/records/QWTravellingForm.h"
+
+using desktop::Record;
+using desktop::syncedEntities;
+
+// A reference to a record without a date, which is nobody's and stands here because of it, is as none.
+Version Machine::versionOf(QWManagedObjectWithSyncSupport& record) {
+    if (!record.dateModified().isValid())
+        return {std::numeric_limits<qint64>::min(), {}, {}, {}};
+    // As a file, in which numbers are what they are on arrival.
+    const auto bytes =
+        qw::json::write(engine_->syncDictionaryExporter().dictionaryToInsertOrUpdateObjectToSync(record));
+    QVariantMap form = qw::json::read(*bytes)->toMap();
+    const QByteArray hash = *qw::sync::travellingHash(form, record);
+    const qint64 milliseconds = record.dateModified().toMSecsSinceEpoch();
+    Version version{(milliseconds - (milliseconds % 1000 + 1000) % 1000) / 1000, hash, hash, hash};
+    const QString reference = QStringLiteral("author");
+    if (form.take(reference).isNull())
+        return version;
+    version.bareHash = *qw::sync::travellingHash(form, record);
+    const Record author(static_cast<QWManagedObjectWithSyncSupport*>(record.relatedObject(reference).data()));
+    if (author->isDeleted() || !author->dateModified().isValid())
+        version.hash = version.bareHash;
+    return version;
+}
+
+std::vector<Record> Machine::records(const QString& entityName) {
+    std::vector<Record> records;
+    for (const auto& each : context_->fetch(QWFetchRequest(entityName)).value_or(QWManagedObjectSet()))
+        records.emplace_back(static_cast<QWManagedObjectWithSyncSupport*>(each.data()));
+    std::sort(records.begin(), records.end(),
+              [](const auto& left, const auto& right) { return left->uuid() < right->uuid(); });
+    return records;
+}
+
+QHash<QString, Version> Machine::versions() {
+    QHash<QString, Version> versions;
+    for (const QString& entityName : syncedEntities)
+        for (const auto& record : records(entityName)) {
+            if (versions.contains(record->uuid()))
+                model_.violate(
+                    QStringLiteral("machine %1 holds %2 twice").arg(number_ + 1).arg(record->uuid()));
+            versions[record->uuid()] = versionOf(*record);
+        }
+    return versions;
+}
+
+Model::Contents Machine::contents() {
+    Model::Contents contents;
+    contents.records = versions();
+    for (const auto& book : records(QStringLiteral("Book")))
+        if (const auto image = world.files->read(book->imageURL().toLocalFile()))
+            contents.images[book->uuid()] = *image;
+    for (const QString& key : sharedPreferences())
+        contents.preferences[key] = world.userDefaults->object(key);
+    return contents;
+}
