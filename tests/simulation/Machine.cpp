@@ -36,6 +36,7 @@ Machine::Machine(int number, quint64 seed, std::shared_ptr<QWVirtualRunLoop> run
       cloud_(std::move(cloud)), model_(model), trace_(trace) {
     world.files = std::make_shared<SimulatedFiles>(disk);
     world.userDefaults = std::make_shared<SimulatedDefaults>(disk);
+    ledger.cloudTook = [this](const QString& path, const QByteArray& bytes) { cloudTook(path, bytes); };
     SimulatedVFS::addDisk(diskName(number_), disk);
 }
 
@@ -104,6 +105,7 @@ void Machine::watch() {
 }
 
 void Machine::end() {
+    isActive_ = false;
     observations_.clear();
     touched_.clear();
     supervisor_.reset();
@@ -130,6 +132,7 @@ bool Machine::bury() {
 
 void Machine::activateOrSync() {
     ++syncs_;
+    isActive_ = true;
     if (engine_->status() >= QWDropboxSyncStatusDisabled)
         supervisor_->activate();
     else
@@ -137,6 +140,7 @@ void Machine::activateOrSync() {
 }
 
 void Machine::deactivate() {
+    isActive_ = false;
     engine_->deactivateSync();
 }
 
@@ -179,15 +183,33 @@ void Machine::statusDidChange(quint64 status) {
     trace_.add(QStringLiteral("%1 status %2").arg(number_ + 1).arg(status));
     if (status >= QWDropboxSyncStatusDisabled)
         network_->forgetDownloadsOut();
+    isActive_ &= status != QWDropboxSyncStatusTokenInvalid;
     if (std::exchange(isZeroDoubtful_, false) && status < QWDropboxSyncStatusDisabled)
         model_.violate(QStringLiteral("machine %1 counts 0: %2").arg(number_ + 1).arg(stateText()));
 }
 
-void Machine::checkLimits() {
-    if (network_ && network_->downloadsOut() > QWDBMaximumNumberOfDeltaEntriesInDownload)
-        model_.violate(QStringLiteral("machine %1 has %2 downloads in flight")
-                           .arg(number_ + 1)
-                           .arg(network_->downloadsOut()));
+void Machine::checkReports() {
+    if (!isRunning() || disk.isDead())
+        return;
+    const auto check = [this](bool isKept, const QString& what) {
+        if (!isKept)
+            model_.violate(QStringLiteral("machine %1 %2: %3").arg(number_ + 1).arg(what, stateText()));
+    };
+    check(network_->downloadsOut() <= QWDBMaximumNumberOfDeltaEntriesInDownload,
+          QStringLiteral("has %1 downloads in flight").arg(network_->downloadsOut()));
+    check(supervisor_->requests().total() == network_->requestsSent(),
+          QStringLiteral("has made %1 requests and tells another number").arg(network_->requestsSent()));
+    check(network_->requestsOut() <= supervisor_->requestsOut(),
+          QStringLiteral("waits for %1 answers and tells of fewer").arg(network_->requestsOut()));
+    check(isActive_ == !isSignedOut(), isActive_ ? QStringLiteral("is active and says that it is not")
+                                                 : QStringLiteral("is not active and says that it is"));
+    check(engine_->status() != QWDropboxSyncStatusUploading || engine_->numberOfObjectsSyncing() > 0,
+          QStringLiteral("is uploading nothing"));
+    if (!isInStep())
+        return;
+    check(engine_->numberOfItemsToProcess() == 0, QStringLiteral("is in step and counts something"));
+    check(!model_.hasUnsent(number_),
+          QStringLiteral("is in step, and the cloud lacks ") + model_.unsent(number_).value(0));
 }
 
 void Machine::recordsDidChange(const QWObjectsDidChangeNotice& notice) {

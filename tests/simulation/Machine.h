@@ -51,8 +51,8 @@ public:
     bool bury();
     // Tells the model what has become of the records.
     void report();
-    // Tells it what is more than may be.
-    void checkLimits();
+    // Tells it what is more than may be, and what is reported otherwise than it is.
+    void checkReports();
     void activateOrSync();
     qint64 syncs() const { return syncs_; } // that were asked for, activations included
     void deactivate();
@@ -85,6 +85,7 @@ private:
     void noteWhatIsNotNoted();
     void touch(const QWManagedObject& record);
     void countDidChange(qint64 number);
+    void cloudTook(const QString& path, const QByteArray& bytes);
     Version versionOf(QWManagedObjectWithSyncSupport& record);
     QHash<QString, Version> versions();
     std::vector<desktop::Record> records(const QString& entityName);
@@ -98,6 +99,7 @@ private:
     const std::shared_ptr<QWAppFolder> cloud_;
     Model& model_;
     Trace& trace_;
+    bool isActive_ = false; // the user has activated sync, and has not been signed out since
     int hostActions_ = 0, covers_ = 0;
     qint64 syncs_ = 0;
     qint64 inFlightBefore_ = 0;       // when it was counted last

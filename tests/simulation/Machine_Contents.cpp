@@ -29,6 +29,21 @@ Version Machine::versionOf(QWManagedObjectWithSyncSupport& record) {
     return version;
 }
 
+void Machine::cloudTook(const QString& path, const QByteArray& bytes) {
+    static const auto model = desktop::model();
+    const QString name = path.section(QLatin1Char('/'), -1);
+    const auto* entity = model->entity(name.section(QStringLiteral("!!!"), 0, 0));
+    if (!entity || !name.endsWith(QLatin1String(".data")))
+        return;
+    QVariantMap form = qw::json::read(bytes)->toMap();
+    const auto date = QWManagedObjectWithSyncSupport::dateModifiedFormatter()->dateFromString(
+        form.value(QStringLiteral("dateModified")).toString());
+    form.remove(QStringLiteral("author"));
+    const auto hash = *qw::sync::travellingHash(form, *entity);
+    model_.cloudTook(name.section(QStringLiteral("!!!"), 1).left(36),
+                     {date.toSecsSinceEpoch(), hash, hash, hash});
+}
+
 std::vector<Record> Machine::records(const QString& entityName) {
     std::vector<Record> records;
     for (const auto& each : context_->fetch(QWFetchRequest(entityName)).value_or(QWManagedObjectSet()))

@@ -29,6 +29,7 @@ void Model::edited(int machine, const QString& uuid, const Version& version) {
     at.records[uuid] = version;
     at.candidates[uuid].push_back(version);
     at.unsavedEdits[uuid] = version;
+    at.unsent.remove(uuid);
     at.unsavedDeletions.remove(uuid);
 }
 
@@ -37,6 +38,7 @@ void Model::deleted(int machine, const QString& uuid) {
     ++changes_;
     histories_[uuid].wasDeleted = true;
     at.records.remove(uuid);
+    at.unsent.remove(uuid);
     at.candidates[uuid].push_back(std::nullopt);
     at.unsavedEdits.remove(uuid);
     at.unsavedDeletions.insert(uuid);
@@ -47,8 +49,10 @@ void Model::saved(int machine) {
     for (auto edit = at.unsavedEdits.begin(); edit != at.unsavedEdits.end(); ++edit) {
         if (at.records.value(edit.key()) != *edit) // a received one has won
             continue;
-        histories_[edit.key()].wasSaved = true;
-        histories_[edit.key()].lastSaved[machine] = *edit;
+        History& history = histories_[edit.key()];
+        history.wasSaved = true;
+        history.lastSaved[machine] = *edit;
+        expectUpload(machine, edit.key(), *edit);
     }
     for (const QString& uuid : at.unsavedDeletions)
         histories_[uuid].wasDeletionSaved = true;
@@ -56,6 +60,12 @@ void Model::saved(int machine) {
     at.unsavedDeletions.clear();
     at.candidates.clear();
     at.atLastSave = at.records;
+}
+
+void Model::expectUpload(int machine, const QString& uuid, const Version& version) {
+    const auto& taken = histories_[uuid].taken;
+    if (std::none_of(taken.begin(), taken.end(), [&](const Version& each) { return each.isSame(version); }))
+        machines_[size_t(machine)].unsent[uuid] = version;
 }
 
 void Model::imageMade(const QString& uuid, const QByteArray& bytes) {
@@ -102,7 +112,16 @@ void Model::received(int machine, const QString& uuid, const Version& version) {
     if (histories_[uuid].isGone && !version.isPlaceholder())
         violate(QStringLiteral("%1 is back on machine %2").arg(uuid).arg(machine + 1));
     at.records[uuid] = version;
+    at.unsent.remove(uuid);
     at.candidates[uuid].push_back(version);
+}
+
+void Model::cloudTook(const QString& uuid, const Version& version) {
+    histories_[uuid].taken.push_back(version);
+    for (Machine& machine : machines_)
+        if (const auto unsent = machine.unsent.constFind(uuid);
+            unsent != machine.unsent.cend() && unsent->isSame(version))
+            machine.unsent.erase(unsent);
 }
 
 void Model::receivedDeletion(int machine, const QString& uuid) {
@@ -112,6 +131,7 @@ void Model::receivedDeletion(int machine, const QString& uuid) {
     if (!wasDeleted(uuid) && !(held(machine, uuid) && held(machine, uuid)->isPlaceholder()))
         violate(QStringLiteral("machine %1 deleted %2, which nobody had").arg(machine + 1).arg(uuid));
     at.records.remove(uuid);
+    at.unsent.remove(uuid);
     at.candidates[uuid].push_back(std::nullopt);
 }
 
@@ -153,6 +173,9 @@ void Model::started(int machine, const QHash<QString, Version>& records) {
     changes_ += at.candidates.size();
     at = Machine();
     at.records = at.atLastSave = records;
+    for (auto record = records.begin(); record != records.end(); ++record)
+        if (histories_.value(record.key()).lastSaved.value(machine) == *record)
+            expectUpload(machine, record.key(), *record);
 }
 
 void Model::Contents::leaveOutPlaceholders() {

@@ -26,9 +26,8 @@ struct Version {
     bool operator<(const Version& other) const {
         return second != other.second ? second < other.second : hash < other.hash;
     }
-    bool isBehind(const Version& other) const {
-        return *this < other && (second != other.second || bareHash != other.bareHash);
-    }
+    bool isBehind(const Version& other) const { return *this < other && !isSame(other); }
+    bool isSame(const Version& other) const { return second == other.second && bareHash == other.bareHash; }
     // All that it may be on other machines.
     std::vector<Version> variants() const {
         return {*this,
@@ -66,6 +65,12 @@ public:
     void received(int machine, const QString& uuid, const Version& version);
     void receivedDeletion(int machine, const QString& uuid);
 
+    // The cloud has taken a version of a record, whoever sent it.
+    void cloudTook(const QString& uuid, const Version& version);
+    // Whether the machine's user has saved an edit that the cloud has not taken, and that no other one has replaced.
+    bool hasUnsent(int machine) const { return !machines_[size_t(machine)].unsent.isEmpty(); }
+    QStringList unsent(int machine) const { return machines_[size_t(machine)].unsent.keys(); }
+
     // A process has started, with what its store holds.
     void started(int machine, const QHash<QString, Version>& records);
 
@@ -92,6 +97,7 @@ public:
 private:
     struct History {
         std::set<Version> made;
+        std::vector<Version> taken; // by the cloud
         bool wasSaved = false, wasDeleted = false;
         QHash<int, Version> lastSaved; // by machine, of its own user
         // Since all were in step: that the record was there, and what happened to it.
@@ -107,6 +113,7 @@ private:
         QHash<QString, Version> unsavedEdits;
         QSet<QString> unsavedDeletions;
         QHash<QString, Version> atLastSave;
+        QHash<QString, Version> unsent; // saved edits
     };
     struct Preference {
         std::vector<QJsonValue> values;
@@ -116,6 +123,7 @@ private:
 
     bool wasDeleted(const QString& uuid) const { return histories_.value(uuid).wasDeleted; }
     bool mayExist(const QString& uuid, const Version& version) const;
+    void expectUpload(int machine, const QString& uuid, const Version& version);
     MaybeVersion held(int machine, const QString& uuid) const;
 
     std::vector<Machine> machines_;

@@ -64,6 +64,7 @@ void SimulatedNetwork::uploadFile(const QString& filename, const QString& folder
         };
     };
     const auto bytes = environment_->files().read(localPath);
+    const auto* ledger = &ledger_;
     send({"upload",
           path,
           [=](QWAppFolder& cloud) -> Answer {
@@ -72,6 +73,7 @@ void SimulatedNetwork::uploadFile(const QString& filename, const QString& folder
               const auto written = bytes ? cloud.upload(path, *bytes, mode, &error) : std::nullopt;
               if (!written)
                   return fail(QWFolderRestClient::statusOf(error));
+              ledger->cloudTook(path, *bytes);
               return [=](auto& client, auto& to) {
                   to.restClientUploadedFile(client, written->path, localPath, *written);
               };
@@ -172,6 +174,8 @@ void SimulatedNetwork::send(const Request& request) {
     if (!mayBeSent())
         return;
     ++ledger_.requests;
+    ++sent_;
+    ++out_;
     if (request.out)
         ++*request.out;
     bool isFaulty = false;
@@ -213,6 +217,7 @@ void SimulatedNetwork::answer(QWRunLoop::Duration delay, const Request& request,
             return;
         self->trace_.add(
             QStringLiteral("%1 hears: %2 %3").arg(self->machine_, QLatin1String(request.kind), request.path));
+        --self->out_;
         if (request.out)
             --*request.out;
         if (auto* to = self->delegate())

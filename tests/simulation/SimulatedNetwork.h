@@ -28,6 +28,8 @@ public:
         qint64 requests = 0;
         qint64 faultsMet = 0;    // also by downloads for which the disk had no room
         qint64 furtherPages = 0; // of queries
+        // Called when the cloud has taken a file.
+        std::function<void(const QString& path, const QByteArray& bytes)> cloudTook;
     };
 
     SimulatedNetwork(std::shared_ptr<QWAppFolder> cloud, std::shared_ptr<QWEnvironment> environment,
@@ -38,6 +40,8 @@ public:
     // Called with each request, before it is sent. False: the machine is dead, and nothing is sent.
     std::function<bool()> mayBeSent;
 
+    qint64 requestsSent() const { return sent_; }
+    qint64 requestsOut() const { return out_; } // not answered
     // Of records and images, asked for since the engine was deactivated last, and not answered.
     int downloadsOut() const { return *downloadsOut_; }
     void forgetDownloadsOut() { downloadsOut_ = std::make_shared<int>(0); }
@@ -69,5 +73,6 @@ private:
     Ledger& ledger_;
     Trace& trace_;
     const QString machine_;
+    qint64 sent_ = 0, out_ = 0;
     std::shared_ptr<int> downloadsOut_ = std::make_shared<int>(0);
 };

@@ -57,7 +57,7 @@ void World::turn() {
 void World::endStep() {
     for (const auto& machine : machines_) {
         machine->report();
-        machine->checkLimits();
+        machine->checkReports();
         if (machine->bury())
             ++deaths_;
     }

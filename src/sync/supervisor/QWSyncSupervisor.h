@@ -122,8 +122,9 @@ public:
     bool isAtRest() const;
     // Whether a shared preference waits to be sent.
     bool isPreferenceWaiting() const;
-    // Whether this desktop and the cloud hold the same, as far as anybody here can know: changes have been
-    // asked for, and no record and no preference is left to be fetched or sent.
+    // Whether this desktop and the cloud hold the same, as far as anybody here can know: changes have been asked for,
+    // and no record and no preference is left to be fetched or sent. Never while the cloud lacks an edit that was saved
+    // here, unless another version has replaced it; the engine's count is 0 then.
     bool isInStep() const;
 
     void loadDelta(const QString& cursor) override;
