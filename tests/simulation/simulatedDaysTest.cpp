@@ -344,3 +344,37 @@ TEST(SimulatedDay, A_record_that_comes_again_while_its_deletion_is_in_flight_is_
                                                                "4044 2 save 150 7835"}),
                                   758));
 }
+
+TEST(SimulatedDay, A_preference_survives_the_cloud_saying_that_the_file_has_gone) {
+    EXPECT_TRUE(keepsEveryPromise(
+        scriptOf({-1, 0, 0}, {"1089708 1 add 625 67310", "2197 2 delay-request 3 12\n"
+                                                         "2837 2 delete 582 30975\n"
+                                                         "434637 2 set-preference 500 59069\n"
+                                                         "2001 2 deactivate 980 39174\n"
+                                                         "4478 2 server-error 1 8746\n"
+                                                         "6632 2 duplicate 3 95171\n"
+                                                         "18538 2 not-found 5 94649\n"
+                                                         "13814 2 sync 3 32902\n"
+                                                         "8068 3 delete-folder 392 88834\n"
+                                                         "11783 2 sync 161 29986"}),
+        34282));
+}
+
+TEST(SimulatedDay, An_image_that_was_placed_by_a_process_that_died_is_sent_when_the_cloud_has_lost_it) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({-2, 2699, 2070, -816}, {"634452 4 add 589 17250\n"
+                                                                    "17307 2 add 124 78543\n"
+                                                                    "5650 1 add 292 64446\n"
+                                                                    "9286 3 add 382 50846\n"
+                                                                    "341 3 add 431 34418\n"
+                                                                    "13757 1 add 666 54273",
+                                                                    "8772 4 delete 672 74982\n"
+                                                                    "3248 3 set-image 148 12909\n"
+                                                                    "597404 2 set-image 104 30709\n"
+                                                                    "9985 2 edit 703 13876\n"
+                                                                    "3012 2 edit 732 84041\n"
+                                                                    "14648 3 kill 108 38779\n"
+                                                                    "10012 3 sync 840 23174\n"
+                                                                    "4372 4 delete-folder 930 52903\n"
+                                                                    "4405 2 delete 694 77521"}),
+                                  31487));
+}

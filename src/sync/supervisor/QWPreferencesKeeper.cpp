@@ -92,8 +92,10 @@ void QWPreferencesKeeper::recover() {
         defaults.setObject(preference.key(), value.isNull() ? QJsonValue(QJsonValue::Undefined) : value);
     }
     setReceiving(false);
-    // A change that was kept beside a received one: the engine writes down that it waits when it is sent.
-    if (this->base() && isBehindHere())
+    // A change that was kept beside a received one, or a file that was missed: the engine writes down that it waits when
+    // it is sent.
+    const auto row = known();
+    if ((this->base() && isBehindHere()) || (row && row->rev().isEmpty()))
         engine_.uploadSyncedPreferences();
 }
 
@@ -205,9 +207,12 @@ bool QWPreferencesKeeper::isFileDue() const {
     return row && !row->value().isEmpty() && row->value() != knownFile().rev;
 }
 
+// What it held is remembered: another desktop may have sent it again by the time that this one does, and it may be a lie.
 void QWPreferencesKeeper::fileIsMissing() {
     isBaseInDoubt_ = true;
-    setBase({});
+    if (const auto row = known())
+        row->setRev(QString());
+    engine_.metadataWithKey(listedKey)->setValue(QString());
     engine_.saveCacheContext();
 }
 

@@ -79,6 +79,10 @@ QString QWRecordKeeper::prepareImport(const QString& localPath, const DBMetadata
         deleteAgain(*present, metadata);
         return QStringLiteral("the record here was deleted");
     }
+    // A process that died has placed the image, and did not come to know it.
+    if (place == Order::Same && files().exists(present->imageURL().toLocalFile())
+        && !metadataManager.fileMetadataForFileName(images_.nameOf(*present), false))
+        images_.checkLater(metadata.filename());
     if (place == Order::Same)
         discardBehind(*present, *received, metadata.filename());
     // A process that had merged the copy, and saved it, may have died before it was sent in its own file.
