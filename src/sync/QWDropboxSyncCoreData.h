@@ -218,6 +218,9 @@ public:
     // Saves the batch and merges it into the main context, whatever the host has changed meanwhile. False
     // when the store takes nothing; the user has been told then.
     bool saveSyncSupportContext();
+    // Whether the running batch has deleted the record that a file belongs to, be it that it was given up and goes on
+    // with the next query.
+    bool isDeletedByBatch(const QString& fileName);
     // For a client that ranks versions before it passes on what it has downloaded: the host's unsaved version of a
     // record gives way to the saved one, which is what the cloud holds. It is dropped, with what waited of it.
     void discardUnsavedVersion(QWManagedObjectWithSyncSupport& object,
@@ -332,7 +335,6 @@ private:
     QString uuidInFlight(const QString& fileName) const;
     QWRef<QWManagedObjectWithSyncSupport> objectReferencedByWaitingObject(const ObjectWaitingSync& row);
     bool existsObjectOfUpload(const QString& fileName, const QWRef<ObjectWaitingSync>& row);
-    bool isDeletedByBatch(const QString& fileName);
     void finishUploadOfObjectWaiting(const QWRef<ObjectWaitingSync>& row);
     bool hasImageChangedSinceItWasSent(const QString& path);
     void dateImageAfterItsRemoteCopy(const QString& path, const DBMetadata& metadata);

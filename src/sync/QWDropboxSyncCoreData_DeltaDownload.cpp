@@ -54,10 +54,20 @@ void QWDropboxSyncCoreData::takeBackDeltaQuery(quint64 status) {
     setStatus(status);
 }
 
+// What an earlier batch has applied that did not come to its end goes as well, and is listed again: the journal says
+// from where.
 void QWDropboxSyncCoreData::giveUpChangesListed() {
     areChangesGivenUp_ = true;
     emptyDeltaEntries();
     deltaNextCursor_ = metadataWithKey(QWDBMetadataCursorKey)->value();
+    if (!syncSupportManagedObjectCopy_)
+        return;
+    const auto received = objectsReceived_;
+    setSyncSupportManagedObjectContextCopy(nullptr);
+    conflictedCopiesMerged_.clear();
+    recover([&](const QWSyncedIdentity& identity) {
+        return received.count(identity) > 0 && !isUnsavedInMainContext(identity);
+    });
 }
 
 void QWDropboxSyncCoreData::restClientLoadedDeltaEntries(DBRestClient&, const QList<DBDeltaEntryRef>& entries,

@@ -22,10 +22,15 @@ bool isVeryMany(qint64 count, qint64 total) {
     return count > fewRecords && count * smallPart > total;
 }
 
+// That of a conflicted copy deletes no record.
 bool isDeletionOfRecordFile(const DBDeltaEntry& entry) {
     return !entry.metadata && qw::sync::isInSyncFolder(entry.lowercasePath)
-           && qw::text::pathExtension(entry.lowercasePath) == QWDBFileNameDataExtension;
+           && qw::sync::isRecordFile(entry.lowercasePath)
+           && !qw::sync::isConflictedName(qw::text::lastPathComponent(entry.lowercasePath));
 }
+
+// Key of a `Metadata` row.
+const QString folderKey = QStringLiteral("SyncFolder");
 
 template <class ByName>
 std::set<QString> namesOf(const ByName& records) {
@@ -50,8 +55,10 @@ bool QWDeletionGuard::holdsBack() {
     Deletions deletions = deletionsListed();
     for (const QString& fileName : wanted_)
         deletions.erase(fileName);
+    if (deletions.empty())
+        return false;
     total_ = recordsHere();
-    if (deletions.empty() || total_ <= fewRecords)
+    if (total_ <= fewRecords)
         return false;
     count_ = countWithWhatTheyTakeAlong(deletions);
     if (isVeryMany(count_, total_))
@@ -79,8 +86,9 @@ QWDeletionGuard::Deletions QWDeletionGuard::deletionsListed() const {
         if (!isDeletionOfRecordFile(*entry))
             continue;
         const QString fileName = qw::text::lastPathComponent(entry->lowercasePath);
-        const auto record = known.fileMetadataForFileName(fileName, false) ? hostsObject(engine_, fileName)
-                                                                           : Deletions::mapped_type();
+        const bool isMeant =
+            known.fileMetadataForFileName(fileName, false) || engine_.isDeletedByBatch(fileName);
+        const auto record = isMeant ? hostsObject(engine_, fileName) : Deletions::mapped_type();
         if (record)
             deletions.emplace(fileName, record);
     }
@@ -111,10 +119,29 @@ void QWDeletionGuard::answer(bool areWanted) {
 // What this desktop alone held would be lost otherwise: the others send what they have.
 void QWDeletionGuard::refuseDeletionsOfFolder() {
     const auto entries = engine_.deltaEntriesToImport().entries();
-    if (std::any_of(entries.begin(), entries.end(), [](const auto& entry) {
-            return entry->metadata && qw::sync::isSyncFolder(entry->lowercasePath);
-        }))
+    const auto isAbout = [](const auto& entry) { return qw::sync::isSyncFolder(entry->lowercasePath); };
+    const auto folder = std::find_if(entries.begin(), entries.end(), isAbout);
+    if (folder == entries.end())
+        return;
+    setFolderMissing(!(*folder)->metadata);
+    if (!isFolderMissing())
         refuse(namesOf(deletionsListed()));
+}
+
+// Whoever sends the first file makes it.
+void QWDeletionGuard::setFolderMissing(bool isMissing) {
+    if (isMissing == isFolderMissing())
+        return;
+    isFolderMissing_ = isMissing;
+    engine_.metadataWithKey(folderKey)->setValue(isMissing ? QStringLiteral("missing") : QString());
+}
+
+bool QWDeletionGuard::isFolderMissing() {
+    if (!isFolderMissing_) {
+        const auto row = QWFindMetadata(*engine_.dropboxCacheManagedObjectContext(), folderKey);
+        isFolderMissing_ = row && !row->value().isEmpty();
+    }
+    return *isFolderMissing_;
 }
 
 // Their images are sent again like those of any record that lives on.

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <map>
+#include <optional>
 #include <set>
 
 // Holds back the changes of a query that would delete very many records here, until somebody has said whether that
@@ -29,6 +30,10 @@ public:
     // The same before a query is applied that tells of changes since an earlier one: if the sync folder was deleted
     // and another desktop has made it again, the deletions that it lists are those of the folder, and are refused.
     void refuseDeletionsOfFolder();
+    // Whether the folder was missing when it was last heard of: the next file that is sent makes it. That must be
+    // listed before deletions are, or they would seem to be those of a folder.
+    bool isFolderMissing();
+    void setFolderMissing(bool isMissing);
     // The question is of no more interest.
     void drop() { held_.clear(); }
     // The changes of a query have been applied.
@@ -49,4 +54,5 @@ private:
     // Names of record files, in lower case.
     std::set<QString> held_;   // what the open question is about
     std::set<QString> wanted_; // by the answers since changes were last applied
+    std::optional<bool> isFolderMissing_;
 };

@@ -36,6 +36,14 @@ bool travels(const QWManagedObjectWithSyncSupport& object, const QString& key) {
 
 // Before an import ------------------------------------------------------------------------------------------
 
+// Another desktop has merged a conflicted copy that this one's upload had become. The engine passes over its deletion.
+void QWRecordKeeper::prepareEntry(const DBDeltaEntry& entry) {
+    const QString fileName = qw::text::lastPathComponent(entry.lowercasePath);
+    auto& known = engine_.fileMetadataManager();
+    if (!entry.metadata && known.isFileNameConflicted(fileName))
+        known.deleteDropboxFileMetadataWithName(fileName);
+}
+
 // A version that is behind the one here would otherwise stay in the cloud, and on other desktops, for good. A
 // conflicted copy that is behind belongs to another desktop, which has seen to its own; but of this desktop's
 // own upload it is the only place in the cloud, and the engine removes it.

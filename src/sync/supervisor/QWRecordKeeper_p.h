@@ -12,6 +12,8 @@ public:
     QWRecordKeeper(QWDropboxSyncCoreData& engine, QWImageKeeper& images, QWLosingVersions& losingVersions)
         : engine_(engine), images_(images), losingVersions_(losingVersions) {}
 
+    // Before the engine has a page of changes.
+    void prepareEntry(const DBDeltaEntry& entry);
     // Before the engine imports a downloaded record, of an entity that there is: null when it will be taken over, else
     // why nothing changes here.
     QString prepareImport(const QString& localPath, const DBMetadata& metadata);

@@ -270,7 +270,8 @@ void QWSyncSupervisor::stop() {
     imageCopies_.clear();
     refusals_.clear();
     images_->giveBatchUp();
-    deletionGuard_->drop();
+    if (!isRestarting_)
+        deletionGuard_->drop();
 }
 
 void QWSyncSupervisor::repeatLater(const QString& operation, const QWError& error,
@@ -315,11 +316,11 @@ void QWSyncSupervisor::lookSoon() {
 }
 
 void QWSyncSupervisor::look() {
-    if (!isActive() || requestsOut_ > 0 || isDeletionQuestionOpen())
+    if (!isActive() || requestsOut_ > 0)
         return;
     if (isRestartDue_)
         restart();
-    else if (isQueryDue_ && engine_->status() == QWDropboxSyncStatusIdle
+    else if (isQueryDue_ && !isDeletionQuestionOpen() && engine_->status() == QWDropboxSyncStatusIdle
              && engine_->numberOfObjectsSyncing() == 0)
         callEngine([&] { engine_->loadDeltaPotentialUpdates(); });
 }
@@ -332,10 +333,12 @@ void QWSyncSupervisor::restart() {
         return;
     }
     lastRestart_ = now;
+    isRestarting_ = true; // a question that is open stays so
     callEngine([&] {
         engine_->deactivateSync();
         activate();
     });
+    isRestarting_ = false;
 }
 
 // Deletions that are held back ------------------------------------------------------------------------------

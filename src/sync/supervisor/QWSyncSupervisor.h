@@ -230,6 +230,7 @@ private:
     // Due, but not done yet.
     bool isQueryDue_ = false;
     bool isRestartDue_ = false;
+    bool isRestarting_ = false;
     bool isLookingForFolder_ = false;      // asked, or to be asked again after a pause
     bool isLookingForPreferences_ = false; // asked
     bool isPreferencesUploadHeld_ = false; // until the one that is out has its answer

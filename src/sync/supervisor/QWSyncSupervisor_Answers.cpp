@@ -5,6 +5,7 @@
 #include "platform/text/QWText.h"
 #include "sync/QWRequestFailure_p.h"
 #include "sync/QWSyncFileNames_p.h"
+#include "sync/supervisor/QWDeletionGuard_p.h"
 #include "sync/supervisor/QWImageKeeper_p.h"
 #include "sync/supervisor/QWPreferencesKeeper_p.h"
 #include "sync/supervisor/QWPresentVersions_p.h"
@@ -41,8 +42,10 @@ void QWSyncSupervisor::restClientLoadedDeltaEntries(DBRestClient&, const QList<D
         return finish([&](auto&) { engine_->takeBackDeltaQuery(engine_->status()); });
     QStringList ownCopies, ownPreferences;
     const auto kept = images_->preparePage(entries, !hasMore, ownCopies);
-    for (const auto& entry : kept)
+    for (const auto& entry : kept) {
         preferences_->prepareEntry(*entry, ownPreferences);
+        records_->prepareEntry(*entry);
+    }
     const bool isFirstPage = std::exchange(isListingFromScratch_, false) || reset;
     isFromScratch_ |= isFirstPage;
     finish([&](auto& to) { to.restClientLoadedDeltaEntries(*this, kept, isFirstPage, cursor, hasMore); });
@@ -76,6 +79,10 @@ void QWSyncSupervisor::restClientUploadedFile(DBRestClient&, const QString& dest
     const QString fileName = qw::text::lastPathComponent(destinationPath);
     ++counts_.sent;
     finishUpload(destinationPath, sourcePath, metadata);
+    if (deletionGuard_->isFolderMissing()) {
+        deletionGuard_->setFolderMissing(false);
+        isQueryDue_ = isActive();
+    }
     if (isActive() && images_->isConflicted(fileName))
         sendConflictedImage(fileName);
     Q_EMIT fileSent(fileName);
@@ -271,6 +278,8 @@ void QWSyncSupervisor::restClientLoadMetadataFailedWithError(DBRestClient&, cons
             repeatLater("restClient:loadMetadataFailedWithError:", error,
                         [=, this] { sendConflictedImage(copy); });
         });
+    if (isSyncFolder(path) && failure == RequestFailure::FileGone)
+        deletionGuard_->setFolderMissing(true);
     if (isSyncFolder(path) && failure != RequestFailure::Transient)
         folderFound();
     else if (isSyncFolder(path) && isActive())
