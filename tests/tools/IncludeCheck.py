@@ -20,6 +20,8 @@ HEADERS = [
     "src/core/QWBase.h",
     "src/sync/QWEngine.h",
     "src/sync/cache/QWCache.h",
+    "src/sync/cache/QWCache_p.h",
+    "src/sync/supervisor/QWKeeper.h",
     "src/testing/QWBuilder.h",
 ]
 
@@ -60,6 +62,10 @@ class IncludeCheck(unittest.TestCase):
     def test_the_engine_sees_only_the_top_headers_of_dropbox(self):
         self.refuses("src/sync/Up.cpp", '"dropbox/folder/DBFolder.h"', "sync may not know dropbox/folder")
         self.refuses("src/sync/Up.cpp", '"dropbox/http/DBRequest.h"', "sync may not know dropbox/http")
+
+    def test_the_engine_does_not_know_its_supervisor(self):
+        self.refuses("src/sync/cache/Cache.cpp", '"sync/supervisor/QWKeeper.h"', "sync may not know sync/supervisor")
+        self.allows("src/sync/supervisor/Keeper.cpp", '"sync/cache/QWCache_p.h"', '"dropbox/DBClient.h"')
 
     def test_nothing_that_ships_to_hosts_as_the_library_includes_testing(self):
         self.refuses("src/core/Base.cpp", '"testing/QWBuilder.h"', "core may not know testing")

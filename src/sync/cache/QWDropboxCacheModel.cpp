@@ -3,8 +3,8 @@
 #include "platform/QWAssert.h"
 #include "sync/QWDropboxSyncConstants.h"
 #include "sync/QWDropboxSyncJournal.h"
+#include "sync/cache/QWArchivedVersionRow_p.h"
 #include "sync/cache/QWRememberedFiles.h"
-#include "sync/supervisor/QWVersionArchive.h"
 
 namespace {
 
@@ -42,7 +42,7 @@ std::shared_ptr<QWManagedObjectModel> QWMakeDropboxCacheModel() {
 
     QWDropboxSyncJournal::addEntity(*model);
     QWRememberedFiles::addEntity(*model);
-    QWVersionArchive::addEntity(*model);
+    qw::sync::archivedVersionRow::addEntity(*model);
     return model;
 }
 

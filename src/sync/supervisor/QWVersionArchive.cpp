@@ -4,6 +4,7 @@
 #include "dropbox/DBContentHash.h"
 #include "platform/text/QWText.h"
 #include "sync/QWDropboxSyncCoreData.h"
+#include "sync/cache/QWArchivedVersionRow_p.h"
 #include "sync/records/QWDropboxSyncManagedObjectDictionaryExporter.h"
 #include "sync/records/QWDropboxSyncManagedObjectDictionaryImporter.h"
 #include "sync/records/QWSyncRecordFile_p.h"
@@ -11,21 +12,9 @@
 
 #include <algorithm>
 
+using namespace qw::sync::archivedVersionRow;
+
 namespace {
-
-const QString rowEntityName = QStringLiteral("ArchivedVersion");
-
-const QString objectUUIDKey = QStringLiteral("objectUUID");
-const QString objectEntityNameKey = QStringLiteral("objectEntityName");
-const QString numberKey = QStringLiteral("number");
-const QString dateModifiedKey = QStringLiteral("dateModified");
-const QString archivedAtKey = QStringLiteral("archivedAt");
-const QString originKey = QStringLiteral("origin");
-const QString reasonKey = QStringLiteral("reason");
-const QString hashKey = QStringLiteral("hash");
-const QString recordKey = QStringLiteral("record");
-const QString imageKey = QStringLiteral("image");
-const QString imageSizeKey = QStringLiteral("imageSize");
 
 const QString imagesFolderName = QStringLiteral("ArchivedImages");
 
@@ -87,21 +76,6 @@ bool isSyncedEntity(const QWEntityDescription* entity) {
 }
 
 } // namespace
-
-void QWVersionArchive::addEntity(QWManagedObjectModel& model) {
-    auto& version = model.addEntity(rowEntityName);
-    version.addAttribute(objectUUIDKey, QWAttributeType::String).setIndexedFolded();
-    version.addAttribute(objectEntityNameKey, QWAttributeType::String);
-    version.addAttribute(numberKey, QWAttributeType::Integer);
-    version.addAttribute(dateModifiedKey, QWAttributeType::Date);
-    version.addAttribute(archivedAtKey, QWAttributeType::Date).setIndexed();
-    version.addAttribute(originKey, QWAttributeType::Integer);
-    version.addAttribute(reasonKey, QWAttributeType::Integer);
-    version.addAttribute(hashKey, QWAttributeType::Data);
-    version.addAttribute(recordKey, QWAttributeType::Data);
-    version.addAttribute(imageKey, QWAttributeType::String).setIndexed();
-    version.addAttribute(imageSizeKey, QWAttributeType::Integer);
-}
 
 QWManagedObjectContext& QWVersionArchive::cache() const {
     return *engine_.dropboxCacheManagedObjectContext();

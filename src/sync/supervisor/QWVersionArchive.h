@@ -93,8 +93,6 @@ public:
     void prune();
     void setBounds(const Bounds& bounds) { bounds_ = bounds; }
 
-    static void addEntity(QWManagedObjectModel& model);
-
 private:
     QWRef<QWManagedObject> addRow(const QWArchivedVersion& version, const QByteArray& hash);
     bool addImage(const QWArchivedVersion& version, QWError* error);
