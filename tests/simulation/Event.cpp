@@ -107,7 +107,8 @@ Event makeEvent(Dice& dice, Event::Kind kind, int machines, bool deletesFolder) 
     else if (kind >= Event::Offline && kind <= Event::RefuseToken)
         event.first = dice.between(1, 5);
     else if (kind == Event::FailDisk)
-        event.first = dice.between(1, 4);
+        event.first = dice.between(1, Event::mostDiskFailures)
+                      + Event::mostDiskFailures * (event.second % 2 == 0 ? event.second % 24 / 2 : 0);
     if (kind == Event::DelayRequest || kind == Event::DelayAnswer)
         event.second = dice.between(1, dice.once(4) ? 120 : 15);
     if (kind == Event::JumpClock)

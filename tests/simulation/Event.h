@@ -16,7 +16,7 @@ struct Event {
         Sync, Deactivate, Close, Kill, LosePower,               // the process; a death after `first` steps
         Offline, ServerError, TooManyRequests, Refusal, NotFound, LoseAnswer, // the next `first` requests
         DelayRequest, DelayAnswer, Duplicate, Truncate, RefuseToken,          // the same; `second`: how long, in s
-        JumpClock, FillDisk, FreeDisk, FailDisk,                // the machine; by `first` s, for `first` operations
+        JumpClock, FillDisk, FreeDisk, FailDisk,                // the machine; by `first` s, see below
         ForgetCursors, DeleteFolder, DeletePreferences,         // the cloud
         KindCount
     };
@@ -30,7 +30,14 @@ struct Event {
     QString text() const;
     static std::optional<Event> fromText(const QString& line);
 
-    bool isFault() const { return kind >= Offline || kind == Kill || kind == LosePower; }
+    bool isFault() const {
+        return (kind >= Offline && kind != FreeDisk) || kind == Kill || kind == LosePower;
+    }
+
+    // Of FailDisk `first` says how many operations fail, up to so many, and after how many times so many that do not.
+    static constexpr int mostDiskFailures = 4;
+    int diskFailures() const { return (first - 1) % mostDiskFailures + 1; }
+    int operationsBeforeDiskFailures() const { return first - diskFailures(); }
 };
 
 using Day = std::vector<Event>;

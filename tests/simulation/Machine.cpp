@@ -106,6 +106,7 @@ void Machine::watch() {
 
 void Machine::end() {
     isActive_ = false;
+    inFlightBefore_ = 0;
     observations_.clear();
     touched_.clear();
     supervisor_.reset();
@@ -331,10 +332,14 @@ void Machine::setImage(int which, int text) {
         return;
     const QByteArray bytes = "image " + QByteArray::number(text);
     const QString file = book->imageURL().toLocalFile();
+    // A file system would not date two writes alike.
+    const QDateTime before = world.files->modificationDate(file).value_or(QDateTime());
+    const QDateTime now = world.clock->now();
     imagesUnsaved_.insert(book->uuid());
     model_.editBegins(book->uuid());
     model_.imageMade(book->uuid(), bytes);
-    if (!world.files->write(file, bytes) || !world.files->setModificationDate(file, world.clock->now()))
+    if (!world.files->write(file, bytes)
+        || !world.files->setModificationDate(file, now == before ? now.addMSecs(1) : now))
         return;
     imagesToSave_.insert(book->uuid());
     if (text % 2 == 0)

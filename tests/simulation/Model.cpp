@@ -71,6 +71,7 @@ void Model::expectUpload(int machine, const QString& uuid, const Version& versio
 void Model::imageMade(const QString& uuid, const QByteArray& bytes) {
     ++changes_;
     histories_[uuid].images.insert(bytes);
+    histories_[uuid].imagesSince.insert(bytes);
 }
 
 void Model::preferenceSet(int machine, const QString& key, const QJsonValue& value) {
@@ -164,8 +165,10 @@ void Model::started(int machine, const QHash<QString, Version>& records) {
                 QStringLiteral("machine %1 has lost %2, which was saved").arg(machine + 1).arg(before.key()));
     // What was being saved when the process died is saved if it is there.
     for (auto edit = at.unsavedEdits.begin(); edit != at.unsavedEdits.end(); ++edit)
-        if (records.contains(edit.key()) && records[edit.key()] == *edit)
+        if (records.contains(edit.key()) && records[edit.key()] == *edit) {
+            histories_[edit.key()].wasSaved = true;
             histories_[edit.key()].lastSaved[machine] = *edit;
+        }
     // A deletion that was not saved is one that the user has taken back.
     for (const QString& uuid : at.unsavedDeletions)
         if (records.contains(uuid))
@@ -219,7 +222,15 @@ void Model::settled(const Contents& contents) {
             violate(QStringLiteral("all hold an image of %1 that nobody made").arg(uuid));
         if (isHere && !wasDeleted(uuid) && history.wasImageSaved && image == contents.images.cend())
             violate(QStringLiteral("%1 has lost its image").arg(uuid));
-        history.wasDeleted |= !isHere;
+        if (isHere && !wasDeleted(uuid) && !wasFolderDeleted_ && history.wasImageSavedSince
+            && image != contents.images.cend() && history.imagesSince.count(*image) == 0)
+            violate(QStringLiteral("%1 has an earlier image than one that was saved since").arg(uuid));
+        if (history.wasDeleted)
+            history.lastSaved.clear();
+        history.wasDeleted = !isHere;
+        history.wasImageSaved = isHere && image != contents.images.cend();
+        history.wasImageSavedSince = false;
+        history.imagesSince.clear();
         if (isHere)
             history.made.insert(*found);
         history.wasSettled = isHere;

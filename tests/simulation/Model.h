@@ -55,7 +55,9 @@ public:
     void deletionBegins(const QString& uuid) { histories_[uuid].wasDeleted = true; }
     void saved(int machine);
     void imageMade(const QString& uuid, const QByteArray& bytes);
-    void imageSaved(const QString& uuid) { histories_[uuid].wasImageSaved = true; }
+    void imageSaved(const QString& uuid) {
+        histories_[uuid].wasImageSaved = histories_[uuid].wasImageSavedSince = true;
+    }
     void preferenceSet(int machine, const QString& key, const QJsonValue& value);
     // The cloud lost files that nobody deleted on a machine.
     void folderDeleted();
@@ -103,8 +105,8 @@ private:
         // Since all were in step: that the record was there, and what happened to it.
         bool wasSettled = false, wasEditedSince = false, wasDeletionSaved = false;
         bool isGone = false; // from everywhere
-        std::set<QByteArray> images;
-        bool wasImageSaved = false;
+        std::set<QByteArray> images, imagesSince;
+        bool wasImageSaved = false, wasImageSavedSince = false;
     };
     struct Machine {
         QHash<QString, Version> records; // as its main context holds them

@@ -23,7 +23,9 @@ bool SimulatedDisk::takesChange(bool grows) {
     step();
     if (isDead_ || (isFull_ && grows))
         return false;
-    if (failures_ > 0) {
+    if (operationsBeforeFailures_ > 0)
+        --operationsBeforeFailures_;
+    else if (failures_ > 0) {
         --failures_;
         return false;
     }
@@ -130,20 +132,15 @@ void SimulatedDisk::step() {
 
 void SimulatedDisk::die() {
     isDead_ = true;
-    bytesLeft_.clear();
+    stepsToLive_ = -1;
+    fail(0, 0);
     if (death_ == Death::LossOfPower)
         losePower();
-    else
-        namesLeft_ = names_;
-    if (death_ == Death::Kill)
-        for (const auto& [path, file] : namesLeft_)
-            bytesLeft_[path] = file->bytes;
-    if (didDie)
-        didDie();
 }
 
 void SimulatedDisk::losePower() {
     std::mt19937 random(seed_);
+    bytesLeft_.clear();
     namesLeft_ = syncedNames_;
     const auto kept = random() % (unsyncedNames_.size() + 1);
     for (std::size_t index = 0; index < kept; ++index)
@@ -162,11 +159,10 @@ void SimulatedDisk::losePower() {
     }
 }
 
+// What a process that was killed has written stands in the memory of the machine, and may yet be lost with its power.
 void SimulatedDisk::restart() {
     ++generation_;
-    stepsToLive_ = -1;
-    failures_ = 0;
-    if (!std::exchange(isDead_, false))
+    if (!std::exchange(isDead_, false) || death_ == Death::Kill)
         return;
     Names names;
     for (const auto& [path, file] : namesLeft_) {

@@ -58,16 +58,19 @@ public:
     // Trouble.
     void setFull(bool full) { isFull_ = full; }
     bool isFull() const { return isFull_; }
-    void failNext(int operations) { failures_ = operations; }
+    // So many operations fail, after so many that do not.
+    void fail(int operations, int after) {
+        failures_ = operations;
+        operationsBeforeFailures_ = after;
+    }
 
     // The disk dies after so many more steps; a step is a change of the disk, or what the machine counts.
     // `seed` decides what a loss of power leaves.
     void dieAfter(int steps, Death death, unsigned seed);
     void step();
     bool isDead() const { return isDead_; }
-    // Called at the instant of death.
-    std::function<void()> didDie;
-    // After the objects of the process that died have gone: the disk is what was left of it.
+    // After the objects of the process that died have gone: the disk is what was left of it. A death or a failure that
+    // is still to come is one of the next process.
     void restart();
     // Counts the processes: what an earlier one has opened is of no use any more.
     int generation() const { return generation_; }
@@ -85,10 +88,10 @@ private:
     std::shared_ptr<const QWClock> clock_;
     Names names_, syncedNames_;
     std::vector<std::function<void(Names&)>> unsyncedNames_; // in order
-    Names namesLeft_;                                        // by the death, with their bytes
+    Names namesLeft_;                                        // by a loss of power, with their bytes
     std::map<std::string, QByteArray> bytesLeft_;
     bool isFull_ = false, isDead_ = false;
-    int failures_ = 0, stepsToLive_ = -1, generation_ = 0;
+    int failures_ = 0, operationsBeforeFailures_ = 0, stepsToLive_ = -1, generation_ = 0;
     Death death_ = Death::Kill;
     unsigned seed_ = 0;
 };

@@ -23,6 +23,8 @@ World::Outcome World::run(const Script& script, unsigned seed, bool printsTrace)
         world.startAnew();
     if (world.model_.violations().isEmpty())
         world.countRequests();
+    if (world.model_.violations().isEmpty())
+        world.addMachine();
     Outcome outcome{world.model_.violations(), world.trace_.hash(), world.events_};
     outcome.requests = world.requests();
     for (const auto& machine : world.machines_)
@@ -34,13 +36,16 @@ World::Outcome World::run(const Script& script, unsigned seed, bool printsTrace)
 }
 
 World::World(const Script& script, unsigned seed, bool printsTrace)
-    : trace_(printsTrace), model_(script.machines) {
+    : trace_(printsTrace), model_(script.machines + 1) {
     QWVirtualWorld cloudWorld(seed * 100, runLoop_);
     cloud_ = QWAppFolder::inMemory(cloudWorld.environment());
-    for (int number = 0; number < script.machines; ++number) {
+    for (int number = 0; number <= script.machines; ++number)
         machines_.push_back(
             std::make_unique<Machine>(number, seed * 100 + 1 + number, runLoop_, cloud_, model_, trace_));
-        Machine& machine = *machines_.back();
+    newcomer_ = std::move(machines_.back());
+    machines_.pop_back();
+    for (int number = 0; number < script.machines; ++number) {
+        Machine& machine = *machines_[size_t(number)];
         machine.world.clock->setOffset(std::chrono::seconds(script.clockOffsets[size_t(number)]));
         machine.start();
         machine.activateOrSync();
@@ -167,7 +172,7 @@ void World::disturb(Machine& machine, const Event& event) {
     case Event::FreeDisk:
         return machine.disk.setFull(false);
     case Event::FailDisk:
-        return machine.disk.failNext(event.first);
+        return machine.disk.fail(event.diskFailures(), event.operationsBeforeDiskFailures());
     case Event::ForgetCursors:
         cloud_->forgetCursors();
         return;
@@ -228,6 +233,20 @@ void World::startAnew() {
     }
 }
 
+// The cloud holds what all do: a machine that comes later gets the same.
+void World::addMachine() {
+    machines_.push_back(std::move(newcomer_));
+    trace_.add(QStringLiteral("machine %1 is new").arg(machines_.size()));
+    pass(10min); // for the ten seconds of the last changes, whatever they are
+    bool areInStep = true;
+    for (int round = 0; round < 2; ++round)
+        for (const auto& machine : machines_)
+            areInStep = areInStep && letRest(*machine);
+    if (!areInStep || !agree())
+        model_.violate(QStringLiteral("a new machine does not get what all hold:\n")
+                       + differences().join(QLatin1Char('\n')));
+}
+
 // Healing ---------------------------------------------------------------------------------------------------
 
 // Every disturber ends; the user saves everywhere and lets every machine sync, twice and then until all agree.
@@ -236,7 +255,7 @@ void World::heal() {
     for (const auto& machine : machines_) {
         machine->ledger.faults.clear();
         machine->disk.setFull(false);
-        machine->disk.failNext(0);
+        machine->disk.fail(0, 0);
         machine->disk.dieAfter(-1, SimulatedDisk::Death::Kill, 0);
     }
     pass(longestDelay);
@@ -322,6 +341,8 @@ void World::checkCloud(const Model::Contents& contents) {
             if (!entry->metadata || entry->metadata->isDirectory)
                 continue;
             const QString name = entry->metadata->filename();
+            if (name.contains(QStringLiteral("conflicted copy")) && !name.endsWith(QLatin1String(".image")))
+                model_.violate(QStringLiteral("a copy of a conflict is left: ") + name);
             const QString uuid = name.section(QStringLiteral("!!!"), 1).section(QLatin1Char('.'), 0, 0);
             if (name.endsWith(QLatin1String(".image")))
                 imageFiles.insert(uuid);

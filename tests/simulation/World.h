@@ -31,6 +31,7 @@ private:
     qint64 requestsAllowed() const;
     void countRequests();
     void startAnew();
+    void addMachine();
     void heal();
     bool letRest(Machine& machine);
     bool agree();
@@ -43,5 +44,6 @@ private:
     Model model_;
     std::shared_ptr<QWAppFolder> cloud_;
     std::vector<std::unique_ptr<Machine>> machines_;
+    std::unique_ptr<Machine> newcomer_;
     qint64 events_ = 0, deaths_ = 0;
 };

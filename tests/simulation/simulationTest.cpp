@@ -9,6 +9,16 @@
 
 namespace {
 
+// As in qw-simulate, so that a day goes as it did there.
+struct DeterministicHashes : testing::Environment {
+    void SetUp() override { QHashSeed::setDeterministicGlobalSeed(); }
+};
+[[maybe_unused]] auto* const hashes = testing::AddGlobalTestEnvironment(new DeterministicHashes);
+
+} // namespace
+
+namespace {
+
 struct SimulatedDiskTest : testing::Test {
     std::shared_ptr<QWVirtualRunLoop> runLoop = std::make_shared<QWVirtualRunLoop>();
     SimulatedDisk disk{std::make_shared<QWVirtualClock>(runLoop)};

@@ -49,7 +49,8 @@ QWImageKeeper::Verdict QWImageKeeper::prepareImport(const QString& localPath, co
 
 // The engine keeps a local image that is not older than the cloud's, and would give it the cloud's date. Where
 // the dates are equal and the images are not, the one that has not changed here since it was sent or received
-// makes way; else the greater content hash decides, on every desktop alike.
+// makes way; else the greater content hash decides, on every desktop alike. One that is sent again as it was, since the
+// cloud had lost it, is dated then, and is no later than what was made of it here.
 QWImageKeeper::Verdict QWImageKeeper::decide(const QWManagedObjectWithSyncSupport& present,
                                              const QDateTime& date, const QString& localPath,
                                              const DBMetadata& metadata) {
@@ -60,8 +61,9 @@ QWImageKeeper::Verdict QWImageKeeper::decide(const QWManagedObjectWithSyncSuppor
         return {QStringLiteral("the image here is the same")};
     const auto known = engine_.fileMetadataManager().fileMetadataForFileName(metadata.filename(), false);
     const bool hasChangedHere = !known || known->lastModifiedDate() != date;
-    const bool receivedWins =
-        isTie ? !hasChangedHere || hash < receivedHash : date < metadata.lastModifiedDate;
+    const bool isKnownAgain = known && hasChangedHere && known->remoteHash() == receivedHash;
+    const bool receivedWins = isTie ? !hasChangedHere || (hash < receivedHash && !isKnownAgain)
+                                    : date < metadata.lastModifiedDate && !isKnownAgain;
 
     QWArchivedVersion loser;
     loser.entityName = present.entity().name();
@@ -76,8 +78,8 @@ QWImageKeeper::Verdict QWImageKeeper::decide(const QWManagedObjectWithSyncSuppor
 
     if (isTie && receivedWins)
         files().remove(path);
-    else if (isTie)
-        files().setModificationDate(path, date.addSecs(1));
+    else if (!receivedWins && date <= metadata.lastModifiedDate)
+        files().setModificationDate(path, metadata.lastModifiedDate.addSecs(1));
     return receivedWins ? Verdict() : Verdict{QStringLiteral("the image here is newer"), Verdict::Declined};
 }
 

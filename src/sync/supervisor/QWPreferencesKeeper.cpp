@@ -136,18 +136,15 @@ bool QWPreferencesKeeper::uploadBegins(QWError* error) {
     return true;
 }
 
-// The copy is known until it has been deleted, so that a later process finds it.
 bool QWPreferencesKeeper::uploadEnds(const std::optional<DBMetadata>& file) {
     const QByteArray bytes = *std::exchange(sent_, std::nullopt);
     if (!file)
         return true;
-    const bool isStored = qw::sync::isPreferencesFile(file->path);
-    if (!isStored)
-        engine_.fileMetadataManager().updateFileMetadataEquivalentToDropboxFileMetadata(*file);
-    else if (!isBaseInDoubt_)
-        setBase(bytes);
+    if (!qw::sync::isPreferencesFile(file->path) || isBaseInDoubt_)
+        return false;
+    setBase(bytes);
     engine_.saveCacheContext();
-    return isStored && !isBaseInDoubt_;
+    return true;
 }
 
 // Download --------------------------------------------------------------------------------------------------
@@ -188,7 +185,7 @@ bool QWPreferencesKeeper::prepareImport(QWError* error) {
 
 // Changes ---------------------------------------------------------------------------------------------------
 
-void QWPreferencesKeeper::prepareEntry(const DBDeltaEntry& entry, QStringList& ownCopies) {
+void QWPreferencesKeeper::prepareEntry(const DBDeltaEntry& entry, QStringList& copies) {
     auto& manager = engine_.fileMetadataManager();
     if (qw::sync::isPreferencesFile(entry.lowercasePath)) {
         if (!entry.metadata)
@@ -197,9 +194,8 @@ void QWPreferencesKeeper::prepareEntry(const DBDeltaEntry& entry, QStringList& o
             engine_.metadataWithKey(listedKey)->setValue(entry.metadata->rev);
         return;
     }
-    if (entry.metadata && isConflictedCopy(entry.lowercasePath, manager)
-        && manager.fileMetadataForFileName(entry.metadata->filename(), false))
-        ownCopies.append(entry.metadata->path);
+    if (entry.metadata && isConflictedCopy(entry.lowercasePath, manager))
+        copies.append(entry.metadata->path);
 }
 
 bool QWPreferencesKeeper::isFileDue() const {
@@ -219,12 +215,4 @@ void QWPreferencesKeeper::fileIsMissing() {
 void QWPreferencesKeeper::noteMissing(const QStringList& fileNames) {
     if (fileNames.contains(fileName(), Qt::CaseInsensitive))
         fileIsMissing();
-}
-
-void QWPreferencesKeeper::copyIsDeleted(const QString& path) {
-    auto& manager = engine_.fileMetadataManager();
-    if (!isConflictedCopy(path, manager))
-        return;
-    manager.deleteDropboxFileMetadataWithName(qw::text::lastPathComponent(path));
-    engine_.saveCacheContext();
 }

@@ -41,16 +41,15 @@ public:
     // Whether a value here is another one than there, also where that is the cloud's fault.
     bool isBehindHere() const { return engine_.syncedPreferences() != base(); }
 
-    // Before the engine has a page of changes. `ownCopies` gets the paths of conflicted copies of this desktop's
-    // file, which belong to nobody.
-    void prepareEntry(const DBDeltaEntry& entry, QStringList& ownCopies);
+    // Before the engine has a page of changes. `copies` gets the paths of conflicted copies of the file, which belong to
+    // nobody: whoever sent one may not have learnt of it.
+    void prepareEntry(const DBDeltaEntry& entry, QStringList& copies);
     // Whether a version of the file was listed that is not here. It may be that no further query tells of it: a
     // full re-upload forgets what its batch was loading, and goes on.
     bool isFileDue() const;
     void fileIsMissing();
     // Of the files that a listing from scratch lacks.
     void noteMissing(const QStringList& fileNames);
-    void copyIsDeleted(const QString& path);
 
 private:
     std::optional<QJsonObject> base() const;

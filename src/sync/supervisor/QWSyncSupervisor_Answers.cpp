@@ -40,10 +40,10 @@ void QWSyncSupervisor::restClientLoadedDeltaEntries(DBRestClient&, const QList<D
                                                     bool reset, const QString& cursor, bool hasMore) {
     if (isQueryStale())
         return finish([&](auto&) { engine_->takeBackDeltaQuery(engine_->status()); });
-    QStringList ownCopies, ownPreferences;
+    QStringList ownCopies, preferencesCopies;
     const auto kept = images_->preparePage(entries, !hasMore, ownCopies);
     for (const auto& entry : kept) {
-        preferences_->prepareEntry(*entry, ownPreferences);
+        preferences_->prepareEntry(*entry, preferencesCopies);
         records_->prepareEntry(*entry);
     }
     const bool isFirstPage = std::exchange(isListingFromScratch_, false) || reset;
@@ -51,7 +51,7 @@ void QWSyncSupervisor::restClientLoadedDeltaEntries(DBRestClient&, const QList<D
     finish([&](auto& to) { to.restClientLoadedDeltaEntries(*this, kept, isFirstPage, cursor, hasMore); });
     for (const QString& copy : ownCopies)
         sendConflictedImage(copy);
-    for (const QString& copy : ownPreferences)
+    for (const QString& copy : preferencesCopies)
         deletePath(copy);
 }
 
@@ -138,7 +138,6 @@ void QWSyncSupervisor::restClientUploadFileFailedWithError(DBRestClient&, const 
 
 void QWSyncSupervisor::restClientDeletedPath(DBRestClient&, const QString& path) {
     ++counts_.sent;
-    preferences_->copyIsDeleted(path);
     const QString fileName = qw::text::lastPathComponent(path);
     finish([&](auto& to) { to.restClientDeletedPath(*this, path); });
     letGoOfRow(fileName);
@@ -148,8 +147,6 @@ void QWSyncSupervisor::restClientDeletedPath(DBRestClient&, const QString& path)
 void QWSyncSupervisor::restClientDeletePathFailedWithError(DBRestClient&, const QWError& error) {
     const QString path = error.userInfo.value("path").toString();
     const bool isTransient = requestFailure(error) == RequestFailure::Transient;
-    if (requestFailure(error) == RequestFailure::FileGone)
-        preferences_->copyIsDeleted(path);
     finish([&](auto& to) {
         if (isTransient)
             repeatLater("restClient:deletePathFailedWithError:", error,
