@@ -2,6 +2,7 @@
 
 #include "platform/text/QWText.h"
 #include "sync/QWDropboxSyncConstants.h"
+#include "sync/QWSyncFileNames_p.h"
 
 #include <algorithm>
 
@@ -12,7 +13,7 @@ QString deltaOrderKey(const QString& lowercasePath, const QStringList& entityNam
     const QString file = text::lastPathComponent(lowercasePath);
     QString key = QString::number(components.size());
     if (components.size() >= 3) {
-        key += QLatin1Char(text::pathExtension(file) == QWDBFileNameDataExtension ? '0' : '1');
+        key += QLatin1Char(isRecordFile(file) ? '0' : '1');
         const QString entity = text::capitalized(text::components(file, QWDBFileNameSeparator).first());
         if (const auto place = entityNames.indexOf(entity); place >= 0)
             key += QString::number(place).rightJustified(2, QLatin1Char('0'));

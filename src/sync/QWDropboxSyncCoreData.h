@@ -239,6 +239,10 @@ public:
     const QJsonObject& syncedPreferences() const { return syncedPreferences_; }
     // Whether they have changed since they were sent last.
     bool needToUploadSyncedPreferences() const { return needToUploadSyncedPreferences_; }
+    // The same, and that there is any to be sent.
+    bool isPreferenceWaiting() const {
+        return needToUploadSyncedPreferences_ && !syncedPreferences_.isEmpty();
+    }
     // Whether a request about their file has been made and not answered, or has failed. Nothing is sent
     // meanwhile.
     bool isSyncedPreferencesRequestOut() const { return syncPreferencesUploadingOrDownloading_; }

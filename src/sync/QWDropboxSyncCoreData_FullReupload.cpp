@@ -92,9 +92,7 @@ void QWDropboxSyncCoreData::fetchAllItemsForUploadWithEntityName(const QString& 
 
 // An object whose deletion dies unsaved comes back, and must be sent then.
 void QWDropboxSyncCoreData::deleteObjectWaitingSyncWithActionDelete() {
-    const QWFetchRequest deletions(
-        QWDBEntityNameObjectWaitingSync,
-        QWPredicate::comparison("action", QWPredicate::Operator::Equal, QWDropboxSyncActionDelete));
+    const QWFetchRequest deletions = QWRequestOfWaitingDeletions();
     for (const auto& row :
          QWFetchCacheRecords<ObjectWaitingSync>(*dropboxCacheManagedObjectContext(), deletions))
         noteUnsavedDeletion(*row);

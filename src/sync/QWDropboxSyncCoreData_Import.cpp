@@ -18,6 +18,7 @@
 #include "sync/QWSyncLog_p.h"
 #include "sync/records/QWDropboxSyncManagedObjectDictionaryImporter.h"
 #include "sync/records/QWSyncRecordFile_p.h"
+#include "sync/records/QWTravellingForm.h"
 
 namespace {
 
@@ -35,8 +36,7 @@ QString folderOf(const QString& path) {
 // the later one wins.
 bool isOvertakenInBatch(const QWManagedObjectWithSyncSupport& object, const QVariantMap& record) {
     const QDateTime present = object.dateModified();
-    const QDateTime received = QWManagedObjectWithSyncSupport::dateModifiedFormatter()->dateFromString(
-        record.value(QStringLiteral("dateModified")).toString());
+    const QDateTime received = qw::sync::dateOfRecord(record);
     return present.isValid() && !qw::sync::receivedVersionWins(received, present);
 }
 
@@ -48,8 +48,7 @@ void QWDropboxSyncCoreData::restClientLoadedFile(DBRestClient&, const QString& l
         finishDownloadOfSyncedPreferences(metadata);
         return;
     }
-    const bool isRecord =
-        qw::text::lowercase(qw::text::pathExtension(localPath)) == QWDBFileNameDataExtension;
+    const bool isRecord = qw::sync::isRecordFile(qw::text::lowercase(localPath));
     if (!(isRecord ? importRecord(localPath, metadata) : importImage(localPath, metadata))) {
         repeatImportOfFile(localPath, metadata, isRecord);
         return;

@@ -156,11 +156,8 @@ void QWDropboxSyncCoreData::giveWayToMainContext(QWManagedObjectContext& context
 // holds the insertion still, the two become one in the merge, and that is queued.)
 void QWDropboxSyncCoreData::reconcileInsertions(QWManagedObjectContext& context) {
     QSet<QWSyncedIdentity> deleted;
-    const QWFetchRequest deletions(
-        QWDBEntityNameObjectWaitingSync,
-        QWPredicate::comparison("action", QWPredicate::Operator::Equal, QWDropboxSyncActionDelete));
-    for (const auto& row :
-         QWFetchCacheRecords<ObjectWaitingSync>(*dropboxCacheManagedObjectContext(), deletions))
+    for (const auto& row : QWFetchCacheRecords<ObjectWaitingSync>(*dropboxCacheManagedObjectContext(),
+                                                                  QWRequestOfWaitingDeletions()))
         deleted.insert({row->objectEntityName(), row->objectUUID()});
     for (const auto& record : context.insertedObjects()) {
         auto* object = synced(record);

@@ -19,6 +19,7 @@
 
 #include "dropbox/DBPath.h"
 #include "platform/text/QWText.h"
+#include "sync/QWSyncFileNames_p.h"
 #include "sync/QWSyncLog_p.h"
 #include "sync/QWSyncedPreferences_p.h"
 #include "util/NSTimer_TimerWithBlock.h"
@@ -26,10 +27,6 @@
 namespace {
 
 constexpr double secondsBeforeUpload = 5.0;
-
-QString preferencesFileName() {
-    return qw::text::lastPathComponent(QWDBFileSyncedPreferencesInDropboxFolder);
-}
 
 void logRefusal(const QString& key) {
     qCWarning(qwSyncLog).noquote() << "a value that JSON cannot carry is not shared:" << key;
@@ -80,7 +77,7 @@ void QWDropboxSyncCoreData::setObjectInSyncedPrefencesForKey(const QJsonValue& o
 // Local copy ------------------------------------------------------------------------------------------------
 
 QUrl QWDropboxSyncCoreData::syncedPreferencesLocalCacheURL() const {
-    return QUrl::fromLocalFile(localPath(preferencesFileName()));
+    return QUrl::fromLocalFile(localPath(qw::sync::preferencesFileName()));
 }
 
 std::optional<QJsonObject> QWDropboxSyncCoreData::readSyncPreferencesLocalCache() const {
@@ -128,8 +125,8 @@ void QWDropboxSyncCoreData::beginUploadOfSyncedPreferences() {
     preferencesChangedWhileUploading_ = false;
     syncPreferencesUploadingOrDownloading_ = true;
     saveSyncPreferencesLocalCache();
-    const auto known = fileMetadataManager().fileMetadataForFileName(preferencesFileName(), false);
-    dropboxRestClient_->uploadFile(preferencesFileName(), QStringLiteral("/"),
+    const auto known = fileMetadataManager().fileMetadataForFileName(qw::sync::preferencesFileName(), false);
+    dropboxRestClient_->uploadFile(qw::sync::preferencesFileName(), QStringLiteral("/"),
                                    known ? known->rev() : QString(),
                                    syncedPreferencesLocalCacheURL().toLocalFile());
 }

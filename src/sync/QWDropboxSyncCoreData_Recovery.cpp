@@ -152,11 +152,8 @@ void QWDropboxSyncCoreData::recover(const std::function<bool(const QWSyncedIdent
 // Their record files may be in the cloud or not, which the revision put back allows for. Their images are
 // sent again, since they are newer than no date: where they still are in the cloud, the same bytes change nothing.
 void QWDropboxSyncCoreData::sendObjectsWhoseDeletionWasLost() {
-    const QWFetchRequest deletions(
-        QWDBEntityNameObjectWaitingSync,
-        QWPredicate::comparison("action", QWPredicate::Operator::Equal, QWDropboxSyncActionDelete));
-    for (const auto& row :
-         QWFetchCacheRecords<ObjectWaitingSync>(*dropboxCacheManagedObjectContext(), deletions)) {
+    for (const auto& row : QWFetchCacheRecords<ObjectWaitingSync>(*dropboxCacheManagedObjectContext(),
+                                                                  QWRequestOfWaitingDeletions())) {
         if (!objectReferencedByWaitingObject(*row))
             continue;
         row->setAction(QWDropboxSyncActionInsertOrUpdate);

@@ -158,7 +158,7 @@ void QWDropboxSyncCoreData::uploadRecordAgain(const QWRef<ObjectWaitingSync>& ro
 }
 
 void QWDropboxSyncCoreData::uploadFileWithName(const QString& fileName, const QUrl& localURL) {
-    if (qw::text::pathExtension(fileName) == QWDBFileNameImageExtension)
+    if (qw::sync::isImageFile(fileName))
         imageDatesSent_.insert(localURL.toLocalFile(),
                                environment().files().modificationDate(localURL.toLocalFile()));
     const auto known = fileMetadataManager().fileMetadataForFileName(fileName, false);
@@ -170,9 +170,6 @@ void QWDropboxSyncCoreData::uploadFileWithName(const QString& fileName, const QU
 
 void QWDropboxSyncCoreData::restClientUploadedFile(DBRestClient&, const QString& destinationPath,
                                                    const QString& sourcePath, const DBMetadata& metadata) {
-    const auto hasExtension = [](const QString& path, const QString& extension) {
-        return qw::text::lowercase(qw::text::pathExtension(path)) == extension;
-    };
     if (qw::sync::isPreferencesFile(destinationPath)) {
         finishUploadOfSyncedPreferences(metadata);
         return;
@@ -190,9 +187,9 @@ void QWDropboxSyncCoreData::restClientUploadedFile(DBRestClient&, const QString&
             return;
         }
     }
-    if (hasExtension(sourcePath, QWDBFileNameDataExtension)
+    if (qw::sync::isRecordFile(qw::text::lowercase(sourcePath))
         && sourcePath != syncedPreferencesLocalCacheURL().toLocalFile()
-        && !hasExtension(destinationPath, QWDBFileNameImageExtension))
+        && !qw::sync::isImageFile(qw::text::lowercase(destinationPath)))
         environment().files().remove(sourcePath);
     finishUploadOfObjectWaiting(row);
 }
@@ -280,7 +277,7 @@ void QWDropboxSyncCoreData::uploadFileAgain(const QString& fileName, const QUrl&
     const auto row = objectSyncingForFileWithName(fileName);
     if (!row || generation != objectsSyncing_.generation())
         return;
-    if (qw::text::pathExtension(fileName) == QWDBFileNameImageExtension)
+    if (qw::sync::isImageFile(fileName))
         finishUploadOfObjectWaiting(row);
     else
         uploadRecordAgain(row);

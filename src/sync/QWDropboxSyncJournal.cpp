@@ -1,7 +1,7 @@
 #include "sync/QWDropboxSyncJournal.h"
 
-#include "platform/text/QWText.h"
 #include "sync/QWDropboxSyncConstants.h"
+#include "sync/QWSyncFileNames_p.h"
 
 namespace {
 
@@ -116,7 +116,7 @@ void QWDropboxSyncJournal::putBack(const QWManagedObject& entry, bool isRecordHe
         known->setLastModifiedDate(entry.valueForKey(lastModifiedDateKey).toDateTime());
     } else {
         const auto known = fileMetadata_.fileMetadataForFileName(fileName, false);
-        if (known && isRecordHere && qw::text::pathExtension(fileName) == QWDBFileNameDataExtension)
+        if (known && isRecordHere && qw::sync::isRecordFile(fileName))
             known->setRev(QString());
         else
             fileMetadata_.deleteDropboxFileMetadataWithName(fileName);

@@ -55,8 +55,16 @@ bool isPreferencesFile(const QString& path) {
     return isEqualToDropboxPath(path, QWDBFileSyncedPreferencesInDropboxFolder);
 }
 
+QString preferencesFileName() {
+    return text::lastPathComponent(QWDBFileSyncedPreferencesInDropboxFolder);
+}
+
 bool isRecordFile(const QString& path) {
     return text::pathExtension(path) == QWDBFileNameDataExtension;
+}
+
+bool isImageFile(const QString& path) {
+    return text::pathExtension(path) == QWDBFileNameImageExtension;
 }
 
 std::optional<NamedObject> objectNamedByFile(const QString& remoteName) {

@@ -12,8 +12,10 @@ QString fileName(const QString& uuid, const QString& entityName, bool isImage);
 QString remotePath(const QString& fileName);
 bool isSyncFolder(const QString& path);
 bool isPreferencesFile(const QString& path);
-// By its extension: a record's, not its image's.
+QString preferencesFileName();
+// By its extension, in lower case: a record's, or its image's.
 bool isRecordFile(const QString& path);
+bool isImageFile(const QString& path);
 
 // Whether a uuid is one name, and no path: hosts name images after it; and text that a file can hold, so that it is
 // the same uuid everywhere. What comes from elsewhere and is not makes no record here.

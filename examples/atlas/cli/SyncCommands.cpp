@@ -11,10 +11,6 @@
 
 namespace {
 
-bool preferencesWait(const QWDropboxSyncCoreData& engine) {
-    return engine.needToUploadSyncedPreferences() && !engine.syncedPreferences().isEmpty();
-}
-
 QJsonObject statusOf(QWDropboxSyncCoreData& engine, qint64 requests) {
     const QDateTime lastQuery = engine.lastTimeQueriedDeltaEntries();
     const qint64 inFlight = engine.numberOfObjectsSyncing();
@@ -23,7 +19,7 @@ QJsonObject statusOf(QWDropboxSyncCoreData& engine, qint64 requests) {
         {"waiting", qMax(qint64(0), engine.numberOfObjectsWaitingSync() - inFlight)},
         {"inFlight", inFlight},
         {"toDownload", static_cast<qint64>(engine.deltaEntriesToImport().count())},
-        {"preferencesWait", preferencesWait(engine)},
+        {"preferencesWait", engine.isPreferenceWaiting()},
         {"requests", requests},
         {"lastQuery", lastQuery.isNull() ? QJsonValue() : QJsonValue(qw::text::textFromDate(lastQuery))},
     };
@@ -88,7 +84,7 @@ QString reason(const SyncSession& session, SyncSession::Outcome outcome, QWDropb
         return QStringLiteral("not in step yet when the time was over: %1 to send, %2 to receive%3%4")
             .arg(engine.numberOfObjectsWaitingSync())
             .arg(engine.deltaEntriesToImport().count())
-            .arg(preferencesWait(engine) ? QStringLiteral(", preferences to send") : QString())
+            .arg(engine.isPreferenceWaiting() ? QStringLiteral(", preferences to send") : QString())
             .arg(lastFailure.isEmpty() ? QString() : "; the cloud's last failure: " + lastFailure);
     case SyncSession::Outcome::DeletionsHeld:
         return QStringLiteral(

@@ -126,3 +126,9 @@ QWRef<Metadata> QWFindMetadata(QWManagedObjectContext& context, const QString& k
     const auto found = QWFetchCacheRecords<Metadata>(context, request);
     return found.empty() ? QWRef<Metadata>() : found.front();
 }
+
+QWFetchRequest QWRequestOfWaitingDeletions() {
+    return QWFetchRequest(
+        QWDBEntityNameObjectWaitingSync,
+        QWPredicate::comparison(actionKey, QWPredicate::Operator::Equal, QWDropboxSyncActionDelete));
+}

@@ -88,3 +88,6 @@ std::vector<QWRef<Record>> QWFetchCacheRecords(QWManagedObjectContext& context,
 // programming error: assertion "[fetchedObjects count] == 1".
 QWRef<ObjectWaitingSync> QWFindObjectWaitingSync(QWManagedObjectContext& context, const QString& objectUUID);
 QWRef<Metadata> QWFindMetadata(QWManagedObjectContext& context, const QString& key);
+
+// The rows of the objects whose deletion has not reached the cloud yet.
+QWFetchRequest QWRequestOfWaitingDeletions();

@@ -4,6 +4,7 @@
 #include "platform/text/QWText.h"
 #include "sync/QWDeltaSpecialActions_p.h"
 #include "sync/QWDropboxSyncConstants.h"
+#include "sync/QWSyncFileNames_p.h"
 
 QWDropboxFileMetadataManager::QWDropboxFileMetadataManager(
     std::shared_ptr<QWManagedObjectContext> dropboxCacheManagedObjectContext)
@@ -38,7 +39,7 @@ void QWDropboxFileMetadataManager::updateFileMetadataEquivalentToDropboxFileMeta
     known->setRemoteHash(metadata.hash);
     known->setRev(metadata.rev);
     known->setLastModifiedDate(metadata.lastModifiedDate);
-    if (qw::text::pathExtension(metadata.filename()) == QWDBFileNameImageExtension)
+    if (qw::sync::isImageFile(metadata.filename()))
         updateAttributesOfImageAtPath(localPath, *known);
 }
 
@@ -76,7 +77,7 @@ bool QWDropboxFileMetadataManager::isUsefull(const DBDeltaEntry& entry,
     }
     // An image goes with its record, and a file that was never known has nothing to delete.
     const QString name = qw::text::lastPathComponent(entry.lowercasePath);
-    return qw::text::pathExtension(name) == QWDBFileNameDataExtension && fileMetadataForFileName(name, false);
+    return qw::sync::isRecordFile(name) && fileMetadataForFileName(name, false);
 }
 
 DBDeltaEntrySpecialAction

@@ -4,6 +4,7 @@
 #include "store/QWManagedObjectContext.h"
 #include "sync/QWSyncFileNames_p.h"
 #include "sync/QWSyncLog_p.h"
+#include "sync/records/QWTravellingForm.h"
 
 #include <algorithm>
 
@@ -63,8 +64,7 @@ bool QWDropboxSyncManagedObjectDictionaryImporter::needsToUpdateObject(
     const QDateTime local = object.dateModified();
     if (!local.isValid())
         return true;
-    const QDateTime received = QWManagedObjectWithSyncSupport::dateModifiedFormatter()->dateFromString(
-        dictionary.value(QStringLiteral("dateModified")).toString());
+    const QDateTime received = qw::sync::dateOfRecord(dictionary);
     if (received.isValid() && local < received)
         return true;
     qCInfo(qwSyncLog, "No...Update Needed");

@@ -52,6 +52,11 @@ std::optional<QByteArray> hashOf(const QVariantMap& form) {
 
 } // namespace
 
+QDateTime dateOfRecord(const QVariantMap& record) {
+    return QWManagedObjectWithSyncSupport::dateModifiedFormatter()->dateFromString(
+        record.value(QStringLiteral("dateModified")).toString());
+}
+
 QVariantMap travellingForm(const QVariantMap& record, const QWManagedObjectWithSyncSupport& object) {
     return travellingForm(record, object.entity(), object.fieldDescriptions());
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QDateTime>
 #include <QVariantMap>
 #include <optional>
 
@@ -8,6 +9,9 @@ class QWEntityDescription;
 class QWManagedObjectWithSyncSupport;
 
 namespace qw::sync {
+
+// When the version of a sync record was edited; null where it does not say.
+QDateTime dateOfRecord(const QVariantMap& record);
 
 // A sync record of `object`'s entity, exported here or received, in the one form that is the same on every
 // desktop: dates in UTC to the second, members without order by uuid, null members left out. Two versions of

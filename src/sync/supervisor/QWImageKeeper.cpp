@@ -90,7 +90,7 @@ QString QWImageKeeper::contentHash(const QString& path) const {
 // The image of a record that is not here may be all that a deletion has left, or come before its record. The
 // engine would make an empty record of it, and only on the desktops that have not sent it.
 bool QWImageKeeper::passesOver(const QString& fileName) {
-    if (qw::text::pathExtension(fileName) != QWDBFileNameImageExtension || isConflicted(fileName)
+    if (!qw::sync::isImageFile(fileName) || isConflicted(fileName)
         || !qw::sync::belongsToEntity(engine_, fileName) || presentVersion(engine_, fileName))
         return false;
     if (const auto row = waitingDeletion(engine_, fileName))
@@ -124,12 +124,12 @@ QList<DBDeltaEntryRef> QWImageKeeper::preparePage(const QList<DBDeltaEntryRef>& 
             askForKnown(name);
     std::set<QString> uuidsOfRecords;
     for (const auto& entry : page)
-        if (entry->metadata && qw::text::pathExtension(entry->lowercasePath) == QWDBFileNameDataExtension)
+        if (entry->metadata && qw::sync::isRecordFile(entry->lowercasePath))
             uuidsOfRecords.insert(qw::sync::uuidNamedByFile(entry->metadata->filename()));
     QList<DBDeltaEntryRef> kept;
     for (const auto& entry : page) {
         const QString name = qw::text::lastPathComponent(entry->lowercasePath);
-        if (qw::text::pathExtension(name) != QWDBFileNameImageExtension) {
+        if (!qw::sync::isImageFile(name)) {
             kept.append(entry);
         } else if (isConflicted(name)) {
             if (entry->metadata && engine_.fileMetadataManager().fileMetadataForFileName(name, false))
@@ -149,7 +149,7 @@ QList<DBDeltaEntryRef> QWImageKeeper::preparePage(const QList<DBDeltaEntryRef>& 
 
 void QWImageKeeper::noteMissing(const QStringList& fileNames) {
     for (const QString& name : fileNames)
-        if (qw::text::pathExtension(name) == QWDBFileNameImageExtension)
+        if (qw::sync::isImageFile(name))
             imagesDeleted_.insert(name);
 }
 
@@ -159,8 +159,7 @@ void QWImageKeeper::checkLater(const QString& fileName) {
 
 bool QWImageKeeper::isConflicted(const QString& fileName) const {
     const QString name = qw::text::lowercase(fileName);
-    return qw::text::pathExtension(name) == QWDBFileNameImageExtension
-           && engine_.fileMetadataManager().isFileNameConflicted(name);
+    return qw::sync::isImageFile(name) && engine_.fileMetadataManager().isFileNameConflicted(name);
 }
 
 QString QWImageKeeper::pathOf(const QString& copy) const {

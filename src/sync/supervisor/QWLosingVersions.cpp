@@ -18,11 +18,6 @@ namespace {
 // A batch may replace very many: they are not all held in memory.
 constexpr int mostUnsaved = 1000;
 
-QDateTime dateOf(const QVariantMap& record) {
-    return QWManagedObjectWithSyncSupport::dateModifiedFormatter()->dateFromString(
-        record.value(QStringLiteral("dateModified")).toString());
-}
-
 Reason reasonFor(const QDateTime& loser, const QDateTime& winner) {
     const bool isTie = loser.isValid() && winner.isValid()
                        && qw::sync::wholeSeconds(loser) == qw::sync::wholeSeconds(winner);
@@ -57,7 +52,7 @@ void QWLosingVersions::addDeclined(const QString& fileName, const QVariantMap& r
     QWArchivedVersion version;
     version.entityName = named->entityName;
     version.uuid = present ? present->uuid() : named->uuid;
-    version.dateModified = dateOf(received);
+    version.dateModified = qw::sync::dateOfRecord(received);
     version.archivedAt = environment().clock().now();
     version.origin = Origin::Cloud;
     version.reason = present ? reasonFor(version.dateModified, present->dateModified()) : Reason::Deletion;
@@ -83,7 +78,7 @@ QWLosingVersions::versionOfBatch(const QString& fileName, QWManagedObjectWithSyn
 }
 
 void QWLosingVersions::addOvertaken(QWManagedObjectWithSyncSupport& version, const QVariantMap& received) {
-    archive_.add(version, Origin::Cloud, reasonFor(version.dateModified(), dateOf(received)));
+    archive_.add(version, Origin::Cloud, reasonFor(version.dateModified(), qw::sync::dateOfRecord(received)));
     ++unsaved_;
 }
 

@@ -8,6 +8,8 @@
 #include <QJsonDocument>
 #include <algorithm>
 
+using qw::sync::preferencesFileName;
+
 namespace {
 
 // Keys of `Metadata` rows.
@@ -16,15 +18,11 @@ const QString sentKey = QStringLiteral("PreferencesSent");
 const QString receivingKey = QStringLiteral("PreferencesReceiving");
 const QString listedKey = QStringLiteral("PreferencesListed");
 
-QString fileName() {
-    return qw::text::lastPathComponent(QWDBFileSyncedPreferencesInDropboxFolder);
-}
-
 // "/preferencessync (ann's conflicted copy).data"
 bool isConflictedCopy(const QString& path, const QWDropboxFileMetadataManager& manager) {
     const QString name = qw::text::lastPathComponent(qw::text::lowercase(path));
     return path.lastIndexOf(QLatin1Char('/')) == 0 && manager.isFileNameConflicted(name)
-           && name.startsWith(qw::text::lowercase(qw::text::deletingPathExtension(fileName())));
+           && name.startsWith(qw::text::lowercase(qw::text::deletingPathExtension(preferencesFileName())));
 }
 
 } // namespace
@@ -61,7 +59,7 @@ void QWPreferencesKeeper::setReceiving(bool isReceiving) {
 }
 
 QWRef<FileMetadata> QWPreferencesKeeper::known() const {
-    return engine_.fileMetadataManager().fileMetadataForFileName(fileName(), false);
+    return engine_.fileMetadataManager().fileMetadataForFileName(preferencesFileName(), false);
 }
 
 DBMetadata QWPreferencesKeeper::knownFile() const {
@@ -151,7 +149,8 @@ bool QWPreferencesKeeper::uploadEnds(const std::optional<DBMetadata>& file) {
 
 QString QWPreferencesKeeper::downloadPath() const {
     const QString path = engine_.syncedPreferencesLocalCacheURL().toLocalFile();
-    return path.section(QLatin1Char('/'), 0, -2) + QLatin1Char('/') + *qw::sync::downloadFileName(fileName());
+    return path.section(QLatin1Char('/'), 0, -2) + QLatin1Char('/')
+           + *qw::sync::downloadFileName(preferencesFileName());
 }
 
 // A file that nobody can read holds nothing: what is here takes its place.
@@ -213,6 +212,6 @@ void QWPreferencesKeeper::fileIsMissing() {
 }
 
 void QWPreferencesKeeper::noteMissing(const QStringList& fileNames) {
-    if (fileNames.contains(fileName(), Qt::CaseInsensitive))
+    if (fileNames.contains(preferencesFileName(), Qt::CaseInsensitive))
         fileIsMissing();
 }

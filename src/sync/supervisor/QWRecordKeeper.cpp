@@ -20,11 +20,6 @@ using qw::sync::waitingDeletion;
 
 namespace {
 
-QDateTime dateOf(const QVariantMap& record) {
-    return QWManagedObjectWithSyncSupport::dateModifiedFormatter()->dateFromString(
-        record.value(QStringLiteral("dateModified")).toString());
-}
-
 bool travels(const QWManagedObjectWithSyncSupport& object, const QString& key) {
     const auto* fields = object.fieldDescriptions();
     return fields && std::any_of(fields->begin(), fields->end(), [&](const auto& field) {
@@ -186,7 +181,7 @@ void QWRecordKeeper::queue(const QWManagedObjectWithSyncSupport& present) {
 // By the date as it travels and, in one second, by the form that travels.
 QWRecordKeeper::Order QWRecordKeeper::order(const QVariantMap& received,
                                             QWManagedObjectWithSyncSupport& present) {
-    const QDateTime receivedDate = dateOf(received);
+    const QDateTime receivedDate = qw::sync::dateOfRecord(received);
     const QDateTime presentDate = present.dateModified();
     if (!presentDate.isValid())
         return Order::Ahead;
@@ -210,7 +205,7 @@ QWRecordKeeper::Order QWRecordKeeper::order(const QVariantMap& received,
 // that before it is seen here: its deletion must not be passed over as that of a file that was never known.
 void QWRecordKeeper::noteUpload(const QString& fileName) {
     const auto named = qw::sync::objectNamedByFile(fileName);
-    if (named && qw::text::pathExtension(fileName) == QWDBFileNameDataExtension
+    if (named && qw::sync::isRecordFile(fileName)
         && engine_.fileMetadataManager().isFileNameConflicted(qw::text::lowercase(fileName)))
         engine_.fileMetadataManager().fileMetadataForFileName(
             engine_.fileNameWithUUID(named->uuid, named->entityName, false), true);
@@ -221,7 +216,7 @@ bool QWRecordKeeper::finishUpload(const QString& fileName, const QByteArray& sen
     if (!object || engine_.objectWaitingSyncForObject(*object, false))
         return false;
     const auto record = qw::sync::recordFromFileBytes(sent);
-    const QDateTime date = dateOf(record.value_or(QVariantMap()));
+    const QDateTime date = qw::sync::dateOfRecord(record.value_or(QVariantMap()));
     const bool isAnother = date.isValid() && object->dateModified().isValid()
                            && qw::sync::wholeSeconds(date) != qw::sync::wholeSeconds(object->dateModified());
     if (!isAnother && !isImageBehind)

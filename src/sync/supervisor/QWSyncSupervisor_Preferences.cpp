@@ -13,7 +13,7 @@ using qw::sync::requestFailure;
 using qw::sync::RequestFailure;
 
 bool QWSyncSupervisor::isPreferenceWaiting() const {
-    return engine_ && engine_->needToUploadSyncedPreferences() && !engine_->syncedPreferences().isEmpty();
+    return engine_ && engine_->isPreferenceWaiting();
 }
 
 bool QWSyncSupervisor::isLocalPreferences(const QString& localPath) const {
