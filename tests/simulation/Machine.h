@@ -90,7 +90,6 @@ private:
     QHash<QString, Version> versions();
     std::vector<desktop::Record> records(const QString& entityName);
     desktop::Record any(const QString& entityName, int which);
-    void writeImage(QWManagedObjectWithSyncSupport& book, const QByteArray& bytes);
 
     bool shouldUploadUpdateManagedObject(QWManagedObjectWithSyncSupport& object) override;
     void accessTokenExpiredDropbox(QWDropboxSyncCoreData&) override {}

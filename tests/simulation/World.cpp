@@ -2,12 +2,49 @@
 
 #include "sync/QWDropboxSyncConstants.h"
 
+#include <optional>
+
 using namespace std::chrono_literals;
 
 namespace {
 
 // After which every request that was sent has arrived.
 constexpr auto longestDelay = 130s;
+
+using Fault = SimulatedNetwork::Fault;
+
+// What becomes of a request by an event that disturbs the network; nothing for any other.
+std::optional<Fault> faultOf(const Event& event) {
+    const auto fault = [&](Fault::Kind kind, int status = 0) {
+        return Fault{kind, status, std::chrono::seconds(event.second)};
+    };
+    switch (event.kind) {
+    case Event::Offline:
+        return fault(Fault::Status);
+    case Event::ServerError:
+        return fault(Fault::Status, 500);
+    case Event::TooManyRequests:
+        return fault(Fault::Status, 429);
+    case Event::Refusal:
+        return fault(Fault::Status, 409);
+    case Event::NotFound:
+        return fault(Fault::Status, 404);
+    case Event::RefuseToken:
+        return fault(Fault::Status, 401);
+    case Event::LoseAnswer:
+        return fault(Fault::LoseAnswer);
+    case Event::DelayRequest:
+        return fault(Fault::DelayRequest);
+    case Event::DelayAnswer:
+        return fault(Fault::DelayAnswer);
+    case Event::Duplicate:
+        return fault(Fault::Duplicate);
+    case Event::Truncate:
+        return fault(Fault::Truncate);
+    default:
+        return std::nullopt;
+    }
+}
 
 } // namespace
 
@@ -30,7 +67,6 @@ World::Outcome World::run(const Script& script, unsigned seed, bool printsTrace)
     for (const auto& machine : world.machines_)
         outcome.faultsMet += machine->ledger.faultsMet;
     outcome.deaths = world.deaths_;
-    outcome.time = world.runLoop_->now();
     outcome.requestsAllowed = world.requestsAllowed();
     return outcome;
 }
@@ -126,11 +162,10 @@ void World::happen(const Event& event) {
 }
 
 void World::disturb(Machine& machine, const Event& event) {
-    using Fault = SimulatedNetwork::Fault;
-    const auto fault = [&](Fault::Kind kind, int status = 0) {
-        for (int count = 0; count < event.first; ++count)
-            machine.ledger.faults.push_back({kind, status, std::chrono::seconds(event.second)});
-    };
+    if (const auto fault = faultOf(event)) {
+        machine.ledger.faults.insert(machine.ledger.faults.end(), size_t(event.first), *fault);
+        return;
+    }
     const auto remove = [&](const QString& path) {
         if (cloud_->metadata(path))
             cloud_->remove(path);
@@ -142,28 +177,6 @@ void World::disturb(Machine& machine, const Event& event) {
                                      event.kind == Event::Kill ? SimulatedDisk::Death::Kill
                                                                : SimulatedDisk::Death::LossOfPower,
                                      unsigned(event.second));
-    case Event::Offline:
-        return fault(Fault::Status);
-    case Event::ServerError:
-        return fault(Fault::Status, 500);
-    case Event::TooManyRequests:
-        return fault(Fault::Status, 429);
-    case Event::Refusal:
-        return fault(Fault::Status, 409);
-    case Event::NotFound:
-        return fault(Fault::Status, 404);
-    case Event::RefuseToken:
-        return fault(Fault::Status, 401);
-    case Event::LoseAnswer:
-        return fault(Fault::LoseAnswer);
-    case Event::DelayRequest:
-        return fault(Fault::DelayRequest);
-    case Event::DelayAnswer:
-        return fault(Fault::DelayAnswer);
-    case Event::Duplicate:
-        return fault(Fault::Duplicate);
-    case Event::Truncate:
-        return fault(Fault::Truncate);
     case Event::JumpClock:
         return machine.world.clock->setOffset(machine.world.clock->offset()
                                               + std::chrono::seconds(event.first));

@@ -12,7 +12,6 @@ public:
         QStringList violations; // empty: every promise was kept
         QByteArray traceHash;
         qint64 events = 0, requests = 0, requestsAllowed = 0, faultsMet = 0, deaths = 0;
-        std::chrono::microseconds time{0}; // that passed in the world
     };
 
     // At most one world at a time.

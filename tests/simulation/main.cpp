@@ -18,7 +18,7 @@ namespace {
 constexpr unsigned twiceEvery = 100; // seeds
 
 struct Sum {
-    qint64 seeds = 0, events = 0, requests = 0, faultsMet = 0, deaths = 0, hours = 0;
+    qint64 seeds = 0, events = 0, requests = 0, faultsMet = 0, deaths = 0;
     double requestShare = 0; // the greatest, of those that are due
 
     void add(const World::Outcome& outcome) {
@@ -28,7 +28,14 @@ struct Sum {
         faultsMet += outcome.faultsMet;
         deaths += outcome.deaths;
         requestShare = std::max(requestShare, double(outcome.requests) / double(outcome.requestsAllowed));
-        hours += std::chrono::duration_cast<std::chrono::hours>(outcome.time).count();
+    }
+    void add(const Sum& other) {
+        seeds += other.seeds;
+        events += other.events;
+        requests += other.requests;
+        faultsMet += other.faultsMet;
+        deaths += other.deaths;
+        requestShare = std::max(requestShare, other.requestShare);
     }
 };
 
@@ -77,13 +84,13 @@ int runSeeds(const Scenario& scenario, unsigned first, unsigned last, unsigned s
     return failures;
 }
 
-} // namespace
+struct Options {
+    const Scenario* scenario = nullptr;
+    unsigned first = 0, last = 0, jobs = 1;
+    bool printsTrace = false;
+};
 
-int main(int argc, char** argv) {
-    QHashSeed::setDeterministicGlobalSeed();
-    QCoreApplication application(argc, argv);
-    QLoggingCategory::setFilterRules(QStringLiteral("qwlibrary.*=false"));
-
+Options optionsOf(const QCoreApplication& application) {
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Simulates machines that sync through days of accidents."));
@@ -98,70 +105,71 @@ int main(int argc, char** argv) {
     parser.addOption({QStringLiteral("scenario"),
                       QStringLiteral("One of ") + names.join(QStringLiteral(", ")), QStringLiteral("NAME"),
                       QStringLiteral("everything")});
-    parser.addOption({QStringLiteral("trace"), QStringLiteral("Print every step.")});
+    parser.addOption(
+        {QStringLiteral("trace"),
+         QStringLiteral("Of a seed that breaks a promise, print each step of the shortest list of "
+                        "events that does.")});
     parser.process(application);
 
+    Options options;
     const QStringList range = parser.value(QStringLiteral("seeds")).split(QStringLiteral(".."));
     bool isFirst = false, isLast = false, isNumber = false;
-    const unsigned first = range.value(0).toUInt(&isFirst),
-                   last = range.value(range.size() - 1).toUInt(&isLast);
-    const unsigned jobs = parser.value(QStringLiteral("jobs")).toUInt(&isNumber);
-    if (!isFirst || !isLast || range.size() > 2 || last < first)
+    options.first = range.value(0).toUInt(&isFirst);
+    options.last = range.value(range.size() - 1).toUInt(&isLast);
+    options.jobs = parser.value(QStringLiteral("jobs")).toUInt(&isNumber);
+    if (!isFirst || !isLast || range.size() > 2 || options.last < options.first)
         refuse(QStringLiteral("--seeds %1 is no range such as 1..1000")
                    .arg(parser.value(QStringLiteral("seeds"))));
-    if (!isNumber || jobs < 1)
+    if (!isNumber || options.jobs < 1)
         refuse(
             QStringLiteral("--jobs %1 is no number of processes").arg(parser.value(QStringLiteral("jobs"))));
-    const Scenario* scenario = Scenario::named(parser.value(QStringLiteral("scenario")));
-    if (!scenario)
+    options.scenario = Scenario::named(parser.value(QStringLiteral("scenario")));
+    if (!options.scenario)
         refuse(QStringLiteral("--scenario %1 is none of %2")
                    .arg(parser.value(QStringLiteral("scenario")), names.join(QStringLiteral(", "))));
+    options.printsTrace = parser.isSet(QStringLiteral("trace"));
+    return options;
+}
 
-    QElapsedTimer timer;
-    timer.start();
-    std::vector<pid_t> children;
-    std::vector<int> results;
-    Sum sum;
-    int failures = 0;
+// Each job in a process of its own, since there is one world in a process. Answers how many seeds failed.
+int forkJobs(const Options& options, Sum& sum) {
     int pipes[2];
     if (::pipe(pipes) != 0)
         refuse(QStringLiteral("no pipe"));
-    for (unsigned job = 0; job < jobs; ++job) {
+    std::vector<pid_t> children;
+    for (unsigned job = 0; job < options.jobs; ++job) {
         const pid_t child = ::fork();
         if (child == 0) {
             Sum own;
-            const int failed =
-                runSeeds(*scenario, first + job, last, jobs, parser.isSet(QStringLiteral("trace")), own);
+            const int failed = runSeeds(*options.scenario, options.first + job, options.last, options.jobs,
+                                        options.printsTrace, own);
             const bool isTold = ::write(pipes[1], &own, sizeof own) == ssize_t(sizeof own);
             ::_exit(isTold ? std::min(failed, 100) : 101);
         }
         children.push_back(child);
     }
+    int failures = 0;
     for (const pid_t child : children) {
         int status = 0;
         ::waitpid(child, &status, 0);
-        Sum own;
         if (!WIFEXITED(status) || WEXITSTATUS(status) > 100) {
             say(QStringLiteral("a process ended with status %1").arg(status));
             ++failures;
             continue;
         }
         failures += WEXITSTATUS(status);
-        if (::read(pipes[0], &own, sizeof own) == ssize_t(sizeof own)) {
-            sum.seeds += own.seeds;
-            sum.events += own.events;
-            sum.requests += own.requests;
-            sum.faultsMet += own.faultsMet;
-            sum.deaths += own.deaths;
-            sum.requestShare = std::max(sum.requestShare, own.requestShare);
-            sum.hours += own.hours;
-        }
+        Sum own;
+        if (::read(pipes[0], &own, sizeof own) == ssize_t(sizeof own))
+            sum.add(own);
     }
-    const double seconds = double(timer.elapsed()) / 1000;
+    return failures;
+}
+
+void printSum(const Scenario& scenario, const Sum& sum, int failures, double seconds) {
     say(QStringLiteral(
             "%1: %2 seeds in %3 s (%4 a second), %5 failed; %6 events, %7 requests, %8 of them disturbed, "
             "of those due at most %9 in a seed, %10 deaths")
-            .arg(scenario->name)
+            .arg(scenario.name)
             .arg(sum.seeds)
             .arg(seconds, 0, 'f', 1)
             .arg(double(sum.seeds) / seconds, 0, 'f', 1)
@@ -171,5 +179,20 @@ int main(int argc, char** argv) {
             .arg(sum.faultsMet)
             .arg(sum.requestShare, 0, 'f', 2)
             .arg(sum.deaths));
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QHashSeed::setDeterministicGlobalSeed();
+    QCoreApplication application(argc, argv);
+    QLoggingCategory::setFilterRules(QStringLiteral("qwlibrary.*=false"));
+    const Options options = optionsOf(application);
+
+    QElapsedTimer timer;
+    timer.start();
+    Sum sum;
+    const int failures = forkJobs(options, sum);
+    printSum(*options.scenario, sum, failures, double(timer.elapsed()) / 1000);
     return failures == 0 ? 0 : 1;
 }

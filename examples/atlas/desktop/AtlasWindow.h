@@ -66,7 +66,6 @@ private:
 
     // AtlasWindow.cpp
     void makeContent();
-    void makeTable();
     void makeActivityPanel();
     void followPreferences();
     void restoreLayout();
@@ -85,6 +84,7 @@ private:
     void makeToolbar();
 
     // AtlasWindowVisits.cpp
+    void makeTable();
     void filterVisits();
     void showSelectedVisit();
     void selectVisit(const QString& uuid);
