@@ -338,9 +338,9 @@ void Machine::setImage(int which, int text) {
     imagesUnsaved_.insert(book->uuid());
     model_.editBegins(book->uuid());
     model_.imageMade(book->uuid(), bytes);
-    if (!world.files->write(file, bytes)
-        || !world.files->setModificationDate(file, now == before ? now.addMSecs(1) : now))
+    if (!world.files->write(file, bytes))
         return;
+    world.files->setModificationDate(file, now == before ? now.addMSecs(1) : now);
     imagesToSave_.insert(book->uuid());
     if (text % 2 == 0)
         book->setDateModified(world.clock->now());

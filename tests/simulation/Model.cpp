@@ -163,12 +163,19 @@ void Model::started(int machine, const QHash<QString, Version>& records) {
         if (!records.contains(before.key()) && !mayHold(before.key(), std::nullopt))
             violate(
                 QStringLiteral("machine %1 has lost %2, which was saved").arg(machine + 1).arg(before.key()));
-    // What was being saved when the process died is saved if it is there.
+    // What was being saved when the process died is there, and saved with the next save: till then a loss of power may
+    // take it back.
+    QHash<QString, Version> unsavedEdits;
     for (auto edit = at.unsavedEdits.begin(); edit != at.unsavedEdits.end(); ++edit)
-        if (records.contains(edit.key()) && records[edit.key()] == *edit) {
-            histories_[edit.key()].wasSaved = true;
-            histories_[edit.key()].lastSaved[machine] = *edit;
-        }
+        if (records.contains(edit.key()) && records[edit.key()] == *edit)
+            unsavedEdits[edit.key()] = *edit;
+    QHash<QString, std::vector<MaybeVersion>> candidates;
+    for (auto before = at.atLastSave.begin(); before != at.atLastSave.end(); ++before)
+        if (!records.contains(before.key()) || records[before.key()] != *before)
+            candidates[before.key()] = {*before};
+    for (auto record = records.begin(); record != records.end(); ++record)
+        if (!at.atLastSave.contains(record.key()))
+            candidates[record.key()] = {std::nullopt};
     // A deletion that was not saved is one that the user has taken back.
     for (const QString& uuid : at.unsavedDeletions)
         if (records.contains(uuid))
@@ -176,6 +183,8 @@ void Model::started(int machine, const QHash<QString, Version>& records) {
     changes_ += at.candidates.size();
     at = Machine();
     at.records = at.atLastSave = records;
+    at.unsavedEdits = unsavedEdits;
+    at.candidates = candidates;
     for (auto record = records.begin(); record != records.end(); ++record)
         if (histories_.value(record.key()).lastSaved.value(machine) == *record)
             expectUpload(machine, record.key(), *record);
