@@ -123,8 +123,8 @@ void discardChanges(Record& record) {
             cut.emplace_back(property, saved);
     }
     context.refreshObject(record, false);
-    for (const auto& [property, saved] : cut)
-        setDestinations(record, *property, saved);
+    for (const auto& [property, left] : cut)
+        setDestinations(record, *property, left);
     for (const auto& [property, members] : heldElsewhere)
         keepUnsavedLinks(record, *property, members);
 }
