@@ -61,9 +61,10 @@ QWImageKeeper::Verdict QWImageKeeper::decide(const QWManagedObjectWithSyncSuppor
         return {QStringLiteral("the image here is the same")};
     const auto known = engine_.fileMetadataManager().fileMetadataForFileName(metadata.filename(), false);
     const bool hasChangedHere = !known || known->lastModifiedDate() != date;
-    const bool isKnownAgain = known && hasChangedHere && known->remoteHash() == receivedHash;
-    const bool receivedWins = isTie ? !hasChangedHere || (hash < receivedHash && !isKnownAgain)
-                                    : date < metadata.lastModifiedDate && !isKnownAgain;
+    const bool isKnownAgain =
+        hasChangedHere && hash != receivedHash && known && known->remoteHash() == receivedHash;
+    const bool receivedWins =
+        !isKnownAgain && (isTie ? !hasChangedHere || hash < receivedHash : date < metadata.lastModifiedDate);
 
     QWArchivedVersion loser;
     loser.entityName = present.entity().name();

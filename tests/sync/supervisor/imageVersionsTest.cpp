@@ -66,6 +66,24 @@ TEST_F(ImageVersions, An_image_that_is_newer_here_than_the_one_received_is_sent)
     EXPECT_EQ(cloud.bytes(imageName(uuid)), "third");
 }
 
+TEST_F(ImageVersions, An_image_that_comes_again_as_it_was_makes_no_later_one_give_way) {
+    for (const int secondsLater : {-1, 0}) {
+        const QString uuid = commonBook(*this);
+        a.engine->deactivateSync();
+        b.advance(60s);
+        cloud.remove(imageName(uuid)); // and the record with it, when it is the folder that goes
+        cloud.put(imageName(uuid), "first");
+        const QDateTime date =
+            cloud.folder->metadata("/SyncCache.dbSync/" + imageName(uuid))->lastModifiedDate;
+        replaceImage(a, uuid, "second", date.addSecs(secondsLater));
+        for (int round = 0; round < 2; ++round)
+            sync();
+        EXPECT_EQ(a.image(*a.find(uuid)), "second") << secondsLater;
+        EXPECT_EQ(cloud.bytes(imageName(uuid)), "second") << secondsLater;
+        EXPECT_TRUE(areInStep());
+    }
+}
+
 TEST_F(ImageVersions, An_image_that_is_newer_here_is_sent_by_the_process_that_follows) {
     const QString uuid = commonBook(*this);
     const QString other = commonBook(*this);
