@@ -34,15 +34,22 @@ QWLosingVersions::QWLosingVersions(QWDropboxSyncCoreData& engine, QWVersionArchi
                 *mayGo = addDeletedImage(object);
             });
     connect(&engine, &QWDropboxSyncCoreData::batchWillBeSaved, this, [this] {
-        if (unsaved_ == 0)
-            return;
-        archive_.prune();
-        save();
+        if (unsaved_ > 0)
+            save();
     });
 }
 
 void QWLosingVersions::save() {
     unsaved_ = 0;
+    isPruneDue_ = true;
+    engine_.saveCacheContext();
+}
+
+// Before, what the batch itself replaces might be dropped, and the batch not be saved.
+void QWLosingVersions::finishBatch() {
+    if (!std::exchange(isPruneDue_, false))
+        return;
+    archive_.prune();
     engine_.saveCacheContext();
 }
 

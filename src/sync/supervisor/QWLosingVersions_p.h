@@ -26,6 +26,9 @@ public:
     // for now.
     bool addImage(QWArchivedVersion image, QWError* error);
 
+    // The batch is saved: what is beyond the bounds of the archive goes.
+    void finishBatch();
+
 private:
     void versionGivesWay(QWManagedObjectWithSyncSupport& version, QWManagedObjectWithSyncSupport* winner);
     bool addDeletedImage(const QWManagedObjectWithSyncSupport& object);
@@ -37,4 +40,5 @@ private:
     QWDropboxSyncCoreData& engine_;
     QWVersionArchive& archive_;
     int unsaved_ = 0; // added since the last save here
+    bool isPruneDue_ = false;
 };

@@ -252,8 +252,10 @@ void QWSyncSupervisor::statusChanged(quint64 status) {
         stop();
     } else if (status == QWDropboxSyncStatusIdle) {
         isQueryDue_ |= statusBefore_ >= QWDropboxSyncStatusDisabled;
-        if (engine_->deltaEntriesToImport().isEmpty() && images_->finishBatch())
+        if (engine_->deltaEntriesToImport().isEmpty() && images_->finishBatch()) {
             deletionGuard_->forgetAnswer();
+            losingVersions_->finishBatch();
+        }
     }
     lookSoon();
 }

@@ -92,6 +92,21 @@ TEST_F(VersionArchive, Of_all_records_the_latest_losses_are_kept) {
     EXPECT_EQ(versions("C").size(), 1u);
 }
 
+TEST_F(VersionArchive, A_batch_that_replaces_more_keeps_all_until_it_is_saved) {
+    for (const char* uuid : {"A", "B", "C"})
+        cloud.putRecord(QStringLiteral("Book!!!%1.data").arg(uuid), book("Old", hourText(9)));
+    receive();
+    supervisor().versionArchive().setBounds({.versions = 2});
+    qint64 kept = 0;
+    const auto merge = desktop.context->observeDidMerge(
+        [&](const QWDidSaveNotice&) { kept = supervisor().versionArchive().count(); });
+    for (const char* uuid : {"A", "B", "C"})
+        cloud.remove(QStringLiteral("Book!!!%1.data").arg(uuid));
+    receive();
+    EXPECT_EQ(kept, 3);
+    EXPECT_EQ(supervisor().versionArchive().count(), 2);
+}
+
 TEST_F(VersionArchive, What_lost_too_long_ago_goes_when_something_else_loses) {
     supervisor().versionArchive().setBounds({.age = std::chrono::hours(24)});
     receiveBook("Later", 11);
