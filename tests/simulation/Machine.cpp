@@ -100,6 +100,10 @@ void Machine::watch() {
     observations_.push_back(context_->observeWillSave([this] { noteWhatIsNotNoted(); }));
     connect(engine_.get(), &QWDropboxSyncCoreData::numberOfItemsToProcessChanged, this,
             &Machine::countDidChange);
+    connect(supervisor_.get(), &QWSyncSupervisor::fileDeclined, this,
+            [this](const QString& fileName, const QString& reason) {
+                trace_.add(QStringLiteral("%1 declines %2: %3").arg(number_ + 1).arg(fileName, reason));
+            });
     connect(engine_.get(), &QWDropboxSyncCoreData::statusChanged, this,
             [this](quint64 status) { statusDidChange(status); });
 }

@@ -152,7 +152,7 @@ void Model::started(int machine, const QHash<QString, Version>& records) {
         if (!version || version->isPlaceholder())
             return version || wasDeleted(uuid);
         return history.made.count(*version) > 0
-               && (before == at.atLastSave.cend() || !version->isBehind(*before));
+               && (before == at.atLastSave.cend() || !version->isBehind(*before) || wasDeleted(uuid));
     };
     for (auto record = records.begin(); record != records.end(); ++record)
         if (!mayHold(record.key(), *record))
@@ -169,13 +169,12 @@ void Model::started(int machine, const QHash<QString, Version>& records) {
     for (auto edit = at.unsavedEdits.begin(); edit != at.unsavedEdits.end(); ++edit)
         if (records.contains(edit.key()) && records[edit.key()] == *edit)
             unsavedEdits[edit.key()] = *edit;
-    QHash<QString, std::vector<MaybeVersion>> candidates;
+    auto candidates = at.candidates;
     for (auto before = at.atLastSave.begin(); before != at.atLastSave.end(); ++before)
-        if (!records.contains(before.key()) || records[before.key()] != *before)
-            candidates[before.key()] = {*before};
+        candidates[before.key()].push_back(*before);
     for (auto record = records.begin(); record != records.end(); ++record)
         if (!at.atLastSave.contains(record.key()))
-            candidates[record.key()] = {std::nullopt};
+            candidates[record.key()].push_back(std::nullopt);
     // A deletion that was not saved is one that the user has taken back.
     for (const QString& uuid : at.unsavedDeletions)
         if (records.contains(uuid))

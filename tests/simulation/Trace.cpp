@@ -5,6 +5,8 @@
 void Trace::add(const QString& line) {
     const QByteArray bytes = line.toUtf8() + '\n';
     hash_.addData(bytes);
-    if (isPrinted_)
-        std::fputs(bytes.constData(), stdout);
+    if (!isPrinted_)
+        return;
+    std::fputs(bytes.constData(), stdout);
+    std::fflush(stdout); // the library's log comes between
 }

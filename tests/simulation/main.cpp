@@ -186,8 +186,9 @@ void printSum(const Scenario& scenario, const Sum& sum, int failures, double sec
 int main(int argc, char** argv) {
     QHashSeed::setDeterministicGlobalSeed();
     QCoreApplication application(argc, argv);
-    QLoggingCategory::setFilterRules(QStringLiteral("qwlibrary.*=false"));
     const Options options = optionsOf(application);
+    if (!options.printsTrace)
+        QLoggingCategory::setFilterRules(QStringLiteral("qwlibrary.*=false"));
 
     QElapsedTimer timer;
     timer.start();
