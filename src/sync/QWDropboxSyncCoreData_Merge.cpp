@@ -215,6 +215,13 @@ void QWDropboxSyncCoreData::syncSupportManagedObjectContextDidSave(const QWDidSa
         }
         mainManagedObjectContext_->mergeChangesFromContextDidSave(notice);
         replaceInsertionsOfMainContext(notice);
+        if (mainManagedObjectContext_->deletedObjects().empty())
+            return;
+        for (const auto& saved : {notice.inserted, notice.updated})
+            for (const auto& record : saved)
+                if (const auto host = mainManagedObjectContext_->objectWithID(record->objectID());
+                    !host->isDeleted())
+                    qw::sync::dropReferencesToDeleted(*host);
     });
 }
 

@@ -107,26 +107,32 @@ void discardChanges(Record& record) {
         std::make_shared<QWManagedObjectContext>(context.coordinator(), QWConcurrencyType::PrivateQueue);
     const Ref stored = storeView->objectWithID(record.objectID());
 
-    std::vector<std::pair<const QWPropertyDescription*, QList<Ref>>> heldElsewhere, cut;
+    std::vector<std::pair<const QWPropertyDescription*, QList<Ref>>> heldElsewhere;
     for (const auto* property : relationships(record)) {
         if (isHeldByFarEnd(*property)) {
             heldElsewhere.emplace_back(property, destinations(record, *property));
             continue;
         }
         QList<Ref> saved;
-        const QList<Ref> inStore = destinations(*stored, *property);
-        for (const auto& destination : inStore)
+        for (const auto& destination : destinations(*stored, *property))
             if (const Ref present = context.objectWithID(destination->objectID()); !present->isDeleted())
                 saved.append(present);
         setDestinations(record, *property, saved);
-        if (saved.size() < inStore.size())
-            cut.emplace_back(property, saved);
     }
     context.refreshObject(record, false);
-    for (const auto& [property, left] : cut)
-        setDestinations(record, *property, left);
+    dropReferencesToDeleted(record);
     for (const auto& [property, members] : heldElsewhere)
         keepUnsavedLinks(record, *property, members);
+}
+
+void dropReferencesToDeleted(Record& record) {
+    for (const auto* property : relationships(record)) {
+        if (isHeldByFarEnd(*property))
+            continue;
+        QList<Ref> left = destinations(record, *property);
+        if (left.removeIf([](const Ref& destination) { return destination->isDeleted(); }) > 0)
+            setDestinations(record, *property, left);
+    }
 }
 
 void deleteWithoutRules(Record& record) {

@@ -22,6 +22,10 @@ bool holdsOwnChanges(const QWManagedObject& record);
 // other records hold themselves stays. After the context has processed its pending changes.
 void discardChanges(QWManagedObject& record);
 
+// What the record says of others that are deleted in its context, and not saved, it says no more. A record that
+// another context has saved, and this one has merged, may refer to such: no delete rule has met it.
+void dropReferencesToDeleted(QWManagedObject& record);
+
 // Deletes the record and no other: what refers to it, and what its delete rules
 // would take along, stays without it.
 void deleteWithoutRules(QWManagedObject& record);

@@ -51,6 +51,8 @@ struct HostileNames : OwnTemporaryFolder,
                 uploaded(request);
             } else if (request.kind == QWRestRequest::Delete) {
                 delegate().restClientDeletedPath(*client, request.path);
+            } else if (request.kind == QWRestRequest::LoadDelta) {
+                page({}, "cursor-3");
             }
         }
         client->forget();

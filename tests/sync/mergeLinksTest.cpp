@@ -36,6 +36,22 @@ TEST_F(MergeLinks, A_member_of_a_received_record_joins_it_with_what_the_host_has
     }
 }
 
+// No delete rule of the host's has met the record.
+TEST_F(MergeLinks, A_received_record_does_not_refer_to_one_that_the_host_has_deleted_and_not_saved) {
+    const auto author = desktop.add("Author");
+    author->setUuid("GONE");
+    desktop.save();
+    receive({changed("Book!!!NEW.data"), changed("Author!!!LAST.data")});
+    loaded(client->requests[1], R"({"title":"New","author":{"uuid":"GONE","entityName":"Author"}})");
+    desktop.context->deleteObject(*author);
+    endBatch();
+    const auto received = desktop.find("NEW");
+    EXPECT_EQ(received->valueForKey("title"), "New");
+    EXPECT_FALSE(received->relatedObject("author"));
+    desktop.save();
+    EXPECT_FALSE(stored("NEW")->relatedObject("author"));
+}
+
 TEST_F(MergeLinks, A_record_that_is_linked_to_a_deleted_one_lets_go_of_it_and_keeps_what_the_host_has_saved) {
     const auto author = desktop.add("Author");
     author->setUuid("GONE");

@@ -139,6 +139,7 @@ QList<DBDeltaEntryRef> QWImageKeeper::preparePage(const QList<DBDeltaEntryRef>& 
                 kept.append(entry);
         } else {
             kept.append(entry);
+            imagesMissed_.remove(name);
             if (entry->metadata)
                 imagesDeleted_.erase(name);
             else
@@ -196,8 +197,9 @@ QString QWImageKeeper::finishImport(const QString& localPath, const DBMetadata& 
     return metadata.path;
 }
 
-// An image that was deleted goes with its record. Where that lives (another desktop has deleted it and this
-// one edited it, say) the image is sent again.
+// An image that was deleted goes with its record, whose own deletion may follow: another request makes it. Where the
+// record still lives after the next query (another desktop has deleted it and this one edited it, say) the image is
+// sent again, and the record with it.
 bool QWImageKeeper::finishBatch() {
     if (!std::exchange(isListed_, false))
         return false;
@@ -213,10 +215,17 @@ bool QWImageKeeper::finishBatch() {
             imagesAskedFor_.insert(nameOf(*object));
     }
     for (const QString& name : imagesDeleted_.names()) {
-        imagesDeleted_.erase(name);
         const auto known = engine_.fileMetadataManager().fileMetadataForFileName(name, false);
         const auto object = known ? hostsObject(engine_, name) : Object();
-        if (!object || !files().exists(object->imageURL().toLocalFile()))
+        const bool isMissing = object && files().exists(object->imageURL().toLocalFile());
+        if (isMissing && !imagesMissed_.contains(name)) {
+            imagesMissed_.insert(name);
+            isQueryDue_ = true;
+            continue;
+        }
+        imagesDeleted_.erase(name);
+        imagesMissed_.remove(name);
+        if (!isMissing)
             continue;
         engine_.fileMetadataManager().deleteDropboxFileMetadataWithName(name);
         names.append(name);

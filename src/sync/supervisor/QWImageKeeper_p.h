@@ -49,6 +49,8 @@ public:
     // When the engine has become idle: if that is the end of a batch, queues the records whose images the cloud
     // lacks, and answers true.
     bool finishBatch();
+    // Whether the batch has left images whose records may be deleted any moment: the next query tells.
+    bool takeQueryDue() { return std::exchange(isQueryDue_, false); }
     // The batch was given up and comes again.
     void giveBatchUp();
 
@@ -79,6 +81,8 @@ private:
     bool isListed_ = false; // all pages of the running batch have come
     // Files of objects whose image here may be newer than the cloud's.
     QWRememberedFiles filesToCheck_;
-    QWRememberedFiles imagesDeleted_;  // in the cloud
+    QWRememberedFiles imagesDeleted_; // in the cloud
+    QSet<QString> imagesMissed_;      // of those, the ones whose records have outlived a batch
+    bool isQueryDue_ = false;
     QWRememberedFiles imagesAskedFor_; // by a batch that was not told of them; they have not arrived
 };

@@ -51,7 +51,7 @@ QString QWRecordKeeper::prepareImport(const QString& localPath, const DBMetadata
         const auto dated = presentVersion(engine_, metadata.filename());
         return dated && dated->dateModified().isValid() ? QStringLiteral("it holds no record") : QString();
     }
-    losesReference_ = refersToDeletedUnsaved(*received);
+    losesReference_ = refersToDeleted(*received);
     auto& metadataManager = engine_.fileMetadataManager();
     const bool isCopy = metadataManager.isFileNameConflicted(qw::text::lowercase(metadata.filename()));
     const auto present = presentVersion(engine_, metadata.filename());
@@ -111,17 +111,18 @@ void QWRecordKeeper::deleteAgain(QWManagedObjectWithSyncSupport& present, const 
     }
 }
 
-// A reference to what the host has deleted, and not saved, is lost here when the two meet. Other desktops have it.
-bool QWRecordKeeper::refersToDeletedUnsaved(const QVariantMap& record) {
+// A reference to what the host has deleted, and not saved or not sent, is lost here when the two meet. Other desktops
+// have it.
+bool QWRecordKeeper::refersToDeleted(const QVariantMap& record) {
     return std::any_of(record.begin(), record.end(), [this](const QVariant& value) {
         const QVariantMap reference = value.toMap();
         const QString uuid = reference.value(QWDropBoxUUIDKey).toString();
         const QString entityName = reference.value(QWDropBoxEntityNameKey).toString();
-        const auto target = uuid.isEmpty() || entityName.isEmpty()
-                                ? Object()
-                                : engine_.objectReferencedWithLowerCaseFileName(
-                                    engine_.fileNameWithUUID(uuid, entityName, false), false);
-        return target && isDeletedUnsaved(*target);
+        if (uuid.isEmpty() || entityName.isEmpty())
+            return false;
+        const QString fileName = engine_.fileNameWithUUID(uuid, entityName, false);
+        const auto target = engine_.objectReferencedWithLowerCaseFileName(fileName, false);
+        return (target && isDeletedUnsaved(*target)) || waitingDeletion(engine_, fileName);
     });
 }
 
@@ -140,8 +141,14 @@ bool QWRecordKeeper::finishImport(const QString& fileName) {
 // the merge sees to it.
 void QWRecordKeeper::discardBehind(QWManagedObjectWithSyncSupport& present, const QVariantMap& received,
                                    const QString& fileName) {
+    // What a deletion in the batch has taken from it is not what a received version has changed.
+    const QStringList changed = present.changedValues().keys();
+    const bool isReceived =
+        present.isInserted() || std::any_of(changed.begin(), changed.end(), [&](const QString& key) {
+            return present.entity().property(key)->isAttribute();
+        });
     const auto host = hostsObject(engine_, fileName);
-    if (present.hasChanges() || !host || !host->hasChanges() || host->isInserted() || host->isDeleted())
+    if (isReceived || !host || !host->hasChanges() || host->isInserted() || host->isDeleted())
         return;
     if (const Order place = order(received, *host); place <= Order::Same)
         return;
@@ -249,18 +256,4 @@ bool QWRecordKeeper::keepsReference(const QWManagedObjectWithSyncSupport& object
     const auto batch = engine_.objectReferencedWithLowerCaseFileName(
         engine_.fileNameWithUUID(object.uuid(), object.entity().name(), false), false);
     return batch ? batch->dateModified() <= object.dateModified() : object.isInserted();
-}
-
-// A version that was sent after the deletion had been listed is in the cloud again, and its revision is known here:
-// the next query must bring it.
-void QWRecordKeeper::noteDeletions(const QWManagedObjectSet& deleted) {
-    for (const auto& record : deleted) {
-        const auto* object = dynamic_cast<const QWManagedObjectWithSyncSupport*>(record.data());
-        const auto known =
-            object ? engine_.fileMetadataManager().fileMetadataForFileName(
-                engine_.fileNameWithUUID(object->uuid(), object->entity().name(), false), false)
-                   : QWRef<FileMetadata>();
-        if (known)
-            known->setRev(QString());
-    }
 }

@@ -29,8 +29,6 @@ public:
     bool finishUpload(const QString& fileName, const QByteArray& sent, bool isImageBehind);
     // Before the host's version gives way to a received deletion.
     void noteDeletion(const QWManagedObjectWithSyncSupport& version);
-    // After a merge, with what it has deleted here.
-    void noteDeletions(const QWManagedObjectSet& deleted);
 
 private:
     using Object = QWRef<QWManagedObjectWithSyncSupport>;
@@ -44,7 +42,7 @@ private:
     Order order(const QVariantMap& received, QWManagedObjectWithSyncSupport& present);
     void deleteAgain(QWManagedObjectWithSyncSupport& present, const DBMetadata& metadata);
     bool isDeletedUnsaved(const QWManagedObjectWithSyncSupport& present) const;
-    bool refersToDeletedUnsaved(const QVariantMap& record);
+    bool refersToDeleted(const QVariantMap& record);
     QWFileManager& files() const { return engine_.mainManagedObjectContext()->environment().files(); }
 
     QWDropboxSyncCoreData& engine_;

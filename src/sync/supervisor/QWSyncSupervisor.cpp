@@ -67,8 +67,6 @@ QWSyncSupervisor::QWSyncSupervisor(QWDropboxSyncCoreData& engine, std::shared_pt
         });
     hostObservation_ = engine.mainManagedObjectContext()->observeObjectsDidChange(
         [this](const QWObjectsDidChangeNotice& notice) { hostDidChange(notice); });
-    mergeObservation_ = engine.mainManagedObjectContext()->observeDidMerge(
-        [this](const QWDidSaveNotice& notice) { records_->noteDeletions(notice.deleted); });
     // What the engine could not save, for want of space, must not be forgotten when the host's change is saved.
     hostSaveObservation_ = engine.mainManagedObjectContext()->observeWillSave([this] {
         if (engine_->dropboxCacheManagedObjectContext()->hasChanges())
@@ -255,6 +253,11 @@ void QWSyncSupervisor::statusChanged(quint64 status) {
         if (engine_->deltaEntriesToImport().isEmpty() && images_->finishBatch()) {
             deletionGuard_->forgetAnswer();
             losingVersions_->finishBatch();
+            if (images_->takeQueryDue())
+                doAfterPause([this] {
+                    isQueryDue_ = true;
+                    look();
+                });
         }
     }
     lookSoon();
@@ -279,17 +282,19 @@ void QWSyncSupervisor::stop() {
 void QWSyncSupervisor::repeatLater(const QString& operation, const QWError& error,
                                    std::function<void()> repetition) {
     qCWarning(qwSyncLog).noquote() << operation << error.message;
-    if (!isActive())
-        return;
+    if (isActive())
+        doAfterPause(std::move(repetition));
+}
+
+void QWSyncSupervisor::doAfterPause(std::function<void()> what) {
     ++repetitionsDue_;
-    runLoop().after(retryPause,
-                    [weak = weak_from_this(), generation = generation_, repetition = std::move(repetition)] {
-                        const auto self = weak.lock();
-                        if (!self || !self->engine_ || self->generation_ != generation)
-                            return;
-                        --self->repetitionsDue_;
-                        repetition();
-                    });
+    runLoop().after(retryPause, [weak = weak_from_this(), generation = generation_, what = std::move(what)] {
+        const auto self = weak.lock();
+        if (!self || !self->engine_ || self->generation_ != generation)
+            return;
+        --self->repetitionsDue_;
+        what();
+    });
 }
 
 // Or found missing: the cloud has answered.

@@ -172,6 +172,8 @@ private:
     void sendConflictedImage(const QString& copy);
     void finishConflictedImage(const QString& copy, const std::optional<DBMetadata>& standing);
     void repeatLater(const QString& operation, const QWError& error, std::function<void()> repetition);
+    // Unless the activity ends before.
+    void doAfterPause(std::function<void()> what);
     // Looks whether something is due, on a turn of the run loop of its own.
     void lookSoon();
     void look();
@@ -216,7 +218,7 @@ private:
     const std::unique_ptr<QWImageKeeper> images_;
     const std::unique_ptr<QWRecordKeeper> records_;
     const std::unique_ptr<QWPreferencesKeeper> preferences_;
-    QWObservation queueObservation_, hostObservation_, hostSaveObservation_, mergeObservation_;
+    QWObservation queueObservation_, hostObservation_, hostSaveObservation_;
     quint64 hostChanges_ = 0; // notices of the main context so far
     Counts counts_;
     Requests requests_;

@@ -179,6 +179,19 @@ TEST_F(ImageVersions, An_image_that_is_deleted_in_the_cloud_while_its_record_liv
     EXPECT_EQ(cloud.bytes(imageName(uuid)), "first");
 }
 
+// The two are deleted by two requests, of which one may have to be repeated.
+TEST_F(ImageVersions, An_image_that_is_deleted_is_not_sent_before_the_deletion_of_its_record_may_have_come) {
+    const QString uuid = commonBook(*this);
+    cloud.remove(imageName(uuid));
+    a.supervisor->syncNow();
+    a.advance(9s);
+    EXPECT_FALSE(a.supervisor->isInStep());
+    cloud.remove("Book!!!" + uuid + ".data");
+    sync();
+    EXPECT_FALSE(a.find(uuid));
+    EXPECT_EQ(cloud.fileNames(), QStringList());
+}
+
 // A listing from scratch names no deletion, and what waits to be sent is not deleted for it.
 TEST_F(ImageVersions, An_image_that_a_listing_from_scratch_lacks_is_sent_with_its_record_that_waits) {
     for (const bool waits : {true, false}) {
