@@ -65,9 +65,7 @@ void QWDropboxSyncCoreData::giveUpChangesListed() {
     const auto received = objectsReceived_;
     setSyncSupportManagedObjectContextCopy(nullptr);
     conflictedCopiesMerged_.clear();
-    recover([&](const QWSyncedIdentity& identity) {
-        return received.count(identity) > 0 && !isUnsavedInMainContext(identity);
-    });
+    recover([&](const QWSyncedIdentity& identity) { return received.count(identity) > 0; });
 }
 
 void QWDropboxSyncCoreData::restClientLoadedDeltaEntries(DBRestClient&, const QList<DBDeltaEntryRef>& entries,
@@ -202,11 +200,13 @@ void QWDropboxSyncCoreData::finishDeltaBatch() {
         return;
     }
     if (syncSupportManagedObjectCopy_) {
+        const auto received = objectsReceived_;
         const bool isSaved = saveSyncSupportContext();
         setSyncSupportManagedObjectContextCopy(nullptr);
+        if (!isSaved) // it comes again, whatever the host holds unsaved
+            recover([&](const QWSyncedIdentity& identity) { return received.count(identity) > 0; });
         saveCacheContext();
         finishConflictedCopiesOfBatch(isSaved);
-        isRecoveryDue_ |= !isSaved;
     }
     setStatus(QWDropboxSyncStatusIdle);
     recoverWhenQuiet();

@@ -378,3 +378,28 @@ TEST(SimulatedDay, An_image_that_was_placed_by_a_process_that_died_is_sent_when_
                                                                     "4405 2 delete 694 77521"}),
                                   31487));
 }
+
+TEST(SimulatedDay, A_batch_that_could_not_be_saved_comes_again_though_the_host_holds_the_record_unsaved) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({-1794, -1, -1, 2}, {"9581 4 add 961 43731\n"
+                                                                "8394 4 server-error 2 14046\n"
+                                                                "9853 2 sync 293 43698\n"
+                                                                "747 4 fail-disk 48 52102\n"
+                                                                "820 4 sync 542 46378\n"
+                                                                "14389 2 edit 248 23708\n"
+                                                                "5903 3 save 777 85110"}),
+                                  600287));
+}
+
+TEST(SimulatedDay, A_batch_that_could_not_be_saved_comes_again_though_the_host_has_edited_the_record) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({-1, -1, 2845}, {"1295 1 add 936 75855\n"
+                                                            "7819 1 add 364 25157\n"
+                                                            "1615 3 add 755 8061\n"
+                                                            "196058 1 add 387 75150\n"
+                                                            "8600 3 edit-author 510 6204\n"
+                                                            "12691 1 sync 503 6336\n"
+                                                            "490031 2 edit-author 573 78450\n"
+                                                            "94990 3 add 149 88219\n"
+                                                            "6640 3 delete 842 7232\n"
+                                                            "1582611 3 edit 994 34480"}),
+                                  601244));
+}
