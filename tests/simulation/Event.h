@@ -16,6 +16,7 @@ struct Event {
         Sync, Deactivate, Close, Kill, LosePower,               // the process; a death after `first` steps
         Offline, ServerError, TooManyRequests, Refusal, NotFound, LoseAnswer, // the next `first` requests
         DelayRequest, DelayAnswer, Duplicate, Truncate, RefuseToken,          // the same; `second`: how long, in s
+        StayOffline,                                            // for `first` minutes
         JumpClock, FillDisk, FreeDisk, FailDisk,                // the machine; by `first` s, see below
         ForgetCursors, DeleteFolder, DeletePreferences,         // the cloud
         KindCount
@@ -45,23 +46,3 @@ using Day = std::vector<Event>;
 QString dayText(const Day& day);
 // Nothing, with the line that is none, when the text holds something else.
 std::optional<Day> dayFromText(const QString& text, QString* badLine = nullptr);
-
-// What a seed makes, and with which disturbers.
-struct Scenario {
-    QString name;
-    QString description;
-    std::vector<std::pair<Event::Kind, int>> weights; // how often, compared with the others
-    int mostMachines = 5;
-
-    static const std::vector<Scenario>& all();
-    static const Scenario* named(const QString& name);
-};
-
-struct Script {
-    int machines = 0;
-    std::vector<int> clockOffsets; // of each machine, in seconds
-    std::vector<Day> days;         // after each of them all is well for a while, and everything must agree
-};
-
-// Each script has at least 60 operations and 10 faults.
-Script makeScript(const Scenario& scenario, unsigned seed);

@@ -2,34 +2,13 @@
 
 #include "Event.h"
 #include "Model.h"
+#include "SimulatedDefaults.h"
 #include "SimulatedFiles.h"
 #include "SimulatedNetwork.h"
 #include "support/BookModel.h"
 #include "sync/QWDropboxSyncCoreData.h"
 #include "sync/supervisor/QWSyncSupervisor.h"
 #include "testing/QWVirtualWorld.h"
-
-// Settings that a machine keeps; what a dead process sets is not taken.
-class SimulatedDefaults final : public QWUserDefaults {
-public:
-    explicit SimulatedDefaults(const SimulatedDisk& disk) : disk_(disk) {}
-
-    QJsonValue object(const QString& key) const override { return values_.value(key, QJsonValue::Undefined); }
-    void synchronize() override {}
-
-private:
-    void storeObject(const QString& key, const QJsonValue& value) override {
-        if (!disk_.isDead())
-            values_[key] = value;
-    }
-    void removeObject(const QString& key) override {
-        if (!disk_.isDead())
-            values_.remove(key);
-    }
-
-    const SimulatedDisk& disk_;
-    QHash<QString, QJsonValue> values_;
-};
 
 // One of the user's machines: its disk, clock and settings, which last, and the process of the host application
 // with its engine under a supervisor, which comes and goes. Tells the model of everything that its user does and
@@ -69,6 +48,8 @@ public:
     bool save();
 
     Model::Contents contents();
+    // Tells the model of the versions that the machine has kept.
+    void checkArchive();
 
     SimulatedDisk disk;
     SimulatedNetwork::Ledger ledger;
@@ -86,7 +67,11 @@ private:
     void touch(const QWManagedObject& record);
     void countDidChange(qint64 number);
     void cloudTook(const QString& path, const QByteArray& bytes);
+    void declined(const QString& fileName, const QString& reason);
     Version versionOf(QWManagedObjectWithSyncSupport& record);
+    static Version versionOf(QVariantMap form, const QString& entityName);
+    static MaybeVersion versionInFile(const QString& fileName, const QByteArray& bytes);
+    static QString uuidInFileName(const QString& fileName);
     QHash<QString, Version> versions();
     std::vector<desktop::Record> records(const QString& entityName);
     desktop::Record any(const QString& entityName, int which);
@@ -96,6 +81,7 @@ private:
 
     const int number_;
     const std::shared_ptr<QWAppFolder> cloud_;
+    const std::shared_ptr<SimulatedDefaults> defaults_;
     Model& model_;
     Trace& trace_;
     bool isActive_ = false; // the user has activated sync, and has not been signed out since
@@ -108,6 +94,7 @@ private:
     QSet<QString> imagesToSave_;      // and has set in this one
     QSet<QString> unnoted_;           // uuids of records that were saved and the engine could not write down
     std::vector<std::pair<QString, QString>> imagesDropped_; // uuid and path, of deleted records
+    QHash<QString, QByteArray> downloaded_;                  // by file name, the latest
 
     std::shared_ptr<QWManagedObjectContext> context_;
     std::unique_ptr<QWDropboxSyncCoreData> engine_;

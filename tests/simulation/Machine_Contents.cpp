@@ -4,6 +4,7 @@
 #include "core/QWJSON.h"
 #include "sync/records/QWDropboxSyncManagedObjectDictionaryExporter.h"
 #include "sync/records/QWTravellingForm.h"
+#include "sync/supervisor/QWVersionArchive.h"
 
 using desktop::Record;
 using desktop::syncedEntities;
@@ -29,19 +30,40 @@ Version Machine::versionOf(QWManagedObjectWithSyncSupport& record) {
     return version;
 }
 
-void Machine::cloudTook(const QString& path, const QByteArray& bytes) {
+// Of a version that travels, without its references.
+Version Machine::versionOf(QVariantMap form, const QString& entityName) {
     static const auto model = desktop::model();
-    const QString name = path.section(QLatin1Char('/'), -1);
-    const auto* entity = model->entity(name.section(QStringLiteral("!!!"), 0, 0));
-    if (!entity || !name.endsWith(QLatin1String(".data")))
-        return;
-    QVariantMap form = qw::json::read(bytes)->toMap();
-    const auto date = QWManagedObjectWithSyncSupport::dateModifiedFormatter()->dateFromString(
-        form.value(QStringLiteral("dateModified")).toString());
+    const QDateTime date = qw::sync::dateOfRecord(form);
     form.remove(QStringLiteral("author"));
-    const auto hash = *qw::sync::travellingHash(form, *entity);
-    model_.cloudTook(name.section(QStringLiteral("!!!"), 1).left(36),
-                     {date.toSecsSinceEpoch(), hash, hash, hash});
+    const auto hash = *qw::sync::travellingHash(form, *model->entity(entityName));
+    return {date.toSecsSinceEpoch(), hash, hash, hash};
+}
+
+// Nothing for a file that holds no record.
+MaybeVersion Machine::versionInFile(const QString& fileName, const QByteArray& bytes) {
+    const QString entityName = fileName.section(QStringLiteral("!!!"), 0, 0);
+    if (!syncedEntities.contains(entityName) || !fileName.endsWith(QLatin1String(".data")) || bytes.isEmpty())
+        return std::nullopt;
+    return versionOf(qw::json::read(bytes)->toMap(), entityName);
+}
+
+QString Machine::uuidInFileName(const QString& fileName) {
+    return fileName.section(QStringLiteral("!!!"), 1).left(36);
+}
+
+void Machine::cloudTook(const QString& path, const QByteArray& bytes) {
+    const QString fileName = path.section(QLatin1Char('/'), -1);
+    if (const auto version = versionInFile(fileName, bytes))
+        model_.cloudTook(uuidInFileName(fileName), *version);
+}
+
+void Machine::checkArchive() {
+    LostVersions::Archive archive;
+    const auto& kept = supervisor_->versionArchive();
+    for (const QWArchivedVersion& version : kept.latestVersions(kept.count()))
+        if (!version.isImage())
+            archive[version.uuid].push_back(versionOf(version.record, version.entityName));
+    model_.checkArchive(number_, archive);
 }
 
 std::vector<Record> Machine::records(const QString& entityName) {

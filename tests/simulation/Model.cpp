@@ -82,6 +82,12 @@ void Model::preferenceSet(int machine, const QString& key, const QJsonValue& val
     preference.latest = value;
 }
 
+// What the user has set and nobody has put into permanent storage; a change that was received is kept there.
+void Model::preferenceLost(int machine, const QString& key) {
+    if (preferences_.value(key).changedBySince.contains(machine))
+        preferences_[key].isLatestInDoubt = true;
+}
+
 void Model::folderDeleted() {
     wasFolderDeleted_ = true;
     qsizetype most = 0;
@@ -112,9 +118,27 @@ void Model::received(int machine, const QString& uuid, const Version& version) {
                     .arg(uuid, before->text(), version.text()));
     if (histories_[uuid].isGone && !version.isPlaceholder())
         violate(QStringLiteral("%1 is back on machine %2").arg(uuid).arg(machine + 1));
+    if (before && !before->isSame(version))
+        loses(machine, uuid, *before);
     at.records[uuid] = version;
     at.unsent.remove(uuid);
     at.candidates[uuid].push_back(version);
+}
+
+void Model::declined(int machine, const QString& uuid, const Version& version) {
+    if (const auto present = held(machine, uuid); present && version.isBehind(*present))
+        loses(machine, uuid, version);
+}
+
+// Of one without a date nothing is lost: nobody has made it.
+void Model::loses(int machine, const QString& uuid, const Version& version) {
+    if (!version.isPlaceholder())
+        machines_[size_t(machine)].lost.add(uuid, version);
+}
+
+void Model::checkArchive(int machine, const LostVersions::Archive& archive) {
+    for (const QString& missing : machines_[size_t(machine)].lost.missingIn(archive))
+        violate(QStringLiteral("the archive of machine %1 lacks %2").arg(machine + 1).arg(missing));
 }
 
 void Model::cloudTook(const QString& uuid, const Version& version) {
@@ -131,6 +155,7 @@ void Model::receivedDeletion(int machine, const QString& uuid) {
         return;
     if (!wasDeleted(uuid) && !(held(machine, uuid) && held(machine, uuid)->isPlaceholder()))
         violate(QStringLiteral("machine %1 deleted %2, which nobody had").arg(machine + 1).arg(uuid));
+    loses(machine, uuid, *held(machine, uuid));
     at.records.remove(uuid);
     at.unsent.remove(uuid);
     at.candidates[uuid].push_back(std::nullopt);
@@ -140,6 +165,14 @@ void Model::receivedDeletion(int machine, const QString& uuid) {
 
 void Model::started(int machine, const QHash<QString, Version>& records) {
     auto& at = machines_[size_t(machine)];
+    at.lost.processEnded();
+    // What it was replaced by is on the disk, and so is the version that the archive has of it.
+    const auto wasReplaced = [&](const QString& uuid, const MaybeVersion& version) {
+        const auto before = held(machine, uuid);
+        const bool isUsers = at.unsavedEdits.contains(uuid) || at.unsavedDeletions.contains(uuid);
+        if (before && !isUsers && !(version && version->isSame(*before)))
+            loses(machine, uuid, *before);
+    };
     const auto mayHold = [&](const QString& uuid, const MaybeVersion& version) {
         const auto before = at.atLastSave.constFind(uuid);
         if (version == (before == at.atLastSave.cend() ? std::nullopt : MaybeVersion(*before)))
@@ -148,6 +181,7 @@ void Model::started(int machine, const QHash<QString, Version>& records) {
         if (std::find(since.begin(), since.end(), version) != since.end())
             return true;
         // A batch may have been saved in the last moment.
+        wasReplaced(uuid, version);
         const History history = histories_.value(uuid);
         if (!version || version->isPlaceholder())
             return version || wasDeleted(uuid);
@@ -180,7 +214,10 @@ void Model::started(int machine, const QHash<QString, Version>& records) {
         if (records.contains(uuid))
             histories_[uuid].wasEditedSince = true;
     changes_ += at.candidates.size();
+    at.lost.save();
+    const LostVersions lost = at.lost;
     at = Machine();
+    at.lost = lost;
     at.records = at.atLastSave = records;
     at.unsavedEdits = unsavedEdits;
     at.candidates = candidates;
@@ -250,10 +287,11 @@ void Model::settled(const Contents& contents) {
         const auto& values = each->values;
         if (!present.isUndefined() && std::find(values.begin(), values.end(), present) == values.end())
             violate(QStringLiteral("preference %1 has a value that nobody set").arg(each.key()));
-        if (hasSettled_ && !werePreferencesDeleted_ && each->changedBySince.size() == 1
-            && present != each->latest)
+        if (hasSettled_ && !werePreferencesDeleted_ && !each->isLatestInDoubt
+            && each->changedBySince.size() == 1 && present != each->latest)
             violate(QStringLiteral("preference %1 has lost its change").arg(each.key()));
         each->changedBySince.clear();
+        each->isLatestInDoubt = false;
     }
     wasFolderDeleted_ = werePreferencesDeleted_ = false;
     hasSettled_ = true;

@@ -1,46 +1,9 @@
 #pragma once
 
-#include <QByteArray>
-#include <QHash>
+#include "LostVersions.h"
+
 #include <QJsonValue>
-#include <QSet>
-#include <QString>
-#include <QStringList>
-#include <limits>
-#include <optional>
 #include <set>
-#include <vector>
-
-// A version of a record: its date as it travels, and of what is dated in one second the hash of its form. The greater
-// one wins.
-//
-// The deletion of a record takes the references to it out of others where it is received, and leaves their dates:
-// that is the same version. So is one with a reference to a record that nobody has.
-struct Version {
-    qint64 second = 0;
-    QByteArray hash;           // without references to nobody
-    QByteArray bareHash;       // without any
-    QByteArray travellingHash; // with all
-
-    bool operator==(const Version& other) const { return second == other.second && hash == other.hash; }
-    bool operator<(const Version& other) const {
-        return second != other.second ? second < other.second : hash < other.hash;
-    }
-    bool isBehind(const Version& other) const { return *this < other && !isSame(other); }
-    bool isSame(const Version& other) const { return second == other.second && bareHash == other.bareHash; }
-    // All that it may be on other machines.
-    std::vector<Version> variants() const {
-        return {*this,
-                {second, bareHash, bareHash, bareHash},
-                {second, travellingHash, bareHash, travellingHash}};
-    }
-    // Made by a reference, before its record has come.
-    bool isPlaceholder() const { return second == std::numeric_limits<qint64>::min(); }
-    QString text() const {
-        return QStringLiteral("%1 %2").arg(second).arg(QString::fromLatin1(hash.toHex().left(8)));
-    }
-};
-using MaybeVersion = std::optional<Version>;
 
 // What the users of all machines did, and so what may become of it. Told of every step; what breaks a promise it
 // notes as a violation.
@@ -59,6 +22,7 @@ public:
         histories_[uuid].wasImageSaved = histories_[uuid].wasImageSavedSince = true;
     }
     void preferenceSet(int machine, const QString& key, const QJsonValue& value);
+    void preferenceLost(int machine, const QString& key); // with the machine's power
     // The cloud lost files that nobody deleted on a machine.
     void folderDeleted();
     void preferencesDeleted();
@@ -66,6 +30,11 @@ public:
     // Sync, on a machine.
     void received(int machine, const QString& uuid, const Version& version);
     void receivedDeletion(int machine, const QString& uuid);
+    // A version has come and was not taken over.
+    void declined(int machine, const QString& uuid, const Version& version);
+    // The machine has saved whatever it keeps of versions that lost; and what it keeps.
+    void archiveSaved(int machine) { machines_[size_t(machine)].lost.save(); }
+    void checkArchive(int machine, const LostVersions::Archive& archive);
 
     // The cloud has taken a version of a record, whoever sent it.
     void cloudTook(const QString& uuid, const Version& version);
@@ -116,10 +85,12 @@ private:
         QSet<QString> unsavedDeletions;
         QHash<QString, Version> atLastSave;
         QHash<QString, Version> unsent; // saved edits
+        LostVersions lost;
     };
     struct Preference {
         std::vector<QJsonValue> values;
         QSet<int> changedBySince; // machines, since all were in step
+        bool isLatestInDoubt = false;
         QJsonValue latest;
     };
 
@@ -127,6 +98,7 @@ private:
     bool mayExist(const QString& uuid, const Version& version) const;
     void expectUpload(int machine, const QString& uuid, const Version& version);
     MaybeVersion held(int machine, const QString& uuid) const;
+    void loses(int machine, const QString& uuid, const Version& version);
 
     std::vector<Machine> machines_;
     QHash<QString, History> histories_;

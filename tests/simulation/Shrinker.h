@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Event.h"
+#include "Scenario.h"
 
 // The shortest script that could be found by leaving out events of one that breaks a promise, and that still
 // breaks one.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Event.h"
+#include "Scenario.h"
 #include "World.h"
 
 #include <gtest/gtest.h>

@@ -7,6 +7,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <random>
 #include <string>
 #include <vector>
@@ -69,6 +70,10 @@ public:
     void dieAfter(int steps, Death death, unsigned seed);
     void step();
     bool isDead() const { return isDead_; }
+    // The seed of the loss of power by which it is dead.
+    std::optional<unsigned> powerLost() const {
+        return isDead_ && death_ == Death::LossOfPower ? std::optional(seed_) : std::nullopt;
+    }
     // After the objects of the process that died have gone: the disk is what was left of it. A death or a failure that
     // is still to come is one of the next process.
     void restart();

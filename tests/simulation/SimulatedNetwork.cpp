@@ -117,8 +117,10 @@ void SimulatedNetwork::loadFile(const QString& path, const QString& localPath) {
               if (!file)
                   return fail(QWFolderRestClient::statusOf(error));
               return [=](SimulatedNetwork& client, DBRestClientDelegate& to) {
-                  if (client.environment_->files().write(localPath, file->bytes))
+                  if (client.environment_->files().write(localPath, file->bytes)) {
+                      client.ledger_.loaded(path, file->bytes);
                       return to.restClientLoadedFile(client, localPath, {}, file->metadata);
+                  }
                   ++client.ledger_.faultsMet;
                   fail(0)(client, to);
               };
@@ -155,9 +157,14 @@ void SimulatedNetwork::loadMetadata(const QString& path) {
 // The service says 404 of what is not there, and never of anything else: a refusal of that kind happens to
 // downloads only, whose file has gone by the time that it is asked for.
 SimulatedNetwork::Fault SimulatedNetwork::nextFault(const Request& request, bool& isFaulty) {
-    isFaulty = !ledger_.faults.empty();
+    const bool isOffline = environment_->runLoop().now() < ledger_.offlineUntil;
+    isFaulty = isOffline || !ledger_.faults.empty();
     if (!isFaulty)
         return {};
+    if (isOffline) {
+        ++ledger_.faultsMet;
+        return {Fault::Status, 0, {}};
+    }
     Fault fault = ledger_.faults.front();
     ledger_.faults.pop_front();
     ++ledger_.faultsMet;

@@ -25,11 +25,14 @@ public:
     struct Ledger {
         std::deque<Fault> faults;     // each for one request
         QHash<QString, int> refusals; // of downloads in a row, by path
+        QWRunLoop::Duration offlineUntil{0};
         qint64 requests = 0;
         qint64 faultsMet = 0;    // also by downloads for which the disk had no room
         qint64 furtherPages = 0; // of queries
         // Called when the cloud has taken a file.
         std::function<void(const QString& path, const QByteArray& bytes)> cloudTook;
+        // Called when the machine has one.
+        std::function<void(const QString& path, const QByteArray& bytes)> loaded;
     };
 
     SimulatedNetwork(std::shared_ptr<QWAppFolder> cloud, std::shared_ptr<QWEnvironment> environment,

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Event.h"
+#include "Scenario.h"
 #include "Machine.h"
 #include "SimulatedVFS.h"
 

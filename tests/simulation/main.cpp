@@ -10,6 +10,9 @@
 #include <QHashFunctions>
 #include <QLoggingCategory>
 #include <cstdio>
+#include <cstring>
+#include <new>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -49,11 +52,27 @@ void say(const QString& text) {
     std::exit(2);
 }
 
+struct Options {
+    const Scenario* scenario = nullptr;
+    unsigned first = 0, last = 0, jobs = 1;
+    bool printsTrace = false, printsHashes = false;
+};
+
+// What a process tells of itself, also when it crashes: it stands in memory that the processes share.
+struct Job {
+    unsigned seed = 0; // at which it is
+    int failures = 0;
+    Sum sum;
+};
+
 // True when every promise was kept.
-bool runSeed(const Scenario& scenario, unsigned seed, bool printsTrace, Sum& sum) {
+bool runSeed(const Options& options, unsigned seed, Sum& sum) {
+    const Scenario& scenario = *options.scenario;
     const Script script = makeScript(scenario, seed);
     const auto outcome = World::run(script, seed);
     sum.add(outcome);
+    if (options.printsHashes)
+        say(QStringLiteral("seed %1: %2").arg(seed).arg(QString::fromLatin1(outcome.traceHash)));
     if (!outcome.violations.isEmpty()) {
         say(QStringLiteral("seed %1 of %2: %3").arg(seed).arg(scenario.name, outcome.violations.first()));
         const Script shortest = shrink(script, seed);
@@ -65,7 +84,8 @@ bool runSeed(const Scenario& scenario, unsigned seed, bool printsTrace, Sum& sum
         }()));
         for (const Day& day : shortest.days)
             say(dayText(day) + QStringLiteral("all is well"));
-        say(QStringLiteral("then: %1").arg(World::run(shortest, seed, printsTrace).violations.value(0)));
+        say(QStringLiteral("then: %1")
+                .arg(World::run(shortest, seed, options.printsTrace).violations.value(0)));
         return false;
     }
     if (seed % twiceEvery == 0 && World::run(script, seed).traceHash != outcome.traceHash) {
@@ -75,20 +95,11 @@ bool runSeed(const Scenario& scenario, unsigned seed, bool printsTrace, Sum& sum
     return true;
 }
 
-// The seeds of one process, every `step`-th; answers how many failed.
-int runSeeds(const Scenario& scenario, unsigned first, unsigned last, unsigned step, bool printsTrace,
-             Sum& sum) {
-    int failures = 0;
-    for (unsigned seed = first; seed <= last; seed += step)
-        failures += !runSeed(scenario, seed, printsTrace, sum);
-    return failures;
+// The seeds of one process, from that of its job on.
+void runSeeds(const Options& options, Job& job) {
+    for (; job.seed <= options.last; job.seed += options.jobs)
+        job.failures += !runSeed(options, job.seed, job.sum);
 }
-
-struct Options {
-    const Scenario* scenario = nullptr;
-    unsigned first = 0, last = 0, jobs = 1;
-    bool printsTrace = false;
-};
 
 Options optionsOf(const QCoreApplication& application) {
     QCommandLineParser parser;
@@ -105,6 +116,7 @@ Options optionsOf(const QCoreApplication& application) {
     parser.addOption({QStringLiteral("scenario"),
                       QStringLiteral("One of ") + names.join(QStringLiteral(", ")), QStringLiteral("NAME"),
                       QStringLiteral("everything")});
+    parser.addOption({QStringLiteral("hashes"), QStringLiteral("Print of each seed the hash of its trace.")});
     parser.addOption(
         {QStringLiteral("trace"),
          QStringLiteral("Of a seed that breaks a promise, print each step of the shortest list of "
@@ -128,40 +140,50 @@ Options optionsOf(const QCoreApplication& application) {
         refuse(QStringLiteral("--scenario %1 is none of %2")
                    .arg(parser.value(QStringLiteral("scenario")), names.join(QStringLiteral(", "))));
     options.printsTrace = parser.isSet(QStringLiteral("trace"));
+    options.printsHashes = parser.isSet(QStringLiteral("hashes"));
     return options;
 }
 
-// Each job in a process of its own, since there is one world in a process. Answers how many seeds failed.
-int forkJobs(const Options& options, Sum& sum) {
-    int pipes[2];
-    if (::pipe(pipes) != 0)
-        refuse(QStringLiteral("no pipe"));
-    std::vector<pid_t> children;
-    for (unsigned job = 0; job < options.jobs; ++job) {
-        const pid_t child = ::fork();
-        if (child == 0) {
-            Sum own;
-            const int failed = runSeeds(*options.scenario, options.first + job, options.last, options.jobs,
-                                        options.printsTrace, own);
-            const bool isTold = ::write(pipes[1], &own, sizeof own) == ssize_t(sizeof own);
-            ::_exit(isTold ? std::min(failed, 100) : 101);
-        }
-        children.push_back(child);
+pid_t begin(const Options& options, Job& job) {
+    const pid_t process = ::fork();
+    if (process < 0)
+        refuse(QStringLiteral("no process"));
+    if (process == 0) {
+        runSeeds(options, job);
+        ::_exit(0);
+    }
+    return process;
+}
+
+// Each job in a process of its own, since there is one world in a process. One that crashes is named with its seed, and
+// another one goes on behind that. Answers how many seeds failed.
+int runJobs(const Options& options, Sum& sum) {
+    const size_t size = options.jobs * sizeof(Job);
+    void* const memory = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED)
+        refuse(QStringLiteral("no memory"));
+    auto* const jobs = static_cast<Job*>(memory);
+    std::vector<pid_t> processes;
+    for (unsigned number = 0; number < options.jobs; ++number) {
+        new (&jobs[number]) Job{options.first + number, 0, {}};
+        processes.push_back(begin(options, jobs[number]));
     }
     int failures = 0;
-    for (const pid_t child : children) {
+    for (unsigned number = 0; number < options.jobs; ++number) {
+        Job& job = jobs[number];
         int status = 0;
-        ::waitpid(child, &status, 0);
-        if (!WIFEXITED(status) || WEXITSTATUS(status) > 100) {
-            say(QStringLiteral("a process ended with status %1").arg(status));
-            ++failures;
-            continue;
+        while (::waitpid(processes[number], &status, 0) > 0 && status != 0) {
+            say(QStringLiteral("seed %1 of %2: the process has crashed (%3)")
+                    .arg(job.seed)
+                    .arg(options.scenario->name, QString::fromLocal8Bit(::strsignal(WTERMSIG(status)))));
+            ++job.failures;
+            job.seed += options.jobs;
+            processes[number] = begin(options, job);
         }
-        failures += WEXITSTATUS(status);
-        Sum own;
-        if (::read(pipes[0], &own, sizeof own) == ssize_t(sizeof own))
-            sum.add(own);
+        failures += job.failures;
+        sum.add(job.sum);
     }
+    ::munmap(memory, size);
     return failures;
 }
 
@@ -193,7 +215,7 @@ int main(int argc, char** argv) {
     QElapsedTimer timer;
     timer.start();
     Sum sum;
-    const int failures = forkJobs(options, sum);
+    const int failures = runJobs(options, sum);
     printSum(*options.scenario, sum, failures, double(timer.elapsed()) / 1000);
     return failures == 0 ? 0 : 1;
 }

@@ -1,0 +1,47 @@
+#include <QFile>
+#include <QProcess>
+#include <QRegularExpression>
+#include <csignal>
+#include <gmock/gmock.h>
+
+// The program, as a process.
+
+namespace {
+
+QStringList hashesOf(const QString& seeds) {
+    QProcess process;
+    process.start(QStringLiteral(QW_SIMULATE), {"--seeds", seeds, "--hashes"});
+    EXPECT_TRUE(process.waitForFinished(60'000));
+    return QString::fromUtf8(process.readAllStandardOutput())
+        .split('\n')
+        .filter(QRegularExpression("^seed \\d+: [0-9a-f]{64}$"));
+}
+
+// The one process that it has started; 0 while there is none.
+qint64 workerOf(const QProcess& process) {
+    QFile children(QString("/proc/%1/task/%1/children").arg(process.processId()));
+    return children.open(QIODevice::ReadOnly) ? children.readAll().trimmed().toLongLong() : 0;
+}
+
+} // namespace
+
+TEST(SimulateProcess, Goes_the_same_way_in_each_process) {
+    const QStringList hashes = hashesOf("21..24");
+    EXPECT_EQ(hashes.size(), 4);
+    EXPECT_EQ(hashesOf("21..24"), hashes);
+}
+
+TEST(SimulateProcess, Names_the_seed_at_which_it_has_crashed_and_goes_on_behind_that) {
+    QProcess process;
+    process.start(QStringLiteral(QW_SIMULATE), {"--seeds", "31..34", "--hashes"});
+    ASSERT_TRUE(process.waitForReadyRead(60'000));
+    const QByteArray first = process.readLine();
+    EXPECT_THAT(first.toStdString(), testing::StartsWith("seed 31: "));
+    ASSERT_GT(workerOf(process), 0);
+    ::kill(pid_t(workerOf(process)), SIGSEGV);
+    ASSERT_TRUE(process.waitForFinished(60'000));
+    const std::string rest = process.readAllStandardOutput().toStdString();
+    EXPECT_THAT(rest, testing::ContainsRegex("seed 3[1234] of everything: the process has crashed"));
+    EXPECT_THAT(rest, testing::HasSubstr("1 failed"));
+    EXPECT_EQ(process.exitCode(), 1);
+}
