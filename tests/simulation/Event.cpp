@@ -6,15 +6,41 @@
 
 namespace {
 
-const std::array<const char*, Event::KindCount> kindNames{
-    "add",          "edit",           "delete",        "set-image",
-    "save",         "set-preference", "edit-author",   "delete-author",
-    "sync",         "deactivate",     "close",         "kill",
-    "lose-power",   "offline",        "server-error",  "too-many-requests",
-    "refusal",      "not-found",      "lose-answer",   "delay-request",
-    "delay-answer", "duplicate",      "truncate",      "refuse-token",
-    "stay-offline", "jump-clock",     "fill-disk",     "free-disk",
-    "fail-disk",    "forget-cursors", "delete-folder", "delete-preferences"};
+const std::array<const char*, Event::KindCount> kindNames{"add",
+                                                          "edit",
+                                                          "delete",
+                                                          "set-image",
+                                                          "save",
+                                                          "set-preference",
+                                                          "edit-author",
+                                                          "delete-author",
+                                                          "add-many",
+                                                          "delete-many",
+                                                          "ask-about-deletions",
+                                                          "sync",
+                                                          "deactivate",
+                                                          "close",
+                                                          "kill",
+                                                          "lose-power",
+                                                          "offline",
+                                                          "server-error",
+                                                          "too-many-requests",
+                                                          "refusal",
+                                                          "not-found",
+                                                          "lose-answer",
+                                                          "delay-request",
+                                                          "delay-answer",
+                                                          "duplicate",
+                                                          "truncate",
+                                                          "refuse-token",
+                                                          "stay-offline",
+                                                          "jump-clock",
+                                                          "fill-disk",
+                                                          "free-disk",
+                                                          "fail-disk",
+                                                          "forget-cursors",
+                                                          "delete-folder",
+                                                          "delete-preferences"};
 
 } // namespace
 

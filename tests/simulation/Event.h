@@ -13,6 +13,8 @@ struct Event {
     enum Kind {
         Add, Edit, Delete, SetImage, Save, SetPreference,       // the host's user; `first`: of what, `second`: value
         EditAuthor, DeleteAuthor,                               // to whom books refer
+        AddMany, DeleteMany,                                    // `first` of them
+        AskAboutDeletions, // from now on; `first`: no or, odd, yes; `second`: after so many s, 0: when all is well
         Sync, Deactivate, Close, Kill, LosePower,               // the process; a death after `first` steps
         Offline, ServerError, TooManyRequests, Refusal, NotFound, LoseAnswer, // the next `first` requests
         DelayRequest, DelayAnswer, Duplicate, Truncate, RefuseToken,          // the same; `second`: how long, in s

@@ -43,6 +43,7 @@ Machine::Machine(int number, quint64 seed, std::shared_ptr<QWVirtualRunLoop> run
     world.files = std::make_shared<SimulatedFiles>(disk);
     world.userDefaults = defaults_;
     ledger.cloudTook = [this](const QString& path, const QByteArray& bytes) { cloudTook(path, bytes); };
+    ledger.queried = [this] { noteRecordsWithoutFile(); };
     ledger.loaded = [this](const QString& path, const QByteArray& bytes) {
         downloaded_[path.section(QLatin1Char('/'), -1)] = bytes;
     };
@@ -93,6 +94,7 @@ void Machine::start() {
     model_.started(number_, versions());
     supervisor_->versionArchive().setBounds(boundless);
     checkArchive();
+    setDeletionQuestion();
     watch();
     const auto unnoted = std::exchange(unnoted_, {});
     HostAction action(*this);
@@ -123,6 +125,8 @@ void Machine::watch() {
 void Machine::end() {
     isActive_ = false;
     inFlightBefore_ = 0;
+    wasAsked_ = hasHeardQuestion_ = false;
+    queriesBefore_ = 0;
     observations_.clear();
     touched_.clear();
     supervisor_.reset();
@@ -210,16 +214,32 @@ void Machine::edit(const QString& entityName, int which, int text) {
 
 void Machine::remove(const QString& entityName, int which) {
     HostAction action(*this);
-    const auto record = any(entityName, which);
-    if (!record)
-        return;
-    if (const QString image = record->imageURL().toLocalFile(); !image.isEmpty())
-        imagesDropped_.emplace_back(record->uuid(), image);
+    if (const auto record = any(entityName, which))
+        remove(*record);
+}
+
+void Machine::remove(QWManagedObjectWithSyncSupport& record) {
+    if (const QString image = record.imageURL().toLocalFile(); !image.isEmpty())
+        imagesDropped_.emplace_back(record.uuid(), image);
     else
-        for (const auto& book : record->relatedObjects(QStringLiteral("books")))
+        for (const auto& book : record.relatedObjects(QStringLiteral("books")))
             model_.editBegins(book->valueForKey(QStringLiteral("uuid")).toString());
-    model_.deletionBegins(record->uuid());
-    context_->deleteObject(*record);
+    model_.deletionBegins(record.uuid());
+    context_->deleteObject(record);
+}
+
+void Machine::addMany(int count, int text) {
+    HostAction action(*this);
+    for (int number = 0; number < count; ++number)
+        context_->insertObject(QStringLiteral("Book"))
+            ->setValueForKey(QStringLiteral("title"), QString::number(text + number));
+}
+
+void Machine::removeMany(int count, int from) {
+    HostAction action(*this);
+    const auto books = records(QStringLiteral("Book"));
+    for (size_t number = 0; number < std::min(size_t(count), books.size()); ++number)
+        remove(*books[(size_t(from) + number) % books.size()]);
 }
 
 void Machine::setImage(int which, int text) {
@@ -252,13 +272,16 @@ void Machine::setPreference(int which, int value) {
     world.userDefaults->setObject(key, json);
 }
 
-// The image of a deleted record goes when the deletion is saved, if nobody has brought the record back.
+// A save that finds nothing to be saved makes nothing last either. The image of a deleted record goes when the deletion
+// is saved, if nobody has brought the record back.
 bool Machine::save() {
     { HostAction action(*this); }
+    const bool isAnythingUnsaved = context_->hasChanges();
     if (!context_->save() || disk.isDead())
         return false;
     report();
-    model_.saved(number_);
+    if (isAnythingUnsaved)
+        model_.saved(number_);
     imagesUnsaved_.clear();
     for (const QString& uuid : std::exchange(imagesToSave_, {}))
         model_.imageSaved(uuid);

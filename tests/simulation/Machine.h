@@ -43,9 +43,22 @@ public:
     void add(int which, int text);
     void edit(const QString& entityName, int which, int text);
     void remove(const QString& entityName, int which);
+    void addMany(int count, int text);
+    void removeMany(int count, int from);
     void setImage(int which, int text);
     void setPreference(int which, int value);
     bool save();
+
+    // The user is asked, from now on, whether very many deletions may come, and answers after that time; 0: never.
+    void askAboutDeletions(bool saysYes, std::chrono::seconds delay);
+    bool isAsked() const { return isRunning() && supervisor_->isDeletionQuestionOpen(); }
+    void answerDeletionQuestion();
+    qint64 questions() const { return questions_; } // so far
+    // Records of which the user has said since the last call that they are not to be deleted.
+    QSet<QString> takeRecordsKept() { return std::exchange(recordsKept_, {}); }
+    // Whether the machine is about to, may be, since it does not run, or loses an unsaved version with its process.
+    bool mayDelete(const QString& uuid);
+    bool hasSentAll() const { return engine_->numberOfObjectsWaitingSync() == 0; }
 
     Model::Contents contents();
     // Tells the model of the versions that the machine has kept.
@@ -64,6 +77,10 @@ private:
     void recordsDidChange(const QWObjectsDidChangeNotice& notice);
     void recordsDidMerge(const QWDidSaveNotice& notice);
     void noteWhatIsNotNoted();
+    void setDeletionQuestion();
+    void noteRecordsWithoutFile();
+    void checkQuestion();
+    void remove(QWManagedObjectWithSyncSupport& record);
     void touch(const QWManagedObject& record);
     void countDidChange(qint64 number);
     void cloudTook(const QString& path, const QByteArray& bytes);
@@ -95,6 +112,17 @@ private:
     QSet<QString> unnoted_;           // uuids of records that were saved and the engine could not write down
     std::vector<std::pair<QString, QString>> imagesDropped_; // uuid and path, of deleted records
     QHash<QString, QByteArray> downloaded_;                  // by file name, the latest
+
+    struct DeletionUser {
+        bool saysYes = false;
+        std::chrono::seconds delay{0};
+    };
+    std::optional<DeletionUser> deletionUser_;
+    QSet<QString> recordsWithoutFile_; // in the cloud, by the latest query
+    QSet<QString> recordsAskedAbout_, recordsKept_;
+    bool hasHeardQuestion_ = false; // which is posed a turn after it has opened
+    bool wasAsked_ = false;         // a step ago
+    qint64 queriesBefore_ = 0, questions_ = 0;
 
     std::shared_ptr<QWManagedObjectContext> context_;
     std::unique_ptr<QWDropboxSyncCoreData> engine_;

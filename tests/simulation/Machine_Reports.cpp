@@ -47,6 +47,7 @@ void Machine::checkReports() {
                                                  : QStringLiteral("is not active and says that it is"));
     check(engine_->status() != QWDropboxSyncStatusUploading || engine_->numberOfObjectsSyncing() > 0,
           QStringLiteral("is uploading nothing"));
+    checkQuestion();
     if (!isInStep())
         return;
     check(engine_->numberOfItemsToProcess() == 0, QStringLiteral("is in step and counts something"));
@@ -105,6 +106,9 @@ void Machine::report() {
                        .arg(number_ + 1)
                        .arg(hostActions_ > 0 ? QStringLiteral("makes") : QStringLiteral("takes"), uuid,
                             record ? version.text() : QStringLiteral("deleted")));
+        if (wasAsked_ && isAsked() && hostActions_ == 0)
+            model_.violate(
+                QStringLiteral("machine %1 takes %2 while its user is asked").arg(number_ + 1).arg(uuid));
         // A link to a placeholder changes it, and does not make it the user's.
         if (record && hostActions_ > 0 && !version.isPlaceholder())
             model_.edited(number_, uuid, version);

@@ -37,6 +37,7 @@ void Model::deleted(int machine, const QString& uuid) {
     auto& at = machines_[size_t(machine)];
     ++changes_;
     histories_[uuid].wasDeleted = true;
+    histories_[uuid].deletedBy.insert(machine);
     at.records.remove(uuid);
     at.unsent.remove(uuid);
     at.candidates[uuid].push_back(std::nullopt);
@@ -60,6 +61,14 @@ void Model::saved(int machine) {
     at.unsavedDeletions.clear();
     at.candidates.clear();
     at.atLastSave = at.records;
+}
+
+void Model::deletionRefused(const QString& uuid, bool isPromised) {
+    History& history = histories_[uuid];
+    ++changes_;
+    history.wasEditedSince = true;
+    history.isGone = false;
+    history.isKept = isPromised && !history.taken.empty();
 }
 
 void Model::expectUpload(int machine, const QString& uuid, const Version& version) {
@@ -121,6 +130,7 @@ void Model::received(int machine, const QString& uuid, const Version& version) {
     if (before && !before->isSame(version))
         loses(machine, uuid, *before);
     at.records[uuid] = version;
+    at.unsavedDeletions.remove(uuid);
     at.unsent.remove(uuid);
     at.candidates[uuid].push_back(version);
 }
@@ -260,6 +270,8 @@ void Model::settled(const Contents& contents) {
         if (isHere && history.wasSettled && history.wasDeletionSaved && !history.wasEditedSince
             && !wasFolderDeleted_)
             violate(QStringLiteral("%1 was deleted, and nobody has changed it since").arg(uuid));
+        if (!isHere && history.isKept)
+            violate(QStringLiteral("the deletion of %1 was refused, and it is gone").arg(uuid));
         if (isHere && history.isGone)
             violate(QStringLiteral("%1 was gone everywhere and is back").arg(uuid));
         const auto image = contents.images.constFind(uuid);
@@ -280,7 +292,8 @@ void Model::settled(const Contents& contents) {
             history.made.insert(*found);
         history.wasSettled = isHere;
         history.isGone = !isHere;
-        history.wasEditedSince = history.wasDeletionSaved = false;
+        history.wasEditedSince = history.wasDeletionSaved = history.isKept = false;
+        history.deletedBy.clear();
     }
     for (auto each = preferences_.begin(); each != preferences_.end(); ++each) {
         const QJsonValue present = contents.preferences.value(each.key());

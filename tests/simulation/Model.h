@@ -15,8 +15,20 @@ public:
     void edited(int machine, const QString& uuid, const Version& version);
     void deleted(int machine, const QString& uuid);
     void editBegins(const QString& uuid) { histories_[uuid].wasEditedSince = true; }
-    void deletionBegins(const QString& uuid) { histories_[uuid].wasDeleted = true; }
+    void deletionBegins(const QString& uuid) {
+        histories_[uuid].wasDeleted = true;
+        histories_[uuid].isKept = false;
+    }
     void saved(int machine);
+    bool isUnsaved(int machine, const QString& uuid) const {
+        return machines_[size_t(machine)].unsavedEdits.contains(uuid);
+    }
+    bool holds(int machine, const QString& uuid) const { return held(machine, uuid).has_value(); }
+    bool hasDeleted(int machine, const QString& uuid) const { // since all were in step
+        return histories_.value(uuid).deletedBy.contains(machine);
+    }
+    // A user wants no deletion of it that has come. Promised: nobody is about to delete it.
+    void deletionRefused(const QString& uuid, bool isPromised);
     void imageMade(const QString& uuid, const QByteArray& bytes);
     void imageSaved(const QString& uuid) {
         histories_[uuid].wasImageSaved = histories_[uuid].wasImageSavedSince = true;
@@ -73,6 +85,8 @@ private:
         QHash<int, Version> lastSaved; // by machine, of its own user
         // Since all were in step: that the record was there, and what happened to it.
         bool wasSettled = false, wasEditedSince = false, wasDeletionSaved = false;
+        QSet<int> deletedBy; // machines
+        bool isKept = false; // a user has refused its deletion
         bool isGone = false; // from everywhere
         std::set<QByteArray> images, imagesSince;
         bool wasImageSaved = false, wasImageSavedSince = false;

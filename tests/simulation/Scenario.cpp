@@ -18,6 +18,15 @@ const Weights disk{{Event::FillDisk, 1}, {Event::FreeDisk, 2}, {Event::FailDisk,
 const Weights cloud{{Event::ForgetCursors, 2}, {Event::DeleteFolder, 1}, {Event::DeletePreferences, 1}};
 const Weights clocks{{Event::JumpClock, 4}};
 
+// With fewer other events than days have else: many records take their time.
+const Weights manyDeletions{{Event::Add, 6},         {Event::Edit, 10},       {Event::Delete, 2},
+                            {Event::SetImage, 2},    {Event::Save, 14},       {Event::SetPreference, 2},
+                            {Event::Sync, 14},       {Event::Deactivate, 2},  {Event::Close, 3},
+                            {Event::AddMany, 4},     {Event::DeleteMany, 5},  {Event::AskAboutDeletions, 4},
+                            {Event::Offline, 2},     {Event::ServerError, 1}, {Event::LoseAnswer, 2},
+                            {Event::DelayAnswer, 1}, {Event::RefuseToken, 1}, {Event::ForgetCursors, 1},
+                            {Event::Kill, 1},        {Event::LosePower, 1},   {Event::JumpClock, 1}};
+
 Weights together(std::initializer_list<Weights> parts, int faultFactor = 1) {
     Weights all = work;
     for (const Weights& part : parts)
@@ -82,6 +91,12 @@ Event makeEvent(Dice& dice, Event::Kind kind, int machines, bool deletesFolder) 
     else if (kind == Event::FailDisk)
         event.first = dice.between(1, Event::mostDiskFailures)
                       + Event::mostDiskFailures * (event.second % 2 == 0 ? event.second % 24 / 2 : 0);
+    if (kind == Event::AddMany)
+        event.first = dice.between(51, 90);
+    if (kind == Event::DeleteMany)
+        event.first = dice.between(51, 120);
+    if (kind == Event::AskAboutDeletions)
+        event.second = dice.once(3) ? 0 : dice.between(1, dice.once(2) ? 60 : 3600);
     if (kind == Event::DelayRequest || kind == Event::DelayAnswer)
         event.second = dice.between(1, dice.once(4) ? 120 : 15);
     if (kind == Event::JumpClock)
@@ -102,6 +117,7 @@ const std::vector<Scenario>& Scenario::all() {
         {"disks", "disks that are full or fail, and deaths", together({disk, deaths}, 2), 3},
         {"cloud", "lost cursors, a folder or a file that somebody deletes", together({cloud, network}), 4},
         {"clocks", "clocks that jump", together({clocks, deaths}, 2), 4},
+        {"deletions", "very many deletions, which wait for an answer", manyDeletions, 3},
     };
     return scenarios;
 }

@@ -33,9 +33,11 @@ void SimulatedNetwork::loadDelta(const QString& cursor) {
     const auto fail = [](const QWError& error) -> Answer {
         return [error](auto& client, auto& to) { to.restClientLoadDeltaFailedWithError(client, error); };
     };
+    const auto* ledger = &ledger_;
     send({"query",
           cursor.isEmpty() ? QString() : QStringLiteral("more"),
           [=](QWAppFolder& cloud) -> Answer {
+              ledger->queried();
               QWError error;
               auto page = cloud.changes(cursor, pageSize, &error);
               const bool isReset =

@@ -31,6 +31,8 @@ public:
         qint64 furtherPages = 0; // of queries
         // Called when the cloud has taken a file.
         std::function<void(const QString& path, const QByteArray& bytes)> cloudTook;
+        // Called when the cloud has looked for changes.
+        std::function<void()> queried;
         // Called when the machine has one.
         std::function<void(const QString& path, const QByteArray& bytes)> loaded;
     };

@@ -61,8 +61,10 @@ World::Outcome World::run(const Script& script, unsigned seed, bool printsTrace)
         world.addMachine();
     Outcome outcome{world.model_.violations(), world.trace_.hash(), world.events_};
     outcome.requests = world.requests();
-    for (const auto& machine : world.machines_)
+    for (const auto& machine : world.machines_) {
         outcome.faultsMet += machine->ledger.faultsMet;
+        outcome.questions += machine->questions();
+    }
     outcome.deaths = world.deaths_;
     outcome.requestsAllowed = world.requestsAllowed();
     return outcome;
@@ -96,9 +98,18 @@ void World::endStep() {
     for (const auto& machine : machines_) {
         machine->report();
         machine->checkReports();
+        keepRecords(machine->takeRecordsKept());
         if (machine->bury())
             ++deaths_;
     }
+}
+
+// A user has refused deletions: the records are kept, unless somebody is still about to delete them.
+void World::keepRecords(const QSet<QString>& uuids) {
+    for (const QString& uuid : uuids)
+        model_.deletionRefused(uuid,
+                               std::none_of(machines_.begin(), machines_.end(),
+                                            [&](const auto& machine) { return machine->mayDelete(uuid); }));
 }
 
 void World::pass(std::chrono::milliseconds time) {
@@ -125,6 +136,8 @@ void World::happen(const Event& event) {
     Machine& machine = *machines_[size_t(event.machine) % machines_.size()];
     trace_.add(QStringLiteral("%1 s: %2").arg(runLoop_->now().count() / 1e6).arg(event.text()));
     disturb(machine, event);
+    if (event.kind == Event::AskAboutDeletions)
+        return machine.askAboutDeletions(event.first % 2 == 1, std::chrono::seconds(event.second));
     if (!machine.isRunning())
         machine.start();
     if (!machine.isRunning() || machine.disk.isDead())
@@ -140,6 +153,10 @@ void World::happen(const Event& event) {
         return machine.remove(QStringLiteral("Book"), event.first);
     case Event::DeleteAuthor:
         return machine.remove(QStringLiteral("Author"), event.first);
+    case Event::AddMany:
+        return machine.addMany(event.first, event.second);
+    case Event::DeleteMany:
+        return machine.removeMany(event.first, event.second);
     case Event::SetImage:
         return machine.setImage(event.first, event.second);
     case Event::Save:

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Scenario.h"
 #include "Machine.h"
+#include "Scenario.h"
 #include "SimulatedVFS.h"
 
 // The user's machines and their cloud, on one virtual time and in one thread. Everything that happens in it
@@ -11,7 +11,7 @@ public:
     struct Outcome {
         QStringList violations; // empty: every promise was kept
         QByteArray traceHash;
-        qint64 events = 0, requests = 0, requestsAllowed = 0, faultsMet = 0, deaths = 0;
+        qint64 events = 0, requests = 0, requestsAllowed = 0, faultsMet = 0, deaths = 0, questions = 0;
     };
 
     // At most one world at a time.
@@ -26,6 +26,7 @@ private:
     void pass(std::chrono::milliseconds time);
     void turn();
     void endStep();
+    void keepRecords(const QSet<QString>& uuids);
     qint64 requests() const;
     qint64 requestsAllowed() const;
     void countRequests();

@@ -108,6 +108,8 @@ bool World::letRest(Machine& machine) {
         turn();
         if (machine.isSignedOut()) // by a refusal that was on its way
             machine.activateOrSync();
+        if (machine.isAsked() && machine.hasSentAll())
+            machine.answerDeletionQuestion();
     }
     return machine.isInStep();
 }

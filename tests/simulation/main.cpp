@@ -21,7 +21,7 @@ namespace {
 constexpr unsigned twiceEvery = 100; // seeds
 
 struct Sum {
-    qint64 seeds = 0, events = 0, requests = 0, faultsMet = 0, deaths = 0;
+    qint64 seeds = 0, events = 0, requests = 0, faultsMet = 0, deaths = 0, questions = 0;
     double requestShare = 0; // the greatest, of those that are due
 
     void add(const World::Outcome& outcome) {
@@ -30,6 +30,7 @@ struct Sum {
         requests += outcome.requests;
         faultsMet += outcome.faultsMet;
         deaths += outcome.deaths;
+        questions += outcome.questions;
         requestShare = std::max(requestShare, double(outcome.requests) / double(outcome.requestsAllowed));
     }
     void add(const Sum& other) {
@@ -38,6 +39,7 @@ struct Sum {
         requests += other.requests;
         faultsMet += other.faultsMet;
         deaths += other.deaths;
+        questions += other.questions;
         requestShare = std::max(requestShare, other.requestShare);
     }
 };
@@ -190,7 +192,7 @@ int runJobs(const Options& options, Sum& sum) {
 void printSum(const Scenario& scenario, const Sum& sum, int failures, double seconds) {
     say(QStringLiteral(
             "%1: %2 seeds in %3 s (%4 a second), %5 failed; %6 events, %7 requests, %8 of them disturbed, "
-            "of those due at most %9 in a seed, %10 deaths")
+            "of those due at most %9 in a seed, %10 deaths, %11 questions")
             .arg(scenario.name)
             .arg(sum.seeds)
             .arg(seconds, 0, 'f', 1)
@@ -200,7 +202,8 @@ void printSum(const Scenario& scenario, const Sum& sum, int failures, double sec
             .arg(sum.requests)
             .arg(sum.faultsMet)
             .arg(sum.requestShare, 0, 'f', 2)
-            .arg(sum.deaths));
+            .arg(sum.deaths)
+            .arg(sum.questions));
 }
 
 } // namespace

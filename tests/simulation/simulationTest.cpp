@@ -120,6 +120,33 @@ TEST(Simulation, Goes_the_same_way_each_time) {
               World::run(makeScript(*Scenario::named("everything"), 12), 12).traceHash);
 }
 
+TEST(SimulatedDay, A_save_that_finds_nothing_to_save_makes_nothing_last) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({3020, 1, -1}, {"", "22037 1 add 746 30440\n"
+                                                               "61228 1 add 680 99475\n"
+                                                               "112 1 truncate 4 22144\n"
+                                                               "2622 1 kill 100 72566\n"
+                                                               "8001 1 save 899 21042\n"
+                                                               "9166 1 edit 466 88765\n"
+                                                               "6581 1 save 522 67466\n"
+                                                               "639 1 edit-author 67 61032\n"
+                                                               "621 1 save 7 12586\n"
+                                                               "12791 1 too-many-requests 4 50134\n"
+                                                               "1864 1 lose-power 2 59151\n"
+                                                               "3491 1 save 99 29548\n"
+                                                               "6654 1 edit 789 27325"}),
+                                  566));
+}
+
+TEST(SimulatedDay, Has_a_user_who_is_asked_about_very_many_deletions) {
+    for (const char* day : {"0 1 ask-about-deletions 0 30\n1000 2 add-many 60 1\n1000 2 save 0 0",
+                            "0 1 ask-about-deletions 1 0\n1000 2 add-many 60 1\n1000 2 save 0 0"}) {
+        const auto outcome =
+            World::run(scriptOf({0, 0}, {day, "0 2 delete-many 60 1\n1000 2 save 0 0\n60000 1 sync 0 0"}), 1);
+        EXPECT_EQ(outcome.violations, QStringList());
+        EXPECT_EQ(outcome.questions, 1);
+    }
+}
+
 // Each scenario lives through some days in every run of the tests; `qw-simulate` is for the many.
 TEST(SimulatedDays, Keep_every_promise_whatever_the_scenario) {
     for (const Scenario& scenario : Scenario::all())

@@ -1,0 +1,73 @@
+// A user who is asked whether very many deletions may reach the records of the machine.
+#include "Machine.h"
+
+void Machine::askAboutDeletions(bool saysYes, std::chrono::seconds delay) {
+    deletionUser_ = {saysYes, delay};
+    if (isRunning())
+        setDeletionQuestion();
+}
+
+void Machine::setDeletionQuestion() {
+    if (!deletionUser_)
+        return;
+    supervisor_->setDeletionQuestion([this](qint64 count, qint64 total) {
+        trace_.add(QStringLiteral("%1 asks its user about %2 of %3").arg(number_ + 1).arg(count).arg(total));
+        if (count <= 50 || count * 5 <= total)
+            model_.violate(QStringLiteral("machine %1 asks about few deletions").arg(number_ + 1));
+        recordsAskedAbout_ = recordsWithoutFile_;
+        hasHeardQuestion_ = true;
+        ++questions_;
+        if (deletionUser_->delay.count() > 0)
+            world.runLoop->after(deletionUser_->delay, [this, weak = std::weak_ptr(supervisor_)] {
+                if (!weak.expired())
+                    answerDeletionQuestion();
+            });
+    });
+}
+
+void Machine::answerDeletionQuestion() {
+    if (!isAsked() || !hasHeardQuestion_ || disk.isDead())
+        return;
+    trace_.add(QStringLiteral("%1 says %2").arg(number_ + 1).arg(deletionUser_->saysYes));
+    if (!deletionUser_->saysYes)
+        for (const QString& uuid : recordsAskedAbout_)
+            if (model_.holds(number_, uuid))
+                recordsKept_.insert(uuid);
+    hasHeardQuestion_ = false;
+    supervisor_->answerDeletionQuestion(deletionUser_->saysYes);
+}
+
+// What a query that is being carried out in the cloud finds: what stands here and has no file there.
+void Machine::noteRecordsWithoutFile() {
+    recordsWithoutFile_.clear();
+    if (!deletionUser_ || !isRunning())
+        return;
+    for (const QString& entityName : desktop::syncedEntities)
+        for (const auto& record : records(entityName))
+            if (!cloud_->metadata(QWDBFileCacheDirectoryInDropboxFolder + QLatin1Char('/')
+                                  + engine_->fileNameWithUUID(record->uuid(), entityName, false)))
+                recordsWithoutFile_.insert(record->uuid());
+}
+
+bool Machine::mayDelete(const QString& uuid) {
+    if (!isRunning())
+        return model_.hasDeleted(number_, uuid);
+    if (model_.isUnsaved(number_, uuid))
+        return true;
+    for (const auto& row : engine_->dropboxCacheManagedObjectContext()
+                               ->fetch(QWFetchRequest(QWDBEntityNameObjectWaitingSync))
+                               .value_or(QWManagedObjectSet())) {
+        const auto& waiting = static_cast<const ObjectWaitingSync&>(*row);
+        if (waiting.action() == QWDropboxSyncActionDelete && waiting.objectUUID() == uuid)
+            return true;
+    }
+    return false;
+}
+
+void Machine::checkQuestion() {
+    const bool wasAsked = std::exchange(wasAsked_, isAsked());
+    const qint64 queries = supervisor_->requests().queries;
+    if (wasAsked && wasAsked_ && queries != queriesBefore_)
+        model_.violate(QStringLiteral("machine %1 asks the cloud while its user is asked").arg(number_ + 1));
+    queriesBefore_ = queries;
+}
