@@ -38,6 +38,7 @@ private:
     bool isEmpty();
     void create();
     void checkFormat();
+    void syncWhatIsFound();
     bool isOfModel();
     void writeModel();
     void migrate();
@@ -68,7 +69,15 @@ std::unique_ptr<QWSQLiteConnection> StoreFile::open() {
         checkTables(layout_);
     connection_->execute("PRAGMA journal_mode = WAL");
     connection_->execute("PRAGMA foreign_keys = ON");
+    syncWhatIsFound();
     return std::move(connection_);
+}
+
+// What a process that was killed has committed may stand in the machine's memory alone, and go with its power: the journal
+// is synced by whoever commits next, and by a checkpoint. Where that fails, for want of space, say, it can be read all the
+// same.
+void StoreFile::syncWhatIsFound() {
+    sqlite3_wal_checkpoint_v2(connection_->handle(), nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
 }
 
 void StoreFile::configure() {
