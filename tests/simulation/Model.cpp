@@ -16,6 +16,14 @@ bool Model::mayExist(const QString& uuid, const Version& version) const {
     return version.isPlaceholder() || histories_.value(uuid).made.count(version) > 0;
 }
 
+// Of two that are made in one second the one that won may have had a reference, which counted then and is lost.
+bool Model::isBehind(const QString& uuid, const Version& version, const Version& other) const {
+    const auto made = histories_.value(uuid).made;
+    return version.isBehind(other) && std::none_of(made.begin(), made.end(), [&](const Version& each) {
+               return each.isSame(version) && !each.isBehind(other);
+           });
+}
+
 // Users -----------------------------------------------------------------------------------------------------
 
 void Model::edited(int machine, const QString& uuid, const Version& version) {
@@ -121,7 +129,7 @@ void Model::received(int machine, const QString& uuid, const Version& version) {
         violate(QStringLiteral("machine %1 received a version of %2 that nobody made: %3")
                     .arg(machine + 1)
                     .arg(uuid, version.text()));
-    if (before && version.isBehind(*before) && !wasDeleted(uuid))
+    if (before && isBehind(uuid, version, *before) && !wasDeleted(uuid))
         violate(QStringLiteral("on machine %1 the version of %2 fell back from %3 to %4")
                     .arg(machine + 1)
                     .arg(uuid, before->text(), version.text()));
@@ -196,7 +204,7 @@ void Model::started(int machine, const QHash<QString, Version>& records) {
         if (!version || version->isPlaceholder())
             return version || wasDeleted(uuid);
         return history.made.count(*version) > 0
-               && (before == at.atLastSave.cend() || !version->isBehind(*before) || wasDeleted(uuid));
+               && (before == at.atLastSave.cend() || !isBehind(uuid, *version, *before) || wasDeleted(uuid));
     };
     for (auto record = records.begin(); record != records.end(); ++record)
         if (!mayHold(record.key(), *record))
@@ -264,7 +272,7 @@ void Model::settled(const Contents& contents) {
             violate(QStringLiteral("all hold a version of %1 that nobody made: %2").arg(uuid, found->text()));
         if (isHere && !wasDeleted(uuid))
             for (const Version& saved : history.lastSaved)
-                if (found->isBehind(saved))
+                if (isBehind(uuid, *found, saved))
                     violate(QStringLiteral("%1 is %2, though %3 was saved")
                                 .arg(uuid, found->text(), saved.text()));
         if (isHere && history.wasSettled && history.wasDeletionSaved && !history.wasEditedSince

@@ -110,6 +110,7 @@ private:
 
     bool wasDeleted(const QString& uuid) const { return histories_.value(uuid).wasDeleted; }
     bool mayExist(const QString& uuid, const Version& version) const;
+    bool isBehind(const QString& uuid, const Version& version, const Version& other) const;
     void expectUpload(int machine, const QString& uuid, const Version& version);
     MaybeVersion held(int machine, const QString& uuid) const;
     void loses(int machine, const QString& uuid, const Version& version);
