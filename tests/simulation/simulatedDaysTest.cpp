@@ -17,21 +17,6 @@ TEST(SimulatedDay, An_image_that_is_set_by_a_clock_that_is_behind_is_sent) {
                                                         "28159 1 set-image 899 70188"})));
 }
 
-TEST(SimulatedDay, A_preference_that_is_set_while_the_disk_is_full_is_sent) {
-    EXPECT_TRUE(keepsEveryPromise(scriptOf({1730, -328}, {"400985 1 set-preference 344 42890\n"
-                                                          "3663 1 fill-disk 988 2315\n"
-                                                          "2104 2 close 759 66752"})));
-}
-
-TEST(SimulatedDay, A_preference_that_is_set_while_the_disk_is_full_and_the_cursor_lost_is_sent) {
-    EXPECT_TRUE(keepsEveryPromise(scriptOf({0, 0}, {"", "3256 1 fill-disk 284 83123\n"
-                                                        "47338 1 set-preference 666 82117\n"
-                                                        "2403 2 forget-cursors 85 87708\n"
-                                                        "4887 1 sync 889 66892\n"
-                                                        "5373 2 set-preference 776 15227\n"
-                                                        "21247 1 add 693 31287"})));
-}
-
 TEST(SimulatedDay, A_preference_whose_earlier_value_was_sent_without_an_answer_is_the_latest_one) {
     EXPECT_TRUE(keepsEveryPromise(scriptOf({-1, -1, -2754}, {"", "7957 1 set-preference 520 77270\n"
                                                                  "2996 1 lose-answer 5 94342\n"
@@ -160,27 +145,6 @@ TEST(SimulatedDay, Preferences_that_are_set_while_they_are_sent_without_an_answe
                                   13717));
 }
 
-TEST(SimulatedDay, A_preference_that_is_set_again_on_a_full_disk_is_the_latest_one) {
-    EXPECT_TRUE(keepsEveryPromise(scriptOf({-2, -492}, {"", "2082 2 deactivate 395 36832\n"
-                                                            "5508 2 set-preference 789 99930\n"
-                                                            "576217 2 fill-disk 556 40195\n"
-                                                            "26985 2 sync 209 24215\n"
-                                                            "147987 2 set-preference 567 64209\n"
-                                                            "13015 2 close 648 79575"}),
-                                  24111));
-}
-
-TEST(SimulatedDay, A_record_that_is_sent_while_a_full_disk_holds_up_its_deletion_comes_back_everywhere) {
-    EXPECT_TRUE(keepsEveryPromise(scriptOf({-2, -2}, {"56354 2 add 915 32492\n"
-                                                      "903509 2 save 303 90853\n"
-                                                      "11693 2 fill-disk 344 95563\n"
-                                                      "7956 2 edit 566 23021\n"
-                                                      "3917 1 delete 170 36250\n"
-                                                      "26177 2 edit 889 13613\n"
-                                                      "445386 1 edit 196 95780"}),
-                                  18236));
-}
-
 TEST(SimulatedDay, An_image_that_is_set_again_while_the_one_before_is_on_its_way_is_sent) {
     EXPECT_TRUE(keepsEveryPromise(scriptOf({0, -1091}, {"22802 2 add 841 54935\n"
                                                         "301 2 set-image 828 6837\n"
@@ -188,17 +152,6 @@ TEST(SimulatedDay, An_image_that_is_set_again_while_the_one_before_is_on_its_way
                                                         "376262 2 set-image 588 76974\n"
                                                         "4747 2 set-image 346 81429"}),
                                   18329));
-}
-
-TEST(SimulatedDay, An_image_that_a_process_had_not_queued_when_it_died_is_sent) {
-    EXPECT_TRUE(keepsEveryPromise(scriptOf({-1, 2841}, {"1089641 1 offline 1 28277\n"
-                                                        "7398 1 offline 3 37066\n"
-                                                        "7279 1 add 706 89658\n"
-                                                        "355 1 set-image 121 39182\n"
-                                                        "11948 1 kill 76 17081\n"
-                                                        "2639 1 set-preference 691 19694\n"
-                                                        "2903 1 save 898 86477"}),
-                                  21303));
 }
 
 TEST(SimulatedDay, An_edit_by_a_clock_that_is_behind_gives_way_also_while_the_record_is_on_its_way) {
@@ -231,22 +184,6 @@ TEST(SimulatedDay, A_record_that_a_reference_alone_has_made_is_not_sent) {
                                                                     "6020 2 sync 130 42693",
                                                                     "65873 2 delete-folder 130 53432"}),
                                   11803));
-}
-
-TEST(SimulatedDay, What_a_process_that_died_had_merged_of_a_conflict_is_sent) {
-    EXPECT_TRUE(keepsEveryPromise(scriptOf({-2, -1, 1}, {"158114 2 add 333 2245\n"
-                                                         "5115 3 kill 65 88716\n"
-                                                         "15279 3 sync 736 31453\n"
-                                                         "2124 1 delete 865 4757",
-                                                         "11828 3 edit 351 59200\n"
-                                                         "1315 2 edit 303 1461\n"
-                                                         "6917 3 set-preference 679 46005\n"
-                                                         "264955 3 delete 494 34261\n"
-                                                         "829 3 kill 84 66284\n"
-                                                         "1078 3 save 675 65353\n"
-                                                         "6794 3 sync 513 26850\n"
-                                                         "5825 3 sync 225 2678"}),
-                                  4188));
 }
 
 TEST(SimulatedDay, A_copy_of_an_image_of_the_same_second_is_sent) {
@@ -358,48 +295,4 @@ TEST(SimulatedDay, A_preference_survives_the_cloud_saying_that_the_file_has_gone
                                                          "8068 3 delete-folder 392 88834\n"
                                                          "11783 2 sync 161 29986"}),
         34282));
-}
-
-TEST(SimulatedDay, An_image_that_was_placed_by_a_process_that_died_is_sent_when_the_cloud_has_lost_it) {
-    EXPECT_TRUE(keepsEveryPromise(scriptOf({-2, 2699, 2070, -816}, {"634452 4 add 589 17250\n"
-                                                                    "17307 2 add 124 78543\n"
-                                                                    "5650 1 add 292 64446\n"
-                                                                    "9286 3 add 382 50846\n"
-                                                                    "341 3 add 431 34418\n"
-                                                                    "13757 1 add 666 54273",
-                                                                    "8772 4 delete 672 74982\n"
-                                                                    "3248 3 set-image 148 12909\n"
-                                                                    "597404 2 set-image 104 30709\n"
-                                                                    "9985 2 edit 703 13876\n"
-                                                                    "3012 2 edit 732 84041\n"
-                                                                    "14648 3 kill 108 38779\n"
-                                                                    "10012 3 sync 840 23174\n"
-                                                                    "4372 4 delete-folder 930 52903\n"
-                                                                    "4405 2 delete 694 77521"}),
-                                  31487));
-}
-
-TEST(SimulatedDay, A_batch_that_could_not_be_saved_comes_again_though_the_host_holds_the_record_unsaved) {
-    EXPECT_TRUE(keepsEveryPromise(scriptOf({-1794, -1, -1, 2}, {"9581 4 add 961 43731\n"
-                                                                "8394 4 server-error 2 14046\n"
-                                                                "9853 2 sync 293 43698\n"
-                                                                "747 4 fail-disk 48 52102\n"
-                                                                "820 4 sync 542 46378\n"
-                                                                "14389 2 edit 248 23708\n"
-                                                                "5903 3 save 777 85110"}),
-                                  600287));
-}
-
-TEST(SimulatedDay, A_batch_that_could_not_be_saved_comes_again_though_the_host_has_edited_the_record) {
-    EXPECT_TRUE(keepsEveryPromise(scriptOf({-1, -1, 2845}, {"1295 1 add 936 75855\n"
-                                                            "7819 1 add 364 25157\n"
-                                                            "1615 3 add 755 8061\n"
-                                                            "196058 1 add 387 75150\n"
-                                                            "8600 3 edit-author 510 6204\n"
-                                                            "12691 1 sync 503 6336\n"
-                                                            "490031 2 edit-author 573 78450\n"
-                                                            "94990 3 add 149 88219\n"
-                                                            "6640 3 delete 842 7232\n"
-                                                            "1582611 3 edit 994 34480"}),
-                                  601244));
 }

@@ -64,3 +64,39 @@ TEST(SimulatedDeletion, An_edit_by_a_clock_that_is_behind_gives_way_to_what_has_
                                                                "1215510 1 sync 643 3889"}),
         600845));
 }
+
+TEST(SimulatedDeletion,
+     A_batch_that_receives_a_record_and_misses_the_one_it_refers_to_sends_it_without_the_reference) {
+    EXPECT_TRUE(
+        keepsEveryPromise(scriptOf({-3224, -2911, 1052, 2, -1714}, {"784572 3 add 148 57849\n"
+                                                                    "3122 2 add 744 32385",
+                                                                    "2767 2 edit 982 94329\n"
+                                                                    "25329 1 delete-author 427 10332\n"
+                                                                    "16342 4 add 916 86604\n"
+                                                                    "1432 3 set-image 487 57802\n"
+                                                                    "1581 1 lose-power 0 79206\n"
+                                                                    "5992 3 lose-answer 3 87040\n"
+                                                                    "1019 1 save 803 11357\n"
+                                                                    "3492 4 forget-cursors 280 33803\n"
+                                                                    "7203 3 sync 934 62710\n"
+                                                                    "4533 5 delete 964 21500"}),
+                          600732));
+}
+
+TEST(SimulatedDeletion, An_upload_whose_answer_comes_after_the_deletion_of_the_folder_is_made_again) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({-1, 3018}, {"", "24522 2 delay-answer 3 103\n"
+                                                            "543807 2 add 256 88258\n"
+                                                            "1216 2 delete-folder 963 48865"}),
+                                  601302));
+}
+
+TEST(SimulatedDeletion, A_deletion_that_is_sent_while_the_record_comes_back_leaves_it_to_all) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({-2, 2499, 1, 2}, {"27683 2 add 827 18256\n"
+                                                              "2709 2 add 825 52615\n"
+                                                              "2083 3 sync 434 89030\n"
+                                                              "579609 3 delay-request 3 10\n"
+                                                              "10083 3 add 939 98077\n"
+                                                              "4873 3 delete 454 61654\n"
+                                                              "14999 3 deactivate 961 34520"}),
+                                  600521));
+}

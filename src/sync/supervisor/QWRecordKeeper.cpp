@@ -51,7 +51,11 @@ QString QWRecordKeeper::prepareImport(const QString& localPath, const DBMetadata
         const auto dated = presentVersion(engine_, metadata.filename());
         return dated && dated->dateModified().isValid() ? QStringLiteral("it holds no record") : QString();
     }
-    losesReference_ = refersToDeleted(*received);
+    losesReference_ = false;
+    for (const QString& target : filesReferredTo(*received)) {
+        losesReference_ |= isDeletedHere(target);
+        referringFiles_.insert(target, metadata.filename());
+    }
     auto& metadataManager = engine_.fileMetadataManager();
     const bool isCopy = metadataManager.isFileNameConflicted(qw::text::lowercase(metadata.filename()));
     const auto present = presentVersion(engine_, metadata.filename());
@@ -113,17 +117,21 @@ void QWRecordKeeper::deleteAgain(QWManagedObjectWithSyncSupport& present, const 
 
 // A reference to what the host has deleted, and not saved or not sent, is lost here when the two meet. Other desktops
 // have it.
-bool QWRecordKeeper::refersToDeleted(const QVariantMap& record) {
-    return std::any_of(record.begin(), record.end(), [this](const QVariant& value) {
+bool QWRecordKeeper::isDeletedHere(const QString& fileName) {
+    const auto target = engine_.objectReferencedWithLowerCaseFileName(fileName, false);
+    return (target && isDeletedUnsaved(*target)) || waitingDeletion(engine_, fileName);
+}
+
+QStringList QWRecordKeeper::filesReferredTo(const QVariantMap& record) const {
+    QStringList names;
+    for (const QVariant& value : record) {
         const QVariantMap reference = value.toMap();
         const QString uuid = reference.value(QWDropBoxUUIDKey).toString();
         const QString entityName = reference.value(QWDropBoxEntityNameKey).toString();
-        if (uuid.isEmpty() || entityName.isEmpty())
-            return false;
-        const QString fileName = engine_.fileNameWithUUID(uuid, entityName, false);
-        const auto target = engine_.objectReferencedWithLowerCaseFileName(fileName, false);
-        return (target && isDeletedUnsaved(*target)) || waitingDeletion(engine_, fileName);
-    });
+        if (!uuid.isEmpty() && !entityName.isEmpty())
+            names.append(qw::text::lowercase(engine_.fileNameWithUUID(uuid, entityName, false)));
+    }
+    return names;
 }
 
 bool QWRecordKeeper::finishImport(const QString& fileName) {
@@ -233,7 +241,8 @@ bool QWRecordKeeper::finishUpload(const QString& fileName, const QByteArray& sen
 }
 
 // What refers to the record loses the reference here, and keeps its date: where it was changed while it was being
-// deleted, other desktops have it with the reference. It is sent, so that all come to hold the one or the other.
+// deleted, or the deletion is taken back, other desktops have it with the reference. It is sent, so that all come to
+// hold the one or the other.
 void QWRecordKeeper::noteDeletion(const QWManagedObjectWithSyncSupport& version) {
     for (const auto* property : version.entity().properties()) {
         const auto* reference = property->isRelationship() ? property->inverse() : nullptr;
@@ -246,6 +255,10 @@ void QWRecordKeeper::noteDeletion(const QWManagedObjectWithSyncSupport& version)
                 queue(*object);
         }
     }
+    const QString fileName = engine_.fileNameWithUUID(version.uuid(), version.entity().name(), false);
+    for (const QString& name : referringFiles_.values(qw::text::lowercase(fileName)))
+        if (const auto object = engine_.objectReferencedWithLowerCaseFileName(name, false))
+            queue(*object);
 }
 
 // One that travels, of an object that is neither deleted nor replaced by the running batch.

@@ -29,6 +29,8 @@ public:
     bool finishUpload(const QString& fileName, const QByteArray& sent, bool isImageBehind);
     // Before the host's version gives way to a received deletion.
     void noteDeletion(const QWManagedObjectWithSyncSupport& version);
+    // The batch is saved.
+    void finishBatch() { referringFiles_.clear(); }
 
 private:
     using Object = QWRef<QWManagedObjectWithSyncSupport>;
@@ -42,7 +44,8 @@ private:
     Order order(const QVariantMap& received, QWManagedObjectWithSyncSupport& present);
     void deleteAgain(QWManagedObjectWithSyncSupport& present, const DBMetadata& metadata);
     bool isDeletedUnsaved(const QWManagedObjectWithSyncSupport& present) const;
-    bool refersToDeleted(const QVariantMap& record);
+    bool isDeletedHere(const QString& fileName);
+    QStringList filesReferredTo(const QVariantMap& record) const;
     QWFileManager& files() const { return engine_.mainManagedObjectContext()->environment().files(); }
 
     QWDropboxSyncCoreData& engine_;
@@ -51,4 +54,6 @@ private:
     // Of the record that is being imported.
     QString deletionDue_;
     bool losesReference_ = false;
+    // Of the batch: the files of received records by those, in lower case, of the records that they refer to.
+    QMultiHash<QString, QString> referringFiles_;
 };

@@ -253,6 +253,7 @@ void QWSyncSupervisor::statusChanged(quint64 status) {
         if (engine_->deltaEntriesToImport().isEmpty() && images_->finishBatch()) {
             deletionGuard_->forgetAnswer();
             losingVersions_->finishBatch();
+            records_->finishBatch();
             if (images_->takeQueryDue())
                 doAfterPause([this] {
                     isQueryDue_ = true;

@@ -164,6 +164,7 @@ private:
     void passOverUpload(const QString& fileName, const QString& localPath);
     void finishUpload(const QString& destinationPath, const QString& sourcePath, const DBMetadata& metadata);
     bool isQueryStale();
+    void sendAgainWhatIsDeleted(const QList<DBDeltaEntryRef>& page);
     void sendWaiting();
     void hostDidChange(const QWObjectsDidChangeNotice& notice);
     void statusChanged(quint64 status);

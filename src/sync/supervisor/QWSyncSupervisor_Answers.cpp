@@ -46,6 +46,7 @@ void QWSyncSupervisor::restClientLoadedDeltaEntries(DBRestClient&, const QList<D
         preferences_->prepareEntry(*entry, preferencesCopies);
         records_->prepareEntry(*entry);
     }
+    sendAgainWhatIsDeleted(kept);
     const bool isFirstPage = std::exchange(isListingFromScratch_, false) || reset;
     isFromScratch_ |= isFirstPage;
     finish([&](auto& to) { to.restClientLoadedDeltaEntries(*this, kept, isFirstPage, cursor, hasMore); });
@@ -53,6 +54,23 @@ void QWSyncSupervisor::restClientLoadedDeltaEntries(DBRestClient&, const QList<D
         sendConflictedImage(copy);
     for (const QString& copy : preferencesCopies)
         deletePath(copy);
+}
+
+// What is in flight may have been in the cloud before, and deleted with the sync folder. Where the engine knows the file,
+// it deletes the record.
+void QWSyncSupervisor::sendAgainWhatIsDeleted(const QList<DBDeltaEntryRef>& page) {
+    for (const QString& uuid : recordsInFlight_.keys()) {
+        const auto isDeletion = [&](const DBDeltaEntryRef& entry) {
+            const QString name = qw::text::lastPathComponent(entry->lowercasePath);
+            const bool isRecord = qw::sync::isRecordFile(name)
+                                  && qw::sync::uuidNamedByFile(name).compare(uuid, Qt::CaseInsensitive) == 0;
+            return !entry->metadata && (isRecord || isSyncFolder(entry->lowercasePath));
+        };
+        if (std::none_of(page.begin(), page.end(), isDeletion))
+            continue;
+        if (const auto row = QWFindObjectWaitingSync(*engine_->dropboxCacheManagedObjectContext(), uuid))
+            row->setObjectModifiedWhileUploading(true);
+    }
 }
 
 void QWSyncSupervisor::restClientLoadDeltaFailedWithError(DBRestClient&, const QWError& error) {
@@ -136,16 +154,23 @@ void QWSyncSupervisor::restClientUploadFileFailedWithError(DBRestClient&, const 
     fail(path, error);
 }
 
+// Where no row waits for the answer, an earlier activity has asked. The engine would forget the file, and pass over its
+// deletion in the next listing, though the record may have come back meanwhile.
 void QWSyncSupervisor::restClientDeletedPath(DBRestClient&, const QString& path) {
     ++counts_.sent;
     const QString fileName = qw::text::lastPathComponent(path);
-    finish([&](auto& to) { to.restClientDeletedPath(*this, path); });
+    finish([&](auto& to) {
+        if (engine_->objectSyncingForFileWithName(fileName))
+            to.restClientDeletedPath(*this, path);
+    });
     letGoOfRow(fileName);
     Q_EMIT fileSent(fileName);
 }
 
 void QWSyncSupervisor::restClientDeletePathFailedWithError(DBRestClient&, const QWError& error) {
     const QString path = error.userInfo.value("path").toString();
+    if (requestFailure(error) == RequestFailure::FileGone)
+        return restClientDeletedPath(*this, path);
     const bool isTransient = requestFailure(error) == RequestFailure::Transient;
     finish([&](auto& to) {
         if (isTransient)
@@ -154,8 +179,7 @@ void QWSyncSupervisor::restClientDeletePathFailedWithError(DBRestClient&, const 
         else
             to.restClientDeletePathFailedWithError(*this, error);
     });
-    if (requestFailure(error) != RequestFailure::FileGone)
-        fail(path, error);
+    fail(path, error);
 }
 
 // Downloads -------------------------------------------------------------------------------------------------
