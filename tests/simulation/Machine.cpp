@@ -249,6 +249,8 @@ void Machine::setImage(int which, int text) {
         return;
     const QByteArray bytes = "image " + QByteArray::number(text);
     const QString file = book->imageURL().toLocalFile();
+    if (world.files->read(file) == bytes)
+        return; // and so changes nothing
     // A file system would not date two writes alike.
     const QDateTime before = world.files->modificationDate(file).value_or(QDateTime());
     const QDateTime now = world.clock->now();
@@ -272,16 +274,13 @@ void Machine::setPreference(int which, int value) {
     world.userDefaults->setObject(key, json);
 }
 
-// A save that finds nothing to be saved makes nothing last either. The image of a deleted record goes when the deletion
-// is saved, if nobody has brought the record back.
+// The image of a deleted record goes when the deletion is saved, if nobody has brought the record back.
 bool Machine::save() {
     { HostAction action(*this); }
-    const bool isAnythingUnsaved = context_->hasChanges();
     if (!context_->save() || disk.isDead())
         return false;
     report();
-    if (isAnythingUnsaved)
-        model_.saved(number_);
+    model_.saved(number_);
     imagesUnsaved_.clear();
     for (const QString& uuid : std::exchange(imagesToSave_, {}))
         model_.imageSaved(uuid);
