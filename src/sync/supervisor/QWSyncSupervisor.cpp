@@ -268,7 +268,8 @@ void QWSyncSupervisor::stop() {
     ++generation_;
     repetitionsDue_ = 0;
     staleQueries_ = queriesOut_;
-    isQueryDue_ = isRestartDue_ = isLookingForFolder_ = isFromScratch_ = isPreferencesUploadHeld_ = false;
+    isQueryDue_ = isRestartDue_ = isLookingForFolder_ = isFromScratch_ = false;
+    isPreferencesUploadHeld_ = isPreferencesDownloadHeld_ = false;
     restartTimer_.cancel();
     folderLookupTimer_.cancel();
     recordsInFlight_.clear();

@@ -191,11 +191,14 @@ private:
     void freePreferences();
     void preferencesLookUpFailed(const QWError& error);
     void uploadPreferences();
+    void uploadHeldPreferences();
     void repeatPreferences();
     void preferencesUploaded(const QString& destinationPath, const QString& sourcePath,
                              const DBMetadata& metadata);
+    void preferencesNotUploaded();
     void loadPreferences();
     void preferencesLoaded(const QString& contentType, const DBMetadata& metadata);
+    void preferencesNotLoaded(const QString& path, const QWError& error);
 
     void restClientLoadedDeltaEntries(DBRestClient&, const QList<DBDeltaEntryRef>& entries, bool reset,
                                       const QString& cursor, bool hasMore) override;
@@ -236,7 +239,8 @@ private:
     bool isRestarting_ = false;
     bool isLookingForFolder_ = false;      // asked, or to be asked again after a pause
     bool isLookingForPreferences_ = false; // asked
-    bool isPreferencesUploadHeld_ = false; // until the one that is out has its answer
+    // Until the transfer that is out has its answer.
+    bool isPreferencesUploadHeld_ = false, isPreferencesDownloadHeld_ = false;
     int repetitionsDue_ = 0;
     int generation_ = 0; // counts the ends of activity: what an earlier one has left to repeat is dropped
     QWRunLoop::Handle restartTimer_, folderLookupTimer_;

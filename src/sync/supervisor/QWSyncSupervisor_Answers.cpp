@@ -131,10 +131,6 @@ void QWSyncSupervisor::finishUpload(const QString& destinationPath, const QStrin
 void QWSyncSupervisor::restClientUploadFileFailedWithError(DBRestClient&, const QWError& error) {
     const QString path = error.userInfo.value("destinationPath").toString();
     const QString sourcePath = error.userInfo.value("sourcePath").toString();
-    if (isLocalPreferences(sourcePath)) {
-        preferences_->uploadEnds({});
-        isPreferencesUploadHeld_ = false; // what is sent in place of this is what is here then
-    }
     finish([&](auto& to) {
         if (requestFailure(error) == RequestFailure::TokenRefused)
             to.restClientUploadFileFailedWithError(*this, error);
@@ -151,6 +147,8 @@ void QWSyncSupervisor::restClientUploadFileFailedWithError(DBRestClient&, const 
                                 known ? known->rev() : QString(), sourcePath);
             });
     });
+    if (isLocalPreferences(sourcePath))
+        preferencesNotUploaded();
     fail(path, error);
 }
 
@@ -187,10 +185,10 @@ void QWSyncSupervisor::restClientDeletePathFailedWithError(DBRestClient&, const 
 // A download that the engine does not wait for any longer comes again.
 void QWSyncSupervisor::restClientLoadedFile(DBRestClient&, const QString& localPath,
                                             const QString& contentType, const DBMetadata& metadata) {
-    if (!isActive())
-        return finish([](auto&) {});
     if (qw::sync::isPreferencesFile(metadata.path))
         return preferencesLoaded(contentType, metadata);
+    if (!isActive())
+        return finish([](auto&) {});
     refusals_.remove(metadata.filename());
     QWImageKeeper::Verdict verdict;
     if (!qw::sync::belongsToEntity(*engine_, metadata.filename()))
@@ -231,6 +229,8 @@ constexpr int mostRefusals = 3;
 
 void QWSyncSupervisor::restClientLoadFileFailedWithError(DBRestClient&, const QWError& error) {
     const QString path = error.userInfo.value("path").toString();
+    if (qw::sync::isPreferencesFile(path))
+        return preferencesNotLoaded(path, error);
     const QString destinationPath = error.userInfo.value("destinationPath").toString();
     const QString fileName = qw::text::lastPathComponent(path);
     const RequestFailure failure = requestFailure(error);
@@ -238,21 +238,16 @@ void QWSyncSupervisor::restClientLoadFileFailedWithError(DBRestClient&, const QW
     if (isRefused)
         refusals_.remove(fileName);
     isRestartDue_ |= failure == RequestFailure::FileGone && isActive();
-    if (failure == RequestFailure::FileGone && qw::sync::isPreferencesFile(path))
-        preferences_->fileIsMissing();
-    else if (failure == RequestFailure::FileGone || isRefused)
+    if (failure == RequestFailure::FileGone || isRefused)
         images_->noteGone(fileName);
     finish([&](auto& to) {
-        if (isRefused && isActive() && !qw::sync::isPreferencesFile(path))
+        if (isRefused && isActive())
             engine_->leaveOutFile(fileName);
         else if (failure == RequestFailure::Transient)
             repeatLater("restClient:loadFileFailedWithError:", error,
                         [=, this] { request(requests_.downloads).loadFile(path, destinationPath); });
-        else if ((isActive() && !qw::sync::isPreferencesFile(path))
-                 || failure == RequestFailure::TokenRefused)
+        else if (isActive() || failure == RequestFailure::TokenRefused)
             to.restClientLoadFileFailedWithError(*this, error);
-        if (failure == RequestFailure::FileGone && qw::sync::isPreferencesFile(path))
-            engine_->uploadSyncedPreferences();
     });
     fail(path, error);
 }

@@ -61,12 +61,11 @@ void QWSyncSupervisor::preferencesLookUpFailed(const QWError& error) {
 
 // Upload ----------------------------------------------------------------------------------------------------
 
-// The engine's timers outlive its activity. What they would send, the next one does. Of two uploads at once nobody
-// could tell which one the cloud had last.
+// The engine's timers outlive its activity. What they would send, the next one does.
 void QWSyncSupervisor::uploadPreferences() {
     if (!isActive())
         return;
-    if (preferences_->isUploading()) {
+    if (preferences_->isTransferring()) {
         isPreferencesUploadHeld_ = true;
         return;
     }
@@ -93,6 +92,19 @@ void QWSyncSupervisor::repeatPreferences() {
         uploadPreferences();
 }
 
+void QWSyncSupervisor::uploadHeldPreferences() {
+    if (std::exchange(isPreferencesUploadHeld_, false))
+        uploadPreferences();
+}
+
+// What is sent in its place is what is here then.
+void QWSyncSupervisor::preferencesNotUploaded() {
+    preferences_->uploadEnds({});
+    isPreferencesUploadHeld_ = false;
+    if (std::exchange(isPreferencesDownloadHeld_, false))
+        loadPreferences();
+}
+
 // A conflicted copy is nobody's to read. What stands in its place is received first, and the merged values
 // are sent.
 void QWSyncSupervisor::preferencesUploaded(const QString& destinationPath, const QString& sourcePath,
@@ -106,39 +118,76 @@ void QWSyncSupervisor::preferencesUploaded(const QString& destinationPath, const
     });
     if (!isStored)
         deletePath(destinationPath);
-    const bool isHeld = std::exchange(isPreferencesUploadHeld_, false);
-    if (!isBaseKnown && isActive())
+    if (std::exchange(isPreferencesDownloadHeld_, false) || !isBaseKnown)
         loadPreferences();
-    else if (isHeld)
-        uploadPreferences();
+    else
+        uploadHeldPreferences();
     Q_EMIT fileSent(qw::text::lastPathComponent(destinationPath));
 }
 
 // Download --------------------------------------------------------------------------------------------------
 
 void QWSyncSupervisor::loadPreferences() {
+    if (!isActive())
+        return;
+    if (preferences_->isTransferring()) {
+        isPreferencesDownloadHeld_ = true;
+        return;
+    }
+    preferences_->downloadBegins();
     request(requests_.downloads)
         .loadFile(QWDBFileSyncedPreferencesInDropboxFolder, preferences_->downloadPath());
 }
 
+// An upload that was held meanwhile is one of those that the engine asks for then; another download has the same answer,
+// unless a version was listed since this one was asked for.
 void QWSyncSupervisor::preferencesLoaded(const QString& contentType, const DBMetadata& metadata) {
+    const bool isOfUse = preferences_->downloadEnds();
+    const bool isAnotherHeld = std::exchange(isPreferencesDownloadHeld_, false);
+    if (!isActive() || !isOfUse) {
+        finish([](auto&) {});
+        return loadPreferences();
+    }
     const QJsonObject before = engine_->syncedPreferences();
     QWError error;
     if (!preferences_->prepareImport(&error))
         return finish([&](auto&) {
             repeatLater("restClient:loadedFile:contentType:metadata:", error, [this] { loadPreferences(); });
         });
+    isPreferencesUploadHeld_ = false;
     finish([&](auto& to) {
         to.restClientLoadedFile(*this, engine_->syncedPreferencesLocalCacheURL().toLocalFile(), contentType,
                                 metadata);
-        preferences_->finishImport();
+        preferences_->finishImport(metadata);
         if (engine_->needToUploadSyncedPreferences() || preferences_->isBehindHere())
             engine_->uploadSyncedPreferences();
     });
+    if (isAnotherHeld && isActive() && preferences_->isFileDue())
+        loadPreferences();
     const bool isChanged = engine_->syncedPreferences() != before;
     ++(isChanged ? counts_.received : counts_.declined);
     if (isChanged)
         Q_EMIT fileReceived(metadata.filename());
     else
         Q_EMIT fileDeclined(metadata.filename(), QStringLiteral("the preferences here are the same"));
+}
+
+void QWSyncSupervisor::preferencesNotLoaded(const QString& path, const QWError& error) {
+    const RequestFailure failure = requestFailure(error);
+    preferences_->downloadEnds();
+    isPreferencesDownloadHeld_ = false;
+    if (failure == RequestFailure::FileGone) {
+        preferences_->fileIsMissing();
+        isRestartDue_ |= isActive();
+    }
+    finish([&](auto& to) {
+        if (failure == RequestFailure::TokenRefused)
+            to.restClientLoadFileFailedWithError(*this, error);
+        else if (failure == RequestFailure::FileGone)
+            engine_->uploadSyncedPreferences();
+        else
+            repeatLater("restClient:loadFileFailedWithError:", error, [this] { loadPreferences(); });
+    });
+    uploadHeldPreferences();
+    fail(path, error);
 }

@@ -1,0 +1,31 @@
+#include "SimulatedDays.h"
+
+// Days on which the shared preferences have broken a promise once, each shrunk to the events that it took.
+
+TEST(SimulatedPreferences, A_download_that_is_answered_late_takes_nothing_back_that_was_sent_meanwhile) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({3022, -1}, {"23638 2 add 485 96657\n"
+                                                        "790419 2 delete-folder 121 91197",
+                                                        "10012 1 set-preference 268 19661\n"
+                                                        "170966 2 delay-answer 3 60\n"
+                                                        "5776 2 sync 606 111\n"
+                                                        "9003 2 sync 726 25668\n"
+                                                        "61044 2 set-preference 63 91201"}),
+                                  601646));
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({0, 2, -175}, {"", "1374 1 fill-disk 534 98219\n"
+                                                              "8556 1 offline 2 4742\n"
+                                                              "11120 2 set-preference 961 76455\n"
+                                                              "1736 1 sync 828 61283\n"
+                                                              "486569 1 add 56 70981\n"
+                                                              "1856 1 delay-answer 2 101\n"
+                                                              "18722 1 set-preference 45 85690"}),
+                                  610571));
+}
+
+TEST(SimulatedPreferences, What_a_process_received_that_then_died_is_no_change_of_its_machine) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({1, -1}, {"", "17179 2 add 792 64287\n"
+                                                         "1725 1 lose-power 28 70660\n"
+                                                         "4157 2 set-preference 214 9958\n"
+                                                         "5640 1 sync 875 23045\n"
+                                                         "1050 2 set-preference 667 7204"}),
+                                  600522));
+}
