@@ -29,3 +29,14 @@ TEST(SimulatedPreferences, What_a_process_received_that_then_died_is_no_change_o
                                                          "1050 2 set-preference 667 7204"}),
                                   600522));
 }
+
+TEST(SimulatedPreferences, The_second_of_two_uploads_that_were_due_together_is_repeated_when_it_fails) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({0, -1}, {"5749 1 set-preference 0 60725\n"
+                                                     "13383 1 delay-request 4 14\n"
+                                                     "238066 1 set-preference 0 56991\n"
+                                                     "2581 1 set-preference 0 8304\n"
+                                                     "3016 1 set-preference 0 35259\n"
+                                                     "9157 1 stay-offline 16 52806\n"
+                                                     "7292 1 sync 250 96796"}),
+                                  57));
+}

@@ -92,9 +92,15 @@ void QWSyncSupervisor::repeatPreferences() {
         uploadPreferences();
 }
 
+// An engine that has had another answer since takes this upload for done, and would not wait for it to be repeated: it
+// asks again.
 void QWSyncSupervisor::uploadHeldPreferences() {
-    if (std::exchange(isPreferencesUploadHeld_, false))
+    if (!std::exchange(isPreferencesUploadHeld_, false) || !isActive())
+        return;
+    if (engine_->isSyncedPreferencesRequestOut())
         uploadPreferences();
+    else
+        engine_->uploadSyncedPreferences();
 }
 
 // What is sent in its place is what is here then.

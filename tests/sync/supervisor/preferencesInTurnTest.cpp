@@ -44,6 +44,29 @@ struct PreferencesInTurn : PreferencesTest {
 
 } // namespace
 
+TEST_F(PreferencesInTurn, A_change_during_the_first_of_two_uploads_is_sent_though_the_second_fails) {
+    activateSharing({{"theme", "dark"}});
+    defaults().setObject("theme", "light");
+    pass(2);
+    defaults().setObject("theme", "blue");
+    pass(3.1);
+    defaults().setObject("theme", "green"); // which the second one is to send
+    pass(2);
+    EXPECT_EQ(client->log(), QStringList{upload});
+    sent("rev2");
+    EXPECT_TRUE(supervisor().isPreferenceWaiting());
+    pass(5.1);
+    ASSERT_EQ(client->log(), QStringList({upload, upload}));
+    const QWLogCapture log;
+    notSent();
+    EXPECT_FALSE(supervisor().isInStep());
+    pass(10.1);
+    ASSERT_EQ(client->log(), QStringList({upload, upload, upload}));
+    sent("rev3");
+    EXPECT_EQ(localFile(), R"({"theme":"green"})");
+    EXPECT_TRUE(supervisor().isInStep());
+}
+
 TEST_F(PreferencesInTurn, A_change_during_a_download_is_sent_when_that_is_answered_however_late) {
     activateSharing({{"theme", "dark"}, {"unit", "km"}});
     receive({changedThere()});
