@@ -36,10 +36,10 @@ private:
 };
 
 Machine::Machine(int number, quint64 seed, std::shared_ptr<QWVirtualRunLoop> runLoop,
-                 std::shared_ptr<QWAppFolder> cloud, Model& model, Trace& trace)
+                 std::shared_ptr<QWAppFolder> cloud, Model& model, Trace& trace, bool isSupervised)
     : disk(std::make_shared<QWVirtualClock>(runLoop)), world(seed, std::move(runLoop)), number_(number),
-      cloud_(std::move(cloud)), defaults_(std::make_shared<SimulatedDefaults>(disk)), model_(model),
-      trace_(trace) {
+      isSupervised_(isSupervised), cloud_(std::move(cloud)),
+      defaults_(std::make_shared<SimulatedDefaults>(disk)), model_(model), trace_(trace) {
     world.files = std::make_shared<SimulatedFiles>(disk);
     world.userDefaults = defaults_;
     ledger.cloudTook = [this](const QString& path, const QByteArray& bytes) { cloudTook(path, bytes); };
@@ -87,15 +87,15 @@ void Machine::start() {
         disk.step();
         return !disk.isDead();
     };
-    supervisor_ = QWSyncSupervisor::create(*engine_, network_);
+    if (isSupervised_)
+        supervisor_ = QWSyncSupervisor::create(*engine_, network_);
     engine_->syncPreferenceWithKeys(sharedPreferences());
     if (disk.isDead())
         return;
     model_.started(number_, versions());
-    supervisor_->versionArchive().setBounds(boundless);
-    checkArchive();
-    setDeletionQuestion();
     watch();
+    if (isSupervised_)
+        beginSupervision();
     const auto unnoted = std::exchange(unnoted_, {});
     HostAction action(*this);
     for (const QString& uuid : std::exchange(imagesUnsaved_, {}) | unnoted)
@@ -116,10 +116,16 @@ void Machine::watch() {
     observations_.push_back(context_->observeWillSave([this] { noteWhatIsNotNoted(); }));
     connect(engine_.get(), &QWDropboxSyncCoreData::numberOfItemsToProcessChanged, this,
             &Machine::countDidChange);
-    connect(supervisor_.get(), &QWSyncSupervisor::fileDeclined, this,
-            [this](const QString& fileName, const QString& reason) { declined(fileName, reason); });
     connect(engine_.get(), &QWDropboxSyncCoreData::statusChanged, this,
             [this](quint64 status) { statusDidChange(status); });
+}
+
+void Machine::beginSupervision() {
+    connect(supervisor_.get(), &QWSyncSupervisor::fileDeclined, this,
+            [this](const QString& fileName, const QString& reason) { declined(fileName, reason); });
+    supervisor_->versionArchive().setBounds(boundless);
+    checkArchive();
+    setDeletionQuestion();
 }
 
 void Machine::end() {
@@ -155,10 +161,19 @@ bool Machine::bury() {
 void Machine::activateOrSync() {
     ++syncs_;
     isActive_ = true;
-    if (engine_->status() >= QWDropboxSyncStatusDisabled)
-        supervisor_->activate();
-    else
-        supervisor_->syncNow();
+    const bool isOff = engine_->status() >= QWDropboxSyncStatusDisabled;
+    if (supervisor_)
+        isOff ? supervisor_->activate() : supervisor_->syncNow();
+    else if (isOff)
+        engine_->activateSyncWithDropboxRestClient(network_);
+    else if (isQuiet())
+        engine_->loadDeltaPotentialUpdates();
+}
+
+bool Machine::isQuiet() const {
+    return isRunning() && engine_->status() == QWDropboxSyncStatusIdle
+           && engine_->numberOfObjectsWaitingSync() == 0 && engine_->numberOfObjectsSyncing() == 0
+           && engine_->deltaEntriesToImport().isEmpty() && network_->requestsOut() == 0;
 }
 
 void Machine::deactivate() {
@@ -175,8 +190,8 @@ QString Machine::stateText() const {
         .arg(engine_->numberOfObjectsWaitingSync())
         .arg(engine_->numberOfObjectsSyncing())
         .arg(engine_->deltaEntriesToImport().count())
-        .arg(supervisor_->requestsOut())
-        .arg(supervisor_->isPreferenceWaiting());
+        .arg(network_->requestsOut())
+        .arg(engine_->isPreferenceWaiting());
 }
 
 // The user --------------------------------------------------------------------------------------------------

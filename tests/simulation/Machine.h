@@ -11,18 +11,18 @@
 #include "testing/QWVirtualWorld.h"
 
 // One of the user's machines: its disk, clock and settings, which last, and the process of the host application
-// with its engine under a supervisor, which comes and goes. Tells the model of everything that its user does and
+// with its engine, under a supervisor or alone, which comes and goes. Tells the model of everything that its user does and
 // that sync does to the records.
 class Machine final : public QObject, public QWDropboxSyncCoreDataDelegate {
 public:
     Machine(int number, quint64 seed, std::shared_ptr<QWVirtualRunLoop> runLoop,
-            std::shared_ptr<QWAppFolder> cloud, Model& model, Trace& trace);
+            std::shared_ptr<QWAppFolder> cloud, Model& model, Trace& trace, bool isSupervised);
     ~Machine() override;
 
     static const QStringList& sharedPreferences();
 
     // The process.
-    bool isRunning() const { return supervisor_ != nullptr; }
+    bool isRunning() const { return network_ != nullptr; }
     void start(); // does nothing where the disk does not let it
     void end();   // without a word
     void close(); // as a user does
@@ -36,7 +36,8 @@ public:
     qint64 syncs() const { return syncs_; } // that were asked for, activations included
     void deactivate();
     bool isSignedOut() const { return isRunning() && engine_->status() >= QWDropboxSyncStatusDisabled; }
-    bool isInStep() const { return isRunning() && supervisor_->isInStep(); }
+    bool isInStep() const { return supervisor_ && supervisor_->isInStep(); }
+    bool isQuiet() const; // nothing waits or is under way
     QString stateText() const;
 
     // The user. `which` picks one of the records, `text` is what is written.
@@ -51,7 +52,7 @@ public:
 
     // The user is asked, from now on, whether very many deletions may come, and answers after that time; 0: never.
     void askAboutDeletions(bool saysYes, std::chrono::seconds delay);
-    bool isAsked() const { return isRunning() && supervisor_->isDeletionQuestionOpen(); }
+    bool isAsked() const { return supervisor_ && supervisor_->isDeletionQuestionOpen(); }
     void answerDeletionQuestion();
     qint64 questions() const { return questions_; } // so far
     // Records of which the user has said since the last call that they are not to be deleted.
@@ -73,6 +74,7 @@ private:
 
     QString path(const QString& name) const;
     void watch();
+    void beginSupervision();
     void statusDidChange(quint64 status);
     void recordsDidChange(const QWObjectsDidChangeNotice& notice);
     void recordsDidMerge(const QWDidSaveNotice& notice);
@@ -80,6 +82,9 @@ private:
     void setDeletionQuestion();
     void noteRecordsWithoutFile();
     void checkQuestion();
+    void checkSupervisor();
+    void endEndlessUpload();
+    void checkThat(bool isKept, const QString& what);
     void remove(QWManagedObjectWithSyncSupport& record);
     void touch(const QWManagedObject& record);
     void countDidChange(qint64 number);
@@ -97,6 +102,7 @@ private:
     void accessTokenExpiredDropbox(QWDropboxSyncCoreData&) override {}
 
     const int number_;
+    const bool isSupervised_;
     const std::shared_ptr<QWAppFolder> cloud_;
     const std::shared_ptr<SimulatedDefaults> defaults_;
     Model& model_;
@@ -105,6 +111,7 @@ private:
     int hostActions_ = 0, covers_ = 0;
     qint64 syncs_ = 0;
     qint64 inFlightBefore_ = 0;       // when it was counted last
+    int downloadsBefore_ = 0;         // a step ago
     QHash<QString, QString> touched_; // since the last report: uuids of records, with their entities
     bool isZeroDoubtful_ = false;     // it was counted while there was something to count
     QSet<QString> imagesUnsaved_;     // uuids of records whose images a user has begun to set, in any process
@@ -127,6 +134,6 @@ private:
     std::shared_ptr<QWManagedObjectContext> context_;
     std::unique_ptr<QWDropboxSyncCoreData> engine_;
     std::shared_ptr<SimulatedNetwork> network_;
-    std::shared_ptr<QWSyncSupervisor> supervisor_;
+    std::shared_ptr<QWSyncSupervisor> supervisor_; // null where the engine is alone
     std::vector<QWObservation> observations_;
 };

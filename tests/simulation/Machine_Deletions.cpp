@@ -3,7 +3,7 @@
 
 void Machine::askAboutDeletions(bool saysYes, std::chrono::seconds delay) {
     deletionUser_ = {saysYes, delay};
-    if (isRunning())
+    if (supervisor_)
         setDeletionQuestion();
 }
 

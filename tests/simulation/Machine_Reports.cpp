@@ -30,29 +30,54 @@ void Machine::statusDidChange(quint64 status) {
         model_.violate(QStringLiteral("machine %1 counts 0: %2").arg(number_ + 1).arg(stateText()));
 }
 
+void Machine::checkThat(bool isKept, const QString& what) {
+    if (!isKept)
+        model_.violate(QStringLiteral("machine %1 %2: %3").arg(number_ + 1).arg(what, stateText()));
+}
+
 void Machine::checkReports() {
     if (!isRunning() || disk.isDead())
         return;
-    const auto check = [this](bool isKept, const QString& what) {
-        if (!isKept)
-            model_.violate(QStringLiteral("machine %1 %2: %3").arg(number_ + 1).arg(what, stateText()));
-    };
-    check(network_->downloadsOut() <= QWDBMaximumNumberOfDeltaEntriesInDownload,
-          QStringLiteral("has %1 downloads in flight").arg(network_->downloadsOut()));
-    check(supervisor_->requests().total() == network_->requestsSent(),
-          QStringLiteral("has made %1 requests and tells another number").arg(network_->requestsSent()));
-    check(network_->requestsOut() <= supervisor_->requestsOut(),
-          QStringLiteral("waits for %1 answers and tells of fewer").arg(network_->requestsOut()));
-    check(isActive_ == !isSignedOut(), isActive_ ? QStringLiteral("is active and says that it is not")
-                                                 : QStringLiteral("is not active and says that it is"));
-    check(engine_->status() != QWDropboxSyncStatusUploading || engine_->numberOfObjectsSyncing() > 0,
-          QStringLiteral("is uploading nothing"));
+    const int downloads = network_->downloadsOut();
+    if (downloads > QWDBMaximumNumberOfDeltaEntriesInDownload && downloads > downloadsBefore_)
+        model_.breaks(
+            Exception::Activity,
+            QStringLiteral("machine %1 has %2 downloads in flight: ").arg(number_ + 1).arg(downloads)
+                + stateText());
+    downloadsBefore_ = downloads;
+    if (isActive_ == isSignedOut())
+        model_.breaks(Exception::Activity,
+                      (isActive_ ? QStringLiteral("machine %1 is active and says that it is not: ")
+                                 : QStringLiteral("machine %1 is not active and says that it is: "))
+                              .arg(number_ + 1)
+                          + stateText());
+    isActive_ = !isSignedOut();
+    checkThat(engine_->status() != QWDropboxSyncStatusUploading || engine_->numberOfObjectsSyncing() > 0,
+              QStringLiteral("is uploading nothing"));
+    supervisor_ ? checkSupervisor() : endEndlessUpload();
+}
+
+// A record that was edited while it was in flight is sent again for as long as its row is: the user starts sync anew.
+void Machine::endEndlessUpload() {
+    constexpr int mostUploads = 50;
+    if (isSignedOut() || !network_->takeManyUploads(mostUploads))
+        return;
+    model_.except(Exception::SentAgain, stateText());
+    engine_->deactivateSync();
+    engine_->activateSyncWithDropboxRestClient(network_);
+}
+
+void Machine::checkSupervisor() {
+    checkThat(supervisor_->requests().total() == network_->requestsSent(),
+              QStringLiteral("has made %1 requests and tells another number").arg(network_->requestsSent()));
+    checkThat(network_->requestsOut() <= supervisor_->requestsOut(),
+              QStringLiteral("waits for %1 answers and tells of fewer").arg(network_->requestsOut()));
     checkQuestion();
     if (!isInStep())
         return;
-    check(engine_->numberOfItemsToProcess() == 0, QStringLiteral("is in step and counts something"));
-    check(!model_.hasUnsent(number_),
-          QStringLiteral("is in step, and the cloud lacks ") + model_.unsent(number_).value(0));
+    checkThat(engine_->numberOfItemsToProcess() == 0, QStringLiteral("is in step and counts something"));
+    checkThat(!model_.hasUnsent(number_),
+              QStringLiteral("is in step, and the cloud lacks ") + model_.unsent(number_).value(0));
 }
 
 void Machine::recordsDidChange(const QWObjectsDidChangeNotice& notice) {

@@ -6,6 +6,16 @@ void Model::violate(const QString& what) {
     violations_.append(what);
 }
 
+void Model::except(Exception kind, const QString& what) {
+    ++exceptions_[size_t(kind)];
+    if (kind == forbidden_)
+        violate(nameOf(kind) + QStringLiteral(": ") + what);
+}
+
+void Model::breaks(Exception kind, const QString& what) {
+    isSupervised_ ? violate(what) : except(kind, what);
+}
+
 MaybeVersion Model::held(int machine, const QString& uuid) const {
     const auto& records = machines_[size_t(machine)].records;
     const auto found = records.constFind(uuid);
@@ -34,6 +44,8 @@ void Model::edited(int machine, const QString& uuid, const Version& version) {
         history.made.insert(variant);
     history.isGone = false;
     history.wasEditedSince = true;
+    const auto before = held(machine, uuid);
+    history.wasEditedBehind |= before && version.second < before->second;
     at.records[uuid] = version;
     at.candidates[uuid].push_back(version);
     at.unsavedEdits[uuid] = version;
@@ -129,6 +141,8 @@ void Model::received(int machine, const QString& uuid, const Version& version) {
         violate(QStringLiteral("machine %1 received a version of %2 that nobody made: %3")
                     .arg(machine + 1)
                     .arg(uuid, version.text()));
+    if (version.isPlaceholder()) // an image has made it again
+        wentWithFolder(machine, uuid);
     if (before && isBehind(uuid, version, *before) && !wasDeleted(uuid))
         violate(QStringLiteral("on machine %1 the version of %2 fell back from %3 to %4")
                     .arg(machine + 1)
@@ -167,10 +181,19 @@ void Model::cloudTook(const QString& uuid, const Version& version) {
             machine.unsent.erase(unsent);
 }
 
+// Whoever finds the folder made again finds its files deleted, and takes that for the deletion of the records.
+void Model::wentWithFolder(int machine, const QString& uuid) {
+    if (isSupervised_ || wasDeleted(uuid) || !wasFolderDeleted_ || !held(machine, uuid))
+        return;
+    except(Exception::Folder, QStringLiteral("machine %1 deleted %2").arg(machine + 1).arg(uuid));
+    deletionBegins(uuid);
+}
+
 void Model::receivedDeletion(int machine, const QString& uuid) {
     auto& at = machines_[size_t(machine)];
     if (!held(machine, uuid))
         return;
+    wentWithFolder(machine, uuid);
     if (!wasDeleted(uuid) && !(held(machine, uuid) && held(machine, uuid)->isPlaceholder()))
         violate(QStringLiteral("machine %1 deleted %2, which nobody had").arg(machine + 1).arg(uuid));
     loses(machine, uuid, *held(machine, uuid));
@@ -257,12 +280,37 @@ void Model::Contents::leaveOutPlaceholders() {
 
 // In step ---------------------------------------------------------------------------------------------------
 
-void Model::settled(const Contents& contents) {
+// A save is never lost on the machine that made it.
+void Model::checkOwn(int machine, const Contents& contents) {
+    for (auto each = histories_.begin(); each != histories_.end(); ++each) {
+        const auto saved = each->lastSaved.constFind(machine);
+        const auto found = contents.records.constFind(each.key());
+        if (saved != each->lastSaved.cend() && !each->wasDeleted
+            && (found == contents.records.cend() || found->isBehind(*saved)))
+            violate(QStringLiteral("machine %1 has lost %2, which was saved there")
+                        .arg(machine + 1)
+                        .arg(each.key()));
+    }
+}
+
+void Model::leftApart(const QString& uuid, const MaybeVersion& version) {
+    History& history = histories_[uuid];
+    history.wasDeleted |= !version;
+    if (version)
+        history.made.insert(*version);
+    history.wasSettled = history.isGone = false;
+    history.wasImageSaved = history.wasImageSavedSince = false;
+    history.imagesSince.clear();
+}
+
+void Model::settled(const Contents& contents, const QSet<QString>& apart) {
     for (auto record = contents.records.begin(); record != contents.records.end(); ++record)
         if (!histories_.contains(record.key()))
             violate(QStringLiteral("all hold %1, which nobody made").arg(record.key()));
     for (auto each = histories_.begin(); each != histories_.end(); ++each) {
         const QString& uuid = each.key();
+        if (apart.contains(uuid))
+            continue;
         History& history = *each;
         const auto found = contents.records.constFind(uuid);
         const bool isHere = found != contents.records.cend();
@@ -286,10 +334,11 @@ void Model::settled(const Contents& contents) {
         if (image != contents.images.cend() && history.images.count(*image) == 0)
             violate(QStringLiteral("all hold an image of %1 that nobody made").arg(uuid));
         if (isHere && !wasDeleted(uuid) && history.wasImageSaved && image == contents.images.cend())
-            violate(QStringLiteral("%1 has lost its image").arg(uuid));
+            breaks(Exception::Image, QStringLiteral("%1 has lost its image").arg(uuid));
         if (isHere && !wasDeleted(uuid) && !wasFolderDeleted_ && history.wasImageSavedSince
             && image != contents.images.cend() && history.imagesSince.count(*image) == 0)
-            violate(QStringLiteral("%1 has an earlier image than one that was saved since").arg(uuid));
+            breaks(Exception::Image,
+                   QStringLiteral("%1 has an earlier image than one that was saved since").arg(uuid));
         if (history.wasDeleted)
             history.lastSaved.clear();
         history.wasDeleted = !isHere;
@@ -310,7 +359,8 @@ void Model::settled(const Contents& contents) {
             violate(QStringLiteral("preference %1 has a value that nobody set").arg(each.key()));
         if (hasSettled_ && !werePreferencesDeleted_ && !each->isLatestInDoubt
             && each->changedBySince.size() == 1 && present != each->latest)
-            violate(QStringLiteral("preference %1 has lost its change").arg(each.key()));
+            breaks(Exception::Preferences,
+                   QStringLiteral("preference %1 has lost its change").arg(each.key()));
         each->changedBySince.clear();
         each->isLatestInDoubt = false;
     }

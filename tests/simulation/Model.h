@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Exception.h"
 #include "LostVersions.h"
 
 #include <QJsonValue>
@@ -9,7 +10,8 @@
 // notes as a violation.
 class Model {
 public:
-    explicit Model(int machines) : machines_(size_t(machines)) {}
+    Model(int machines, bool isSupervised, std::optional<Exception> forbidden)
+        : isSupervised_(isSupervised), forbidden_(forbidden), machines_(size_t(machines)) {}
 
     // The user of a machine.
     void edited(int machine, const QString& uuid, const Version& version);
@@ -68,13 +70,23 @@ public:
         // nobody has, or that has not come, makes where it is received. Nor are their images.
         void leaveOutPlaceholders();
     };
-    void settled(const Contents& contents);
+    void settled(const Contents& contents, const QSet<QString>& apart = {});
+    // Of engines alone: what one machine holds, and a version, or none, of a record that is not the same everywhere.
+    void checkOwn(int machine, const Contents& contents);
+    bool wasEditedBehind(const QString& uuid) const { return histories_.value(uuid).wasEditedBehind; }
+    bool mayBeMissing(const QString& uuid) const { return wasDeleted(uuid) || wasFolderDeleted_; }
+    void leftApart(const QString& uuid, const MaybeVersion& version);
 
     // What has had to travel: of records, images and preferences, each change and each deletion. What a process had
     // not saved when it ended counts once more, and what a machine holds when the cloud loses it.
     qint64 changes() const { return changes_; }
 
     void violate(const QString& what);
+    // Counts what an engine alone may leave behind.
+    void except(Exception kind, const QString& what);
+    const ExceptionCounts& exceptions() const { return exceptions_; }
+    // A violation under a supervisor, else such an exception.
+    void breaks(Exception kind, const QString& what);
     const QStringList& violations() const { return violations_; }
 
 private:
@@ -85,9 +97,10 @@ private:
         QHash<int, Version> lastSaved; // by machine, of its own user
         // Since all were in step: that the record was there, and what happened to it.
         bool wasSettled = false, wasEditedSince = false, wasDeletionSaved = false;
-        QSet<int> deletedBy; // machines
-        bool isKept = false; // a user has refused its deletion
-        bool isGone = false; // from everywhere
+        QSet<int> deletedBy;          // machines
+        bool isKept = false;          // a user has refused its deletion
+        bool wasEditedBehind = false; // by a clock that was
+        bool isGone = false;          // from everywhere
         std::set<QByteArray> images, imagesSince;
         bool wasImageSaved = false, wasImageSavedSince = false;
     };
@@ -113,8 +126,11 @@ private:
     bool isBehind(const QString& uuid, const Version& version, const Version& other) const;
     void expectUpload(int machine, const QString& uuid, const Version& version);
     MaybeVersion held(int machine, const QString& uuid) const;
+    void wentWithFolder(int machine, const QString& uuid);
     void loses(int machine, const QString& uuid, const Version& version);
 
+    const bool isSupervised_;
+    const std::optional<Exception> forbidden_;
     std::vector<Machine> machines_;
     QHash<QString, History> histories_;
     QHash<QString, Preference> preferences_;
@@ -123,4 +139,5 @@ private:
     bool hasSettled_ = false;
     qint64 changes_ = 0;
     QStringList violations_;
+    ExceptionCounts exceptions_{};
 };

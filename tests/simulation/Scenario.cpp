@@ -118,6 +118,8 @@ const std::vector<Scenario>& Scenario::all() {
         {"cloud", "lost cursors, a folder or a file that somebody deletes", together({cloud, network}), 4},
         {"clocks", "clocks that jump", together({clocks, deaths}, 2), 4},
         {"deletions", "very many deletions, which wait for an answer", manyDeletions, 3},
+        {"alone", "every disturber, and engines without a supervisor",
+         together({network, deaths, disk, cloud, clocks}), 5, false},
     };
     return scenarios;
 }
@@ -132,6 +134,7 @@ const Scenario* Scenario::named(const QString& name) {
 Script makeScript(const Scenario& scenario, unsigned seed) {
     Dice dice(seed * 2654435761U + 1);
     Script script;
+    script.isSupervised = scenario.isSupervised;
     script.machines = dice.between(2, dice.once(4) ? scenario.mostMachines : 3);
     for (int machine = 0; machine < script.machines; ++machine)
         script.clockOffsets.push_back(dice.once(3) ? dice.between(-3600, 3600) : dice.between(-2, 2));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Event.h"
+#include "Exception.h"
 
 // What a seed makes, and with which disturbers.
 struct Scenario {
@@ -8,6 +9,7 @@ struct Scenario {
     QString description;
     std::vector<std::pair<Event::Kind, int>> weights; // how often, compared with the others
     int mostMachines = 5;
+    bool isSupervised = true;
 
     static const std::vector<Scenario>& all();
     static const Scenario* named(const QString& name);
@@ -17,6 +19,8 @@ struct Script {
     int machines = 0;
     std::vector<int> clockOffsets; // of each machine, in seconds
     std::vector<Day> days;         // after each of them all is well for a while, and everything must agree
+    bool isSupervised = true;
+    std::optional<Exception> forbidden{}; // what breaks a promise although it may be left behind
 };
 
 // Each script has at least 60 operations and 10 faults.

@@ -65,6 +65,7 @@ void SimulatedNetwork::uploadFile(const QString& filename, const QString& folder
                 client, restError(status, {{sourceKey, localPath}, {destinationKey, path}}));
         };
     };
+    mostUploads_ = std::max(mostUploads_, ++uploads_[path]);
     const auto bytes = environment_->files().read(localPath);
     const auto* ledger = &ledger_;
     send({"upload",
@@ -83,6 +84,14 @@ void SimulatedNetwork::uploadFile(const QString& filename, const QString& folder
           [=](const QWError& error) { return fail(error.code); },
           {},
           {}});
+}
+
+bool SimulatedNetwork::takeManyUploads(int count) {
+    if (mostUploads_ < count)
+        return false;
+    uploads_.clear();
+    mostUploads_ = 0;
+    return true;
 }
 
 void SimulatedNetwork::deletePath(const QString& path) {

@@ -49,6 +49,8 @@ public:
     qint64 requestsOut() const { return out_; } // not answered
     // Of records and images, asked for since the engine was deactivated last, and not answered.
     int downloadsOut() const { return *downloadsOut_; }
+    // Whether one file was uploaded so often since this was asked last and answered by yes.
+    bool takeManyUploads(int count);
     void forgetDownloadsOut() { downloadsOut_ = std::make_shared<int>(0); }
 
     void loadDelta(const QString& cursor) override;
@@ -79,5 +81,7 @@ private:
     Trace& trace_;
     const QString machine_;
     qint64 sent_ = 0, out_ = 0;
+    QHash<QString, int> uploads_; // by path
+    int mostUploads_ = 0;
     std::shared_ptr<int> downloadsOut_ = std::make_shared<int>(0);
 };

@@ -49,15 +49,15 @@ World::Outcome World::run(const Script& script, unsigned seed, bool printsTrace)
     World world(script, seed, printsTrace);
     for (const Day& day : script.days) {
         world.live(day);
-        world.heal();
+        script.isSupervised ? world.heal() : world.healAlone();
         if (!world.model_.violations().isEmpty())
             break;
     }
-    if (world.model_.violations().isEmpty())
+    if (script.isSupervised && world.model_.violations().isEmpty())
         world.startAnew();
-    if (world.model_.violations().isEmpty())
+    if (script.isSupervised && world.model_.violations().isEmpty())
         world.countRequests();
-    if (world.model_.violations().isEmpty())
+    if (script.isSupervised && world.model_.violations().isEmpty())
         world.addMachine();
     Outcome outcome{world.model_.violations(), world.trace_.hash(), world.events_};
     outcome.requests = world.requests();
@@ -65,18 +65,19 @@ World::Outcome World::run(const Script& script, unsigned seed, bool printsTrace)
         outcome.faultsMet += machine->ledger.faultsMet;
         outcome.questions += machine->questions();
     }
+    outcome.exceptions = world.model_.exceptions();
     outcome.deaths = world.deaths_;
     outcome.requestsAllowed = world.requestsAllowed();
     return outcome;
 }
 
 World::World(const Script& script, unsigned seed, bool printsTrace)
-    : trace_(printsTrace), model_(script.machines + 1) {
+    : trace_(printsTrace), model_(script.machines + 1, script.isSupervised, script.forbidden) {
     QWVirtualWorld cloudWorld(seed * 100, runLoop_);
     cloud_ = QWAppFolder::inMemory(cloudWorld.environment());
     for (int number = 0; number <= script.machines; ++number)
-        machines_.push_back(
-            std::make_unique<Machine>(number, seed * 100 + 1 + number, runLoop_, cloud_, model_, trace_));
+        machines_.push_back(std::make_unique<Machine>(number, seed * 100 + 1 + number, runLoop_, cloud_,
+                                                      model_, trace_, script.isSupervised));
     newcomer_ = std::move(machines_.back());
     machines_.pop_back();
     for (int number = 0; number < script.machines; ++number) {

@@ -12,6 +12,7 @@ public:
         QStringList violations; // empty: every promise was kept
         QByteArray traceHash;
         qint64 events = 0, requests = 0, requestsAllowed = 0, faultsMet = 0, deaths = 0, questions = 0;
+        ExceptionCounts exceptions{};
     };
 
     // At most one world at a time.
@@ -36,7 +37,11 @@ private:
     bool letRest(Machine& machine);
     bool agree();
     QStringList differences();
-    void checkCloud(const Model::Contents& contents);
+    void checkCloud(const Model::Contents& contents, const QSet<QString>& apart = {});
+    void endDisturbers();
+    void healAlone();
+    void letRestAlone(Machine& machine, bool isLast);
+    void compareMachines();
 
     SimulatedVFS vfs_;
     const std::shared_ptr<QWVirtualRunLoop> runLoop_ = std::make_shared<QWVirtualRunLoop>();

@@ -72,8 +72,7 @@ void World::addMachine() {
 
 // Healing ---------------------------------------------------------------------------------------------------
 
-// Every disturber ends; the user saves everywhere and lets every machine sync, twice and then until all agree.
-void World::heal() {
+void World::endDisturbers() {
     trace_.add(QStringLiteral("all is well"));
     for (const auto& machine : machines_) {
         machine->ledger.faults.clear();
@@ -83,6 +82,11 @@ void World::heal() {
         machine->disk.dieAfter(-1, SimulatedDisk::Death::Kill, 0);
     }
     pass(longestDelay);
+}
+
+// Every disturber ends; the user saves everywhere and lets every machine sync, twice and then until all agree.
+void World::heal() {
+    endDisturbers();
     constexpr int mostRounds = 6;
     for (int round = 0; round < mostRounds && model_.violations().isEmpty(); ++round) {
         for (const auto& machine : machines_)
@@ -160,7 +164,7 @@ QStringList World::differences() {
 }
 
 // Each record once, each image that somebody holds, and no copy of a conflict.
-void World::checkCloud(const Model::Contents& contents) {
+void World::checkCloud(const Model::Contents& contents, const QSet<QString>& apart) {
     QSet<QString> recordFiles, imageFiles;
     QString cursor;
     for (bool hasMore = true; hasMore;) {
@@ -170,7 +174,7 @@ void World::checkCloud(const Model::Contents& contents) {
                 continue;
             const QString name = entry->metadata->filename();
             if (name.contains(QStringLiteral("conflicted copy")) && !name.endsWith(QLatin1String(".image")))
-                model_.violate(QStringLiteral("a copy of a conflict is left: ") + name);
+                model_.breaks(Exception::Copy, QStringLiteral("a copy of a conflict is left: ") + name);
             const QString uuid = name.section(QStringLiteral("!!!"), 1).section(QLatin1Char('.'), 0, 0);
             if (name.endsWith(QLatin1String(".image")))
                 imageFiles.insert(uuid);
@@ -182,10 +186,11 @@ void World::checkCloud(const Model::Contents& contents) {
     }
     for (auto record = contents.records.begin(); record != contents.records.end(); ++record)
         if (!recordFiles.remove(record.key()))
-            model_.violate(QStringLiteral("the cloud lacks %1").arg(record.key()));
-    for (const QString& uuid : recordFiles)
+            model_.breaks(Exception::MissingFile, QStringLiteral("the cloud lacks %1").arg(record.key()));
+    for (const QString& uuid : recordFiles - apart)
         model_.violate(QStringLiteral("the cloud holds %1, and nobody else does").arg(uuid));
     for (auto image = contents.images.begin(); image != contents.images.end(); ++image)
         if (!imageFiles.contains(image.key()))
-            model_.violate(QStringLiteral("the cloud lacks the image of %1").arg(image.key()));
+            model_.breaks(Exception::MissingFile,
+                          QStringLiteral("the cloud lacks the image of %1").arg(image.key()));
 }

@@ -22,8 +22,13 @@ constexpr unsigned twiceEvery = 100; // seeds
 
 struct Sum {
     qint64 seeds = 0, events = 0, requests = 0, faultsMet = 0, deaths = 0, questions = 0;
+    ExceptionCounts exceptions{};
     double requestShare = 0; // the greatest, of those that are due
 
+    void addExceptions(const ExceptionCounts& counts) {
+        for (size_t kind = 0; kind < exceptionCount; ++kind)
+            exceptions[kind] += counts[kind];
+    }
     void add(const World::Outcome& outcome) {
         ++seeds;
         events += outcome.events;
@@ -31,6 +36,7 @@ struct Sum {
         faultsMet += outcome.faultsMet;
         deaths += outcome.deaths;
         questions += outcome.questions;
+        addExceptions(outcome.exceptions);
         requestShare = std::max(requestShare, double(outcome.requests) / double(outcome.requestsAllowed));
     }
     void add(const Sum& other) {
@@ -40,6 +46,7 @@ struct Sum {
         faultsMet += other.faultsMet;
         deaths += other.deaths;
         questions += other.questions;
+        addExceptions(other.exceptions);
         requestShare = std::max(requestShare, other.requestShare);
     }
 };
@@ -58,6 +65,7 @@ struct Options {
     const Scenario* scenario = nullptr;
     unsigned first = 0, last = 0, jobs = 1;
     bool printsTrace = false, printsHashes = false;
+    std::optional<Exception> forbidden;
 };
 
 // What a process tells of itself, also when it crashes: it stands in memory that the processes share.
@@ -70,7 +78,8 @@ struct Job {
 // True when every promise was kept.
 bool runSeed(const Options& options, unsigned seed, Sum& sum) {
     const Scenario& scenario = *options.scenario;
-    const Script script = makeScript(scenario, seed);
+    Script script = makeScript(scenario, seed);
+    script.forbidden = options.forbidden;
     const auto outcome = World::run(script, seed);
     sum.add(outcome);
     if (options.printsHashes)
@@ -118,6 +127,9 @@ Options optionsOf(const QCoreApplication& application) {
     parser.addOption({QStringLiteral("scenario"),
                       QStringLiteral("One of ") + names.join(QStringLiteral(", ")), QStringLiteral("NAME"),
                       QStringLiteral("everything")});
+    parser.addOption({QStringLiteral("forbid"),
+                      QStringLiteral("Let an exception of this kind break a promise (docs/guarantees.md)."),
+                      QStringLiteral("KIND")});
     parser.addOption({QStringLiteral("hashes"), QStringLiteral("Print of each seed the hash of its trace.")});
     parser.addOption(
         {QStringLiteral("trace"),
@@ -142,6 +154,12 @@ Options optionsOf(const QCoreApplication& application) {
         refuse(QStringLiteral("--scenario %1 is none of %2")
                    .arg(parser.value(QStringLiteral("scenario")), names.join(QStringLiteral(", "))));
     options.printsTrace = parser.isSet(QStringLiteral("trace"));
+    const QString forbidden = parser.value(QStringLiteral("forbid"));
+    for (size_t kind = 0; kind < exceptionCount; ++kind)
+        if (nameOf(Exception(kind)) == forbidden)
+            options.forbidden = Exception(kind);
+    if (!forbidden.isEmpty() && !options.forbidden)
+        refuse(QStringLiteral("--forbid %1 is no kind of exception").arg(forbidden));
     options.printsHashes = parser.isSet(QStringLiteral("hashes"));
     return options;
 }
@@ -204,6 +222,9 @@ void printSum(const Scenario& scenario, const Sum& sum, int failures, double sec
             .arg(sum.requestShare, 0, 'f', 2)
             .arg(sum.deaths)
             .arg(sum.questions));
+    for (size_t kind = 0; kind < exceptionCount; ++kind)
+        if (sum.exceptions[kind] > 0)
+            say(QStringLiteral("  %1: %2").arg(nameOf(Exception(kind))).arg(sum.exceptions[kind]));
 }
 
 } // namespace

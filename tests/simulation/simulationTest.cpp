@@ -3,6 +3,7 @@
 
 #include "testing/QWVirtualRunLoop.h"
 
+#include <QFile>
 #include <gmock/gmock.h>
 
 // What the simulation itself promises.
@@ -145,6 +146,27 @@ TEST(SimulatedDay, Has_a_user_who_is_asked_about_very_many_deletions) {
         EXPECT_EQ(outcome.violations, QStringList());
         EXPECT_EQ(outcome.questions, 1);
     }
+}
+
+// docs/guarantees.md says of each what a user sees.
+TEST(SimulatedEngineAlone, Leaves_nothing_behind_that_the_guarantees_do_not_name) {
+    QFile document(QW_SOURCE_DIR "/docs/guarantees.md");
+    ASSERT_TRUE(document.open(QIODevice::ReadOnly));
+    const QByteArray text = document.readAll();
+    for (size_t kind = 0; kind < exceptionCount; ++kind)
+        EXPECT_TRUE(text.contains('[' + nameOf(Exception(kind)).toUtf8() + ']'))
+            << qPrintable(nameOf(Exception(kind)));
+}
+
+TEST(SimulatedEngineAlone, Is_counted_for_what_it_leaves_behind) {
+    Script script = scriptOf({0, 0}, {"0 1 add 1 1\n1000 1 save 0 0", "0 1 edit 0 2\n0 2 edit 0 3"});
+    EXPECT_TRUE(keepsEveryPromise(script)) << "under a supervisor";
+    script.isSupervised = false;
+    const auto outcome = World::run(script, 1);
+    EXPECT_EQ(outcome.violations, QStringList());
+    EXPECT_EQ(outcome.exceptions[size_t(Exception::Tie)], 1);
+    script.forbidden = Exception::Tie;
+    EXPECT_FALSE(keepsEveryPromise(script));
 }
 
 // Each scenario lives through some days in every run of the tests; `qw-simulate` is for the many.

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <QString>
+#include <array>
+
+// What an engine alone may leave behind, and one under a supervisor never does. docs/guarantees.md says of each kind, by
+// its name, what a user sees.
+enum class Exception {
+    Tie,
+    OlderVersion,
+    Clock,
+    Reference,
+    Record,
+    Image,
+    Preferences,
+    Copy,
+    MissingFile,
+    Activity,
+    Folder,
+    SentAgain,
+    Count
+};
+
+constexpr size_t exceptionCount = size_t(Exception::Count);
+using ExceptionCounts = std::array<qint64, exceptionCount>;
+
+inline QString nameOf(Exception kind) {
+    static const std::array<const char*, exceptionCount> names{
+        "tie",         "older-version", "clock",        "reference", "record", "image",
+        "preferences", "copy",          "missing-file", "activity",  "folder", "sent-again"};
+    return QLatin1String(names[size_t(kind)]);
+}
