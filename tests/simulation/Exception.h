@@ -18,6 +18,7 @@ enum class Exception {
     Activity,
     Folder,
     SentAgain,
+    Empty,
     Count
 };
 
@@ -26,7 +27,7 @@ using ExceptionCounts = std::array<qint64, exceptionCount>;
 
 inline QString nameOf(Exception kind) {
     static const std::array<const char*, exceptionCount> names{
-        "tie",         "older-version", "clock",        "reference", "record", "image",
-        "preferences", "copy",          "missing-file", "activity",  "folder", "sent-again"};
+        "tie",  "older-version", "clock",    "reference", "record",     "image", "preferences",
+        "copy", "missing-file",  "activity", "folder",    "sent-again", "empty"};
     return QLatin1String(names[size_t(kind)]);
 }

@@ -137,6 +137,12 @@ void Model::received(int machine, const QString& uuid, const Version& version) {
     const MaybeVersion before = held(machine, uuid);
     if (before == version)
         return;
+    History& history = histories_[uuid];
+    history.wasPlaceholder |= version.isPlaceholder();
+    if (!isSupervised_ && history.wasPlaceholder && !mayExist(uuid, version)) {
+        except(Exception::Empty, QStringLiteral("machine %1 has dated %2").arg(machine + 1).arg(uuid));
+        history.made.insert(version);
+    }
     if (!mayExist(uuid, version))
         violate(QStringLiteral("machine %1 received a version of %2 that nobody made: %3")
                     .arg(machine + 1)
@@ -223,6 +229,8 @@ void Model::started(int machine, const QHash<QString, Version>& records) {
             return true;
         // A batch may have been saved in the last moment.
         wasReplaced(uuid, version);
+        if (!version || version->isPlaceholder())
+            wentWithFolder(machine, uuid);
         const History history = histories_.value(uuid);
         if (!version || version->isPlaceholder())
             return version || wasDeleted(uuid);
@@ -286,7 +294,7 @@ void Model::checkOwn(int machine, const Contents& contents) {
         const auto saved = each->lastSaved.constFind(machine);
         const auto found = contents.records.constFind(each.key());
         if (saved != each->lastSaved.cend() && !each->wasDeleted
-            && (found == contents.records.cend() || found->isBehind(*saved)))
+            && (found == contents.records.cend() || isBehind(each.key(), *found, *saved)))
             violate(QStringLiteral("machine %1 has lost %2, which was saved there")
                         .arg(machine + 1)
                         .arg(each.key()));

@@ -100,6 +100,7 @@ private:
         QSet<int> deletedBy;          // machines
         bool isKept = false;          // a user has refused its deletion
         bool wasEditedBehind = false; // by a clock that was
+        bool wasPlaceholder = false;  // somewhere
         bool isGone = false;          // from everywhere
         std::set<QByteArray> images, imagesSince;
         bool wasImageSaved = false, wasImageSavedSince = false;
