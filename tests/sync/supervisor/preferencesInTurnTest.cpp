@@ -113,6 +113,15 @@ TEST_F(PreferencesInTurn,
     receiveWhatWasListed();
 }
 
+TEST_F(PreferencesInTurn, A_version_that_is_listed_during_an_upload_is_due_in_the_next_process_too) {
+    listDuringUpload();
+    sent("rev6");
+    crash();
+    client->forget();
+    activate();
+    EXPECT_EQ(client->log(), QStringList({"delta", load}));
+}
+
 TEST_F(PreferencesInTurn, The_files_own_version_that_is_listed_before_its_upload_is_answered_holds_no_batch) {
     listDuringUpload();
     sent("rev7");
