@@ -57,7 +57,7 @@ public:
     qint64 questions() const { return questions_; } // so far
     // Records of which the user has said since the last call that they are not to be deleted.
     QSet<QString> takeRecordsKept() { return std::exchange(recordsKept_, {}); }
-    // Whether the machine is about to, may be, since it does not run, or loses an unsaved version with its process.
+    // Whether the machine is about to, may be, since it does not run, or has a version or a deletion that is not saved.
     bool mayDelete(const QString& uuid);
     bool hasSentAll() const { return engine_->numberOfObjectsWaitingSync() == 0; }
 

@@ -83,9 +83,10 @@ void Model::saved(int machine) {
     at.atLastSave = at.records;
 }
 
+// A machine whose user has not saved the deletion sends it again.
 void Model::deletionRefused(const QString& uuid, bool isPromised) {
     History& history = histories_[uuid];
-    ++changes_;
+    changes_ += 2;
     history.wasEditedSince = true;
     history.isGone = false;
     history.isKept = isPromised && !history.taken.empty();

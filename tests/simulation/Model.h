@@ -23,7 +23,8 @@ public:
     }
     void saved(int machine);
     bool isUnsaved(int machine, const QString& uuid) const {
-        return machines_[size_t(machine)].unsavedEdits.contains(uuid);
+        const Machine& at = machines_[size_t(machine)];
+        return at.unsavedEdits.contains(uuid) || at.unsavedDeletions.contains(uuid);
     }
     bool holds(int machine, const QString& uuid) const { return held(machine, uuid).has_value(); }
     bool hasDeleted(int machine, const QString& uuid) const { // since all were in step
