@@ -66,6 +66,7 @@ bool Machine::mayDelete(const QString& uuid) {
 
 void Machine::checkQuestion() {
     const bool wasAsked = std::exchange(wasAsked_, isAsked());
+    hasHeardQuestion_ &= wasAsked_;
     const qint64 queries = supervisor_->requests().queries;
     if (wasAsked && wasAsked_ && queries != queriesBefore_)
         model_.violate(QStringLiteral("machine %1 asks the cloud while its user is asked").arg(number_ + 1));

@@ -143,6 +143,7 @@ void Model::received(int machine, const QString& uuid, const Version& version) {
     if (!isSupervised_ && history.wasPlaceholder && !mayExist(uuid, version)) {
         except(Exception::Empty, QStringLiteral("machine %1 has dated %2").arg(machine + 1).arg(uuid));
         history.made.insert(version);
+        history.isGone = false;
     }
     if (!mayExist(uuid, version))
         violate(QStringLiteral("machine %1 received a version of %2 that nobody made: %3")
