@@ -40,3 +40,16 @@ TEST(SimulatedPreferences, The_second_of_two_uploads_that_were_due_together_is_r
                                                      "7292 1 sync 250 96796"}),
                                   57));
 }
+
+TEST(SimulatedPreferences,
+     A_change_that_an_activity_could_not_send_survives_a_late_answer_to_the_upload_before) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({2, 0}, {"18370 2 set-preference 1 48835\n"
+                                                    "200814 2 delay-answer 3 84\n"
+                                                    "5798 2 set-preference 105 9634\n"
+                                                    "450870 2 set-preference 1 37780\n"
+                                                    "7099 2 set-preference 1 49322\n"
+                                                    "1226 2 deactivate 527 24234\n"
+                                                    "20046 2 sync 408 18678\n"
+                                                    "2852 2 deactivate 163 59447"}),
+                                  11642));
+}

@@ -112,22 +112,26 @@ void QWSyncSupervisor::preferencesNotUploaded() {
 }
 
 // A conflicted copy is nobody's to read. What stands in its place is received first, and the merged values
-// are sent.
+// are sent. An engine that has begun a further upload since, which was held or not sent, takes this for its answer: what
+// was changed meanwhile it asks for once more.
 void QWSyncSupervisor::preferencesUploaded(const QString& destinationPath, const QString& sourcePath,
                                            const DBMetadata& metadata) {
     const bool isStored = qw::sync::isPreferencesFile(destinationPath);
     const bool isBaseKnown = preferences_->uploadEnds(metadata);
     ++counts_.sent;
     finish([&](auto& to) {
-        if (isStored)
-            to.restClientUploadedFile(*this, destinationPath, sourcePath, metadata);
+        if (!isStored)
+            return;
+        to.restClientUploadedFile(*this, destinationPath, sourcePath, metadata);
+        if (preferences_->isBehindHere() && !engine_->needToUploadSyncedPreferences())
+            engine_->uploadSyncedPreferences();
     });
     if (!isStored)
         deletePath(destinationPath);
     if (std::exchange(isPreferencesDownloadHeld_, false) || !isBaseKnown)
         loadPreferences();
     else
-        uploadHeldPreferences();
+        isPreferencesUploadHeld_ = false;
     Q_EMIT fileSent(qw::text::lastPathComponent(destinationPath));
 }
 

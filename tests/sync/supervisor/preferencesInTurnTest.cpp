@@ -67,6 +67,30 @@ TEST_F(PreferencesInTurn, A_change_during_the_first_of_two_uploads_is_sent_thoug
     EXPECT_TRUE(supervisor().isInStep());
 }
 
+TEST_F(PreferencesInTurn,
+       A_change_during_an_upload_that_a_later_activity_could_not_send_is_sent_by_the_next) {
+    activateSharing({{"theme", "dark"}});
+    defaults().setObject("theme", "light");
+    pass(5.1);
+    defaults().setObject("theme", "blue");
+    engine().deactivateSync();
+    activate();
+    page({}, "cursor-1");
+    found("rev1");
+    engine().deactivateSync();
+    pass(5.1); // the engine begins its upload, and nobody is signed in
+    sent("rev2");
+    EXPECT_TRUE(supervisor().isPreferenceWaiting());
+    client->forget();
+    activate();
+    page({}, "cursor-2");
+    pass(5.1);
+    ASSERT_EQ(client->count(QWRestRequest::Upload), 1);
+    EXPECT_EQ(localFile(), R"({"theme":"blue"})");
+    sent("rev3");
+    EXPECT_TRUE(supervisor().isInStep());
+}
+
 TEST_F(PreferencesInTurn, A_change_during_a_download_is_sent_when_that_is_answered_however_late) {
     activateSharing({{"theme", "dark"}, {"unit", "km"}});
     receive({changedThere()});
