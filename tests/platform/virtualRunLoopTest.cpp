@@ -126,12 +126,13 @@ TEST_F(VirtualRunLoop, A_callback_can_cancel_another_of_the_same_deadline) {
 
 TEST_F(VirtualRunLoop, A_released_callback_may_schedule_and_cancel) {
     struct Rescheduler {
-        QWVirtualRunLoop* loop;
+        QWVirtualRunLoop& loop;
+        explicit Rescheduler(QWVirtualRunLoop& runLoop) : loop(runLoop) {}
         ~Rescheduler() {
-            loop->post([] {}).cancel();
+            loop.post([] {}).cancel();
         }
     };
-    auto rescheduler = std::make_shared<Rescheduler>(&loop);
+    auto rescheduler = std::make_shared<Rescheduler>(loop);
     auto handle = loop.after(1s, [rescheduler] {});
     rescheduler.reset();
     handle.cancel();
