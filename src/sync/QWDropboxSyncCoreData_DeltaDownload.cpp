@@ -200,11 +200,12 @@ void QWDropboxSyncCoreData::finishDeltaBatch() {
         return;
     }
     if (syncSupportManagedObjectCopy_) {
-        const auto received = objectsReceived_;
         const bool isSaved = saveSyncSupportContext();
+        if (!isSaved) {
+            objectsOfLostBatches_.merge(objectsReceived_);
+            isRecoveryDue_ = true;
+        }
         setSyncSupportManagedObjectContextCopy(nullptr);
-        if (!isSaved) // it comes again, whatever the host holds unsaved
-            recover([&](const QWSyncedIdentity& identity) { return received.count(identity) > 0; });
         saveCacheContext();
         finishConflictedCopiesOfBatch(isSaved);
     }

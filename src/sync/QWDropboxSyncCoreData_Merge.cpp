@@ -215,14 +215,21 @@ void QWDropboxSyncCoreData::syncSupportManagedObjectContextDidSave(const QWDidSa
         }
         mainManagedObjectContext_->mergeChangesFromContextDidSave(notice);
         replaceInsertionsOfMainContext(notice);
-        if (mainManagedObjectContext_->deletedObjects().empty())
-            return;
-        for (const auto& saved : {notice.inserted, notice.updated})
-            for (const auto& record : saved)
-                if (const auto host = mainManagedObjectContext_->objectWithID(record->objectID());
-                    !host->isDeleted())
-                    qw::sync::dropReferencesToDeleted(*host);
+        dropReferencesToHostsDeletions(notice);
     });
+}
+
+void QWDropboxSyncCoreData::dropReferencesToHostsDeletions(const QWDidSaveNotice& notice) {
+    QSet<QWManagedObjectID> deleted;
+    for (const auto& record : mainManagedObjectContext_->deletedObjects())
+        deleted.insert(record->objectID());
+    if (deleted.isEmpty())
+        return;
+    for (const auto* saved : {&notice.inserted, &notice.updated})
+        for (const auto& record : *saved)
+            if (!deleted.contains(record->objectID()) && qw::sync::refersToAny(*record, deleted))
+                qw::sync::dropReferencesToDeleted(
+                    *mainManagedObjectContext_->objectWithID(record->objectID()));
 }
 
 // What the host did before is seen by change capture, what `change` does is not.

@@ -3,7 +3,8 @@
 // Upload, import and deletion note in the journal what the cache store said before, where they touch a record
 // that is unsaved in the main or the sync support context. Started by a save of either context, which forgets
 // the entries of what it has committed; by a discard (rollback, a refresh without merging, a batch that could
-// not be saved), after which the entries left are put back as soon as no batch runs and nothing is in flight;
+// not be saved), after which the entries left are put back as soon as no batch runs and nothing is in flight, of a
+// batch that could not be saved also those of records that the host holds unsaved;
 // and by the first use of the cache store, when all that the last process has left is put back.
 //
 // Invariants:
@@ -90,7 +91,8 @@ void QWDropboxSyncCoreData::mainContextDidSave(const QWDidSaveNotice& notice) {
                 continue;
             const QWSyncedIdentity identity(*object);
             objectsDeletedUnsaved_.erase(identity);
-            if (!objectsReceived_.contains(identity) && journal().forget(identity))
+            const bool comesAgain = objectsOfLostBatches_.contains(identity);
+            if (!comesAgain && !objectsReceived_.contains(identity) && journal().forget(identity))
                 isChanged = true;
         }
     }
@@ -128,7 +130,11 @@ bool QWDropboxSyncCoreData::recoverWhenQuiet() {
     if (!isRecoveryDue_ || isBatchRunning || objectsSyncing_.count() > 0)
         return false;
     isRecoveryDue_ = false;
-    recover([this](const QWSyncedIdentity& identity) { return !isUnsavedInMainContext(identity); });
+    const auto lost =
+        std::exchange(objectsOfLostBatches_, {}); // and is to come again, whatever the host holds unsaved
+    recover([&](const QWSyncedIdentity& identity) {
+        return lost.count(identity) > 0 || !isUnsavedInMainContext(identity);
+    });
     return true;
 }
 

@@ -125,9 +125,19 @@ void discardChanges(Record& record) {
         keepUnsavedLinks(record, *property, members);
 }
 
+bool refersToAny(const Record& record, const QSet<QWManagedObjectID>& targets) {
+    for (const auto* property : relationships(record))
+        if (!isHeldByFarEnd(*property))
+            for (const auto& destination : destinations(record, *property))
+                if (targets.contains(destination->objectID()))
+                    return true;
+    return false;
+}
+
+// Without one that is required the host could save nothing any more. The store empties it with the deletion.
 void dropReferencesToDeleted(Record& record) {
     for (const auto* property : relationships(record)) {
-        if (isHeldByFarEnd(*property))
+        if (isHeldByFarEnd(*property) || !property->isOptional())
             continue;
         QList<Ref> left = destinations(record, *property);
         if (left.removeIf([](const Ref& destination) { return destination->isDeleted(); }) > 0)

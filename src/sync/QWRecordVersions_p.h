@@ -3,6 +3,7 @@
 #include "store/QWManagedObjectContext.h"
 
 #include <QDateTime>
+#include <QSet>
 #include <vector>
 
 // Two versions of one record, in two contexts: which one wins, and how the other gives way.
@@ -22,8 +23,11 @@ bool holdsOwnChanges(const QWManagedObject& record);
 // other records hold themselves stays. After the context has processed its pending changes.
 void discardChanges(QWManagedObject& record);
 
-// What the record says of others that are deleted in its context, and not saved, it says no more. A record that
-// another context has saved, and this one has merged, may refer to such: no delete rule has met it.
+// Whether one of the records that the record itself refers to has one of these identities.
+bool refersToAny(const QWManagedObject& record, const QSet<QWManagedObjectID>& targets);
+
+// What the record says of others that are deleted in its context it says no more, unless that is required. A record
+// that another context has saved, and this one has merged, may refer to such: no delete rule has met it.
 void dropReferencesToDeleted(QWManagedObject& record);
 
 // Deletes the record and no other: what refers to it, and what its delete rules

@@ -28,6 +28,7 @@ struct RecordVersions : testing::Test {
         book.addToOne("author", "Author").setInverse("books");
         book.addToMany("tags", "Tag").setInverse("books").setDeleteRule(QWDeleteRule::Cascade);
         model->addEntity("Tag").addToMany("books", "Book").setInverse("tags");
+        model->addEntity("Note").addToOne("subject", "Author").setOptional(false);
         coordinator = std::make_shared<QWPersistentStoreCoordinator>(model, world.environment());
         EXPECT_TRUE(coordinator->addStore(folder.filePath("store.sqlite")));
         context = std::make_shared<QWManagedObjectContext>(coordinator);
@@ -170,4 +171,28 @@ TEST_F(RecordVersions, A_record_that_is_deleted_without_rules_takes_nothing_alon
     EXPECT_EQ(context->count(QWFetchRequest("Book")), 0);
     EXPECT_EQ(context->count(QWFetchRequest("Tag")), 1);
     EXPECT_TRUE(tag->relatedObjects("books").isEmpty());
+}
+
+TEST_F(RecordVersions, References_to_what_is_deleted_are_dropped_unless_they_are_required) {
+    const auto author = add("Author"), book = add("Book"), note = add("Note"), tag = add("Tag"),
+               kept = add("Tag");
+    note->setRelatedObject("subject", author.data());
+    save();
+    context->deleteObject(*author);
+    context->deleteObject(*tag);
+    elsewhere([&](QWManagedObjectContext& other) {
+        const auto there = [&](const Ref& record) { return other.objectWithID(record->objectID()); };
+        there(book)->setRelatedObject("author", there(author).data());
+        there(book)->setRelatedObjects("tags", {there(tag), there(kept)});
+        EXPECT_TRUE(refersToAny(*there(book), {author->objectID()}));
+        EXPECT_TRUE(refersToAny(*there(book), {tag->objectID()}));
+        EXPECT_FALSE(refersToAny(*there(note), {tag->objectID()}));
+    });
+    for (const auto& record : {book, note}) {
+        context->refreshObject(*record, false);
+        dropReferencesToDeleted(*record);
+    }
+    EXPECT_FALSE(book->relatedObject("author"));
+    EXPECT_EQ(book->relatedObjects("tags"), QList{kept});
+    EXPECT_TRUE(note->relatedObject("subject"));
 }
