@@ -100,3 +100,29 @@ TEST(SimulatedDeletion, A_deletion_that_is_sent_while_the_record_comes_back_leav
                                                               "14999 3 deactivate 961 34520"}),
                                   600521));
 }
+
+TEST(SimulatedDeletion, A_reference_to_what_a_user_has_deleted_and_never_saves_is_not_sent_to_and_fro) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({-2, -2158, 2808}, {"6624 1 add 384 61786\n"
+                                                               "8034 1 add 976 73352\n"
+                                                               "53307 1 delete-author 919 67314\n"
+                                                               "3551 2 save 289 2037",
+                                                               "789227 3 refusal 2 82700\n"
+                                                               "1420 3 sync 299 46950\n"
+                                                               "1426 2 delete-author 483 61758\n"
+                                                               "7715 1 add 50 97030\n"
+                                                               "10410114 1 deactivate 766 75663"}),
+                                  801165));
+}
+
+TEST(SimulatedDeletion, A_listing_that_is_answered_late_does_not_delete_what_was_sent_since) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({-1731, 3363, -1, -2220}, {"310627 4 add 712 32425\n"
+                                                                      "33466 4 set-preference 79 54034",
+                                                                      "2908 4 server-error 4 48129\n"
+                                                                      "6206 4 sync 63 95704\n"
+                                                                      "13433 1 add 438 78114\n"
+                                                                      "2449 4 delay-answer 3 77\n"
+                                                                      "334 1 delete-author 558 95904\n"
+                                                                      "38354 4 sync 834 68620\n"
+                                                                      "6716 4 delete-folder 49 13372"}),
+                                  801144));
+}

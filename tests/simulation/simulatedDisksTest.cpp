@@ -122,3 +122,26 @@ TEST(SimulatedDisk, What_a_killed_process_has_saved_is_synced_by_the_next_one) {
                                                             "5404 1 close 141 27965"}),
                                   601534));
 }
+
+TEST(SimulatedDisk, A_query_that_a_user_asks_for_waits_for_the_batch_that_a_full_disk_holds_up) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({3364, -2}, {"9004 1 add 116 77707\n"
+                                                        "4600 1 add 843 57357\n"
+                                                        "2109 1 add 14 93185\n"
+                                                        "2850 1 add 920 17370\n"
+                                                        "3411 1 add 851 69228\n"
+                                                        "14057 2 add 737 39906\n"
+                                                        "1019586 2 save 973 77234",
+                                                        "9620 1 add 872 65135\n"
+                                                        "3251 2 edit 973 32529\n"
+                                                        "6019 2 fill-disk 441 50260\n"
+                                                        "2715 1 set-image 105 66717\n"
+                                                        "2177 2 add 296 13810\n"
+                                                        "1764 1 sync 205 32723\n"
+                                                        "7133 2 sync 341 52848\n"
+                                                        "6253 1 add 129 32550\n"
+                                                        "3145 1 add 149 80755\n"
+                                                        "169230 2 sync 820 11148\n"
+                                                        "724869 2 delay-answer 4 42\n"
+                                                        "16501 2 set-preference 519 10766"}),
+                                  801297));
+}

@@ -10,6 +10,7 @@
 #include <algorithm>
 
 using qw::sync::hostsObject;
+using qw::sync::isDeletionOfRecordFile;
 
 namespace {
 
@@ -20,13 +21,6 @@ constexpr qint64 smallPart = 5; // a fifth
 
 bool isVeryMany(qint64 count, qint64 total) {
     return count > fewRecords && count * smallPart > total;
-}
-
-// That of a conflicted copy deletes no record.
-bool isDeletionOfRecordFile(const DBDeltaEntry& entry) {
-    return !entry.metadata && qw::sync::isInSyncFolder(entry.lowercasePath)
-           && qw::sync::isRecordFile(entry.lowercasePath)
-           && !qw::sync::isConflictedName(qw::text::lastPathComponent(entry.lowercasePath));
 }
 
 // Key of a `Metadata` row.

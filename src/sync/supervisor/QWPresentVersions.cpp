@@ -1,10 +1,17 @@
 #include "sync/supervisor/QWPresentVersions_p.h"
 
 #include "core/QWManagedObjectWithSyncSupport.h"
+#include "platform/text/QWText.h"
+#include "sync/QWDeltaSpecialActions_p.h"
 #include "sync/QWRecordVersions_p.h"
 #include "sync/QWSyncFileNames_p.h"
 
 namespace qw::sync {
+
+bool isDeletionOfRecordFile(const DBDeltaEntry& entry) {
+    return !entry.metadata && isInSyncFolder(entry.lowercasePath) && isRecordFile(entry.lowercasePath)
+           && !isConflictedName(qw::text::lastPathComponent(entry.lowercasePath));
+}
 
 bool belongsToEntity(QWDropboxSyncCoreData& engine, const QString& fileName) {
     const auto named = objectNamedByFile(fileName);

@@ -5,6 +5,8 @@
 // Which version of a record stands here, and who has it: asked by the name of one of its files in the cloud.
 namespace qw::sync {
 
+// Whether an entry tells of the deletion of a record's own file. That of a conflicted copy deletes no record.
+bool isDeletionOfRecordFile(const DBDeltaEntry& entry);
 // Whether the name is that of a file of some entity.
 bool belongsToEntity(QWDropboxSyncCoreData& engine, const QString& fileName);
 // The host's, saved or not; null when it has none.

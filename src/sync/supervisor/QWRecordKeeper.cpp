@@ -31,12 +31,21 @@ bool travels(const QWManagedObjectWithSyncSupport& object, const QString& key) {
 
 // Before an import ------------------------------------------------------------------------------------------
 
-// Another desktop has merged a conflicted copy that this one's upload had become. The engine passes over its deletion.
+// Another desktop has merged a conflicted copy that this one's upload had become: the engine passes over its deletion.
+// Or a file has come back whose record the batch has deleted, and whose revision an upload has made known.
 void QWRecordKeeper::prepareEntry(const DBDeltaEntry& entry) {
     const QString fileName = qw::text::lastPathComponent(entry.lowercasePath);
     auto& known = engine_.fileMetadataManager();
     if (!entry.metadata && known.isFileNameConflicted(fileName))
         known.deleteDropboxFileMetadataWithName(fileName);
+    if (entry.metadata && qw::sync::isRecordFile(fileName)
+        && engine_.isDeletedByBatch(entry.metadata->filename()))
+        forgetRevision(fileName);
+}
+
+void QWRecordKeeper::forgetRevision(const QString& fileName) {
+    if (const auto known = engine_.fileMetadataManager().fileMetadataForFileName(fileName, false))
+        known->setRev(QString());
 }
 
 // A version that is behind the one here would otherwise stay in the cloud, and on other desktops, for good. A
@@ -51,11 +60,9 @@ QString QWRecordKeeper::prepareImport(const QString& localPath, const DBMetadata
         const auto dated = presentVersion(engine_, metadata.filename());
         return dated && dated->dateModified().isValid() ? QStringLiteral("it holds no record") : QString();
     }
-    losesReference_ = false;
-    for (const QString& target : filesReferredTo(*received)) {
-        losesReference_ |= isDeletedHere(target);
-        referringFiles_.insert(target, metadata.filename());
-    }
+    for (const QString& target : filesReferredTo(*received))
+        if (!referringFiles_.contains(target, metadata.filename()))
+            referringFiles_.insert(target, metadata.filename());
     auto& metadataManager = engine_.fileMetadataManager();
     const bool isCopy = metadataManager.isFileNameConflicted(qw::text::lowercase(metadata.filename()));
     const auto present = presentVersion(engine_, metadata.filename());
@@ -115,34 +122,21 @@ void QWRecordKeeper::deleteAgain(QWManagedObjectWithSyncSupport& present, const 
     }
 }
 
-// A reference to what the host has deleted, and not saved or not sent, is lost here when the two meet. Other desktops
-// have it.
-bool QWRecordKeeper::isDeletedHere(const QString& fileName) {
-    const auto target = engine_.objectReferencedWithLowerCaseFileName(fileName, false);
-    return (target && isDeletedUnsaved(*target)) || waitingDeletion(engine_, fileName);
-}
-
 QStringList QWRecordKeeper::filesReferredTo(const QVariantMap& record) const {
     QStringList names;
-    for (const QVariant& value : record) {
+    const auto add = [&](const QVariant& value) {
         const QVariantMap reference = value.toMap();
         const QString uuid = reference.value(QWDropBoxUUIDKey).toString();
         const QString entityName = reference.value(QWDropBoxEntityNameKey).toString();
         if (!uuid.isEmpty() && !entityName.isEmpty())
             names.append(qw::text::lowercase(engine_.fileNameWithUUID(uuid, entityName, false)));
+    };
+    for (const QVariant& value : record) {
+        add(value);
+        for (const QVariant& member : value.toList())
+            add(member);
     }
     return names;
-}
-
-bool QWRecordKeeper::finishImport(const QString& fileName) {
-    if (!std::exchange(losesReference_, false))
-        return false;
-    const bool isBatchOver = engine_.deltaEntriesToImport().isEmpty();
-    const auto object = isBatchOver ? hostsObject(engine_, fileName)
-                                    : engine_.objectReferencedWithLowerCaseFileName(fileName, false);
-    if (object)
-        queue(*object);
-    return static_cast<bool>(object);
 }
 
 // The host's unsaved version may be behind the saved one, by a clock that is. Where that has come with the running batch,
@@ -190,7 +184,6 @@ void QWRecordKeeper::queue(const QWManagedObjectWithSyncSupport& present) {
     if (row && row->action() == QWDropboxSyncActionDelete)
         return;
     engine_.queueForUpload(present);
-    engine_.saveCacheContext();
 }
 
 // By the date as it travels and, in one second, by the form that travels.
@@ -237,6 +230,7 @@ bool QWRecordKeeper::finishUpload(const QString& fileName, const QByteArray& sen
     if (!isAnother && !isImageBehind)
         return false;
     queue(*object);
+    engine_.saveCacheContext();
     return true;
 }
 
@@ -246,7 +240,7 @@ bool QWRecordKeeper::finishUpload(const QString& fileName, const QByteArray& sen
 void QWRecordKeeper::noteDeletion(const QWManagedObjectWithSyncSupport& version) {
     for (const auto* property : version.entity().properties()) {
         const auto* reference = property->isRelationship() ? property->inverse() : nullptr;
-        if (!reference || reference->isToMany())
+        if (!reference)
             continue;
         for (const auto& member : property->isToMany() ? version.relatedObjects(property->name())
                                                        : QList{version.relatedObject(property->name())}) {
@@ -255,10 +249,59 @@ void QWRecordKeeper::noteDeletion(const QWManagedObjectWithSyncSupport& version)
                 queue(*object);
         }
     }
-    const QString fileName = engine_.fileNameWithUUID(version.uuid(), version.entity().name(), false);
-    for (const QString& name : referringFiles_.values(qw::text::lowercase(fileName)))
-        if (const auto object = engine_.objectReferencedWithLowerCaseFileName(name, false))
+}
+
+void QWRecordKeeper::prepareBatchSave() {
+    if (!referringFiles_.isEmpty())
+        noteReferencesToDeleted();
+    if (engine_.dropboxCacheManagedObjectContext()->hasChanges())
+        engine_.saveCacheContext();
+}
+
+// A reference to what the batch or the host has deleted is lost here, and the record is sent without it. Where the host's
+// deletion is not saved, which may never be, it is sent when that is: till then another desktop would answer with its own
+// version each time.
+void QWRecordKeeper::noteReferencesToDeleted() {
+    const auto deletedIn = [this](const QWManagedObjectContext& context) {
+        QSet<QString> files;
+        for (const auto& record : context.deletedObjects())
+            if (const auto* object = dynamic_cast<const QWManagedObjectWithSyncSupport*>(record.data()))
+                files.insert(fileNameOf(*object));
+        return files;
+    };
+    QSet<QString> deleted = deletedIn(*engine_.syncSupportManagedObjectContextCopy());
+    const QSet<QString> unsaved = deletedIn(*engine_.mainManagedObjectContext()) - deleted;
+    for (const auto& row : QWFetchCacheRecords<ObjectWaitingSync>(*engine_.dropboxCacheManagedObjectContext(),
+                                                                  QWRequestOfWaitingDeletions()))
+        deleted.insert(qw::text::lowercase(engine_.fileNameForObjectWaitingToSync(*row, false)));
+    for (const QString& target : std::as_const(unsaved))
+        for (const QString& name : referringFiles_.values(target))
+            filesToSendOnSave_.insert(name);
+    for (const QString& target : deleted - unsaved)
+        for (const QString& name : referringFiles_.values(target))
+            if (const auto object = engine_.objectReferencedWithLowerCaseFileName(name, false))
+                queue(*object);
+}
+
+bool QWRecordKeeper::prepareHostsSave() {
+    for (const QString& fileName : std::as_const(filesToSendOnSave_))
+        if (const auto object = hostsObject(engine_, fileName))
             queue(*object);
+    return !std::exchange(filesToSendOnSave_, {}).isEmpty();
+}
+
+// The deletion leaves the revision known of a version that was sent after it had been listed, and is in the cloud again:
+// the next query must bring it.
+void QWRecordKeeper::noteDeletions(const QWManagedObjectSet& deleted) {
+    for (const auto& record : deleted) {
+        const auto* object = dynamic_cast<const QWManagedObjectWithSyncSupport*>(record.data());
+        if (object && !hostsObject(engine_, fileNameOf(*object)))
+            forgetRevision(fileNameOf(*object));
+    }
+}
+
+QString QWRecordKeeper::fileNameOf(const QWManagedObjectWithSyncSupport& object) const {
+    return qw::text::lowercase(engine_.fileNameWithUUID(object.uuid(), object.entity().name(), false));
 }
 
 // One that travels, of an object that is neither deleted nor replaced by the running batch.

@@ -17,8 +17,6 @@ public:
     // Before the engine imports a downloaded record, of an entity that there is: null when it will be taken over, else
     // why nothing changes here.
     QString prepareImport(const QString& localPath, const DBMetadata& metadata);
-    // After that. True when it has queued the record.
-    bool finishImport(const QString& fileName);
     // The path of a file whose deletion is to be asked for once more, on behalf of its row, which is in flight; null when
     // there is none.
     QString takeDeletionDue() { return std::exchange(deletionDue_, QString()); }
@@ -29,6 +27,11 @@ public:
     bool finishUpload(const QString& fileName, const QByteArray& sent, bool isImageBehind);
     // Before the host's version gives way to a received deletion.
     void noteDeletion(const QWManagedObjectWithSyncSupport& version);
+    // Before the batch is saved, and before the host saves, which answers true when it has queued a record.
+    void prepareBatchSave();
+    bool prepareHostsSave();
+    // After a merge, with what it has deleted here.
+    void noteDeletions(const QWManagedObjectSet& deleted);
     // The batch is saved.
     void finishBatch() { referringFiles_.clear(); }
 
@@ -44,16 +47,17 @@ private:
     Order order(const QVariantMap& received, QWManagedObjectWithSyncSupport& present);
     void deleteAgain(QWManagedObjectWithSyncSupport& present, const DBMetadata& metadata);
     bool isDeletedUnsaved(const QWManagedObjectWithSyncSupport& present) const;
-    bool isDeletedHere(const QString& fileName);
+    void forgetRevision(const QString& fileName);
+    void noteReferencesToDeleted();
+    QString fileNameOf(const QWManagedObjectWithSyncSupport& object) const; // in lower case
     QStringList filesReferredTo(const QVariantMap& record) const;
     QWFileManager& files() const { return engine_.mainManagedObjectContext()->environment().files(); }
 
     QWDropboxSyncCoreData& engine_;
     QWImageKeeper& images_;
     QWLosingVersions& losingVersions_;
-    // Of the record that is being imported.
-    QString deletionDue_;
-    bool losesReference_ = false;
+    QString deletionDue_;             // of the record that is being imported
+    QSet<QString> filesToSendOnSave_; // of records that refer to what the host has deleted
     // Of the batch: the files of received records by those, in lower case, of the records that they refer to.
     QMultiHash<QString, QString> referringFiles_;
 };

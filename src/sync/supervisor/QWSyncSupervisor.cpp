@@ -9,6 +9,7 @@
 
 #include "core/QWManagedObjectWithSyncSupport.h"
 #include "platform/text/QWText.h"
+#include "sync/QWDeltaSpecialActions_p.h"
 #include "sync/QWSyncFileNames_p.h"
 #include "sync/QWSyncLog_p.h"
 #include "sync/supervisor/QWDeletionGuard_p.h"
@@ -67,8 +68,19 @@ QWSyncSupervisor::QWSyncSupervisor(QWDropboxSyncCoreData& engine, std::shared_pt
         });
     hostObservation_ = engine.mainManagedObjectContext()->observeObjectsDidChange(
         [this](const QWObjectsDidChangeNotice& notice) { hostDidChange(notice); });
+    connect(engine_, &QWDropboxSyncCoreData::batchWillBeSaved, this, [this] {
+        isBatchUnsaved_ = engine_->syncSupportManagedObjectContextCopy()->hasChanges();
+        records_->prepareBatchSave();
+    });
+    mergeObservation_ =
+        engine.mainManagedObjectContext()->observeDidMerge([this](const QWDidSaveNotice& notice) {
+            isBatchUnsaved_ = false;
+            records_->noteDeletions(notice.deleted);
+        });
     // What the engine could not save, for want of space, must not be forgotten when the host's change is saved.
     hostSaveObservation_ = engine.mainManagedObjectContext()->observeWillSave([this] {
+        if (records_->prepareHostsSave())
+            sendWaitingSoon();
         if (engine_->dropboxCacheManagedObjectContext()->hasChanges())
             engine_->saveCacheContext();
     });
@@ -83,8 +95,11 @@ QWSyncSupervisor::~QWSyncSupervisor() {
 
 void QWSyncSupervisor::hostDidChange(const QWObjectsDidChangeNotice& notice) {
     ++hostChanges_;
-    if (!images_->noteHostChange(notice.updated))
-        return;
+    if (images_->noteHostChange(notice.updated))
+        sendWaitingSoon();
+}
+
+void QWSyncSupervisor::sendWaitingSoon() {
     runLoop().post([weak = weak_from_this()] {
         if (const auto self = weak.lock(); self && self->engine_)
             self->sendWaiting();
@@ -138,7 +153,7 @@ DBRestClient& QWSyncSupervisor::request(qint64& kind) {
 }
 
 void QWSyncSupervisor::loadDelta(const QString& cursor) {
-    const bool mustWait = isLookingForFolder_ || isDeletionQuestionOpen();
+    const bool mustWait = isLookingForFolder_ || isDeletionQuestionOpen() || isBatchRunning();
     if (engineCalls_ == 0 && (mustWait || (!isQueryDue_ && !isPollDue()))) {
         engine_->takeBackDeltaQuery(statusBefore_);
         return;
@@ -151,11 +166,14 @@ void QWSyncSupervisor::loadDelta(const QString& cursor) {
     request(requests_.queries).loadDelta(cursor);
 }
 
+// A page that comes meanwhile would make the engine load one file more than it may at a time.
+bool QWSyncSupervisor::isBatchRunning() const {
+    return !engine_->deltaEntriesToImport().isEmpty() && !hasLastQueryFailed_;
+}
+
 // Timers of the engine that an earlier activity, or another query since, has left behind are not due.
 bool QWSyncSupervisor::isPollDue() const {
-    const bool isBatchRunning = !engine_->deltaEntriesToImport().isEmpty() && !hasLastQueryFailed_;
-    if (statusBefore_ >= QWDropboxSyncStatusDisabled || queriesOut_ > 0 || isLookingForFolder_
-        || isBatchRunning)
+    if (statusBefore_ >= QWDropboxSyncStatusDisabled || queriesOut_ > 0)
         return false;
     const auto pause = hasLastQueryFailed_ ? retryPause : pollPause;
     return !lastQuery_ || runLoop().now() - *lastQuery_ >= pause - timerTolerance;
@@ -214,6 +232,9 @@ void QWSyncSupervisor::passOverUpload(const QString& fileName, const QString& lo
 }
 
 void QWSyncSupervisor::deletePath(const QString& path) {
+    const QString fileName = qw::text::lastPathComponent(path);
+    if (qw::sync::isRecordFile(fileName) && !qw::sync::isConflictedName(fileName))
+        recordsInFlight_.remove(qw::sync::uuidNamedByFile(fileName));
     request(requests_.deletions).deletePath(path);
 }
 
@@ -250,7 +271,8 @@ void QWSyncSupervisor::statusChanged(quint64 status) {
         stop();
     } else if (status == QWDropboxSyncStatusIdle) {
         isQueryDue_ |= statusBefore_ >= QWDropboxSyncStatusDisabled;
-        if (engine_->deltaEntriesToImport().isEmpty() && images_->finishBatch()) {
+        const bool isLost = std::exchange(isBatchUnsaved_, false); // and comes again
+        if (!isLost && engine_->deltaEntriesToImport().isEmpty() && images_->finishBatch()) {
             deletionGuard_->forgetAnswer();
             losingVersions_->finishBatch();
             records_->finishBatch();

@@ -158,6 +158,7 @@ private:
     void finish(const std::function<void(DBRestClientDelegate&)>& answer);
 
     bool isActive() const { return engine_ && engine_->status() < QWDropboxSyncStatusDisabled; }
+    bool isBatchRunning() const;
     bool isPollDue() const;
     bool isRepetition(const QString& fileName);
     bool isPlaceholder(const QString& fileName) const;
@@ -166,6 +167,7 @@ private:
     bool isQueryStale();
     void sendAgainWhatIsDeleted(const QList<DBDeltaEntryRef>& page);
     void sendWaiting();
+    void sendWaitingSoon(); // on a turn of the run loop of its own
     void hostDidChange(const QWObjectsDidChangeNotice& notice);
     void statusChanged(quint64 status);
     void stop();
@@ -222,7 +224,7 @@ private:
     const std::unique_ptr<QWImageKeeper> images_;
     const std::unique_ptr<QWRecordKeeper> records_;
     const std::unique_ptr<QWPreferencesKeeper> preferences_;
-    QWObservation queueObservation_, hostObservation_, hostSaveObservation_;
+    QWObservation queueObservation_, hostObservation_, hostSaveObservation_, mergeObservation_;
     quint64 hostChanges_ = 0; // notices of the main context so far
     Counts counts_;
     Requests requests_;
@@ -248,6 +250,7 @@ private:
 
     std::optional<QWRunLoop::Duration> lastQuery_, lastRestart_; // when it was asked or done, by the run loop
     bool hasLastQueryFailed_ = false;
+    bool isBatchUnsaved_ = false; // it could not be
     bool isListingFromScratch_ = false; // what is asked for
     bool isFromScratch_ = false;        // the query whose pages come
 

@@ -61,10 +61,10 @@ void QWSyncSupervisor::restClientLoadedDeltaEntries(DBRestClient&, const QList<D
 void QWSyncSupervisor::sendAgainWhatIsDeleted(const QList<DBDeltaEntryRef>& page) {
     for (const QString& uuid : recordsInFlight_.keys()) {
         const auto isDeletion = [&](const DBDeltaEntryRef& entry) {
+            if (!qw::sync::isDeletionOfRecordFile(*entry))
+                return !entry->metadata && isSyncFolder(entry->lowercasePath);
             const QString name = qw::text::lastPathComponent(entry->lowercasePath);
-            const bool isRecord = qw::sync::isRecordFile(name)
-                                  && qw::sync::uuidNamedByFile(name).compare(uuid, Qt::CaseInsensitive) == 0;
-            return !entry->metadata && (isRecord || isSyncFolder(entry->lowercasePath));
+            return qw::sync::uuidNamedByFile(name).compare(uuid, Qt::CaseInsensitive) == 0;
         };
         if (std::none_of(page.begin(), page.end(), isDeletion))
             continue;
@@ -152,13 +152,14 @@ void QWSyncSupervisor::restClientUploadFileFailedWithError(DBRestClient&, const 
     fail(path, error);
 }
 
-// Where no row waits for the answer, an earlier activity has asked. The engine would forget the file, and pass over its
-// deletion in the next listing, though the record may have come back meanwhile.
+// Where no row waits for the answer, or its object has been sent meanwhile, an earlier activity has asked. The engine would
+// forget the file, and pass over its deletion in the next listing, though the record may have come back meanwhile.
 void QWSyncSupervisor::restClientDeletedPath(DBRestClient&, const QString& path) {
     ++counts_.sent;
     const QString fileName = qw::text::lastPathComponent(path);
     finish([&](auto& to) {
-        if (engine_->objectSyncingForFileWithName(fileName))
+        if (engine_->objectSyncingForFileWithName(fileName)
+            && !recordsInFlight_.contains(qw::sync::uuidNamedByFile(fileName)))
             to.restClientDeletedPath(*this, path);
     });
     letGoOfRow(fileName);
@@ -214,8 +215,6 @@ void QWSyncSupervisor::restClientLoadedFile(DBRestClient&, const QString& localP
     for (const QString& path : {images_->finishImport(localPath, metadata), records_->takeDeletionDue()})
         if (!path.isEmpty())
             deletePath(path);
-    if (records_->finishImport(metadata.filename()))
-        sendWaiting();
     ++(reason.isEmpty() ? counts_.received : counts_.declined);
     if (reason.isEmpty())
         Q_EMIT fileReceived(metadata.filename());

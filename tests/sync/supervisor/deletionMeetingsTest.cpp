@@ -1,0 +1,83 @@
+#include "supervisor/OneDesktop.h"
+
+// Deletions that meet something else: references to what is deleted, and what is in flight.
+
+// References ------------------------------------------------------------------------------------------------
+
+namespace {
+
+struct DeletedReference : OneDesktop {
+    DeletedReference() : OneDesktop(Desktop::Supervised) {
+        author = desktop.add("Author");
+        author->setUuid("A");
+        desktop.save();
+        begin();
+    }
+    void sendBook() {
+        QVariantMap record = book("New");
+        record["author"] = QVariantMap{{"uuid", "A"}, {"entityName", "Author"}};
+        cloud.putRecord("Book!!!B.data", record);
+        supervisor().syncNow();
+        pass(1);
+    }
+    bool isReferenceInCloud() { return cloud.bytes("Book!!!B.data").contains("author\":{"); }
+
+    QWRef<QWManagedObjectWithSyncSupport> author;
+};
+
+} // namespace
+
+TEST_F(DeletedReference, Is_lost_in_the_cloud_when_the_host_saves_the_deletion_and_not_before) {
+    desktop.context->deleteObject(*author);
+    sendBook();
+    EXPECT_FALSE(desktop.find("B")->relatedObject("author"));
+    pass(60);
+    EXPECT_TRUE(isReferenceInCloud());
+    desktop.save();
+    pass(1);
+    EXPECT_FALSE(isReferenceInCloud());
+}
+
+TEST_F(DeletedReference, Is_lost_in_the_cloud_when_the_deletion_waits_to_be_sent) {
+    desktop.client->on(QWRestRequest::Delete).answersWith(503);
+    desktop.context->deleteObject(*author);
+    desktop.save();
+    sendBook();
+    pass(60);
+    EXPECT_FALSE(isReferenceInCloud());
+    EXPECT_TRUE(cloud.fileNames().contains("Author!!!A.data"));
+}
+
+// In flight -------------------------------------------------------------------------------------------------
+
+namespace {
+
+// The answer to the first upload comes after the next poll.
+struct InFlight : OneDesktop {
+    InFlight() : OneDesktop(Desktop::Supervised) {
+        begin();
+        desktop.client->on(QWRestRequest::Upload).first(1).delaysAnswer(std::chrono::seconds(700));
+        desktop.add("Book", {{"title", "T"}})->setUuid("X");
+        desktop.save();
+        pass(1);
+    }
+};
+
+} // namespace
+
+TEST_F(InFlight, What_was_deleted_meanwhile_is_sent_again) {
+    ASSERT_EQ(cloud.fileNames(), QStringList{"Book!!!X.data"});
+    cloud.remove("Book!!!X.data");
+    pass(800);
+    EXPECT_EQ(cloud.fileNames(), QStringList{"Book!!!X.data"});
+    EXPECT_TRUE(supervisor().isInStep());
+}
+
+TEST_F(InFlight, A_copy_that_was_deleted_meanwhile_makes_nothing_be_sent_again) {
+    cloud.putRecord("Book!!!X (Owner's conflicted copy).data", book("Old"));
+    pass(0.1);
+    cloud.remove("Book!!!X (Owner's conflicted copy).data");
+    pass(800);
+    EXPECT_EQ(count(QWRestRequest::Upload), 1);
+    EXPECT_TRUE(supervisor().isInStep());
+}
