@@ -462,9 +462,9 @@ private:
 
     // Import and merge: what the running batch has applied. Released when it has ended.
     std::shared_ptr<QWManagedObjectContext> syncSupportManagedObjectCopy_;
-    std::set<QWSyncedIdentity> objectsReceived_;    // with a received version or deletion in that context
+    std::set<QWSyncedIdentity> objectsReceived_;      // with a received version or deletion in that context
     std::set<QWSyncedIdentity> objectsOfLostBatches_; // received in batches that could not be saved
-    std::set<QWSyncedIdentity> objectsWinningTies_; // received, whose client has ranked the versions
+    std::set<QWSyncedIdentity> objectsWinningTies_;   // received, whose client has ranked the versions
     std::set<QWSyncedIdentity> objectsToSendAfterBatch_; // received, to be queued once they are saved
     QStringList conflictedCopiesMerged_;                 // to be deleted in the cloud once the batch is saved
 

@@ -250,7 +250,7 @@ private:
 
     std::optional<QWRunLoop::Duration> lastQuery_, lastRestart_; // when it was asked or done, by the run loop
     bool hasLastQueryFailed_ = false;
-    bool isBatchUnsaved_ = false; // it could not be
+    bool isBatchUnsaved_ = false;       // it could not be
     bool isListingFromScratch_ = false; // what is asked for
     bool isFromScratch_ = false;        // the query whose pages come
 
