@@ -296,8 +296,9 @@ Q_SIGNALS:
     void versionGivesWay(QWManagedObjectWithSyncSupport& version, QWManagedObjectWithSyncSupport* winner);
     // The image of a record is about to be deleted, since the record was elsewhere. Who sets `mayGo` to false keeps it.
     void imageGivesWay(const QWManagedObjectWithSyncSupport& object, bool* mayGo);
-    // Every version that the running batch takes the place of has been told of; its save is next.
-    void batchWillBeSaved();
+    // Every version that the running batch takes the place of has been told of; its save is next. Who sets `mayBeSaved`
+    // to false makes that fail: the batch comes again.
+    void batchWillBeSaved(bool* mayBeSaved);
 
 private:
     friend struct QWDropboxSyncCoreDataProbe; // tests/sync: the one door to what follows

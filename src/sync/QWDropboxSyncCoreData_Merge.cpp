@@ -66,7 +66,10 @@ bool QWDropboxSyncCoreData::saveSyncSupportContext() {
     tellOfVersionsThatGiveWay(*context);
     giveWayToMainContext(*context);
     reconcileInsertions(*context);
-    Q_EMIT batchWillBeSaved();
+    bool mayBeSaved = true;
+    Q_EMIT batchWillBeSaved(&mayBeSaved);
+    if (!mayBeSaved)
+        return false;
     const auto observation = context->observeDidSave(
         [this](const QWDidSaveNotice& notice) { syncSupportManagedObjectContextDidSave(notice); });
     if (!saveContext(*context, "saveSyncSupportContext"))

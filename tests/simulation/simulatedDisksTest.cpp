@@ -145,3 +145,20 @@ TEST(SimulatedDisk, A_query_that_a_user_asks_for_waits_for_the_batch_that_a_full
                                                         "16501 2 set-preference 519 10766"}),
                                   801297));
 }
+
+TEST(SimulatedDisk, A_batch_is_not_saved_while_the_archive_cannot_be) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({1, 1447, -2069}, {"878330 2 add 722 99658\n"
+                                                              "6697 3 add 996 11379\n"
+                                                              "4199 2 set-image 713 95593\n"
+                                                              "10605 1 add 126 27994\n"
+                                                              "2586 3 set-image 299 45978",
+                                                              "7536 3 delete 597 4204\n"
+                                                              "9514 2 delay-answer 3 12\n"
+                                                              "6130 1 set-preference 41 83787\n"
+                                                              "20602 2 fail-disk 3 56721\n"
+                                                              "3719 2 sync 824 83058\n"
+                                                              "9777 2 stay-offline 79 67269\n"
+                                                              "5711 2 lose-power 17 94770\n"
+                                                              "14257 2 close 988 86792"}),
+                                  820204));
+}

@@ -33,16 +33,19 @@ QWLosingVersions::QWLosingVersions(QWDropboxSyncCoreData& engine, QWVersionArchi
             [this](const QWManagedObjectWithSyncSupport& object, bool* mayGo) {
                 *mayGo = addDeletedImage(object);
             });
-    connect(&engine, &QWDropboxSyncCoreData::batchWillBeSaved, this, [this] {
+    connect(&engine, &QWDropboxSyncCoreData::batchWillBeSaved, this, [this](bool* mayBeSaved) {
         if (unsaved_ > 0)
-            save();
+            *mayBeSaved &= save();
     });
 }
 
-void QWLosingVersions::save() {
-    unsaved_ = 0;
+bool QWLosingVersions::save() {
     isPruneDue_ = true;
     engine_.saveCacheContext();
+    if (engine_.dropboxCacheManagedObjectContext()->hasChanges())
+        return false; // it has no room; the user has been told
+    unsaved_ = 0;
+    return true;
 }
 
 // Before, what the batch itself replaces might be dropped, and the batch not be saved.

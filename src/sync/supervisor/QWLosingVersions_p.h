@@ -32,7 +32,7 @@ public:
 private:
     void versionGivesWay(QWManagedObjectWithSyncSupport& version, QWManagedObjectWithSyncSupport* winner);
     bool addDeletedImage(const QWManagedObjectWithSyncSupport& object);
-    void save();
+    bool save(); // false when the versions are in memory still
     std::optional<QByteArray> hashOf(QWManagedObjectWithSyncSupport& object);
 
     QWEnvironment& environment() const { return engine_.mainManagedObjectContext()->environment(); }
