@@ -98,7 +98,7 @@ void Machine::start() {
         beginSupervision();
     const auto unnoted = std::exchange(unnoted_, {});
     HostAction action(*this);
-    for (const QString& uuid : std::exchange(imagesUnsaved_, {}) | unnoted)
+    for (const QString& uuid : imagesUnsaved_ | unnoted)
         if (const auto book = QWManagedObjectWithSyncSupport::fetchObjectWithUUID(uuid, "Book", *context_))
             if (unnoted.contains(uuid) || world.files->exists(book->imageURL().toLocalFile()))
                 book->setValueForKey(QStringLiteral("pages"), (number_ + 1) * 1'000'000 + ++covers_);
@@ -290,8 +290,12 @@ void Machine::setPreference(int which, int value) {
 }
 
 // The image of a deleted record goes when the deletion is saved, if nobody has brought the record back.
+// A deletion that the engine cannot write down is not saved: it would stay here alone, should the process end before the
+// engine can.
 bool Machine::save() {
     { HostAction action(*this); }
+    if (!context_->deletedObjects().empty() && !engine_->dropboxCacheManagedObjectContext()->save())
+        return false;
     if (!context_->save() || disk.isDead())
         return false;
     report();

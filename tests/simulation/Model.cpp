@@ -68,7 +68,7 @@ void Model::deleted(int machine, const QString& uuid) {
 void Model::saved(int machine) {
     auto& at = machines_[size_t(machine)];
     for (auto edit = at.unsavedEdits.begin(); edit != at.unsavedEdits.end(); ++edit) {
-        if (at.records.value(edit.key()) != *edit) // a received one has won
+        if (!at.records.value(edit.key()).isSame(*edit)) // a received one has won
             continue;
         History& history = histories_[edit.key()];
         history.wasSaved = true;

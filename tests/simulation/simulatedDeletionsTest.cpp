@@ -126,3 +126,11 @@ TEST(SimulatedDeletion, A_listing_that_is_answered_late_does_not_delete_what_was
                                                                       "6716 4 delete-folder 49 13372"}),
                                   801144));
 }
+
+TEST(SimulatedDeletion, An_unsaved_edit_by_a_clock_that_is_behind_is_not_sent_to_and_fro) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({-1, -2559}, {"57496 1 add 552 52155\n"
+                                                         "205810 1 add 346 96249",
+                                                         "10651 2 delete-author 286 93135\n"
+                                                         "9920836 1 edit 716 73654"}),
+                                  611070));
+}

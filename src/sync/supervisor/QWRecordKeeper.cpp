@@ -97,8 +97,7 @@ QString QWRecordKeeper::prepareImport(const QString& localPath, const DBMetadata
     if (place == Order::Same && files().exists(present->imageURL().toLocalFile())
         && !metadataManager.fileMetadataForFileName(images_.nameOf(*present), false))
         images_.checkLater(metadata.filename());
-    if (place == Order::Same)
-        discardBehind(*present, *received, metadata.filename());
+    discardBehind(*present, *received, metadata.filename());
     // A process that had merged the copy, and saved it, may have died before it was sent in its own file.
     const bool isMerged = isCopy && place == Order::Same;
     if (isOwnCopy || isMerged || (!isCopy && place == Order::Behind))
