@@ -217,15 +217,15 @@ bool QWImageKeeper::finishBatch() {
     for (const QString& name : imagesDeleted_.names()) {
         const auto known = engine_.fileMetadataManager().fileMetadataForFileName(name, false);
         const auto object = known ? hostsObject(engine_, name) : Object();
-        const bool isMissing = object && files().exists(object->imageURL().toLocalFile());
-        if (isMissing && !imagesMissed_.contains(name)) {
+        const bool isLacking = object && files().exists(object->imageURL().toLocalFile());
+        if (isLacking && !imagesMissed_.contains(name)) {
             imagesMissed_.insert(name);
             isQueryDue_ = true;
             continue;
         }
         imagesDeleted_.erase(name);
         imagesMissed_.remove(name);
-        if (!isMissing)
+        if (!isLacking)
             continue;
         engine_.fileMetadataManager().deleteDropboxFileMetadataWithName(name);
         names.append(name);

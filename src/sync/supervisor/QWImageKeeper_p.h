@@ -47,7 +47,7 @@ public:
     // Adds the image of the object that a file belongs to to the batch, if it is known.
     void askForKnown(const QString& fileName);
     // When the engine has become idle: if that is the end of a batch, queues the records whose images the cloud
-    // lacks, and answers true.
+    // lacks, those that were deleted there only when they have outlived two batches, and answers true.
     bool finishBatch();
     // Whether the batch has left images whose records may be deleted any moment: the next query tells.
     bool takeQueryDue() { return std::exchange(isQueryDue_, false); }

@@ -40,12 +40,12 @@ class QWVersionArchive;
 //   the greater SHA-256 of its form (records/QWTravellingForm.h); a version that is behind the one here makes
 //   this desktop send its own; the upload of this desktop that the cloud has made a conflicted copy of is not
 //   lost.
-// - A record out of which a received deletion takes a reference is sent, so that all desktops hold it with the reference
-//   or without.
+// - A record that loses a reference to a deletion, received or made here, is sent, so that all desktops hold it with the
+//   reference or without: where the host has deleted what it refers to, with the save of that.
 // - A listing without a cursor is passed on as one whose cursor was lost, so that files which are known here
 //   and missing there are deleted.
-// - An image that is newer here than in the cloud keeps its date and is sent; so is one that was deleted in
-//   the cloud while its record lives. An image makes no record: it is fetched when its record has come.
+// - An image that is newer here than in the cloud keeps its date and is sent; so is one that was deleted in the cloud, if
+//   its record outlives the query that is made ten seconds later. An image makes no record: it is fetched when its record has come.
 // - Of the shared preferences those are kept that were changed here since the cloud's file was last seen,
 //   unless they have changed there as well. A failed look-up or upload of them is repeated, also in the next
 //   activity; of a conflict this desktop's copy is deleted, and the merged values are sent. A file that the
@@ -95,8 +95,8 @@ public:
     void syncNow();
 
     // Held back is a query that would delete more than 50 records and more than a fifth of all that are synced here,
-    // those included that delete rules take along; the deletion of the whole sync folder is none, since everything is sent again then. Without a question, the
-    // default, nothing is held.
+    // those included that delete rules take along; the deletion of the whole sync folder is none, since everything is
+    // sent again then. Without a question, the default, nothing is held.
     //
     // While the question is open nothing is imported and no changes are asked for; what is edited here is sent.
     // Answered by "yes", or that it is no longer asked, the records are deleted; by "no" they are sent again, and

@@ -57,7 +57,7 @@ void QWSyncSupervisor::restClientLoadedDeltaEntries(DBRestClient&, const QList<D
 }
 
 // What is in flight may have been in the cloud before, and deleted with the sync folder. Where the engine knows the file,
-// it deletes the record.
+// it deletes the record, and the row goes with it.
 void QWSyncSupervisor::sendAgainWhatIsDeleted(const QList<DBDeltaEntryRef>& page) {
     for (const QString& uuid : recordsInFlight_.keys()) {
         const auto isDeletion = [&](const DBDeltaEntryRef& entry) {
