@@ -73,9 +73,9 @@ std::unique_ptr<QWSQLiteConnection> StoreFile::open() {
     return std::move(connection_);
 }
 
-// What a process that was killed has committed may stand in the machine's memory alone, and go with its power: the journal
-// is synced by whoever commits next, and by a checkpoint. Where that fails, for want of space, say, it can be read all the
-// same.
+// What a process that was killed has committed may stand in the machine's memory alone, and go with its power: the
+// journal is synced by whoever commits next, and by a checkpoint. Where that fails, for want of space, say, it can be
+// read all the same.
 void StoreFile::syncWhatIsFound() {
     sqlite3_wal_checkpoint_v2(connection_->handle(), nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
 }

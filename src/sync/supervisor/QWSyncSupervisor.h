@@ -45,7 +45,8 @@ class QWVersionArchive;
 // - A listing without a cursor is passed on as one whose cursor was lost, so that files which are known here
 //   and missing there are deleted.
 // - An image that is newer here than in the cloud keeps its date and is sent; so is one that was deleted in the cloud, if
-//   its record outlives the query that is made ten seconds later. An image makes no record: it is fetched when its record has come.
+//   its record outlives the query that is made ten seconds later. An image makes no record: it is fetched when its
+//   record has come.
 // - Of the shared preferences those are kept that were changed here since the cloud's file was last seen,
 //   unless they have changed there as well. A failed look-up or upload of them is repeated, also in the next
 //   activity; of a conflict this desktop's copy is deleted, and the merged values are sent. A file that the

@@ -152,8 +152,8 @@ void QWSyncSupervisor::restClientUploadFileFailedWithError(DBRestClient&, const 
     fail(path, error);
 }
 
-// Where no row waits for the answer, or its object has been sent meanwhile, an earlier activity has asked. The engine would
-// forget the file, and pass over its deletion in the next listing, though the record may have come back meanwhile.
+// Where no row waits for the answer, or its object has been sent meanwhile, an earlier activity has asked. The engine
+// would forget the file, and pass over its deletion in the next listing, though the record may have come back meanwhile.
 void QWSyncSupervisor::restClientDeletedPath(DBRestClient&, const QString& path) {
     ++counts_.sent;
     const QString fileName = qw::text::lastPathComponent(path);
