@@ -61,8 +61,7 @@ QString QWRecordKeeper::prepareImport(const QString& localPath, const DBMetadata
         return dated && dated->dateModified().isValid() ? QStringLiteral("it holds no record") : QString();
     }
     for (const QString& target : filesReferredTo(*received))
-        if (!referringFiles_.contains(target, metadata.filename()))
-            referringFiles_.insert(target, metadata.filename());
+        referringFiles_[target].insert(metadata.filename());
     auto& metadataManager = engine_.fileMetadataManager();
     const bool isCopy = metadataManager.isFileNameConflicted(qw::text::lowercase(metadata.filename()));
     const auto present = presentVersion(engine_, metadata.filename());
@@ -274,10 +273,9 @@ void QWRecordKeeper::noteReferencesToDeleted() {
                                                                   QWRequestOfWaitingDeletions()))
         deleted.insert(qw::text::lowercase(engine_.fileNameForObjectWaitingToSync(*row, false)));
     for (const QString& target : std::as_const(unsaved))
-        for (const QString& name : referringFiles_.values(target))
-            filesToSendOnSave_.insert(name);
+        filesToSendOnSave_ += referringFiles_.value(target);
     for (const QString& target : deleted - unsaved)
-        for (const QString& name : referringFiles_.values(target))
+        for (const QString& name : referringFiles_.value(target))
             if (const auto object = engine_.objectReferencedWithLowerCaseFileName(name, false))
                 queue(*object);
 }

@@ -59,5 +59,5 @@ private:
     QString deletionDue_;             // of the record that is being imported
     QSet<QString> filesToSendOnSave_; // of records that refer to what the host has deleted
     // Of the batch: the files of received records by those, in lower case, of the records that they refer to.
-    QMultiHash<QString, QString> referringFiles_;
+    QHash<QString, QSet<QString>> referringFiles_;
 };
