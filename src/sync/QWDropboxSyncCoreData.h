@@ -463,9 +463,8 @@ private:
 
     // Import and merge: what the running batch has applied. Released when it has ended.
     std::shared_ptr<QWManagedObjectContext> syncSupportManagedObjectCopy_;
-    std::set<QWSyncedIdentity> objectsReceived_;      // with a received version or deletion in that context
-    std::set<QWSyncedIdentity> objectsOfLostBatches_; // received in batches that could not be saved
-    std::set<QWSyncedIdentity> objectsWinningTies_;   // received, whose client has ranked the versions
+    std::set<QWSyncedIdentity> objectsReceived_;    // with a received version or deletion in that context
+    std::set<QWSyncedIdentity> objectsWinningTies_; // received, whose client has ranked the versions
     std::set<QWSyncedIdentity> objectsToSendAfterBatch_; // received, to be queued once they are saved
     QStringList conflictedCopiesMerged_;                 // to be deleted in the cloud once the batch is saved
 
@@ -496,7 +495,9 @@ private:
     std::unique_ptr<QWDropboxSyncJournal> journal_; // made on first use
     // In the main context. Written by change capture and recovery.
     std::set<QWSyncedIdentity> objectsDeletedUnsaved_;
-    bool isRecoveryDue_ = false; // something was discarded
+    // Received in batches that could not be saved, and not put back yet.
+    std::set<QWSyncedIdentity> objectsOfLostBatches_;
+    bool isRecoveryDue_ = false; // something was discarded, or a batch was lost
 
     // Every concern.
     std::unordered_set<std::shared_ptr<QWTimer>> scheduledTimers_; // retries and polls that have not fired
