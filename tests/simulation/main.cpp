@@ -25,19 +25,9 @@ struct Sum {
     ExceptionCounts exceptions{};
     double requestShare = 0; // the greatest, of those that are due
 
-    void addExceptions(const ExceptionCounts& counts) {
-        for (size_t kind = 0; kind < exceptionCount; ++kind)
-            exceptions[kind] += counts[kind];
-    }
     void add(const World::Outcome& outcome) {
-        ++seeds;
-        events += outcome.events;
-        requests += outcome.requests;
-        faultsMet += outcome.faultsMet;
-        deaths += outcome.deaths;
-        questions += outcome.questions;
-        addExceptions(outcome.exceptions);
-        requestShare = std::max(requestShare, double(outcome.requests) / double(outcome.requestsAllowed));
+        add({1, outcome.events, outcome.requests, outcome.faultsMet, outcome.deaths, outcome.questions,
+             outcome.exceptions, double(outcome.requests) / double(outcome.requestsAllowed)});
     }
     void add(const Sum& other) {
         seeds += other.seeds;
@@ -46,7 +36,8 @@ struct Sum {
         faultsMet += other.faultsMet;
         deaths += other.deaths;
         questions += other.questions;
-        addExceptions(other.exceptions);
+        for (size_t kind = 0; kind < exceptionCount; ++kind)
+            exceptions[kind] += other.exceptions[kind];
         requestShare = std::max(requestShare, other.requestShare);
     }
 };
