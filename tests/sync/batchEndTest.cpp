@@ -183,6 +183,35 @@ TEST_F(BatchEnd, What_a_batch_that_could_not_be_saved_has_received_is_the_hosts_
     EXPECT_EQ(desktop.rows("JournalEntry"), 0);
 }
 
+TEST_F(BatchEnd, A_batch_that_cannot_be_saved_comes_again_though_the_host_holds_its_record_unsaved) {
+    book->setValueForKey("title", "Host's");
+    desktop.context->processPendingChanges();
+    turn();
+    uploaded(client->requests[0], "rev2");
+    client->forget();
+    {
+        const LockedStore other(desktop.path("library.sqlite"));
+        receive({changed("Book!!!X.data", "rev3")});
+        loaded(client->requests[0], record("Received", later), "rev3");
+    }
+    EXPECT_EQ(desktop.fileMetadata("Book!!!X.data")->rev(), "rev1");
+    EXPECT_EQ(desktop.savedCursor(), "cursor-0");
+    EXPECT_EQ(book->valueForKey("title"), "Host's");
+}
+
+TEST_F(BatchEnd, A_batch_that_cannot_be_saved_comes_again_though_a_query_is_answered_since) {
+    receive({changed("Author!!!A.data")});
+    const auto download = client->requests[0];
+    engine().loadDeltaPotentialUpdates();
+    {
+        const LockedStore other(desktop.path("library.sqlite"));
+        loaded(download, R"({"name":"A"})");
+    }
+    page({}, "cursor-2");
+    EXPECT_EQ(desktop.savedCursor(), "cursor-0");
+    EXPECT_FALSE(desktop.fileMetadata("Author!!!A.data"));
+}
+
 // Listings from scratch -------------------------------------------------------------------------------------
 
 TEST_F(BatchEnd, A_record_whose_image_alone_a_reset_listing_holds_is_deleted) {

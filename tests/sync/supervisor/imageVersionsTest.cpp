@@ -192,6 +192,35 @@ TEST_F(ImageVersions, An_image_that_is_deleted_is_not_sent_before_the_deletion_o
     EXPECT_EQ(cloud.fileNames(), QStringList());
 }
 
+TEST_F(ImageVersions, An_image_that_is_deleted_once_more_has_its_time_anew) {
+    const QString uuid = commonBook(*this);
+    cloud.remove(imageName(uuid));
+    a.supervisor->syncNow();
+    a.advance(5s);
+    b.engine->deactivateSync();
+    cloud.put(imageName(uuid), "first");
+    cloud.remove(imageName(uuid));
+    a.supervisor->syncNow(); // which finds the second deletion
+    a.advance(1s);
+    EXPECT_FALSE(cloud.fileNames().contains(imageName(uuid)));
+    a.advance(20s);
+    EXPECT_EQ(cloud.bytes(imageName(uuid)), "first");
+}
+
+TEST_F(ImageVersions, An_image_that_is_deleted_makes_no_query_after_the_end_of_the_activity) {
+    const QString uuid = commonBook(*this);
+    cloud.remove(imageName(uuid));
+    a.supervisor->syncNow();
+    a.advance(5s);
+    a.engine->deactivateSync();
+    const qint64 queries = a.supervisor->requests().queries;
+    a.advance(60s);
+    EXPECT_EQ(a.supervisor->requests().queries, queries);
+    sync();
+    EXPECT_TRUE(a.supervisor->isAtRest());
+    EXPECT_EQ(cloud.bytes(imageName(uuid)), "first");
+}
+
 // A listing from scratch names no deletion, and what waits to be sent is not deleted for it.
 TEST_F(ImageVersions, An_image_that_a_listing_from_scratch_lacks_is_sent_with_its_record_that_waits) {
     for (const bool waits : {true, false}) {

@@ -72,6 +72,22 @@ TEST_F(Reports, A_deletion_is_queued_and_sent) {
     EXPECT_EQ(supervisor().counts().failed, 0) << "that the author had no image is no failure";
 }
 
+TEST_F(Reports, A_deletion_of_what_the_cloud_has_lost_already_counts_as_sent) {
+    const auto author = desktop.add("Author", {{"name", "Ann"}});
+    const QString data = fileName(*author, "data");
+    desktop.save();
+    pass(10);
+    cloud.remove(data);
+    told.clear();
+    const qint64 sent = supervisor().counts().sent;
+    desktop.context->deleteObject(*author);
+    desktop.save();
+    pass(10);
+    EXPECT_TRUE(told.contains("sent " + data));
+    EXPECT_GT(supervisor().counts().sent, sent);
+    EXPECT_EQ(supervisor().counts().failed, 0);
+}
+
 TEST_F(Reports, What_is_received_is_taken_over_or_declined_with_the_reason) {
     receive("Book!!!X.data", book("T", "2026-05-05 10:00:00 +0000"));
     receive("Book!!!X.data", book("Earlier", "2026-05-05 09:00:00 +0000"));
