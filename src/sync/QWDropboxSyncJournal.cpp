@@ -104,7 +104,7 @@ QWDropboxSyncJournal::putBack(const std::function<bool(const QWSyncedIdentity&)>
     return cursor;
 }
 
-// Where the record is here all the same, its file stays known, if nothing of it: else its deletion, should that come
+// Where the record is here all the same, its file is known, if nothing of it: else its deletion, should that come
 // before the file comes again, would be passed over.
 void QWDropboxSyncJournal::putBack(const QWManagedObject& entry, bool isRecordHere) {
     const QString fileName = text(entry, fileNameKey);
@@ -114,12 +114,10 @@ void QWDropboxSyncJournal::putBack(const QWManagedObject& entry, bool isRecordHe
         known->setRev(text(entry, revKey));
         known->setRemoteHash(text(entry, remoteHashKey));
         known->setLastModifiedDate(entry.valueForKey(lastModifiedDateKey).toDateTime());
+    } else if (isRecordHere && qw::sync::isRecordFile(fileName)) {
+        fileMetadata_.fileMetadataForFileName(fileName, true)->setRev(QString());
     } else {
-        const auto known = fileMetadata_.fileMetadataForFileName(fileName, false);
-        if (known && isRecordHere && qw::sync::isRecordFile(fileName))
-            known->setRev(QString());
-        else
-            fileMetadata_.deleteDropboxFileMetadataWithName(fileName);
+        fileMetadata_.deleteDropboxFileMetadataWithName(fileName);
     }
 
     const QVariant action = entry.valueForKey(rowActionKey);

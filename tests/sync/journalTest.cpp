@@ -55,16 +55,20 @@ TEST_F(Journal, An_entry_puts_back_what_was_known_of_the_file_its_row_and_the_cu
     EXPECT_TRUE(journal.isEmpty());
 }
 
-TEST_F(Journal, A_file_that_was_not_known_stays_known_without_a_revision_where_its_record_is_here) {
+TEST_F(Journal, A_file_that_was_not_known_is_known_without_a_revision_where_its_record_is_here) {
     isHere = true;
-    for (const char* name : {"Book!!!X.data", "Book!!!X.image"}) {
-        journal.note(name, "X", "Book");
-        know(name, "rev1");
+    for (const bool isKnown : {true, false}) {
+        for (const char* name : {"Book!!!X.data", "Book!!!X.image"}) {
+            journal.note(name, "X", "Book");
+            if (isKnown)
+                know(name, "rev1");
+        }
+        putAllBack();
+        ASSERT_TRUE(desktop.fileMetadata("Book!!!X.data")) << isKnown;
+        EXPECT_EQ(desktop.fileMetadata("Book!!!X.data")->rev(), QString());
+        EXPECT_FALSE(desktop.fileMetadata("Book!!!X.image"));
+        engine().fileMetadataManager().deleteDropboxFileMetadataWithName("Book!!!X.data");
     }
-    putAllBack();
-    ASSERT_TRUE(desktop.fileMetadata("Book!!!X.data"));
-    EXPECT_EQ(desktop.fileMetadata("Book!!!X.data")->rev(), QString());
-    EXPECT_FALSE(desktop.fileMetadata("Book!!!X.image"));
 }
 
 TEST_F(Journal, A_file_that_was_not_known_is_not_known_again) {
