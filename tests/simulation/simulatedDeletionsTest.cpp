@@ -134,3 +134,45 @@ TEST(SimulatedDeletion, An_unsaved_edit_by_a_clock_that_is_behind_is_not_sent_to
                                                          "9920836 1 edit 716 73654"}),
                                   611070));
 }
+
+TEST(SimulatedDeletion, A_reference_that_is_in_flight_while_its_record_is_deleted_is_lost_everywhere) {
+    EXPECT_TRUE(
+        keepsEveryPromise(scriptOf({2997, -2825, 1944, 2000, -2}, {"638218 1 sync 185 84620\n"
+                                                                   "313 5 add 984 4488\n"
+                                                                   "726211 2 delay-request 3 14",
+                                                                   "288003 2 delete-author 288 59988\n"
+                                                                   "25211 1 delay-request 1 28\n"
+                                                                   "7914 1 add 346 66023\n"
+                                                                   "19126 1 sync 573 31702\n"
+                                                                   "8624 1 delete-folder 1 98201"}),
+                          1003964));
+}
+
+TEST(SimulatedDeletion, A_received_record_that_a_death_leaves_unknown_is_deleted_with_its_file) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({2, -2, -1}, {"9798 3 add 257 51180\n"
+                                                         "2029 2 offline 5 28787\n"
+                                                         "3442 2 sync 556 92793\n"
+                                                         "622051 3 edit 439 96315\n"
+                                                         "1339 3 add 741 80093\n"
+                                                         "14470 2 fail-disk 12 61180\n"
+                                                         "9309 1 add 416 65307\n"
+                                                         "7851 1 lose-answer 4 66359\n"
+                                                         "3602 2 server-error 2 43801\n"
+                                                         "5711 1 delete-author 921 20286\n"
+                                                         "6379 1 set-image 510 35094\n"
+                                                         "3456 2 kill 70 93965\n"
+                                                         "4453 3 delete-folder 575 83004\n"
+                                                         "2221 2 sync 872 3982"}),
+                                  1005618));
+}
+
+TEST(SimulatedDeletion, An_edit_that_a_deleted_folder_has_taken_with_it_in_flight_is_sent_again) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({1, 2, 2592}, {"298575 2 add 650 59799\n"
+                                                          "793362 3 sync 865 62995",
+                                                          "385414 3 delay-answer 2 92\n"
+                                                          "42462 3 edit 669 62345\n"
+                                                          "19224 1 delete-folder 432 34715\n"
+                                                          "908 3 sync 679 87692\n"
+                                                          "1812 2 sync 846 56932"}),
+                                  1011750));
+}

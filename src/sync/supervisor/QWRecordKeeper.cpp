@@ -176,12 +176,15 @@ bool QWRecordKeeper::isDeletedUnsaved(const QWManagedObjectWithSyncSupport& pres
     return host && host->isDeleted();
 }
 
-// A deletion that waits, of an object that only the host's store still has, stands.
+// A deletion that waits, of an object that only the host's store still has, stands. What is in flight may differ by now, or
+// have been in the cloud and be gone: it is sent once more.
 void QWRecordKeeper::queue(const QWManagedObjectWithSyncSupport& present) {
     const auto row = engine_.objectWaitingSyncForObject(present, false);
     if (row && row->action() == QWDropboxSyncActionDelete)
         return;
     engine_.queueForUpload(present);
+    if (row && row == engine_.objectSyncingForFileWithName(fileNameOf(present)))
+        row->setObjectModifiedWhileUploading(true);
 }
 
 // By the date as it travels and, in one second, by the form that travels.

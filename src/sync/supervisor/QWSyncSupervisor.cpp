@@ -188,7 +188,13 @@ void QWSyncSupervisor::uploadFile(const QString& filename, const QString& folder
     else if (isPlaceholder(filename))
         passOverUpload(filename, localPath);
     else
-        request(requests_.uploads).uploadFile(filename, folder, parentRev, localPath);
+        sendFile(filename, folder, parentRev, localPath);
+}
+
+void QWSyncSupervisor::sendFile(const QString& fileName, const QString& folder, const QString& parentRev,
+                                const QString& localPath) {
+    parentRevisions_.insert(fileName, parentRev);
+    request(requests_.uploads).uploadFile(fileName, folder, parentRev, localPath);
 }
 
 // An object that was changed while it was in flight is sent again at each of its completions, for as long as
@@ -296,6 +302,7 @@ void QWSyncSupervisor::stop() {
     folderLookupTimer_.cancel();
     recordsInFlight_.clear();
     imagesInFlight_.clear();
+    parentRevisions_.clear();
     imageCopies_.clear();
     refusals_.clear();
     images_->giveBatchUp();

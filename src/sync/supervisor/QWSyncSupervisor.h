@@ -161,10 +161,13 @@ private:
     bool isActive() const { return engine_ && engine_->status() < QWDropboxSyncStatusDisabled; }
     bool isBatchRunning() const;
     bool isPollDue() const;
+    void sendFile(const QString& fileName, const QString& folder, const QString& parentRev,
+                  const QString& localPath);
     bool isRepetition(const QString& fileName);
     bool isPlaceholder(const QString& fileName) const;
     void passOverUpload(const QString& fileName, const QString& localPath);
     void finishUpload(const QString& destinationPath, const QString& sourcePath, const DBMetadata& metadata);
+    DBMetadata versionThatStands(const DBMetadata& sent) const;
     bool isQueryStale();
     void sendAgainWhatIsDeleted(const QList<DBDeltaEntryRef>& page);
     void sendWaiting();
@@ -266,6 +269,7 @@ private:
     };
     QHash<QString, SentRecord> recordsInFlight_; // by uuid: what was last sent, and when
     QSet<QString> imagesInFlight_;               // uuids of objects in flight whose images were sent
+    QHash<QString, QString> parentRevisions_;    // by file name, as the latest upload of the file gave it
     // File names of conflicted copies of images, by the path (lower case) of the image, which is looked up.
     QHash<QString, QString> imageCopies_;
     QHash<QString, int> refusals_; // of downloads, by file name: how often in a row

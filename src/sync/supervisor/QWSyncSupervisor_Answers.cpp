@@ -117,7 +117,8 @@ void QWSyncSupervisor::finishUpload(const QString& destinationPath, const QStrin
     const bool isImageBehind = mayHaveChanged && qw::sync::isRecordFile(fileName)
                                && !imagesInFlight_.contains(uuidAcknowledged_)
                                && images_->noteBehind(fileName);
-    finish([&](auto& to) { to.restClientUploadedFile(*this, destinationPath, sourcePath, metadata); });
+    const DBMetadata standing = versionThatStands(metadata);
+    finish([&](auto& to) { to.restClientUploadedFile(*this, destinationPath, sourcePath, standing); });
     const QString uuid = std::exchange(uuidAcknowledged_, QString());
     if (isActive() && !engine_->objectSyncingForFileWithName(fileName)) {
         recordsInFlight_.remove(uuid);
@@ -126,6 +127,20 @@ void QWSyncSupervisor::finishUpload(const QString& destinationPath, const QStrin
             sendWaiting();
     }
     letGoOfRow(fileName);
+}
+
+// Of a file that was listed with another revision while its upload was out, that one stands: had the upload come later, it
+// would have become a copy of a conflict. What is sent next with the revision answered would become one, each time.
+DBMetadata QWSyncSupervisor::versionThatStands(const DBMetadata& sent) const {
+    const auto known = engine_->fileMetadataManager().fileMetadataForFileName(sent.filename(), false);
+    const auto parent = parentRevisions_.constFind(sent.filename());
+    if (!known || known->rev().isEmpty() || parent == parentRevisions_.constEnd() || known->rev() == *parent)
+        return sent;
+    DBMetadata listed = sent;
+    listed.rev = known->rev();
+    listed.hash = known->remoteHash();
+    listed.lastModifiedDate = known->lastModifiedDate();
+    return listed;
 }
 
 void QWSyncSupervisor::restClientUploadFileFailedWithError(DBRestClient&, const QWError& error) {
@@ -142,9 +157,8 @@ void QWSyncSupervisor::restClientUploadFileFailedWithError(DBRestClient&, const 
                     return repeatPreferences();
                 const QString fileName = qw::text::lastPathComponent(path);
                 const auto known = engine_->fileMetadataManager().fileMetadataForFileName(fileName, false);
-                request(requests_.uploads)
-                    .uploadFile(fileName, path.section(QLatin1Char('/'), 0, -2),
-                                known ? known->rev() : QString(), sourcePath);
+                sendFile(fileName, path.section(QLatin1Char('/'), 0, -2), known ? known->rev() : QString(),
+                         sourcePath);
             });
     });
     if (isLocalPreferences(sourcePath))

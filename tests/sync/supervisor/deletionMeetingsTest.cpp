@@ -81,3 +81,27 @@ TEST_F(InFlight, A_copy_that_was_deleted_meanwhile_makes_nothing_be_sent_again) 
     EXPECT_EQ(count(QWRestRequest::Upload), 1);
     EXPECT_TRUE(supervisor().isInStep());
 }
+
+// Its sync folder may have been deleted, and made again by a desktop that holds the earlier version.
+TEST_F(InFlight, What_is_listed_in_an_earlier_version_meanwhile_is_sent_again) {
+    cloud.remove("Book!!!X.data");
+    cloud.putRecord("Book!!!X.data", book("Old"));
+    pass(2000);
+    EXPECT_TRUE(cloud.bytes("Book!!!X.data").contains("\"T\""));
+    EXPECT_EQ(cloud.fileNames(), QStringList{"Book!!!X.data"});
+}
+
+TEST_F(DeletedReference, Is_lost_in_the_cloud_when_the_record_is_in_flight_with_it) {
+    supervisor().syncNow();
+    pass(1);
+    desktop.client->on(QWRestRequest::Upload).first(1).delaysRequest(std::chrono::seconds(700));
+    const auto added = desktop.add("Book");
+    added->setUuid("B");
+    added->setRelatedObject("author", author.data());
+    desktop.context->processPendingChanges();
+    pass(1);
+    cloud.remove("Author!!!A.data");
+    pass(2000);
+    EXPECT_FALSE(desktop.find("A", "Author"));
+    EXPECT_FALSE(isReferenceInCloud());
+}
