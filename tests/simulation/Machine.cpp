@@ -96,8 +96,9 @@ void Machine::start() {
     watch();
     if (isSupervised_)
         beginSupervision();
-    const auto unnoted = std::exchange(unnoted_, {});
+    const auto unnoted = unnoted_;
     HostAction action(*this);
+    unnoted_ = unnoted; // this process may end before the engine can write, too
     for (const QString& uuid : imagesUnsaved_ | unnoted)
         if (const auto book = QWManagedObjectWithSyncSupport::fetchObjectWithUUID(uuid, "Book", *context_))
             if (unnoted.contains(uuid) || world.files->exists(book->imageURL().toLocalFile()))

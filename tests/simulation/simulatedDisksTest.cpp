@@ -162,3 +162,23 @@ TEST(SimulatedDisk, A_batch_is_not_saved_while_the_archive_cannot_be) {
                                                               "14257 2 close 988 86792"}),
                                   820204));
 }
+
+TEST(SimulatedDisk, What_a_full_disk_keeps_two_processes_from_writing_down_is_sent_by_the_third) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({2087, 2}, {"11286 2 fill-disk 982 20362\n"
+                                                       "700664 2 add 707 6692\n"
+                                                       "7088 2 fail-disk 11 88132\n"
+                                                       "188150 2 save 556 20198\n"
+                                                       "1087 2 close 425 15796\n"
+                                                       "4326 2 lose-power 28 76925"}),
+                                  1010457));
+}
+
+TEST(SimulatedDisk, What_a_process_could_not_write_down_is_sent_though_the_next_one_loses_its_power) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({0, 2, -2}, {"", "12304 2 fill-disk 423 35547\n"
+                                                            "5555 2 add 854 98868\n"
+                                                            "3522 2 save 408 65910\n"
+                                                            "153056 2 close 104 26628\n"
+                                                            "3734 2 lose-power 8 32483\n"
+                                                            "37228 2 free-disk 438 10392"}),
+                                  1013796));
+}
