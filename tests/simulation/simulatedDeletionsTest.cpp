@@ -176,3 +176,18 @@ TEST(SimulatedDeletion, An_edit_that_a_deleted_folder_has_taken_with_it_in_fligh
                                                           "1812 2 sync 846 56932"}),
                                   1011750));
 }
+
+TEST(SimulatedDeletion, An_image_that_comes_before_the_record_that_takes_back_a_deletion_is_there_with_it) {
+    EXPECT_TRUE(
+        keepsEveryPromise(scriptOf({2274, 1}, {"208753 2 add 556 4402", "3851 2 add 598 70568\n"
+                                                                        "11127 1 delay-request 3 10\n"
+                                                                        "3142 1 set-preference 691 71053\n"
+                                                                        "3794 1 lose-answer 5 73765\n"
+                                                                        "1164 1 delay-answer 5 51\n"
+                                                                        "3867 2 set-image 563 51933\n"
+                                                                        "299223 1 sync 114 42552\n"
+                                                                        "23325 1 delete 227 79805\n"
+                                                                        "10484 1 save 388 15984\n"
+                                                                        "9458355 2 save 798 47340"}),
+                          1014445));
+}

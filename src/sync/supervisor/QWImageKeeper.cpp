@@ -22,7 +22,8 @@ QWImageKeeper::QWImageKeeper(QWDropboxSyncCoreData& engine, QWLosingVersions& lo
 
 // Import ----------------------------------------------------------------------------------------------------
 
-// The engine places an image where none stands.
+// The engine places an image where none stands. One of a record whose deletion waits goes with that; it is known, so
+// that it is asked for again should the record come back.
 QWImageKeeper::Verdict QWImageKeeper::prepareImport(const QString& localPath, const DBMetadata& metadata) {
     const auto present = presentVersion(engine_, metadata.filename());
     const QString path = present ? present->imageURL().toLocalFile() : QString();
@@ -33,7 +34,8 @@ QWImageKeeper::Verdict QWImageKeeper::prepareImport(const QString& localPath, co
         filesToCheck_.insert(metadata.filename());
     if (date)
         return decide(*present, *date, localPath, metadata);
-    if (present || !waitingDeletion(engine_, metadata.filename()))
+    const auto row = present ? QWRef<ObjectWaitingSync>() : waitingDeletion(engine_, metadata.filename());
+    if (!row)
         return {};
     QWArchivedVersion received;
     const auto named = qw::sync::objectNamedByFile(metadata.filename());
@@ -44,7 +46,10 @@ QWImageKeeper::Verdict QWImageKeeper::prepareImport(const QString& localPath, co
     received.origin = Origin::Cloud;
     received.reason = Reason::Deletion;
     QWError error;
-    return losingVersions_.addImage(received, &error) ? Verdict() : Verdict{error.message, Verdict::Later};
+    if (!losingVersions_.addImage(received, &error))
+        return {error.message, Verdict::Later};
+    row->setObjectCouldHaveAnImage(true);
+    return {QStringLiteral("its record was deleted"), Verdict::Declined};
 }
 
 // The engine keeps a local image that is not older than the cloud's, and would give it the cloud's date. Where

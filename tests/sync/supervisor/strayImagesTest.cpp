@@ -171,3 +171,26 @@ TEST_F(StrayImages, An_image_that_comes_while_the_deletion_of_its_record_waits_i
     EXPECT_FALSE(a.find(uuid));
     EXPECT_EQ(cloud.fileNames(), QStringList());
 }
+
+// The image arrives while the deletion waits, the record later.
+TEST_F(StrayImages, A_record_that_comes_back_after_its_image_was_declined_brings_that) {
+    const QString uuid = commonBook();
+    a.engine->deactivateSync();
+    b.setImage(*b.find(uuid), "cover");
+    b.sync();
+    StrayImage::ofImage(a.client->on(QWRestRequest::LoadFile)).first(1).delaysAnswer(5s);
+    a.client->on(QWRestRequest::LoadFile)
+        .where([](const QWRestRequest& request) { return request.path.endsWith(".data"); })
+        .first(1)
+        .delaysAnswer(10s);
+    a.activate();
+    a.advance(2s);
+    a.context->deleteObject(*a.find(uuid));
+    a.save();
+    a.advance(5s);
+    EXPECT_EQ(a.supervisor->counts().declined, 1);
+    sync();
+    ASSERT_TRUE(a.find(uuid));
+    EXPECT_EQ(a.image(*a.find(uuid)), "cover");
+    EXPECT_TRUE(areInStep());
+}
