@@ -182,3 +182,18 @@ TEST(SimulatedDisk, What_a_process_could_not_write_down_is_sent_though_the_next_
                                                             "37228 2 free-disk 438 10392"}),
                                   1013796));
 }
+
+TEST(SimulatedDisk, An_image_that_is_set_while_a_failing_disk_holds_up_its_record_is_sent) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({1, 2, 0}, {"7043 3 add 538 38680\n"
+                                                       "462 3 kill 39 3639\n"
+                                                       "4620 3 save 285 68739\n"
+                                                       "17924 3 server-error 3 38168\n"
+                                                       "2231 3 set-preference 105 54905\n"
+                                                       "550588 3 delete 572 22501\n"
+                                                       "14651 3 add 862 4046\n"
+                                                       "7566 3 set-image 720 16383\n"
+                                                       "238732 3 fail-disk 28 11772\n"
+                                                       "12715 3 sync 554 88145\n"
+                                                       "16879 3 set-image 419 38784"}),
+                                  1003402));
+}

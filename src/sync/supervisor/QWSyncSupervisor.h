@@ -268,8 +268,9 @@ private:
         bool mayHaveImage = false;
     };
     QHash<QString, SentRecord> recordsInFlight_; // by uuid: what was last sent, and when
-    QSet<QString> imagesInFlight_;               // uuids of objects in flight whose images were sent
-    QHash<QString, QString> parentRevisions_;    // by file name, as the latest upload of the file gave it
+    // Uuids of objects in flight whose images are, too, or have become copies of a conflict.
+    QSet<QString> imagesInFlight_;
+    QHash<QString, QString> parentRevisions_; // by file name, as the latest upload of the file gave it
     // File names of conflicted copies of images, by the path (lower case) of the image, which is looked up.
     QHash<QString, QString> imageCopies_;
     QHash<QString, int> refusals_; // of downloads, by file name: how often in a row

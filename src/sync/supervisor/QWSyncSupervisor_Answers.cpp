@@ -111,6 +111,8 @@ void QWSyncSupervisor::finishUpload(const QString& destinationPath, const QStrin
     const QString fileName = qw::text::lastPathComponent(destinationPath);
     uuidAcknowledged_ = qw::sync::uuidNamedByFile(fileName);
     sendsImageAgain_ = false;
+    if (qw::sync::isImageFile(fileName) && !images_->isConflicted(fileName))
+        imagesInFlight_.remove(uuidAcknowledged_);
     records_->noteUpload(fileName);
     const SentRecord sent = recordsInFlight_.value(uuidAcknowledged_);
     const bool mayHaveChanged = sent.hostChanges != hostChanges_ || sent.mayHaveImage;

@@ -356,3 +356,21 @@ TEST_F(OneImage, An_image_that_is_set_while_its_record_is_in_flight_is_sent) {
     EXPECT_EQ(engine().numberOfObjectsWaitingSync(), 0);
     EXPECT_TRUE(desktop.isIdle());
 }
+
+// As when the record could not be staged at first, for want of space, and bears the date of the second image then.
+TEST_F(OneImage, An_image_that_is_set_after_the_one_before_was_sent_and_before_its_record_was_is_sent) {
+    desktop.client->on(QWRestRequest::Upload)
+        .where([](const QWRestRequest& request) { return request.path.endsWith(".data"); })
+        .first(1)
+        .delaysAnswer(5s);
+    const auto book = desktop.add("Book", {{"title", "T"}});
+    desktop.setImage(*book, "first");
+    desktop.save();
+    pass(2);
+    ASSERT_EQ(cloud.bytes(fileName(*book, "image")), "first");
+    replaceImage(desktop, book->uuid(), "second", desktop.now());
+    pass(60);
+    EXPECT_EQ(cloud.bytes(fileName(*book, "image")), "second");
+    EXPECT_EQ(count(QWRestRequest::Upload), 4);
+    EXPECT_TRUE(desktop.isIdle());
+}
