@@ -27,8 +27,12 @@ const Weights manyDeletions{{Event::Add, 6},         {Event::Edit, 10},       {E
                             {Event::DelayAnswer, 1}, {Event::RefuseToken, 1}, {Event::ForgetCursors, 1},
                             {Event::Kill, 1},        {Event::LosePower, 1},   {Event::JumpClock, 1}};
 
-Weights together(std::initializer_list<Weights> parts, int faultFactor = 1) {
-    Weights all = work;
+// With few records: so that most events meet a transfer of the one file that all machines write.
+const Weights preferenceWork{
+    {Event::Add, 2},        {Event::Edit, 3},  {Event::Save, 4},           {Event::Sync, 16},
+    {Event::Deactivate, 4}, {Event::Close, 4}, {Event::SetPreference, 40}, {Event::DeletePreferences, 2}};
+
+Weights together(std::initializer_list<Weights> parts, int faultFactor = 1, Weights all = work) {
     for (const Weights& part : parts)
         for (const auto& [kind, weight] : part)
             all.emplace_back(kind, weight * faultFactor);
@@ -118,6 +122,8 @@ const std::vector<Scenario>& Scenario::all() {
         {"cloud", "lost cursors, a folder or a file that somebody deletes", together({cloud, network}), 4},
         {"clocks", "clocks that jump", together({clocks, deaths}, 2), 4},
         {"deletions", "very many deletions, which wait for an answer", manyDeletions, 3},
+        {"preferences", "shared preferences, and every disturber",
+         together({network, deaths, disk, cloud, clocks}, 1, preferenceWork), 4},
         {"alone", "every disturber, and engines without a supervisor",
          together({network, deaths, disk, cloud, clocks}), 5, false},
     };
