@@ -1,0 +1,125 @@
+// What the engine asks of the cloud.
+//
+// Invariant:
+// - Each request of the engine is sent once, held until the next restart, or (a poll) taken back.
+#include "sync/supervisor/QWSyncSupervisor.h"
+
+#include "core/QWManagedObjectWithSyncSupport.h"
+#include "platform/text/QWText.h"
+#include "sync/QWDeltaSpecialActions_p.h"
+#include "sync/QWSyncFileNames_p.h"
+#include "sync/supervisor/QWImageKeeper_p.h"
+#include "sync/supervisor/QWPreferencesKeeper_p.h"
+
+DBRestClient& QWSyncSupervisor::request(qint64& kind) {
+    ++kind;
+    ++requestsOut_;
+    return *client_;
+}
+
+void QWSyncSupervisor::loadDelta(const QString& cursor) {
+    const bool mustWait = isLookingForFolder_ || isDeletionQuestionOpen() || isBatchRunning();
+    if (engineCalls_ == 0 && (mustWait || (!isQueryDue_ && !isPollDue()))) {
+        engine_->takeBackDeltaQuery(statusBefore_);
+        return;
+    }
+    isQueryDue_ = false;
+    hasLastQueryFailed_ = false;
+    isListingFromScratch_ = cursor.isEmpty();
+    lastQuery_ = runLoop().now();
+    ++queriesOut_;
+    request(requests_.queries).loadDelta(cursor);
+}
+
+// A page that comes meanwhile would make the engine load one file more than it may at a time.
+bool QWSyncSupervisor::isBatchRunning() const {
+    return !engine_->deltaEntriesToImport().isEmpty() && !hasLastQueryFailed_;
+}
+
+void QWSyncSupervisor::uploadFile(const QString& filename, const QString& folder, const QString& parentRev,
+                                  const QString& localPath) {
+    if (isLocalPreferences(localPath))
+        uploadPreferences();
+    else if (isRepetition(filename))
+        isRestartDue_ = true;
+    else if (isPlaceholder(filename))
+        passOverUpload(filename, localPath);
+    else
+        sendFile(filename, folder, parentRev, localPath);
+}
+
+void QWSyncSupervisor::sendFile(const QString& fileName, const QString& folder, const QString& parentRev,
+                                const QString& localPath) {
+    parentRevisions_.insert(fileName, parentRev);
+    request(requests_.uploads).uploadFile(fileName, folder, parentRev, localPath);
+}
+
+// An object that was changed while it was in flight is sent again at each of its completions, for as long as
+// it is in flight. Its image comes before its record, and makes it more than a repetition.
+bool QWSyncSupervisor::isRepetition(const QString& fileName) {
+    const QString uuid = qw::sync::uuidNamedByFile(fileName);
+    const bool isAcknowledged = !uuid.isEmpty() && uuid == uuidAcknowledged_;
+    if (!qw::sync::isRecordFile(fileName)) {
+        imagesInFlight_.insert(uuid);
+        sendsImageAgain_ |= isAcknowledged;
+        return false;
+    }
+    const QByteArray bytes = engine_->recordSentInFileWithName(fileName);
+    const bool isSame = recordsInFlight_.value(uuid).bytes == bytes;
+    const auto row = engine_->objectSyncingForFileWithName(fileName);
+    recordsInFlight_.insert(uuid, {bytes, hostChanges_, row && row->objectCouldHaveAnImage().value_or(true)});
+    return isAcknowledged && isSame && !sendsImageAgain_;
+}
+
+// A record without a date was made by a reference to one that has not come. A full re-upload queues it; whoever received
+// it would date it, and the record itself, should it come, would be the earlier version.
+bool QWSyncSupervisor::isPlaceholder(const QString& fileName) const {
+    if (!qw::sync::isRecordFile(fileName))
+        return false;
+    const auto object = engine_->objectSentInFileWithName(fileName);
+    return object && !object->dateModified().isValid();
+}
+
+void QWSyncSupervisor::passOverUpload(const QString& fileName, const QString& localPath) {
+    ++requestsOut_;
+    runLoop().post([weak = weak_from_this(), fileName, localPath] {
+        const auto self = weak.lock();
+        if (!self || !self->engine_)
+            return;
+        DBMetadata nothing;
+        nothing.path = qw::sync::remotePath(fileName);
+        self->finishUpload(nothing.path, localPath, nothing);
+        self->engine_->fileMetadataManager().deleteDropboxFileMetadataWithName(fileName);
+        self->engine_->saveCacheContext();
+    });
+}
+
+void QWSyncSupervisor::deletePath(const QString& path) {
+    const QString fileName = qw::text::lastPathComponent(path);
+    if (qw::sync::isRecordFile(fileName) && !qw::sync::isConflictedName(fileName))
+        recordsInFlight_.remove(qw::sync::uuidNamedByFile(fileName));
+    request(requests_.deletions).deletePath(path);
+}
+
+void QWSyncSupervisor::loadFile(const QString& path, const QString& localPath) {
+    const QString fileName = qw::text::lastPathComponent(path);
+    if (qw::sync::isPreferencesFile(path) && !preferences_->isFileDue())
+        engine_->passOverFile(fileName);
+    else if (qw::sync::isPreferencesFile(path))
+        loadPreferences();
+    else if (images_->isCopyOfDeleted(fileName)) {
+        engine_->passOverFile(fileName);
+        deletePath(path);
+    } else if (!images_->passesOver(fileName))
+        request(requests_.downloads).loadFile(path, localPath);
+}
+
+void QWSyncSupervisor::loadMetadata(const QString& path) {
+    if (qw::sync::isPreferencesFile(path))
+        return lookUpPreferences();
+    if (qw::sync::isSyncFolder(path)) {
+        isLookingForFolder_ = true;
+        folderLookupTimer_.cancel();
+    }
+    request(requests_.queries).loadMetadata(path);
+}
