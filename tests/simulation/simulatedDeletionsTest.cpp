@@ -191,3 +191,17 @@ TEST(SimulatedDeletion, An_image_that_comes_before_the_record_that_takes_back_a_
                                                                         "9458355 2 save 798 47340"}),
                           1014445));
 }
+
+TEST(SimulatedDeletion, An_image_whose_record_goes_and_comes_back_while_it_is_sent_is_fetched) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({1, 1, -2383}, {"", "1641 1 add 524 32810\n"
+                                                               "208 1 delay-answer 5 8\n"
+                                                               "408841 3 deactivate 362 49018\n"
+                                                               "23646 1 edit 807 59163\n"
+                                                               "3428 1 edit 381 8069\n"
+                                                               "2968 2 sync 474 39790\n"
+                                                               "1525 2 delay-request 5 76\n"
+                                                               "6274 2 edit 519 33938\n"
+                                                               "580363 2 set-image 579 34770\n"
+                                                               "1864 1 delete 649 28868"}),
+                                  20856));
+}

@@ -242,6 +242,13 @@ bool QWImageKeeper::finishBatch() {
     return true;
 }
 
+// Its record may have been deleted, and have come back, while the image was on its way.
+void QWImageKeeper::noteUpload(const QString& fileName) {
+    const auto object = qw::sync::isImageFile(fileName) ? hostsObject(engine_, fileName) : Object();
+    if (object && !object->imageURL().isEmpty() && !files().exists(object->imageURL().toLocalFile()))
+        imagesAskedFor_.insert(nameOf(*object));
+}
+
 // A change of the date and the image alone is not marked while the object is in flight. The note is saved with the end
 // of the row, so that a process that dies before the object is queued again leaves it to the next one.
 bool QWImageKeeper::noteBehind(const QString& fileName) {

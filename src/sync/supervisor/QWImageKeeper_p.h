@@ -56,6 +56,8 @@ public:
 
     // After a change of the host's. True when it has queued a record for its image.
     bool noteHostChange(const QWManagedObjectSet& updated);
+    // Before the engine is told that a file was sent: an image that has gone here meanwhile is asked for by the next batch.
+    void noteUpload(const QString& fileName);
     // Before the engine is told that a record was sent alone: whether its image should have been.
     bool noteBehind(const QString& fileName);
 

@@ -113,6 +113,7 @@ void QWSyncSupervisor::finishUpload(const QString& destinationPath, const QStrin
     sendsImageAgain_ = false;
     if (qw::sync::isImageFile(fileName) && !images_->isConflicted(fileName))
         imagesInFlight_.remove(uuidAcknowledged_);
+    images_->noteUpload(fileName);
     records_->noteUpload(fileName);
     const SentRecord sent = recordsInFlight_.value(uuidAcknowledged_);
     const bool mayHaveChanged = sent.hostChanges != hostChanges_ || sent.mayHaveImage;
