@@ -197,3 +197,14 @@ TEST(SimulatedDisk, An_image_that_is_set_while_a_failing_disk_holds_up_its_recor
                                                        "16879 3 set-image 419 38784"}),
                                   1003402));
 }
+
+TEST(SimulatedDisk, A_save_that_has_failed_does_not_come_true_after_a_death) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({2, -3575}, {"6239 2 add 974 36049\n"
+                                                        "4827 2 fail-disk 11 48436\n"
+                                                        "4207 2 save 799 86436\n"
+                                                        "13854 2 delete 78 99320",
+                                                        "5180 2 kill 56 7931\n"
+                                                        "4054 2 add 153 2728\n"
+                                                        "7320 2 delete 372 44480"}),
+                                  759));
+}

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <limits>
 #include <map>
 #include <sqlite3.h>
 
@@ -22,10 +23,11 @@ public:
         readsFail_ = false;
     }
 
-    // Every call that changes a file answers `result`, after `after` more that work.
-    void fail(int result, int after = 0) {
+    // `times` calls that change a file answer `result`, after `after` more that work.
+    void fail(int result, int after = 0, int times = std::numeric_limits<int>::max()) {
         result_ = result;
         calls_ = after;
+        failures_ = times;
     }
     void failReads(bool fail) { readsFail_ = fail; }
     void mend() {
@@ -49,7 +51,7 @@ private:
         return code;
     }
     static const sqlite3_io_methods& realOf(sqlite3_file* file) { return *realMethods_.at(file->pMethods); }
-    static bool fails() { return result_ != SQLITE_OK && calls_-- <= 0; }
+    static bool fails() { return result_ != SQLITE_OK && calls_-- <= 0 && failures_-- > 0; }
     static int read(sqlite3_file* file, void* bytes, int size, sqlite3_int64 offset) {
         return readsFail_ ? SQLITE_IOERR_READ : realOf(file).xRead(file, bytes, size, offset);
     }
@@ -65,6 +67,6 @@ private:
     static inline std::map<const sqlite3_io_methods*, sqlite3_io_methods> methods_; // by the real ones
     static inline std::map<const sqlite3_io_methods*, const sqlite3_io_methods*> realMethods_;
     static inline int result_ = SQLITE_OK;
-    static inline int calls_ = 0;
+    static inline int calls_ = 0, failures_ = 0;
     static inline bool readsFail_ = false;
 };

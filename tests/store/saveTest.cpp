@@ -3,6 +3,8 @@
 #include "store/FaultyDisk.h"
 #include "store/QWStoreError.h"
 
+#include <QFile>
+#include <functional>
 #include <optional>
 
 // The steps of a save, and what a failed one leaves.
@@ -150,6 +152,35 @@ protected:
         coordinator = openStore();
         context = makeContext();
     }
+    // The authors that another process would find if this one died now.
+    QStringList authorsLeft() {
+        const QString path = folder.filePath("library.sqlite"), left = folder.filePath("left.sqlite");
+        for (const char* part : {"", "-wal"}) {
+            QFile::remove(left + part);
+            EXPECT_TRUE(QFile::copy(path + part, left + part));
+        }
+        const auto opened =
+            std::make_shared<QWPersistentStoreCoordinator>(libraryModel(), world.environment());
+        EXPECT_TRUE(opened->addStore(left, {}));
+        QWManagedObjectContext reading(opened, QWConcurrencyType::MainQueue);
+        return names(fetchIn(reading, "Author"), "name");
+    }
+    // Makes each step of a save fail in turn, so many in a row, and then takes the changes back.
+    void failAtEachStep(int failuresInARow, const std::function<void()>& afterwards) {
+        int failedSaves = 0;
+        for (int after = 0;; ++after) {
+            insert("Author", {{"name", "Eve"}});
+            disk->fail(SQLITE_IOERR_FSYNC, after, failuresInARow);
+            const bool isSaved = context->save();
+            disk->mend();
+            if (isSaved)
+                break;
+            ++failedSaves;
+            context->rollback();
+            afterwards();
+        }
+        EXPECT_GT(failedSaves, 1);
+    }
     std::optional<FaultyDisk> disk;
 };
 
@@ -200,4 +231,20 @@ TEST_F(SaveOnFaultyDisk, A_row_that_cannot_be_read_now_is_no_empty_record_and_ca
     EXPECT_EQ(book->relatedObject("author"), Ref());
     EXPECT_TRUE(book->setValueForKey("title", "Two"));
     save();
+}
+
+// The journal may hold all of it when the last step fails.
+TEST_F(SaveOnFaultyDisk, A_save_that_failed_does_not_come_true_when_the_process_dies) {
+    insert("Author", {{"name", "Ana"}});
+    save();
+    failAtEachStep(1, [&] { EXPECT_EQ(authorsLeft(), QStringList{"Ana"}); });
+}
+
+TEST_F(SaveOnFaultyDisk, A_save_that_failed_does_not_come_true_once_the_store_was_used_on_a_disk_that_works) {
+    insert("Author", {{"name", "Ana"}});
+    save();
+    failAtEachStep(100, [&] {
+        EXPECT_EQ(fetch("Author").size(), 1u);
+        EXPECT_EQ(authorsLeft(), QStringList{"Ana"});
+    });
 }

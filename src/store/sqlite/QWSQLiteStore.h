@@ -128,6 +128,7 @@ private:
     template <class Action>
     bool guarded(QWError* error, Action action) {
         const std::lock_guard lock(mutex_);
+        overwriteFailedCommit();
         try {
             action();
             return true;
@@ -170,6 +171,9 @@ private:
     void writeLinks(const QWPropertyDescription& relationship, qint64 owner,
                     const std::vector<QWManagedObjectID>& members);
     void writeRowCounts();
+    // A commit whose last step fails, the syncing of the journal, may stand whole in that, and the next process would find
+    // it if this one died. Tried with every operation until the disk lets it.
+    void overwriteFailedCommit();
     void abandon();
     void endTransaction();
 
@@ -183,4 +187,5 @@ private:
     std::vector<qint64> newRows_; // inserted minus removed in this transaction
     std::vector<std::weak_ptr<QWDistinctTexts>> kept_;
     bool inTransaction_ = false;
+    bool mayFailedCommitStand_ = false;
 };

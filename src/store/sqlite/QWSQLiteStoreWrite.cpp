@@ -194,6 +194,7 @@ bool QWSQLiteStore::commit(QWError* error) {
             connection_->run("COMMIT");
         }
     });
+    mayFailedCommitStand_ = !committed;
     if (committed)
         endTransaction();
     else
@@ -231,5 +232,18 @@ void QWSQLiteStore::abandon() {
 void QWSQLiteStore::endTransaction() {
     inTransaction_ = false;
     std::fill(newRows_.begin(), newRows_.end(), 0);
+    overwriteFailedCommit();
     mutex_.unlock();
+}
+
+// The next commit takes its place: one of keys that nobody gets.
+void QWSQLiteStore::overwriteFailedCommit() {
+    if (!mayFailedCommitStand_ || inTransaction_)
+        return;
+    try {
+        connection_->run("UPDATE qw_entities SET next_key = next_key + 1");
+        mayFailedCommitStand_ = false;
+    } catch (const QWStoreFailure&) {
+        // the disk fails still
+    }
 }
