@@ -19,11 +19,12 @@
 namespace {
 
 constexpr unsigned twiceEvery = 100; // seeds
+constexpr unsigned mostJobs = 64;    // so that no slip of the finger takes all processes of the machine
 
 struct Sum {
     qint64 seeds = 0, events = 0, requests = 0, faultsMet = 0, deaths = 0, questions = 0;
     ExceptionCounts exceptions{};
-    double requestShare = 0; // the greatest, of those that are due
+    double requestShare = 0; // the greatest, of those that are allowed
 
     void add(const World::Outcome& outcome) {
         add({1, outcome.events, outcome.requests, outcome.faultsMet, outcome.deaths, outcome.questions,
@@ -61,7 +62,7 @@ struct Options {
 
 // What a process tells of itself, also when it crashes: it stands in memory that the processes share.
 struct Job {
-    unsigned seed = 0; // at which it is
+    quint64 seed = 0; // at which it is; behind the last one, of which there may be no greater
     int failures = 0;
     Sum sum;
 };
@@ -100,33 +101,50 @@ bool runSeed(const Options& options, unsigned seed, Sum& sum) {
 // The seeds of one process, from that of its job on.
 void runSeeds(const Options& options, Job& job) {
     for (; job.seed <= options.last; job.seed += options.jobs)
-        job.failures += !runSeed(options, job.seed, job.sum);
+        job.failures += !runSeed(options, unsigned(job.seed), job.sum);
 }
 
 Options optionsOf(const QCoreApplication& application) {
     QCommandLineParser parser;
-    parser.setApplicationDescription(
-        QStringLiteral("Simulates machines that sync through days of accidents."));
-    parser.addHelpOption();
-    parser.addOption({QStringLiteral("seeds"), QStringLiteral("Which seeds, such as 1..1000."),
+    parser.setApplicationDescription(QStringLiteral(
+        "Simulates machines that sync through days of accidents. Ends with 0 when all promises\n"
+        "were kept, with 1 when one was broken or a process has crashed, and with 2 when an\n"
+        "option makes no sense."));
+    const QCommandLineOption help = parser.addHelpOption();
+    parser.addOption({QStringLiteral("seeds"),
+                      QStringLiteral("Which seeds: a range such as 1..1000, or one; 1..100 without it."),
                       QStringLiteral("FROM..TO"), QStringLiteral("1..100")});
-    parser.addOption({QStringLiteral("jobs"), QStringLiteral("Processes at once."), QStringLiteral("N"),
-                      QStringLiteral("1")});
-    QStringList names;
-    for (const Scenario& scenario : Scenario::all())
-        names.append(scenario.name + QStringLiteral(" (") + scenario.description + QStringLiteral(")"));
-    parser.addOption({QStringLiteral("scenario"),
-                      QStringLiteral("One of ") + names.join(QStringLiteral(", ")), QStringLiteral("NAME"),
-                      QStringLiteral("everything")});
-    parser.addOption({QStringLiteral("forbid"),
-                      QStringLiteral("Let an exception of this kind break a promise (docs/guarantees.md)."),
-                      QStringLiteral("KIND")});
+    parser.addOption({QStringLiteral("jobs"),
+                      QStringLiteral("Processes at once, 1 to %1; 1 without it.").arg(mostJobs),
+                      QStringLiteral("N"), QStringLiteral("1")});
+    QStringList names, descriptions, kinds;
+    for (const Scenario& scenario : Scenario::all()) {
+        names.append(scenario.name);
+        descriptions.append(QStringLiteral("%1 (%2)").arg(scenario.name, scenario.description));
+    }
+    for (size_t kind = 0; kind < exceptionCount; ++kind)
+        kinds.append(nameOf(Exception(kind)));
+    parser.addOption(
+        {QStringLiteral("scenario"),
+         QStringLiteral("One of %1; everything without it.").arg(descriptions.join(QStringLiteral(", "))),
+         QStringLiteral("NAME"), QStringLiteral("everything")});
+    parser.addOption(
+        {QStringLiteral("forbid"),
+         QStringLiteral("Let what is counted in the scenario \"alone\" as one of %1 break a promise "
+                        "(docs/guarantees.md).")
+             .arg(kinds.join(QStringLiteral(", "))),
+         QStringLiteral("KIND")});
     parser.addOption({QStringLiteral("hashes"), QStringLiteral("Print of each seed the hash of its trace.")});
     parser.addOption(
         {QStringLiteral("trace"),
          QStringLiteral("Of a seed that breaks a promise, print each step of the shortest list of "
                         "events that does.")});
-    parser.process(application);
+    if (!parser.parse(application.arguments()))
+        refuse(parser.errorText());
+    if (parser.isSet(help) || parser.isSet(QStringLiteral("help-all")))
+        parser.showHelp();
+    if (!parser.positionalArguments().isEmpty())
+        refuse(QStringLiteral("%1: not understood").arg(parser.positionalArguments().first()));
 
     Options options;
     const QStringList range = parser.value(QStringLiteral("seeds")).split(QStringLiteral(".."));
@@ -137,20 +155,20 @@ Options optionsOf(const QCoreApplication& application) {
     if (!isFirst || !isLast || range.size() > 2 || options.last < options.first)
         refuse(QStringLiteral("--seeds %1 is no range such as 1..1000")
                    .arg(parser.value(QStringLiteral("seeds"))));
-    if (!isNumber || options.jobs < 1)
-        refuse(
-            QStringLiteral("--jobs %1 is no number of processes").arg(parser.value(QStringLiteral("jobs"))));
+    if (!isNumber || options.jobs < 1 || options.jobs > mostJobs)
+        refuse(QStringLiteral("--jobs %1 is no number from 1 to %2")
+                   .arg(parser.value(QStringLiteral("jobs")))
+                   .arg(mostJobs));
     options.scenario = Scenario::named(parser.value(QStringLiteral("scenario")));
     if (!options.scenario)
         refuse(QStringLiteral("--scenario %1 is none of %2")
                    .arg(parser.value(QStringLiteral("scenario")), names.join(QStringLiteral(", "))));
     options.printsTrace = parser.isSet(QStringLiteral("trace"));
     const QString forbidden = parser.value(QStringLiteral("forbid"));
-    for (size_t kind = 0; kind < exceptionCount; ++kind)
-        if (nameOf(Exception(kind)) == forbidden)
-            options.forbidden = Exception(kind);
-    if (!forbidden.isEmpty() && !options.forbidden)
-        refuse(QStringLiteral("--forbid %1 is no kind of exception").arg(forbidden));
+    if (const auto kind = kinds.indexOf(forbidden); kind >= 0)
+        options.forbidden = Exception(kind);
+    else if (parser.isSet(QStringLiteral("forbid")))
+        refuse(QStringLiteral("--forbid %1 is none of %2").arg(forbidden, kinds.join(QStringLiteral(", "))));
     options.printsHashes = parser.isSet(QStringLiteral("hashes"));
     return options;
 }
@@ -176,7 +194,7 @@ int runJobs(const Options& options, Sum& sum) {
     auto* const jobs = static_cast<Job*>(memory);
     std::vector<pid_t> processes;
     for (unsigned number = 0; number < options.jobs; ++number) {
-        new (&jobs[number]) Job{options.first + number, 0, {}};
+        new (&jobs[number]) Job{quint64(options.first) + number, 0, {}};
         processes.push_back(begin(options, jobs[number]));
     }
     int failures = 0;
@@ -201,7 +219,7 @@ int runJobs(const Options& options, Sum& sum) {
 void printSum(const Scenario& scenario, const Sum& sum, int failures, double seconds) {
     say(QStringLiteral(
             "%1: %2 seeds in %3 s (%4 a second), %5 failed; %6 events, %7 requests, %8 of them disturbed, "
-            "of those due at most %9 in a seed, %10 deaths, %11 questions")
+            "at most %9 of those allowed in a seed, %10 deaths, %11 questions")
             .arg(scenario.name)
             .arg(sum.seeds)
             .arg(seconds, 0, 'f', 1)

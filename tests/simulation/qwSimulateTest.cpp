@@ -31,6 +31,34 @@ TEST(SimulateProcess, Goes_the_same_way_in_each_process) {
     EXPECT_EQ(hashesOf("21..24"), hashes);
 }
 
+TEST(SimulateProcess, Refuses_options_that_make_no_sense) {
+    for (const QStringList& arguments : {QStringList{"--seeds", "5..1"},
+                                         {"--seeds", "1.."},
+                                         {"--seeds", "x"},
+                                         {"--seeds", "1..2", "--jobs", "0"},
+                                         {"--seeds", "1..2", "--jobs", "65"},
+                                         {"--seeds", "1..2", "--scenario", "sunshine"},
+                                         {"--seeds", "1..2", "--forbid", "sunshine"},
+                                         {"--seeds", "1..2", "--sunshine"},
+                                         {"1..2"}}) {
+        QProcess process;
+        process.start(QStringLiteral(QW_SIMULATE), arguments);
+        ASSERT_TRUE(process.waitForFinished(60'000));
+        EXPECT_EQ(process.exitCode(), 2) << qPrintable(arguments.join(' '));
+        EXPECT_EQ(process.readAllStandardOutput().toStdString(), "");
+        EXPECT_THAT(process.readAllStandardError().toStdString(),
+                    testing::AllOf(testing::StartsWith("qw-simulate: "),
+                                   testing::HasSubstr(QString(arguments.last()).remove("--").toStdString())));
+    }
+}
+
+TEST(SimulateProcess, Ends_behind_the_last_of_all_seeds) {
+    QProcess process;
+    process.start(QStringLiteral(QW_SIMULATE), {"--seeds", "4294967295", "--jobs", "2"});
+    ASSERT_TRUE(process.waitForFinished(60'000));
+    EXPECT_THAT(process.readAllStandardOutput().toStdString(), testing::HasSubstr(": 1 seeds in "));
+}
+
 TEST(SimulateProcess, Names_the_seed_at_which_it_has_crashed_and_goes_on_behind_that) {
     QProcess process;
     process.start(QStringLiteral(QW_SIMULATE), {"--seeds", "31..34", "--hashes"});
