@@ -34,10 +34,16 @@ constexpr Option optionTable[] = {
     {"refuse-deletions", nullptr, "Send again what was deleted elsewhere, if that is very much."},
 };
 
+QString usageOf(const Command& command) {
+    return QStringLiteral("%1 %2").arg(command.name, command.usage).trimmed();
+}
+
 QString helpText() {
     QString text = QStringLiteral("atlas --library DIR COMMAND …\n\n");
-    for (const Command& command : commands())
-        text += QStringLiteral("  %1 %2\n      %3\n").arg(command.name, command.usage, command.summary);
+    for (const Command& command : commands()) {
+        const QString summary = QString(command.summary).replace('\n', "\n      ");
+        text += QStringLiteral("  %1\n      %2\n").arg(usageOf(command), summary);
+    }
     return text;
 }
 
@@ -74,7 +80,7 @@ const std::vector<Command>& commands() {
          runList},
         {"history",
          "[UUID] [--json]",
-         "lists versions that lost, of a record or the latest of all: uuid, version, date, origin, why, "
+         "lists versions that lost, of a record or the latest of all:\nuuid, version, date, origin, why, "
          "title",
          {"json"},
          0,
@@ -83,18 +89,18 @@ const std::vector<Command>& commands() {
         {"restore", "UUID VERSION", "makes one of them the present version again", {}, 2, 2, runRestore},
         {"prefs",
          "set KEY VALUE | unset KEY | get [KEY] | share KEY …",
-         "settings; those that are shared are the same on every desktop. VALUE is JSON (5, true, \"5\", "
-         "[1,2]; null "
-         "unsets), and text as it is where it is no JSON. get prints JSON",
+         "settings; those that are shared are the same on every desktop.\n"
+         "VALUE is JSON (5, true, \"5\", [1,2]; null unsets), and text as it is where\n"
+         "it is no JSON. get prints JSON",
          {},
          1,
          -1,
          runPrefs},
         {"sync",
          "--once [--timeout S] [--json] | --watch, [--allow-deletions | --refuse-deletions]",
-         "syncs; exit 0 in step, 3 token refused, 4 timeout (for a preference alone 30 s), 5 more than 50 "
-         "records "
-         "and a fifth of all were deleted elsewhere and neither is said, 1 other",
+         "syncs; exit 0 in step, 3 token refused, 4 timeout (for a preference alone 30 s),\n"
+         "5 more than 50 records and a fifth of all were deleted elsewhere and neither\n"
+         "is said, 1 other",
          {"once", "watch", "timeout", "json", "allow-deletions", "refuse-deletions"},
          0,
          0,
@@ -140,7 +146,7 @@ std::pair<const Command*, Arguments> parseCommandLine(const QStringList& argumen
     }
     const auto count = parsed.positional.size();
     if (count < command->minimum || (command->maximum >= 0 && count > command->maximum))
-        throw Failure(QStringLiteral("usage: atlas --library DIR %1 %2").arg(name, command->usage));
+        throw Failure(QStringLiteral("usage: atlas --library DIR ") + usageOf(*command));
     if (parsed.value("library").isEmpty())
         throw Failure(QStringLiteral("--library DIR is missing"));
     parsed.library = QDir(parsed.value("library")).absolutePath();

@@ -13,6 +13,7 @@
 #include <QLoggingCategory>
 #include <QScreen>
 #include <QStyleFactory>
+#include <algorithm>
 #include <cstdio>
 
 namespace {
@@ -41,7 +42,8 @@ std::optional<Options> parse(const QStringList& arguments, QWError* error) {
     if (parser.isSet(help))
         parser.showHelp();
     if (parser.value("library").isEmpty() || !parser.positionalArguments().isEmpty())
-        return fail(QStringLiteral("usage: atlas-desktop --library DIR [--cloud CLOUD] [--token-file FILE]"));
+        return fail(QStringLiteral("usage: atlas-desktop --library DIR [--cloud CLOUD] [--token-file FILE] "
+                                   "[--place left|right]"));
     Options options{parser.value("library"), {}, parser.value("place")};
     if (!options.place.isEmpty() && options.place != "left" && options.place != "right")
         return fail(QStringLiteral("--place: expected left or right, found \"%1\"").arg(options.place));
@@ -66,6 +68,12 @@ void fillHalf(QWidget& window, const QString& half) {
     window.setGeometry(place - QMargins(0, 32, 0, 0)); // room for the title bar
 }
 
+bool asksForHelp(int argc, char** argv) {
+    return std::any_of(argv + 1, argv + argc, [](const char* argument) {
+        return qstrcmp(argument, "--help") == 0 || qstrcmp(argument, "-h") == 0;
+    });
+}
+
 int fail(const QWError& error) {
     std::fprintf(stderr, "atlas-desktop: %s\n", qUtf8Printable(error.message));
     return 1;
@@ -75,6 +83,10 @@ int fail(const QWError& error) {
 
 int main(int argc, char** argv) {
     atlas::makeNoCoreFiles();
+    if (asksForHelp(argc, argv)) { // which needs no display
+        const QCoreApplication application(argc, argv);
+        parse({argv[0], "--help"}, nullptr);
+    }
     QApplication application(argc, argv);
     application.setApplicationName("atlas-desktop");
     application.setApplicationDisplayName("Atlas");

@@ -29,6 +29,12 @@ protected:
 
 } // namespace
 
+TEST_F(DesktopProcess, Helps_without_a_display) {
+    const AtlasRun run = Desktop::finish(*start({"-platform", "none", "--help"}));
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_THAT(run.out.toStdString(), HasSubstr("--place"));
+}
+
 TEST_F(DesktopProcess, Says_what_is_wrong_with_its_options) {
     EXPECT_THAT(fails({}), HasSubstr("usage: atlas-desktop --library DIR"));
     EXPECT_THAT(fails({"--library", path("A"), "extra"}), HasSubstr("usage: atlas-desktop --library DIR"));
