@@ -17,10 +17,12 @@ DBRestClient& QWSyncSupervisor::request(qint64& kind) {
     return *client_;
 }
 
+// The query of a restart is due as soon as the user has answered; what waits is sent all the same.
 void QWSyncSupervisor::loadDelta(const QString& cursor) {
-    const bool mustWait = isLookingForFolder_ || isDeletionQuestionOpen() || isBatchRunning();
-    if (engineCalls_ == 0 && (mustWait || (!isQueryDue_ && !isPollDue()))) {
+    const bool mustWait = isLookingForFolder_ || isBatchRunning() || (!isQueryDue_ && !isPollDue());
+    if (isDeletionQuestionOpen() || (engineCalls_ == 0 && mustWait)) {
         engine_->takeBackDeltaQuery(statusBefore_);
+        sendWaitingSoon();
         return;
     }
     isQueryDue_ = false;

@@ -88,6 +88,7 @@ TEST_F(DeletionGuard, What_is_edited_while_it_is_sent_is_sent_again_while_the_qu
         EXPECT_EQ(engine().numberOfObjectsSyncing(), 0) << number;
     }
     EXPECT_EQ(questions.size(), 1u);
+    EXPECT_EQ(queries(), 0);
     EXPECT_TRUE(supervisor().isDeletionQuestionOpen());
     EXPECT_EQ(books(), 100);
 }
