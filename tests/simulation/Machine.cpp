@@ -43,7 +43,7 @@ Machine::Machine(int number, quint64 seed, std::shared_ptr<QWVirtualRunLoop> run
     world.files = std::make_shared<SimulatedFiles>(disk);
     world.userDefaults = defaults_;
     ledger.cloudTook = [this](const QString& path, const QByteArray& bytes) { cloudTook(path, bytes); };
-    ledger.queried = [this] { noteRecordsWithoutFile(); };
+    ledger.queried = [this](bool isFirstPage) { noteRecordsWithoutFile(isFirstPage); };
     ledger.loaded = [this](const QString& path, const QByteArray& bytes) {
         downloaded_[path.section(QLatin1Char('/'), -1)] = bytes;
     };

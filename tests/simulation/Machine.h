@@ -68,6 +68,7 @@ public:
     SimulatedDisk disk;
     SimulatedNetwork::Ledger ledger;
     QWVirtualWorld world;
+    bool isEverAsked = false; // its user, about very many deletions
 
 private:
     class HostAction; // while it lives, what changes is the user's doing
@@ -80,7 +81,7 @@ private:
     void recordsDidMerge(const QWDidSaveNotice& notice);
     void noteWhatIsNotNoted();
     void setDeletionQuestion();
-    void noteRecordsWithoutFile();
+    void noteRecordsWithoutFile(bool isFirstPage);
     void checkQuestion();
     void checkSupervisor();
     void endEndlessUpload();

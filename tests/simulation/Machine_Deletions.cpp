@@ -37,15 +37,17 @@ void Machine::answerDeletionQuestion() {
     supervisor_->answerDeletionQuestion(deletionUser_->saysYes);
 }
 
-// What a query that is being carried out in the cloud finds: what stands here and has no file there.
-void Machine::noteRecordsWithoutFile() {
-    recordsWithoutFile_.clear();
-    if (!deletionUser_ || !isRunning())
+// What a query that is being carried out in the cloud finds: what stands here and has had no file there since its first
+// page.
+void Machine::noteRecordsWithoutFile(bool isFirstPage) {
+    const auto before = std::exchange(recordsWithoutFile_, {});
+    if (!isEverAsked || !isRunning())
         return;
     for (const QString& entityName : desktop::syncedEntities)
         for (const auto& record : records(entityName))
-            if (!cloud_->metadata(QWDBFileCacheDirectoryInDropboxFolder + QLatin1Char('/')
-                                  + engine_->fileNameWithUUID(record->uuid(), entityName, false)))
+            if ((isFirstPage || before.contains(record->uuid()))
+                && !cloud_->metadata(QWDBFileCacheDirectoryInDropboxFolder + QLatin1Char('/')
+                                     + engine_->fileNameWithUUID(record->uuid(), entityName, false)))
                 recordsWithoutFile_.insert(record->uuid());
 }
 
@@ -67,8 +69,9 @@ bool Machine::mayDelete(const QString& uuid) {
 void Machine::checkQuestion() {
     const bool wasAsked = std::exchange(wasAsked_, isAsked());
     hasHeardQuestion_ &= wasAsked_;
-    const qint64 queries = supervisor_->requests().queries;
+    const qint64 queries = network_->queriesSent();
     if (wasAsked && wasAsked_ && queries != queriesBefore_)
-        model_.violate(QStringLiteral("machine %1 asks the cloud while its user is asked").arg(number_ + 1));
+        model_.violate(
+            QStringLiteral("machine %1 asks for changes while its user is asked").arg(number_ + 1));
     queriesBefore_ = queries;
 }

@@ -33,11 +33,12 @@ void SimulatedNetwork::loadDelta(const QString& cursor) {
     const auto fail = [](const QWError& error) -> Answer {
         return [error](auto& client, auto& to) { to.restClientLoadDeltaFailedWithError(client, error); };
     };
-    const auto* ledger = &ledger_;
+    auto* ledger = &ledger_;
+    ++queries_;
     send({"query",
           cursor.isEmpty() ? QString() : QStringLiteral("more"),
           [=](QWAppFolder& cloud) -> Answer {
-              ledger->queried();
+              ledger->queried(!ledger->cursorsOfFurtherPages.contains(cursor));
               QWError error;
               auto page = cloud.changes(cursor, pageSize, &error);
               const bool isReset =
@@ -46,6 +47,8 @@ void SimulatedNetwork::loadDelta(const QString& cursor) {
                   page = cloud.changes({}, pageSize, &error);
               if (!page)
                   return fail(restError(error, {}));
+              if (page->hasMore)
+                  ledger->cursorsOfFurtherPages.insert(page->cursor);
               return [page = *page, isReset](SimulatedNetwork& client, DBRestClientDelegate& to) {
                   client.ledger_.furtherPages += page.hasMore;
                   to.restClientLoadedDeltaEntries(client, page.entries, isReset, page.cursor, page.hasMore);

@@ -31,8 +31,9 @@ public:
         qint64 furtherPages = 0; // of queries
         // Called when the cloud has taken a file.
         std::function<void(const QString& path, const QByteArray& bytes)> cloudTook;
-        // Called when the cloud has looked for changes.
-        std::function<void()> queried;
+        // Called when the cloud looks for changes. Further pages tell of none that came after the first.
+        std::function<void(bool isFirstPage)> queried;
+        QSet<QString> cursorsOfFurtherPages;
         // Called when the machine has one.
         std::function<void(const QString& path, const QByteArray& bytes)> loaded;
     };
@@ -47,6 +48,7 @@ public:
 
     qint64 requestsSent() const { return sent_; }
     qint64 requestsOut() const { return out_; } // not answered
+    qint64 queriesSent() const { return queries_; }
     // Of records and images, asked for since the engine was deactivated last, and not answered.
     int downloadsOut() const { return *downloadsOut_; }
     // Whether one file was uploaded so often since this was asked last and answered by yes.
@@ -80,7 +82,7 @@ private:
     Ledger& ledger_;
     Trace& trace_;
     const QString machine_;
-    qint64 sent_ = 0, out_ = 0;
+    qint64 sent_ = 0, out_ = 0, queries_ = 0;
     QHash<QString, int> uploads_; // by path
     int mostUploads_ = 0;
     std::shared_ptr<int> downloadsOut_ = std::make_shared<int>(0);

@@ -6,6 +6,8 @@
 
 using namespace std::chrono_literals;
 
+#include <algorithm>
+
 namespace {
 
 using Fault = SimulatedNetwork::Fault;
@@ -41,6 +43,13 @@ std::optional<Fault> faultOf(const Event& event) {
     default:
         return std::nullopt;
     }
+}
+
+bool asksAboutDeletions(const Script& script) {
+    return std::any_of(script.days.begin(), script.days.end(), [](const Day& day) {
+        return std::any_of(day.begin(), day.end(),
+                           [](const Event& event) { return event.kind == Event::AskAboutDeletions; });
+    });
 }
 
 } // namespace
@@ -83,6 +92,7 @@ World::World(const Script& script, unsigned seed, bool printsTrace)
     for (int number = 0; number < script.machines; ++number) {
         Machine& machine = *machines_[size_t(number)];
         machine.world.clock->setOffset(std::chrono::seconds(script.clockOffsets[size_t(number)]));
+        machine.isEverAsked = asksAboutDeletions(script);
         machine.start();
         machine.activateOrSync();
     }
