@@ -250,10 +250,11 @@ void QWImageKeeper::noteUpload(const QString& fileName) {
 }
 
 // A change of the date and the image alone is not marked while the object is in flight. The note is saved with the end
-// of the row, so that a process that dies before the object is queued again leaves it to the next one.
+// of the row, so that a process that dies before the object is queued again leaves it to the next one. What a batch deletes
+// that was given up, and goes on with the next query, is not known, however often it was sent.
 bool QWImageKeeper::noteBehind(const QString& fileName) {
     const auto object = hostsObject(engine_, fileName);
-    if (!object || !isPending(*object))
+    if (!object || engine_.isDeletedByBatch(fileName) || !isPending(*object))
         return false;
     filesToCheck_.insert(fileName);
     return true;
