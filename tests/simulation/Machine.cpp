@@ -132,7 +132,7 @@ void Machine::beginSupervision() {
 void Machine::end() {
     isActive_ = false;
     inFlightBefore_ = 0;
-    wasAsked_ = hasHeardQuestion_ = false;
+    isZeroDoubtful_ = wasAsked_ = hasHeardQuestion_ = false;
     queriesBefore_ = 0;
     observations_.clear();
     touched_.clear();
