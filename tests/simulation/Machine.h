@@ -68,6 +68,8 @@ public:
     SimulatedDisk disk;
     SimulatedNetwork::Ledger ledger;
     QWVirtualWorld world;
+    // Whether it has seen a listing to its end. Before, it cannot tell the deletion of the folder from that of files.
+    bool hasCursor() const { return hasCursor_; }
     bool isEverAsked = false; // its user, about very many deletions
 
 private:
@@ -114,10 +116,11 @@ private:
     qint64 inFlightBefore_ = 0;       // when it was counted last
     int downloadsBefore_ = 0;         // a step ago
     QHash<QString, QString> touched_; // since the last report: uuids of records, with their entities
-    bool isZeroDoubtful_ = false;     // it was counted while there was something to count
-    QSet<QString> imagesUnsaved_;     // uuids of records whose images a user has begun to set, in any process
-    QSet<QString> imagesToSave_;      // and has set in this one
-    QSet<QString> unnoted_;           // uuids of records that were saved and the engine could not write down
+    bool hasCursor_ = false;
+    bool isZeroDoubtful_ = false; // it was counted while there was something to count
+    QSet<QString> imagesUnsaved_; // uuids of records whose images a user has begun to set, in any process
+    QSet<QString> imagesToSave_;  // and has set in this one
+    QSet<QString> unnoted_;       // uuids of records that were saved and the engine could not write down
     std::vector<std::pair<QString, QString>> imagesDropped_; // uuid and path, of deleted records
     QHash<QString, QByteArray> downloaded_;                  // by file name, the latest
 

@@ -26,6 +26,8 @@ void Machine::statusDidChange(quint64 status) {
     if (status >= QWDropboxSyncStatusDisabled)
         network_->forgetDownloadsOut();
     isActive_ &= status != QWDropboxSyncStatusTokenInvalid;
+    hasCursor_ |= status == QWDropboxSyncStatusIdle && !engine_->lastTimeQueriedDeltaEntries().isNull()
+                  && engine_->deltaEntriesToImport().isEmpty();
     if (std::exchange(isZeroDoubtful_, false) && status < QWDropboxSyncStatusDisabled)
         model_.violate(QStringLiteral("machine %1 counts 0: %2").arg(number_ + 1).arg(stateText()));
 }

@@ -30,7 +30,8 @@ bool Model::mayExist(const QString& uuid, const Version& version) const {
 bool Model::isBehind(const QString& uuid, const Version& version, const Version& other) const {
     const auto made = histories_.value(uuid).made;
     return version.isBehind(other) && std::none_of(made.begin(), made.end(), [&](const Version& each) {
-               return each.isSame(version) && !each.isBehind(other);
+               return (each.isSame(version) && !each.isBehind(other))
+                      || (each.isSame(other) && !version.isBehind(each));
            });
 }
 

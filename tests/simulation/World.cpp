@@ -2,11 +2,10 @@
 
 #include "sync/QWDropboxSyncConstants.h"
 
+#include <algorithm>
 #include <optional>
 
 using namespace std::chrono_literals;
-
-#include <algorithm>
 
 namespace {
 
@@ -218,6 +217,9 @@ void World::disturb(Machine& machine, const Event& event) {
         cloud_->forgetCursors();
         return;
     case Event::DeleteFolder:
+        if (!std::all_of(machines_.begin(), machines_.end(),
+                         [](const auto& each) { return each->hasCursor(); }))
+            return;
         model_.folderDeleted();
         return remove(QWDBFileCacheDirectoryInDropboxFolder);
     case Event::DeletePreferences:
