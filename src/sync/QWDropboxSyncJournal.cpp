@@ -1,5 +1,6 @@
 #include "sync/QWDropboxSyncJournal.h"
 
+#include "sync/QWDeltaSpecialActions_p.h"
 #include "sync/QWDropboxSyncConstants.h"
 #include "sync/QWSyncFileNames_p.h"
 
@@ -114,7 +115,7 @@ void QWDropboxSyncJournal::putBack(const QWManagedObject& entry, bool isRecordHe
         known->setRev(text(entry, revKey));
         known->setRemoteHash(text(entry, remoteHashKey));
         known->setLastModifiedDate(entry.valueForKey(lastModifiedDateKey).toDateTime());
-    } else if (isRecordHere && qw::sync::isRecordFile(fileName)) {
+    } else if (isRecordHere && qw::sync::isRecordFile(fileName) && !qw::sync::isConflictedName(fileName)) {
         fileMetadata_.fileMetadataForFileName(fileName, true)->setRev(QString());
     } else {
         fileMetadata_.deleteDropboxFileMetadataWithName(fileName);

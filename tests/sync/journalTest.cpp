@@ -71,6 +71,13 @@ TEST_F(Journal, A_file_that_was_not_known_is_known_without_a_revision_where_its_
     }
 }
 
+TEST_F(Journal, A_copy_of_a_conflict_that_was_not_known_is_not_known_again) {
+    isHere = true;
+    journal.note("Book!!!X (Owner's conflicted copy).data", "X", "Book");
+    putAllBack();
+    EXPECT_FALSE(desktop.fileMetadata("Book!!!X (Owner's conflicted copy).data"));
+}
+
 TEST_F(Journal, A_file_that_was_not_known_is_not_known_again) {
     journal.note("Book!!!X.data", "X", "Book");
     know("book!!!x.data", "rev1");
