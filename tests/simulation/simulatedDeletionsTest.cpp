@@ -205,3 +205,20 @@ TEST(SimulatedDeletion, An_image_whose_record_goes_and_comes_back_while_it_is_se
                                                                "1864 1 delete 649 28868"}),
                                   20856));
 }
+
+TEST(SimulatedDeletion, An_image_of_a_record_that_an_open_batch_deletes_is_not_sent_for_ever) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({2, -3310}, {"48533 2 add 319 40169\n"
+                                                        "2891 2 add 506 20376\n"
+                                                        "212 2 add 358 91390",
+                                                        "10119455 1 delete 731 99194\n"
+                                                        "3438 1 delay-answer 4 14\n"
+                                                        "14339 1 set-image 684 19071\n"
+                                                        "7795 1 close 767 8957\n"
+                                                        "2776 1 refuse-token 5 25548\n"
+                                                        "1805 1 sync 274 19769\n"
+                                                        "7679 1 delete 759 19778\n"
+                                                        "569051 2 deactivate 589 58623\n"
+                                                        "3493 1 set-image 489 2095\n"
+                                                        "2807 2 delete-folder 442 61159"}),
+                                  2011521));
+}

@@ -208,3 +208,30 @@ TEST(SimulatedDisk, A_save_that_has_failed_does_not_come_true_after_a_death) {
                                                         "7320 2 delete 372 44480"}),
                                   759));
 }
+
+TEST(SimulatedDisk, An_image_whose_date_a_failing_disk_has_kept_in_the_future_gives_way) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({-1, -43, -2}, {"677193 3 jump-clock 57855 80553\n"
+                                                           "19205 3 add 359 24733\n"
+                                                           "402789 3 server-error 1 45460\n"
+                                                           "5764 3 set-image 140 90382\n"
+                                                           "4553 3 fail-disk 1 74183\n"
+                                                           "8475 1 add 772 17562",
+                                                           "25247 2 set-image 431 7454"}),
+                                  2047105));
+}
+
+TEST(SimulatedDisk, What_a_full_disk_keeps_from_being_imported_is_asked_for_once_at_a_time) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({1, 2}, {"", "4733 1 add 894 44749\n"
+                                                        "337212 1 delay-request 4 13\n"
+                                                        "1837 1 kill 2 88447\n"
+                                                        "6007 1 set-image 435 22199\n"
+                                                        "3247 1 fill-disk 373 43440\n"
+                                                        "3285 1 sync 151 34\n"
+                                                        "2941 2 add 15 39048\n"
+                                                        "3975 2 add 296 86267\n"
+                                                        "10030 1 deactivate 902 3648\n"
+                                                        "3484 1 sync 814 38837\n"
+                                                        "15433 1 delay-answer 5 11\n"
+                                                        "835 2 add 445 43456"}),
+                                  2034620));
+}

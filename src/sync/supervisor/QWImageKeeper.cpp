@@ -55,16 +55,19 @@ QWImageKeeper::Verdict QWImageKeeper::prepareImport(const QString& localPath, co
 // The engine keeps a local image that is not older than the cloud's, and would give it the cloud's date. Where
 // the dates are equal and the images are not, the one that has not changed here since it was sent or received
 // makes way; else the greater content hash decides, on every desktop alike. One that is sent again as it was, since the
-// cloud had lost it, is dated then, and is no later than what was made of it here.
+// cloud had lost it, is dated then, and is no later than what was made of it here. One that is as the cloud had it is
+// dated like that, though the disk may have kept the date from being written.
 QWImageKeeper::Verdict QWImageKeeper::decide(const QWManagedObjectWithSyncSupport& present,
-                                             const QDateTime& date, const QString& localPath,
+                                             const QDateTime& dateHere, const QString& localPath,
                                              const DBMetadata& metadata) {
     const QString path = present.imageURL().toLocalFile(), hash = contentHash(path);
     const QString receivedHash = metadata.hash.isEmpty() ? contentHash(localPath) : metadata.hash;
+    const auto known = engine_.fileMetadataManager().fileMetadataForFileName(metadata.filename(), false);
+    const bool isAsKnown = known && known->remoteHash() == hash && known->lastModifiedDate().isValid();
+    const QDateTime date = isAsKnown ? known->lastModifiedDate() : dateHere;
     const bool isTie = date == metadata.lastModifiedDate;
     if (isTie && hash == receivedHash)
         return {QStringLiteral("the image here is the same")};
-    const auto known = engine_.fileMetadataManager().fileMetadataForFileName(metadata.filename(), false);
     const bool hasChangedHere = !known || known->lastModifiedDate() != date;
     const bool isKnownAgain =
         hasChangedHere && hash != receivedHash && known && known->remoteHash() == receivedHash;
@@ -82,7 +85,7 @@ QWImageKeeper::Verdict QWImageKeeper::decide(const QWManagedObjectWithSyncSuppor
     if (hash != receivedHash && !losingVersions_.addImage(loser, &error))
         return {error.message, Verdict::Later};
 
-    if (isTie && receivedWins)
+    if (receivedWins && dateHere >= metadata.lastModifiedDate)
         files().remove(path);
     else if (!receivedWins && date <= metadata.lastModifiedDate)
         files().setModificationDate(path, metadata.lastModifiedDate.addSecs(1));
@@ -247,6 +250,15 @@ void QWImageKeeper::noteUpload(const QString& fileName) {
     const auto object = qw::sync::isImageFile(fileName) ? hostsObject(engine_, fileName) : Object();
     if (object && !object->imageURL().isEmpty() && !files().exists(object->imageURL().toLocalFile()))
         imagesAskedFor_.insert(nameOf(*object));
+}
+
+// The engine would take the image for the one that was listed, and date it like that.
+void QWImageKeeper::noteListed(const QString& fileName, const DBMetadata& listed) {
+    const auto object = qw::sync::isImageFile(fileName) ? hostsObject(engine_, fileName) : Object();
+    const QString path = object ? object->imageURL().toLocalFile() : QString();
+    const auto date = path.isEmpty() ? std::nullopt : files().modificationDate(path);
+    if (date && contentHash(path) != listed.hash)
+        files().setModificationDate(path, std::max(*date, listed.lastModifiedDate).addSecs(1));
 }
 
 // A change of the date and the image alone is not marked while the object is in flight. The note is saved with the end

@@ -58,6 +58,8 @@ public:
     bool noteHostChange(const QWManagedObjectSet& updated);
     // Before the engine is told that a file was sent: an image that has gone here meanwhile is asked for by the next batch.
     void noteUpload(const QString& fileName);
+    // Before the engine is told that an image was sent while another one was listed, which stands: it is sent again.
+    void noteListed(const QString& fileName, const DBMetadata& listed);
     // Before the engine is told that a record was sent alone: whether its image should have been.
     bool noteBehind(const QString& fileName);
 

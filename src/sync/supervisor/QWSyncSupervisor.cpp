@@ -175,7 +175,9 @@ void QWSyncSupervisor::stop() {
     folderLookupTimer_.cancel();
     recordsInFlight_.clear();
     imagesInFlight_.clear();
-    parentRevisions_.clear();
+    for (Upload& upload : uploadsOut_)
+        upload.next = nullptr;
+    downloadsOut_.clear();
     imageCopies_.clear();
     refusals_.clear();
     images_->giveBatchUp();

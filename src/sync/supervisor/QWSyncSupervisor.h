@@ -163,11 +163,15 @@ private:
     bool isPollDue() const;
     void sendFile(const QString& fileName, const QString& folder, const QString& parentRev,
                   const QString& localPath);
+    void requestDeletion(const QString& path);
+    void requestDownload(const QString& path, const QString& localPath);
     bool isRepetition(const QString& fileName);
     bool isPlaceholder(const QString& fileName) const;
     void passOverUpload(const QString& fileName, const QString& localPath);
     void finishUpload(const QString& destinationPath, const QString& sourcePath, const DBMetadata& metadata);
-    DBMetadata versionThatStands(const DBMetadata& sent) const;
+    void finishEarlierUpload(const QString& fileName, const DBMetadata& standing);
+    std::optional<DBMetadata> listedSince(const QString& fileName, const QString& revision) const;
+    void keepImageKnown(const DBMetadata& listed);
     bool isQueryStale();
     void sendAgainWhatIsDeleted(const QList<DBDeltaEntryRef>& page);
     void sendWaiting();
@@ -270,7 +274,16 @@ private:
     QHash<QString, SentRecord> recordsInFlight_; // by uuid: what was last sent, and when
     // Uuids of objects in flight whose images are, too, or have become copies of a conflict.
     QSet<QString> imagesInFlight_;
-    QHash<QString, QString> parentRevisions_; // by file name, as the latest upload of the file gave it
+    // An upload that is out, of whatever activity.
+    struct Upload {
+        QString parentRev;
+        int generation = 0;         // of the activity that has made it
+        std::function<void()> next; // what a later one wants to send of the file
+    };
+    QHash<QString, Upload> uploadsOut_; // by path here
+    // By path in the cloud: known when the deletion was asked for.
+    QHash<QString, QString> revisionsBeingDeleted_;
+    QSet<QString> downloadsOut_; // of this activity, by path in the cloud
     // File names of conflicted copies of images, by the path (lower case) of the image, which is looked up.
     QHash<QString, QString> imageCopies_;
     QHash<QString, int> refusals_; // of downloads, by file name: how often in a row

@@ -96,13 +96,24 @@ void QWSyncSupervisor::restClientUploadedFile(DBRestClient&, const QString& dest
         return preferencesUploaded(destinationPath, sourcePath, metadata);
     const QString fileName = qw::text::lastPathComponent(destinationPath);
     ++counts_.sent;
-    finishUpload(destinationPath, sourcePath, metadata);
+    const Upload upload = uploadsOut_.take(sourcePath);
+    const auto listed = listedSince(metadata.filename(), upload.parentRev);
+    if (listed && listed->rev != metadata.rev)
+        images_->noteListed(metadata.filename(), *listed);
+    if (upload.next)
+        finishEarlierUpload(fileName, listed.value_or(metadata));
+    else
+        finishUpload(destinationPath, sourcePath, listed.value_or(metadata));
+    if (listed)
+        keepImageKnown(*listed);
     if (deletionGuard_->isFolderMissing()) {
         deletionGuard_->setFolderMissing(false);
         isQueryDue_ = isActive();
     }
     if (isActive() && images_->isConflicted(fileName))
         sendConflictedImage(fileName);
+    if (upload.next)
+        upload.next();
     Q_EMIT fileSent(fileName);
 }
 
@@ -120,8 +131,7 @@ void QWSyncSupervisor::finishUpload(const QString& destinationPath, const QStrin
     const bool isImageBehind = mayHaveChanged && qw::sync::isRecordFile(fileName)
                                && !imagesInFlight_.contains(uuidAcknowledged_)
                                && images_->noteBehind(fileName);
-    const DBMetadata standing = versionThatStands(metadata);
-    finish([&](auto& to) { to.restClientUploadedFile(*this, destinationPath, sourcePath, standing); });
+    finish([&](auto& to) { to.restClientUploadedFile(*this, destinationPath, sourcePath, metadata); });
     const QString uuid = std::exchange(uuidAcknowledged_, QString());
     if (isActive() && !engine_->objectSyncingForFileWithName(fileName)) {
         recordsInFlight_.remove(uuid);
@@ -132,26 +142,48 @@ void QWSyncSupervisor::finishUpload(const QString& destinationPath, const QStrin
     letGoOfRow(fileName);
 }
 
-// Of a file that was listed with another revision while its upload was out, that one stands: had the upload come later, it
-// would have become a copy of a conflict. What is sent next with the revision answered would become one, each time.
-DBMetadata QWSyncSupervisor::versionThatStands(const DBMetadata& sent) const {
-    const auto known = engine_->fileMetadataManager().fileMetadataForFileName(sent.filename(), false);
-    const auto parent = parentRevisions_.constFind(sent.filename());
-    if (!known || known->rev().isEmpty() || parent == parentRevisions_.constEnd() || known->rev() == *parent)
-        return sent;
-    DBMetadata listed = sent;
+// The file is another one by now, or was asked to be sent again: the record's row waits for that.
+void QWSyncSupervisor::finishEarlierUpload(const QString& fileName, const DBMetadata& standing) {
+    finish([&](auto&) {
+        records_->noteUpload(fileName);
+        engine_->fileMetadataManager().updateFileMetadataEquivalentToDropboxFileMetadata(standing);
+        engine_->saveCacheContext();
+    });
+}
+
+// What the listing of a file has told since a request was made of it, with the revision that was known then. Where an
+// upload was taken later, it has become a copy of a conflict: what was listed stands.
+std::optional<DBMetadata> QWSyncSupervisor::listedSince(const QString& fileName,
+                                                        const QString& revision) const {
+    const auto known = engine_->fileMetadataManager().fileMetadataForFileName(fileName, false);
+    if (!known || known->rev().isEmpty() || known->rev() == revision)
+        return {};
+    DBMetadata listed;
+    listed.path = qw::sync::remotePath(known->fileName());
     listed.rev = known->rev();
     listed.hash = known->remoteHash();
     listed.lastModifiedDate = known->lastModifiedDate();
     return listed;
 }
 
+// The engine forgets the image of a record that is not here. It may have been listed, and passed over, since.
+void QWSyncSupervisor::keepImageKnown(const DBMetadata& listed) {
+    if (!qw::sync::isImageFile(listed.filename())
+        || engine_->fileMetadataManager().fileMetadataForFileName(listed.filename(), false))
+        return;
+    engine_->fileMetadataManager().updateFileMetadataEquivalentToDropboxFileMetadata(listed);
+    engine_->saveCacheContext();
+}
+
 void QWSyncSupervisor::restClientUploadFileFailedWithError(DBRestClient&, const QWError& error) {
     const QString path = error.userInfo.value("destinationPath").toString();
     const QString sourcePath = error.userInfo.value("sourcePath").toString();
+    const Upload upload = uploadsOut_.take(sourcePath);
     finish([&](auto& to) {
         if (requestFailure(error) == RequestFailure::TokenRefused)
             to.restClientUploadFileFailedWithError(*this, error);
+        else if (upload.next)
+            upload.next();
         else if (!files().exists(sourcePath))
             isRestartDue_ = isActive();
         else
@@ -174,11 +206,14 @@ void QWSyncSupervisor::restClientUploadFileFailedWithError(DBRestClient&, const 
 void QWSyncSupervisor::restClientDeletedPath(DBRestClient&, const QString& path) {
     ++counts_.sent;
     const QString fileName = qw::text::lastPathComponent(path);
+    const auto listed = listedSince(fileName, revisionsBeingDeleted_.take(path));
     finish([&](auto& to) {
         if (engine_->objectSyncingForFileWithName(fileName)
             && !recordsInFlight_.contains(qw::sync::uuidNamedByFile(fileName)))
             to.restClientDeletedPath(*this, path);
     });
+    if (listed)
+        keepImageKnown(*listed);
     letGoOfRow(fileName);
     Q_EMIT fileSent(fileName);
 }
@@ -190,8 +225,7 @@ void QWSyncSupervisor::restClientDeletePathFailedWithError(DBRestClient&, const 
     const bool isTransient = requestFailure(error) == RequestFailure::Transient;
     finish([&](auto& to) {
         if (isTransient)
-            repeatLater("restClient:deletePathFailedWithError:", error,
-                        [=, this] { request(requests_.deletions).deletePath(path); });
+            repeatLater("restClient:deletePathFailedWithError:", error, [=, this] { requestDeletion(path); });
         else
             to.restClientDeletePathFailedWithError(*this, error);
     });
@@ -205,6 +239,7 @@ void QWSyncSupervisor::restClientLoadedFile(DBRestClient&, const QString& localP
                                             const QString& contentType, const DBMetadata& metadata) {
     if (qw::sync::isPreferencesFile(metadata.path))
         return preferencesLoaded(contentType, metadata);
+    downloadsOut_.remove(metadata.path);
     if (!isActive())
         return finish([](auto&) {});
     refusals_.remove(metadata.filename());
@@ -247,6 +282,7 @@ void QWSyncSupervisor::restClientLoadFileFailedWithError(DBRestClient&, const QW
     const QString path = error.userInfo.value("path").toString();
     if (qw::sync::isPreferencesFile(path))
         return preferencesNotLoaded(path, error);
+    downloadsOut_.remove(path);
     const QString destinationPath = error.userInfo.value("destinationPath").toString();
     const QString fileName = qw::text::lastPathComponent(path);
     const RequestFailure failure = requestFailure(error);
@@ -261,7 +297,7 @@ void QWSyncSupervisor::restClientLoadFileFailedWithError(DBRestClient&, const QW
             engine_->leaveOutFile(fileName);
         else if (failure == RequestFailure::Transient)
             repeatLater("restClient:loadFileFailedWithError:", error,
-                        [=, this] { request(requests_.downloads).loadFile(path, destinationPath); });
+                        [=, this] { requestDownload(path, destinationPath); });
         else if (isActive() || failure == RequestFailure::TokenRefused)
             to.restClientLoadFileFailedWithError(*this, error);
     });

@@ -1,7 +1,8 @@
 // What the engine asks of the cloud.
 //
 // Invariant:
-// - Each request of the engine is sent once, held until the next restart, or (a poll) taken back.
+// - Each request of the engine is sent once, held until the next restart or the answer to an earlier one, or (a query)
+//   taken back.
 #include "sync/supervisor/QWSyncSupervisor.h"
 
 #include "core/QWManagedObjectWithSyncSupport.h"
@@ -50,9 +51,19 @@ void QWSyncSupervisor::uploadFile(const QString& filename, const QString& folder
         sendFile(filename, folder, parentRev, localPath);
 }
 
+// One upload of a file is out at a time: of two, the answers would not tell which of them the cloud had taken. What an
+// earlier activity has left is waited for.
 void QWSyncSupervisor::sendFile(const QString& fileName, const QString& folder, const QString& parentRev,
                                 const QString& localPath) {
-    parentRevisions_.insert(fileName, parentRev);
+    if (const auto out = uploadsOut_.find(localPath);
+        out != uploadsOut_.end() && out->generation != generation_) {
+        out->next = [=, this] {
+            const auto known = engine_->fileMetadataManager().fileMetadataForFileName(fileName, false);
+            sendFile(fileName, folder, known ? known->rev() : QString(), localPath);
+        };
+        return;
+    }
+    uploadsOut_.insert(localPath, {parentRev, generation_, nullptr});
     request(requests_.uploads).uploadFile(fileName, folder, parentRev, localPath);
 }
 
@@ -100,6 +111,13 @@ void QWSyncSupervisor::deletePath(const QString& path) {
     const QString fileName = qw::text::lastPathComponent(path);
     if (qw::sync::isRecordFile(fileName) && !qw::sync::isConflictedName(fileName))
         recordsInFlight_.remove(qw::sync::uuidNamedByFile(fileName));
+    requestDeletion(path);
+}
+
+void QWSyncSupervisor::requestDeletion(const QString& path) {
+    const QString fileName = qw::text::lastPathComponent(path);
+    const auto known = engine_->fileMetadataManager().fileMetadataForFileName(fileName, false);
+    revisionsBeingDeleted_.insert(path, known ? known->rev() : QString());
     request(requests_.deletions).deletePath(path);
 }
 
@@ -112,8 +130,17 @@ void QWSyncSupervisor::loadFile(const QString& path, const QString& localPath) {
     else if (images_->isCopyOfDeleted(fileName)) {
         engine_->passOverFile(fileName);
         deletePath(path);
-    } else if (!images_->passesOver(fileName))
-        request(requests_.downloads).loadFile(path, localPath);
+    } else if (!images_->passesOver(fileName)) {
+        requestDownload(path, localPath);
+    }
+}
+
+// The engine repeats what it could not import for each answer that it had, those to an earlier activity included.
+void QWSyncSupervisor::requestDownload(const QString& path, const QString& localPath) {
+    if (downloadsOut_.contains(path))
+        return;
+    downloadsOut_.insert(path);
+    request(requests_.downloads).loadFile(path, localPath);
 }
 
 void QWSyncSupervisor::loadMetadata(const QString& path) {

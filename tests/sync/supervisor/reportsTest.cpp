@@ -135,6 +135,7 @@ TEST_F(Reports, An_image_is_taken_over_or_declined_with_the_reason) {
     supervisor().syncNow();
     pass(10);
     const QString path = desktop.find("X")->imageURL().toLocalFile();
+    ASSERT_TRUE(desktop.world.files->write(path, "newer"));
     ASSERT_TRUE(desktop.world.files->setModificationDate(path, desktop.now().addSecs(1000)));
     cloud.put("Book!!!X.image", "older");
     supervisor().syncNow();
