@@ -32,6 +32,8 @@ class QWVersionArchive;
 // - Every activation asks for changes once, also the first one, which finds no sync folder and uploads.
 // - A failed upload, deletion or download is repeated after 10 s, with the revision known by then. The engine
 //   is told of refused tokens and missing files only.
+// - Of one file one upload is out at a time; what an earlier activity has left is waited for. What was listed of a
+//   file after a request was made of it stands over the answer to that.
 // - Where only a new start helps (a file vanished between its announcement and its download, the file of an
 //   upload has gone, an object is sent again and again without a change), the engine is deactivated and
 //   activated: as soon as no request is out, at most once a minute. Until then such a repetition is held.
