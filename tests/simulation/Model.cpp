@@ -57,6 +57,7 @@ void Model::edited(int machine, const QString& uuid, const Version& version) {
 void Model::deleted(int machine, const QString& uuid) {
     auto& at = machines_[size_t(machine)];
     ++changes_;
+    deletionsBegun_.remove(uuid);
     histories_[uuid].wasDeleted = true;
     histories_[uuid].deletedBy.insert(machine);
     at.records.remove(uuid);
@@ -265,7 +266,8 @@ void Model::started(int machine, const QHash<QString, Version>& records) {
     for (const QString& uuid : at.unsavedDeletions)
         if (records.contains(uuid))
             histories_[uuid].wasEditedSince = true;
-    changes_ += at.candidates.size();
+    changes_ += at.candidates.size() + deletionsBegun_.size();
+    deletionsBegun_.clear();
     at.lost.save();
     const LostVersions lost = at.lost;
     at = Machine();

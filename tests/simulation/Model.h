@@ -20,6 +20,7 @@ public:
     void deletionBegins(const QString& uuid) {
         histories_[uuid].wasDeleted = true;
         histories_[uuid].isKept = false;
+        deletionsBegun_.insert(uuid);
     }
     void saved(int machine);
     bool isUnsaved(int machine, const QString& uuid) const {
@@ -140,6 +141,7 @@ private:
     bool wasFolderDeleted_ = false, werePreferencesDeleted_ = false;
     bool hasSettled_ = false;
     qint64 changes_ = 0;
+    QSet<QString> deletionsBegun_; // and not told of: the process may die in the midst of them
     QStringList violations_;
     ExceptionCounts exceptions_{};
 };
