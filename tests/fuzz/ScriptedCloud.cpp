@@ -4,8 +4,14 @@
 
 #include <QDirIterator>
 #include <QRegularExpression>
+#include <algorithm>
+
+using namespace std::chrono_literals;
 
 namespace {
+
+// Without it, what is sent again at once would be sent for ever at one instant.
+constexpr auto latency = 50ms;
 
 const QDateTime today(QDate(2026, 1, 2), QTime(0, 0), Qt::UTC);
 
@@ -105,10 +111,11 @@ private:
     }
     void answer(std::function<void(DBRestClientDelegate&)> say) {
         ++cloud_.requests;
-        environment_->runLoop().post([life = std::weak_ptr<bool>(life_), this, say = std::move(say)] {
-            if (!life.expired() && delegate())
-                say(*delegate());
-        });
+        environment_->runLoop().after(latency,
+                                      [life = std::weak_ptr<bool>(life_), this, say = std::move(say)] {
+                                          if (!life.expired() && delegate())
+                                              say(*delegate());
+                                      });
     }
 
     ScriptedCloud& cloud_;
@@ -147,18 +154,25 @@ FuzzedDesktop::FuzzedDesktop(Desktop::Supervision supervision) : desktop(cloud, 
     desktop.world.userDefaults->setBoolean(QWDBLastTimeTokenExpiredPrefKey, false);
 }
 
+// What is changed while it is sent, an engine alone sends again for as long as it is active: its user starts sync anew.
 void FuzzedDesktop::pass(std::chrono::milliseconds time) {
-    desktop.advance(time);
-    require(cloud.requests < 20'000, "requests are bounded");
+    constexpr std::chrono::milliseconds slice = 1s;
+    constexpr int mostInSlice = 15;
+    for (; time > 0s; time -= slice) {
+        const int before = cloud.requests;
+        desktop.advance(std::min(time, slice));
+        if (!desktop.supervisor && cloud.requests - before > mostInSlice) {
+            desktop.engine->deactivateSync();
+            desktop.activate();
+        }
+        require(cloud.requests < 20'000, "requests are bounded");
+    }
 }
 
 bool FuzzedDesktop::settles() {
-    return desktop.world.runLoop->runUntil(
-        [this] {
-            require(cloud.requests < 20'000, "requests are bounded");
-            return desktop.isIdle();
-        },
-        std::chrono::hours(2));
+    for (auto time = 0s; time < 2h && !desktop.isIdle(); ++time)
+        pass(1s);
+    return desktop.isIdle();
 }
 
 void FuzzedDesktop::checkNothingIsLost(bool isRecordNamed) {
