@@ -23,10 +23,14 @@ int main(int argc, char** argv) {
     addSyncAttributes(note);
 
     QWError error;
+    const auto failed = [&error] {
+        qCritical("%s", qPrintable(error.message));
+        return 1;
+    };
     const auto coordinator = std::make_shared<QWPersistentStoreCoordinator>(model);
     const std::shared_ptr client = QWFolderRestClient::open(cloud, coordinator->environment(), &error);
     if (!client || !coordinator->addStore(folder + "/notes.sqlite", {}, &error))
-        qFatal("%s", qPrintable(error.message));
+        return failed();
     const auto context = std::make_shared<QWManagedObjectContext>(coordinator);
     QWDropboxSyncCoreData engine(context, {"Note"}, QUrl::fromLocalFile(folder + "/cache"));
     const auto supervisor = QWSyncSupervisor::create(engine, client);
@@ -35,7 +39,7 @@ int main(int argc, char** argv) {
     for (const QString& text : arguments.mid(3))
         context->insertObject("Note")->setValueForKey("text", text);
     if (!context->save(&error))
-        qFatal("%s", qPrintable(error.message));
+        return failed();
 
     // In step: nothing more to fetch or to send.
     QObject::connect(supervisor.get(), &QWSyncSupervisor::progressed, &application, [&] {

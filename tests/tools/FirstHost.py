@@ -24,5 +24,10 @@ class FirstHost(unittest.TestCase):
             self.assertEqual(notes("b", "milk"), {"bread", "milk"})
             self.assertEqual(notes("a"), {"bread", "milk"})
 
+    def test_says_what_is_missing(self):
+        result = subprocess.run([PROGRAM], text=True, stderr=subprocess.PIPE)
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("folder:PATH", result.stderr)
+
 
 unittest.main()

@@ -282,10 +282,9 @@ private:
         int generation = 0;         // of the activity that has made it
         std::function<void()> next; // what a later one wants to send of the file
     };
-    QHash<QString, Upload> uploadsOut_; // by path here
-    // By path in the cloud: known when the deletion was asked for.
-    QHash<QString, QString> revisionsBeingDeleted_;
-    QSet<QString> downloadsOut_; // of this activity, by path in the cloud
+    QHash<QString, Upload> uploadsOut_;                     // by path here
+    QHash<QString, QString> revisionsOfImagesBeingDeleted_; // by path in the cloud; as of the request
+    QSet<QString> downloadsOut_;                            // of this activity, by path in the cloud
     // File names of conflicted copies of images, by the path (lower case) of the image, which is looked up.
     QHash<QString, QString> imageCopies_;
     QHash<QString, int> refusals_; // of downloads, by file name: how often in a row

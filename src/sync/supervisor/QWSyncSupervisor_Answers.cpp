@@ -206,7 +206,9 @@ void QWSyncSupervisor::restClientUploadFileFailedWithError(DBRestClient&, const 
 void QWSyncSupervisor::restClientDeletedPath(DBRestClient&, const QString& path) {
     ++counts_.sent;
     const QString fileName = qw::text::lastPathComponent(path);
-    const auto listed = listedSince(fileName, revisionsBeingDeleted_.take(path));
+    std::optional<DBMetadata> listed;
+    if (qw::sync::isImageFile(fileName))
+        listed = listedSince(fileName, revisionsOfImagesBeingDeleted_.take(path));
     finish([&](auto& to) {
         if (engine_->objectSyncingForFileWithName(fileName)
             && !recordsInFlight_.contains(qw::sync::uuidNamedByFile(fileName)))

@@ -116,8 +116,10 @@ void QWSyncSupervisor::deletePath(const QString& path) {
 
 void QWSyncSupervisor::requestDeletion(const QString& path) {
     const QString fileName = qw::text::lastPathComponent(path);
-    const auto known = engine_->fileMetadataManager().fileMetadataForFileName(fileName, false);
-    revisionsBeingDeleted_.insert(path, known ? known->rev() : QString());
+    if (qw::sync::isImageFile(fileName)) {
+        const auto known = engine_->fileMetadataManager().fileMetadataForFileName(fileName, false);
+        revisionsOfImagesBeingDeleted_.insert(path, known ? known->rev() : QString());
+    }
     request(requests_.deletions).deletePath(path);
 }
 

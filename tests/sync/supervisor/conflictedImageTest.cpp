@@ -52,7 +52,10 @@ struct ConflictedImage : TwoDesktops {
 
 TEST_F(ConflictedImage, Is_sent_again_as_the_next_version_of_the_one_that_stands) {
     begin();
+    const qint64 sentBefore = a.supervisor->counts().sent;
     send();
+    // The copy, its record, the image and its record; the copy is deleted.
+    EXPECT_EQ(a.supervisor->counts().sent - sentBefore, 5);
     expectThirdEverywhere();
 }
 

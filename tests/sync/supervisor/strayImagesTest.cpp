@@ -172,6 +172,23 @@ TEST_F(StrayImages, An_image_that_comes_while_the_deletion_of_its_record_waits_i
     EXPECT_EQ(cloud.fileNames(), QStringList());
 }
 
+TEST_F(StrayImages, An_image_that_was_on_its_way_when_its_record_was_deleted_is_deleted_with_it) {
+    const QString uuid = commonBook();
+    a.engine->deactivateSync();
+    StrayImage::ofImage(a.client->on(QWRestRequest::LoadFile)).first(1).delaysAnswer(5s);
+    cloud.put("Book!!!" + uuid + ".image", "cover");
+    a.activate();
+    a.advance(2s);
+    const auto book = a.find(uuid);
+    a.context->deleteObject(*book);
+    a.save();
+    a.row(*book)->setObjectCouldHaveAnImage(false);
+    a.advance(5s);
+    EXPECT_EQ(a.supervisor->counts().declined, 1);
+    sync();
+    EXPECT_EQ(cloud.fileNames(), QStringList());
+}
+
 // The image arrives while the deletion waits, the record later.
 TEST_F(StrayImages, A_record_that_comes_back_after_its_image_was_declined_brings_that) {
     const QString uuid = commonBook();
