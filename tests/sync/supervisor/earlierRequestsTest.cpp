@@ -67,23 +67,6 @@ TEST_F(EarlierUpload, Does_not_take_the_place_of_what_was_listed_since) {
     EXPECT_EQ(cloud.fileNames(), QStringList{"Book!!!X.data"});
 }
 
-// The answer tells the revision that later versions follow.
-TEST_F(EarlierUpload, That_is_repeated_after_another_version_was_listed_is_the_one_that_stands) {
-    desktop.activate();
-    pass(400);
-    desktop.client->on(QWRestRequest::Upload).first(1).delaysRequest(20s).answersWith(500);
-    edit("Mine");
-    pass(1);
-    cloud.putRecord("Book!!!X.data", book("Theirs", "2001-01-01 00:00:00 +0000"));
-    supervisor().syncNow();
-    pass(100);
-    edit("Mine again");
-    pass(10);
-    EXPECT_TRUE(isInCloud("Mine again"));
-    EXPECT_EQ(cloud.fileNames(), QStringList{"Book!!!X.data"});
-    EXPECT_TRUE(supervisor().isInStep());
-}
-
 // Images ----------------------------------------------------------------------------------------------------
 
 namespace {
