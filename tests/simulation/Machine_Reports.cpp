@@ -42,17 +42,17 @@ void Machine::checkReports() {
         return;
     const int downloads = network_->downloadsOut();
     if (downloads > QWDBMaximumNumberOfDeltaEntriesInDownload && downloads > downloadsBefore_)
-        model_.breaks(
-            Exception::Activity,
+        model_.violateUnlessAlone(
+            Leftover::Activity,
             QStringLiteral("machine %1 has %2 downloads in flight: ").arg(number_ + 1).arg(downloads)
                 + stateText());
     downloadsBefore_ = downloads;
     if (isActive_ == isSignedOut())
-        model_.breaks(Exception::Activity,
-                      (isActive_ ? QStringLiteral("machine %1 is active and says that it is not: ")
-                                 : QStringLiteral("machine %1 is not active and says that it is: "))
-                              .arg(number_ + 1)
-                          + stateText());
+        model_.violateUnlessAlone(
+            Leftover::Activity, (isActive_ ? QStringLiteral("machine %1 is active and says that it is not: ")
+                                           : QStringLiteral("machine %1 is not active and says that it is: "))
+                                        .arg(number_ + 1)
+                                    + stateText());
     isActive_ = !isSignedOut();
     checkThat(engine_->status() != QWDropboxSyncStatusUploading || engine_->numberOfObjectsSyncing() > 0,
               QStringLiteral("is uploading nothing"));
@@ -64,7 +64,7 @@ void Machine::endEndlessUpload() {
     constexpr int mostUploads = 50;
     if (isSignedOut() || !network_->takeManyUploads(mostUploads))
         return;
-    model_.except(Exception::SentAgain, stateText());
+    model_.countLeftover(Leftover::SentAgain, stateText());
     engine_->deactivateSync();
     engine_->activateSyncWithDropboxRestClient(network_);
 }

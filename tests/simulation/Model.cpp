@@ -6,14 +6,14 @@ void Model::violate(const QString& what) {
     violations_.append(what);
 }
 
-void Model::except(Exception kind, const QString& what) {
-    ++exceptions_[size_t(kind)];
+void Model::countLeftover(Leftover kind, const QString& what) {
+    ++leftovers_[size_t(kind)];
     if (kind == forbidden_)
         violate(nameOf(kind) + QStringLiteral(": ") + what);
 }
 
-void Model::breaks(Exception kind, const QString& what) {
-    isSupervised_ ? violate(what) : except(kind, what);
+void Model::violateUnlessAlone(Leftover kind, const QString& what) {
+    isSupervised_ ? violate(what) : countLeftover(kind, what);
 }
 
 MaybeVersion Model::held(int machine, const QString& uuid) const {
@@ -143,7 +143,7 @@ void Model::received(int machine, const QString& uuid, const Version& version) {
     History& history = histories_[uuid];
     history.wasPlaceholder |= version.isPlaceholder();
     if (!isSupervised_ && history.wasPlaceholder && !mayExist(uuid, version)) {
-        except(Exception::Empty, QStringLiteral("machine %1 has dated %2").arg(machine + 1).arg(uuid));
+        countLeftover(Leftover::Empty, QStringLiteral("machine %1 has dated %2").arg(machine + 1).arg(uuid));
         history.made.insert(version);
         history.isGone = false;
     }
@@ -195,7 +195,7 @@ void Model::cloudTook(const QString& uuid, const Version& version) {
 void Model::wentWithFolder(int machine, const QString& uuid) {
     if (isSupervised_ || wasDeleted(uuid) || !wasFolderDeleted_ || !held(machine, uuid))
         return;
-    except(Exception::Folder, QStringLiteral("machine %1 deleted %2").arg(machine + 1).arg(uuid));
+    countLeftover(Leftover::Folder, QStringLiteral("machine %1 deleted %2").arg(machine + 1).arg(uuid));
     deletionBegins(uuid);
 }
 
@@ -347,11 +347,12 @@ void Model::settled(const Contents& contents, const QSet<QString>& apart) {
         if (image != contents.images.cend() && history.images.count(*image) == 0)
             violate(QStringLiteral("all hold an image of %1 that nobody made").arg(uuid));
         if (isHere && !wasDeleted(uuid) && history.wasImageSaved && image == contents.images.cend())
-            breaks(Exception::Image, QStringLiteral("%1 has lost its image").arg(uuid));
+            violateUnlessAlone(Leftover::Image, QStringLiteral("%1 has lost its image").arg(uuid));
         if (isHere && !wasDeleted(uuid) && !wasFolderDeleted_ && history.wasImageSavedSince
             && image != contents.images.cend() && history.imagesSince.count(*image) == 0)
-            breaks(Exception::Image,
-                   QStringLiteral("%1 has an earlier image than one that was saved since").arg(uuid));
+            violateUnlessAlone(
+                Leftover::Image,
+                QStringLiteral("%1 has an earlier image than one that was saved since").arg(uuid));
         if (history.wasDeleted)
             history.lastSaved.clear();
         history.wasDeleted = !isHere;
@@ -372,8 +373,8 @@ void Model::settled(const Contents& contents, const QSet<QString>& apart) {
             violate(QStringLiteral("preference %1 has a value that nobody set").arg(each.key()));
         if (hasSettled_ && !werePreferencesDeleted_ && !each->isLatestInDoubt
             && each->changedBySince.size() == 1 && present != each->latest)
-            breaks(Exception::Preferences,
-                   QStringLiteral("preference %1 has lost its change").arg(each.key()));
+            violateUnlessAlone(Leftover::Preferences,
+                               QStringLiteral("preference %1 has lost its change").arg(each.key()));
         each->changedBySince.clear();
         each->isLatestInDoubt = false;
     }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Exception.h"
+#include "Leftover.h"
 #include "LostVersions.h"
 
 #include <QJsonValue>
@@ -10,7 +10,7 @@
 // notes as a violation.
 class Model {
 public:
-    Model(int machines, bool isSupervised, std::optional<Exception> forbidden)
+    Model(int machines, bool isSupervised, std::optional<Leftover> forbidden)
         : isSupervised_(isSupervised), forbidden_(forbidden), machines_(size_t(machines)) {}
 
     // The user of a machine.
@@ -85,10 +85,10 @@ public:
 
     void violate(const QString& what);
     // Counts what an engine alone may leave behind.
-    void except(Exception kind, const QString& what);
-    const ExceptionCounts& exceptions() const { return exceptions_; }
-    // A violation under a supervisor, else such an exception.
-    void breaks(Exception kind, const QString& what);
+    void countLeftover(Leftover kind, const QString& what);
+    const LeftoverCounts& leftovers() const { return leftovers_; }
+    // A violation under a supervisor, else such a leftover.
+    void violateUnlessAlone(Leftover kind, const QString& what);
     const QStringList& violations() const { return violations_; }
 
 private:
@@ -133,7 +133,7 @@ private:
     void loses(int machine, const QString& uuid, const Version& version);
 
     const bool isSupervised_;
-    const std::optional<Exception> forbidden_;
+    const std::optional<Leftover> forbidden_;
     std::vector<Machine> machines_;
     QHash<QString, History> histories_;
     QHash<QString, Preference> preferences_;
@@ -143,5 +143,5 @@ private:
     qint64 changes_ = 0;
     QSet<QString> deletionsBegun_; // and not told of: the process may die in the midst of them
     QStringList violations_;
-    ExceptionCounts exceptions_{};
+    LeftoverCounts leftovers_{};
 };

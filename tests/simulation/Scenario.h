@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Event.h"
-#include "Exception.h"
+#include "Leftover.h"
 
 // What a seed makes, and with which disturbers.
 struct Scenario {
@@ -20,7 +20,7 @@ struct Script {
     std::vector<int> clockOffsets; // of each machine, in seconds
     std::vector<Day> days;         // after each of them all is well for a while, and everything must agree
     bool isSupervised = true;
-    std::optional<Exception> forbidden{}; // what breaks a promise although it may be left behind
+    std::optional<Leftover> forbidden{}; // what breaks a promise although it may be left behind
 };
 
 // Each script has at least 60 operations and 10 faults.

@@ -73,7 +73,7 @@ World::Outcome World::run(const Script& script, unsigned seed, bool printsTrace)
         outcome.faultsMet += machine->ledger.faultsMet;
         outcome.questions += machine->questions();
     }
-    outcome.exceptions = world.model_.exceptions();
+    outcome.leftovers = world.model_.leftovers();
     outcome.deaths = world.deaths_;
     outcome.requestsAllowed = world.requestsAllowed();
     return outcome;

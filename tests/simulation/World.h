@@ -12,7 +12,7 @@ public:
         QStringList violations; // empty: every promise was kept
         QByteArray traceHash;
         qint64 events = 0, requests = 0, requestsAllowed = 0, faultsMet = 0, deaths = 0, questions = 0;
-        ExceptionCounts exceptions{};
+        LeftoverCounts leftovers{};
     };
 
     // At most one world at a time.

@@ -8,16 +8,16 @@ namespace {
 using Versions = std::vector<MaybeVersion>; // of one record, by machine
 
 // How a record is not the same everywhere.
-Exception kindOf(const Versions& versions) {
-    Exception kind = Exception::Reference;
+Leftover kindOf(const Versions& versions) {
+    Leftover kind = Leftover::Reference;
     for (const MaybeVersion& left : versions)
         for (const MaybeVersion& right : versions) {
             if (!left || !right)
-                return Exception::Record;
+                return Leftover::Record;
             if (left->second != right->second)
-                kind = Exception::OlderVersion;
-            else if (!left->isSame(*right) && kind == Exception::Reference)
-                kind = Exception::Tie;
+                kind = Leftover::OlderVersion;
+            else if (!left->isSame(*right) && kind == Leftover::Reference)
+                kind = Leftover::Tie;
         }
     return kind;
 }
@@ -30,7 +30,7 @@ bool areAllEqual(const std::vector<Value>& values) {
 
 } // namespace
 
-// The user starts sync anew everywhere, a few times. What is left apart then is an exception.
+// The user starts sync anew everywhere, a few times. What is left apart then is a leftover.
 void World::healAlone() {
     endDisturbers();
     constexpr int mostRounds = 4;
@@ -88,19 +88,20 @@ void World::compareMachines() {
         apart.insert(uuid);
         agreed.records.remove(uuid);
         agreed.images.remove(uuid);
-        Exception kind = isSame ? Exception::Image : kindOf(versions);
-        if (kind == Exception::OlderVersion && model_.wasEditedBehind(uuid))
-            kind = Exception::Clock;
-        if (kind == Exception::Record && !model_.mayBeMissing(uuid))
+        Leftover kind = isSame ? Leftover::Image : kindOf(versions);
+        if (kind == Leftover::OlderVersion && model_.wasEditedBehind(uuid))
+            kind = Leftover::Clock;
+        if (kind == Leftover::Record && !model_.mayBeMissing(uuid))
             model_.violate(uuid + QStringLiteral(" is on some machines only, and nobody has deleted it"));
-        model_.except(kind, uuid + QStringLiteral(" is not the same everywhere"));
+        model_.countLeftover(kind, uuid + QStringLiteral(" is not the same everywhere"));
         for (const MaybeVersion& version : versions)
             model_.leftApart(uuid, version);
     }
     for (const QString& key : Machine::sharedPreferences())
         for (const auto& contents : all)
             if (contents.preferences.value(key) != all.front().preferences.value(key)) {
-                model_.except(Exception::Preferences, key + QStringLiteral(" is not the same everywhere"));
+                model_.countLeftover(Leftover::Preferences,
+                                     key + QStringLiteral(" is not the same everywhere"));
                 agreed.preferences[key] = QJsonValue::Undefined; // as what nobody has set
                 break;
             }

@@ -174,7 +174,8 @@ void World::checkCloud(const Model::Contents& contents, const QSet<QString>& apa
                 continue;
             const QString name = entry->metadata->filename();
             if (name.contains(QStringLiteral("conflicted copy")) && !name.endsWith(QLatin1String(".image")))
-                model_.breaks(Exception::Copy, QStringLiteral("a copy of a conflict is left: ") + name);
+                model_.violateUnlessAlone(Leftover::Copy,
+                                          QStringLiteral("a copy of a conflict is left: ") + name);
             const QString uuid = name.section(QStringLiteral("!!!"), 1).section(QLatin1Char('.'), 0, 0);
             if (name.endsWith(QLatin1String(".image")))
                 imageFiles.insert(uuid);
@@ -186,11 +187,12 @@ void World::checkCloud(const Model::Contents& contents, const QSet<QString>& apa
     }
     for (auto record = contents.records.begin(); record != contents.records.end(); ++record)
         if (!recordFiles.remove(record.key()))
-            model_.breaks(Exception::MissingFile, QStringLiteral("the cloud lacks %1").arg(record.key()));
+            model_.violateUnlessAlone(Leftover::MissingFile,
+                                      QStringLiteral("the cloud lacks %1").arg(record.key()));
     for (const QString& uuid : recordFiles - apart)
         model_.violate(QStringLiteral("the cloud holds %1, and nobody else does").arg(uuid));
     for (auto image = contents.images.begin(); image != contents.images.end(); ++image)
         if (!imageFiles.contains(image.key()))
-            model_.breaks(Exception::MissingFile,
-                          QStringLiteral("the cloud lacks the image of %1").arg(image.key()));
+            model_.violateUnlessAlone(Leftover::MissingFile,
+                                      QStringLiteral("the cloud lacks the image of %1").arg(image.key()));
 }

@@ -23,12 +23,12 @@ constexpr unsigned mostJobs = 64;    // so that no slip of the finger takes all 
 
 struct Sum {
     qint64 seeds = 0, events = 0, requests = 0, faultsMet = 0, deaths = 0, questions = 0;
-    ExceptionCounts exceptions{};
+    LeftoverCounts leftovers{};
     double requestShare = 0; // the greatest, of those that are allowed
 
     void add(const World::Outcome& outcome) {
         add({1, outcome.events, outcome.requests, outcome.faultsMet, outcome.deaths, outcome.questions,
-             outcome.exceptions, double(outcome.requests) / double(outcome.requestsAllowed)});
+             outcome.leftovers, double(outcome.requests) / double(outcome.requestsAllowed)});
     }
     void add(const Sum& other) {
         seeds += other.seeds;
@@ -37,8 +37,8 @@ struct Sum {
         faultsMet += other.faultsMet;
         deaths += other.deaths;
         questions += other.questions;
-        for (size_t kind = 0; kind < exceptionCount; ++kind)
-            exceptions[kind] += other.exceptions[kind];
+        for (size_t kind = 0; kind < leftoverCount; ++kind)
+            leftovers[kind] += other.leftovers[kind];
         requestShare = std::max(requestShare, other.requestShare);
     }
 };
@@ -57,7 +57,7 @@ struct Options {
     const Scenario* scenario = nullptr;
     unsigned first = 0, last = 0, jobs = 1;
     bool printsTrace = false, printsHashes = false;
-    std::optional<Exception> forbidden;
+    std::optional<Leftover> forbidden;
 };
 
 // What a process tells of itself, also when it crashes: it stands in memory that the processes share.
@@ -122,8 +122,8 @@ Options optionsOf(const QCoreApplication& application) {
         names.append(scenario.name);
         descriptions.append(QStringLiteral("%1 (%2)").arg(scenario.name, scenario.description));
     }
-    for (size_t kind = 0; kind < exceptionCount; ++kind)
-        kinds.append(nameOf(Exception(kind)));
+    for (size_t kind = 0; kind < leftoverCount; ++kind)
+        kinds.append(nameOf(Leftover(kind)));
     parser.addOption(
         {QStringLiteral("scenario"),
          QStringLiteral("One of %1; everything without it.").arg(descriptions.join(QStringLiteral(", "))),
@@ -166,7 +166,7 @@ Options optionsOf(const QCoreApplication& application) {
     options.printsTrace = parser.isSet(QStringLiteral("trace"));
     const QString forbidden = parser.value(QStringLiteral("forbid"));
     if (const auto kind = kinds.indexOf(forbidden); kind >= 0)
-        options.forbidden = Exception(kind);
+        options.forbidden = Leftover(kind);
     else if (parser.isSet(QStringLiteral("forbid")))
         refuse(QStringLiteral("--forbid %1 is none of %2").arg(forbidden, kinds.join(QStringLiteral(", "))));
     options.printsHashes = parser.isSet(QStringLiteral("hashes"));
@@ -231,9 +231,9 @@ void printSum(const Scenario& scenario, const Sum& sum, int failures, double sec
             .arg(sum.requestShare, 0, 'f', 2)
             .arg(sum.deaths)
             .arg(sum.questions));
-    for (size_t kind = 0; kind < exceptionCount; ++kind)
-        if (sum.exceptions[kind] > 0)
-            say(QStringLiteral("  %1: %2").arg(nameOf(Exception(kind))).arg(sum.exceptions[kind]));
+    for (size_t kind = 0; kind < leftoverCount; ++kind)
+        if (sum.leftovers[kind] > 0)
+            say(QStringLiteral("  %1: %2").arg(nameOf(Leftover(kind))).arg(sum.leftovers[kind]));
 }
 
 } // namespace

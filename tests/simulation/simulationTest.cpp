@@ -153,9 +153,9 @@ TEST(SimulatedEngineAlone, Leaves_nothing_behind_that_the_guarantees_do_not_name
     QFile document(QW_SOURCE_DIR "/docs/guarantees.md");
     ASSERT_TRUE(document.open(QIODevice::ReadOnly));
     const QByteArray text = document.readAll();
-    for (size_t kind = 0; kind < exceptionCount; ++kind)
-        EXPECT_TRUE(text.contains('[' + nameOf(Exception(kind)).toUtf8() + ']'))
-            << qPrintable(nameOf(Exception(kind)));
+    for (size_t kind = 0; kind < leftoverCount; ++kind)
+        EXPECT_TRUE(text.contains('[' + nameOf(Leftover(kind)).toUtf8() + ']'))
+            << qPrintable(nameOf(Leftover(kind)));
 }
 
 TEST(SimulatedEngineAlone, Is_counted_for_what_it_leaves_behind) {
@@ -164,8 +164,8 @@ TEST(SimulatedEngineAlone, Is_counted_for_what_it_leaves_behind) {
     script.isSupervised = false;
     const auto outcome = World::run(script, 1);
     EXPECT_EQ(outcome.violations, QStringList());
-    EXPECT_EQ(outcome.exceptions[size_t(Exception::Tie)], 1);
-    script.forbidden = Exception::Tie;
+    EXPECT_EQ(outcome.leftovers[size_t(Leftover::Tie)], 1);
+    script.forbidden = Leftover::Tie;
     EXPECT_FALSE(keepsEveryPromise(script));
 }
 

@@ -5,7 +5,7 @@
 
 // What an engine alone may leave behind, and one under a supervisor never does. docs/guarantees.md says of each kind, by
 // its name, what a user sees.
-enum class Exception {
+enum class Leftover {
     Tie,
     OlderVersion,
     Clock,
@@ -22,11 +22,11 @@ enum class Exception {
     Count
 };
 
-constexpr size_t exceptionCount = size_t(Exception::Count);
-using ExceptionCounts = std::array<qint64, exceptionCount>;
+constexpr size_t leftoverCount = size_t(Leftover::Count);
+using LeftoverCounts = std::array<qint64, leftoverCount>;
 
-inline QString nameOf(Exception kind) {
-    static const std::array<const char*, exceptionCount> names{
+inline QString nameOf(Leftover kind) {
+    static const std::array<const char*, leftoverCount> names{
         "tie",  "older-version", "clock",    "reference", "record",     "image", "preferences",
         "copy", "missing-file",  "activity", "folder",    "sent-again", "empty"};
     return QLatin1String(names[size_t(kind)]);
