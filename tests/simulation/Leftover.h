@@ -2,6 +2,7 @@
 
 #include <QString>
 #include <array>
+#include <optional>
 
 // What an engine alone may leave behind, and one under a supervisor never does. docs/guarantees.md says of each kind, by
 // its name, what a user sees.
@@ -30,4 +31,12 @@ inline QString nameOf(Leftover kind) {
         "tie",  "older-version", "clock",    "reference", "record",     "image", "preferences",
         "copy", "missing-file",  "activity", "folder",    "sent-again", "empty"};
     return QLatin1String(names[size_t(kind)]);
+}
+
+// Nothing when no kind has that name.
+inline std::optional<Leftover> leftoverNamed(const QString& name) {
+    for (size_t kind = 0; kind < leftoverCount; ++kind)
+        if (nameOf(Leftover(kind)) == name)
+            return Leftover(kind);
+    return std::nullopt;
 }

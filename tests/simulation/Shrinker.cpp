@@ -2,6 +2,8 @@
 
 #include "World.h"
 
+#include <QStringList>
+
 namespace {
 
 bool breaksPromise(const Script& script, unsigned seed) {
@@ -20,6 +22,22 @@ Script without(Script script, size_t day, size_t first, size_t count) {
         end->pause += pause;
     events.erase(begin, end);
     return script;
+}
+
+QString literalOf(const Day& day) {
+    return QLatin1Char('"') + dayText(day).trimmed().replace(QLatin1Char('\n'), QStringLiteral("\\n\"\n\""))
+           + QLatin1Char('"');
+}
+
+// As a test makes it.
+QString literalOf(const Script& script) {
+    QStringList offsets, days;
+    for (const int offset : script.clockOffsets)
+        offsets.append(QString::number(offset));
+    for (const Day& day : script.days)
+        days.append(literalOf(day));
+    return QStringLiteral("scriptOf({%1}, {%2})")
+        .arg(offsets.join(QStringLiteral(", ")), days.join(QStringLiteral(", ")));
 }
 
 } // namespace
@@ -44,4 +62,17 @@ Script shrink(const Script& script, unsigned seed) {
         }
     }
     return shortest;
+}
+
+QString testOf(const Script& script, unsigned seed) {
+    const QString expectation = QStringLiteral("EXPECT_TRUE(keepsEveryPromise(%1, %2));");
+    if (script.isSupervised)
+        return expectation.arg(literalOf(script)).arg(seed);
+    QStringList lines{QStringLiteral("Script script = %1;").arg(literalOf(script)),
+                      QStringLiteral("script.isSupervised = false;")};
+    if (script.forbidden)
+        lines.append(
+            QStringLiteral("script.forbidden = leftoverNamed(\"%1\");").arg(nameOf(*script.forbidden)));
+    lines.append(expectation.arg(QStringLiteral("script")).arg(seed));
+    return lines.join(QLatin1Char('\n'));
 }

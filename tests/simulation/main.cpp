@@ -79,15 +79,9 @@ bool runSeed(const Options& options, unsigned seed, Sum& sum) {
     if (!outcome.violations.isEmpty()) {
         say(QStringLiteral("seed %1 of %2: %3").arg(seed).arg(scenario.name, outcome.violations.first()));
         const Script shortest = shrink(script, seed);
-        say(QStringLiteral("%1 machines, clocks %2 s:").arg(shortest.machines).arg([&] {
-            QStringList offsets;
-            for (const int offset : shortest.clockOffsets)
-                offsets.append(QString::number(offset));
-            return offsets.join(QLatin1Char(' '));
-        }()));
-        for (const Day& day : shortest.days)
-            say(dayText(day) + QStringLiteral("all is well"));
-        say(QStringLiteral("then: %1")
+        say(QStringLiteral("the shortest days found that break a promise, as a test:\n")
+            + testOf(shortest, seed));
+        say(QStringLiteral("which says: %1")
                 .arg(World::run(shortest, seed, options.printsTrace).violations.value(0)));
         return false;
     }
@@ -165,9 +159,8 @@ Options optionsOf(const QCoreApplication& application) {
                    .arg(parser.value(QStringLiteral("scenario")), names.join(QStringLiteral(", "))));
     options.printsTrace = parser.isSet(QStringLiteral("trace"));
     const QString forbidden = parser.value(QStringLiteral("forbid"));
-    if (const auto kind = kinds.indexOf(forbidden); kind >= 0)
-        options.forbidden = Leftover(kind);
-    else if (parser.isSet(QStringLiteral("forbid")))
+    options.forbidden = leftoverNamed(forbidden);
+    if (parser.isSet(QStringLiteral("forbid")) && !options.forbidden)
         refuse(QStringLiteral("--forbid %1 is none of %2").arg(forbidden, kinds.join(QStringLiteral(", "))));
     options.printsHashes = parser.isSet(QStringLiteral("hashes"));
     return options;

@@ -1,3 +1,4 @@
+#include "Shrinker.h"
 #include "SimulatedDays.h"
 #include "SimulatedFiles.h"
 
@@ -112,6 +113,19 @@ TEST(SimulationScript, Is_refused_with_the_line_that_holds_no_event) {
         EXPECT_FALSE(dayFromText(QString("0 1 save 0 0\n") + line, &badLine));
         EXPECT_EQ(badLine, line);
     }
+}
+
+TEST(SimulationScript, Is_printed_as_a_test) {
+    Script script = scriptOf({0, -5}, {"", "1 2 add 3 4\n5 1 save 0 0"});
+    const QString literal = "scriptOf({0, -5}, {\"\", \"1 2 add 3 4\\n\"\n\"5 1 save 0 0\"})";
+    EXPECT_EQ(testOf(script, 7), "EXPECT_TRUE(keepsEveryPromise(" + literal + ", 7));");
+    script.isSupervised = false;
+    script.forbidden = Leftover::OlderVersion;
+    EXPECT_EQ(testOf(script, 7), "Script script = " + literal
+                                     + ";\n"
+                                       "script.isSupervised = false;\n"
+                                       "script.forbidden = leftoverNamed(\"older-version\");\n"
+                                       "EXPECT_TRUE(keepsEveryPromise(script, 7));");
 }
 
 TEST(Simulation, Goes_the_same_way_each_time) {
