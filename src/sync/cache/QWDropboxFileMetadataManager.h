@@ -8,8 +8,8 @@
 #include <QUrl>
 
 // What this client knows of the files of the app folder, kept as one FileMetadata for each file that it has
-// uploaded or imported: which entries of a delta are worth a download, whether an image must be uploaded,
-// whether it is older than its remote copy. Names are told apart without regard to letter case.
+// sent, imported or had no use for: which entries of a delta are worth a download, whether an image must be
+// uploaded, whether it is older than its remote copy. Names are told apart without regard to letter case.
 //
 // Never saves; whoever calls it saves the cache context. A fetch that fails reads as
 // "no such file". Used on the thread of the context.
