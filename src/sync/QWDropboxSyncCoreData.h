@@ -173,23 +173,6 @@ public:
 
     // Asks the cloud for changes since the last batch.
     void loadDeltaPotentialUpdates();
-    // For a client that neither sends nor answers the query that it was just asked for: all is as if it had
-    // not been asked. `status` is what it was before.
-    void takeBackDeltaQuery(quint64 status);
-    // For a client that will not have the changes imported that a query has just listed (`changesListed`): all is as
-    // if it had not been made, and the engine is idle until the next one.
-    void giveUpChangesListed();
-    // For a client that neither loads nor answers the file that it was just asked for: its entry is finished,
-    // and the file is known from now on, though not received.
-    void passOverFile(const QString& fileName);
-    // For a client that has loaded a file which changes nothing here: its entry is finished, and the file is known
-    // from now on.
-    void declineFile(const QString& localPath, const DBMetadata& metadata);
-    // For a client that is refused the file for good: the batch goes on without it. The file is as unknown as
-    // it was, and comes when it changes.
-    void leaveOutFile(const QString& fileName);
-    // Adds a file to the batch that is running.
-    void addDeltaEntry(const DBDeltaEntryRef& entry) { deltaEntriesToImport_.append({entry}); }
     // Entries received and not yet finished.
     const QWDeltaQueue& deltaEntriesToImport() const { return deltaEntriesToImport_; }
 
@@ -202,12 +185,6 @@ public:
     static QWRef<QWManagedObjectWithSyncSupport> objectReferencedByFile(const QString& fileName,
                                                                         QWManagedObjectContext& context,
                                                                         bool createIfNotExisting);
-    // For a client that ranks versions before it passes on what it has downloaded: applies a received record
-    // to its object in the sync support context although their dates tie, drops what waited of the record
-    // (the record of a conflicted copy is queued instead), and lets it win the ties of the batch's merge as
-    // well.
-    void applyReceivedRecord(QWManagedObjectWithSyncSupport& object, const QVariantMap& record,
-                             const DBMetadata& metadata);
 
     // Merge -------------------------------------------------------------------------------------------------
 
@@ -218,13 +195,43 @@ public:
     // Saves the batch and merges it into the main context, whatever the host has changed meanwhile. False
     // when the store takes nothing; the user has been told then.
     bool saveSyncSupportContext();
-    // Whether the running batch has deleted the record that a file belongs to, be it that it was given up and goes on
-    // with the next query.
-    bool isDeletedByBatch(const QString& fileName);
-    // For a client that ranks versions before it passes on what it has downloaded: the host's unsaved version of a
-    // record gives way to the saved one, which is what the cloud holds. It is dropped, with what waited of it.
+
+    // For a client between engine and cloud -----------------------------------------------------------------
+
+    // A client that looks at what it passes on, as a supervisor does, tells the engine with these what it has
+    // done itself. Hosts have no use for them.
+
+    // It neither sends nor answers the query that it was just asked for: all is as if it had not been asked.
+    // `status` is what it was before.
+    void takeBackDeltaQuery(quint64 status);
+    // It will not have the changes imported that a query has just listed (`changesListed`): all is as if that
+    // had not been made, and the engine is idle until the next one.
+    void giveUpChangesListed();
+    // A further file for the batch that is running.
+    void addDeltaEntry(const DBDeltaEntryRef& entry) { deltaEntriesToImport_.append({entry}); }
+    // It neither loads nor answers the file that it was just asked for: its entry is finished, and the file is
+    // known from now on, though not received.
+    void passOverFile(const QString& fileName);
+    // It has loaded a file that changes nothing here: its entry is finished, and the file is known from now on.
+    void declineFile(const QString& localPath, const DBMetadata& metadata);
+    // It is refused the file for good: the batch goes on without it. The file is as unknown as it was, and
+    // comes when it changes.
+    void leaveOutFile(const QString& fileName);
+    // It has ranked a received record higher than the version here, though their dates tie: applies it to its
+    // object in the sync support context, drops what waited of the record (that of a conflicted copy is queued
+    // instead), and lets it win the ties of the batch's merge as well.
+    void applyReceivedRecord(QWManagedObjectWithSyncSupport& object, const QVariantMap& record,
+                             const DBMetadata& metadata);
+    // Whether what the running batch has received of a record wins over the host's version of that date: the
+    // later one, at a tie the host's unless the received one was ranked higher.
+    bool receivedVersionWins(const QWManagedObjectWithSyncSupport& received, const QDateTime& host) const;
+    // The host's unsaved version of a record gives way to the saved one, which is what the cloud holds. It is
+    // dropped, with what waited of it.
     void discardUnsavedVersion(QWManagedObjectWithSyncSupport& object,
                                QWManagedObjectWithSyncSupport& winner);
+    // Whether the running batch has deleted the record that a file belongs to, also when the batch was given
+    // up and goes on with the next query.
+    bool isDeletedByBatch(const QString& fileName);
 
     // Preferences -------------------------------------------------------------------------------------------
 
@@ -288,16 +295,17 @@ Q_SIGNALS:
     // A listing from scratch is complete, and these files that are known here are not in it, those of objects
     // that wait to be sent and that of the preferences included.
     void listingLacks(const QStringList& fileNames);
-    // `deltaEntriesToImport` holds all changes of a query, the deletions of a listing from scratch included; none is
-    // imported yet.
+    // `deltaEntriesToImport` holds all changes of a query, the deletions of a listing from scratch included;
+    // none is imported yet.
     void changesListed();
-    // A version of a record is about to give way to `winner` or, where that is null, to a deletion. It is the host's
-    // in the main context, or one that only the running batch has received.
+    // A version of a record is about to give way to `winner` or, where that is null, to a deletion. It is the
+    // host's in the main context, or one that only the running batch has received.
     void versionGivesWay(QWManagedObjectWithSyncSupport& version, QWManagedObjectWithSyncSupport* winner);
-    // The image of a record is about to be deleted, since the record was elsewhere. Who sets `mayGo` to false keeps it.
+    // The image of a record is about to be deleted, since the record was elsewhere. Who sets `mayGo` to false
+    // keeps it.
     void imageGivesWay(const QWManagedObjectWithSyncSupport& object, bool* mayGo);
-    // Every version that the running batch takes the place of has been told of; its save is next. Who sets `mayBeSaved`
-    // to false makes that fail: the batch comes again.
+    // Every version that the running batch takes the place of has been told of; its save is next. Who sets
+    // `mayBeSaved` to false makes that fail: the batch comes again.
     void batchWillBeSaved(bool* mayBeSaved);
 
 private:
@@ -385,7 +393,6 @@ private:
 
     // Merge -------------------------------------------------------------------------------------------------
 
-    bool receivedVersionWins(const QWManagedObjectWithSyncSupport& received, const QDateTime& host) const;
     void tellOfVersionsThatGiveWay(QWManagedObjectContext& context);
     void tellWhichGivesWay(QWManagedObjectWithSyncSupport& received, QWManagedObjectWithSyncSupport& host);
     QWRef<QWManagedObjectWithSyncSupport> hostsVersion(const QWManagedObjectWithSyncSupport& object);

@@ -7,8 +7,9 @@
 // and merge the host's unsaved versions that lost give way.
 //
 // Invariants:
-// - One version of a record wins whole: the one with the later date, the host's on a tie; a deletion wins
-//   over any version of the other side. What the host wins is queued, since the import has dropped its row.
+// - One version of a record wins whole: the one with the later date, the host's on a tie unless a client has
+//   ranked the received one higher; a deletion wins over any version of the other side. What the host wins is
+//   queued, since the import has dropped its row.
 // - Other people's changes never fail the save of a batch.
 // - What the merge changes in the main context is not seen as an edit of the host's.
 // - One uuid stays one record, also when both contexts have inserted it.
@@ -16,6 +17,7 @@
 
 #include "core/QWManagedObjectWithSyncSupport.h"
 #include "sync/QWRecordVersions_p.h"
+#include "sync/QWSyncFileNames_p.h"
 
 #include <QMetaMethod>
 
@@ -85,6 +87,12 @@ bool QWDropboxSyncCoreData::receivedVersionWins(const QWManagedObjectWithSyncSup
     const bool winsTie = host.isValid() && objectsWinningTies_.contains(QWSyncedIdentity(received))
                          && qw::sync::wholeSeconds(date) == qw::sync::wholeSeconds(host);
     return winsTie || qw::sync::receivedVersionWins(date, host);
+}
+
+bool QWDropboxSyncCoreData::isDeletedByBatch(const QString& fileName) {
+    const auto named = syncSupportManagedObjectCopy_ ? qw::sync::objectNamedByFile(fileName) : std::nullopt;
+    return named && objectsReceived_.contains(QWSyncedIdentity(named->entityName, named->uuid))
+           && !objectReferencedWithLowerCaseFileName(fileName, false);
 }
 
 QWRef<QWManagedObjectWithSyncSupport>

@@ -225,12 +225,6 @@ bool QWDropboxSyncCoreData::existsObjectOfUpload(const QString& fileName,
                                                                   *mainManagedObjectContext_);
 }
 
-bool QWDropboxSyncCoreData::isDeletedByBatch(const QString& fileName) {
-    const auto named = syncSupportManagedObjectCopy_ ? qw::sync::objectNamedByFile(fileName) : std::nullopt;
-    return named && objectsReceived_.contains(QWSyncedIdentity(named->entityName, named->uuid))
-           && !objectReferencedWithLowerCaseFileName(fileName, false);
-}
-
 void QWDropboxSyncCoreData::finishUploadOfObjectWaiting(const QWRef<ObjectWaitingSync>& row) {
     if (!finishRequestOfRow(row))
         return;

@@ -48,6 +48,15 @@ void QWDropboxFileMetadataManager::deleteDropboxFileMetadataWithName(const QStri
         dropboxCacheManagedObjectContext_->deleteObject(*known);
 }
 
+DBMetadata QWDropboxFileMetadataManager::metadataOf(const FileMetadata& record) {
+    DBMetadata metadata;
+    metadata.path = qw::sync::remotePath(record.fileName());
+    metadata.rev = record.rev();
+    metadata.hash = record.remoteHash();
+    metadata.lastModifiedDate = record.lastModifiedDate();
+    return metadata;
+}
+
 bool QWDropboxFileMetadataManager::isUsefullImportOfDropboxDeltaEntry(DBDeltaEntry& entry) const {
     const auto action = possibleSpecialActionForLowerCaseFileName(entry.lowercasePath);
     const bool usefull = isUsefull(entry, action);

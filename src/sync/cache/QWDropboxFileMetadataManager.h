@@ -26,6 +26,8 @@ public:
     void updateFileMetadataEquivalentToDropboxFileMetadata(const DBMetadata& metadata,
                                                            const QString& localPath = {});
     void deleteDropboxFileMetadataWithName(const QString& fileName);
+    // What the cloud held by this record: path, revision, content hash and date; the length is not kept.
+    static DBMetadata metadataOf(const FileMetadata& record);
 
     // Whether a delta entry is to be processed. Gives the entry its special action.
     bool isUsefullImportOfDropboxDeltaEntry(DBDeltaEntry& entry) const;

@@ -42,7 +42,7 @@ void QWDeletionGuard::setQuestion(Question question) {
         drop();
 }
 
-bool QWDeletionGuard::holdsBack() {
+bool QWDeletionGuard::holdBackIfVeryMany() {
     if (!question_)
         return false;
     held_.clear();

@@ -19,9 +19,9 @@ public:
     // Without a question nothing is held.
     void setQuestion(Question question);
 
-    // All changes of a query are listed and none is applied: whether they are to be given up. The question is then
-    // open, and to be asked if it was not open before.
-    bool holdsBack();
+    // All changes of a query are listed and none is applied. True when they are to be given up: the question is
+    // open then, and to be asked if it was not before.
+    bool holdBackIfVeryMany();
     bool isOpen() const { return !held_.empty(); }
     void ask() const;
     // "Yes": the next query deletes them. "No": the records are sent again, and the files that were deleted are

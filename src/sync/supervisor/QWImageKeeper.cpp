@@ -98,7 +98,7 @@ QString QWImageKeeper::contentHash(const QString& path) const {
 
 // The image of a record that is not here may be all that a deletion has left, or come before its record. The
 // engine would make an empty record of it, and only on the desktops that have not sent it.
-bool QWImageKeeper::passesOver(const QString& fileName) {
+bool QWImageKeeper::passOverStray(const QString& fileName) {
     if (!qw::sync::isImageFile(fileName) || isConflicted(fileName)
         || !qw::sync::belongsToEntity(engine_, fileName) || presentVersion(engine_, fileName))
         return false;
@@ -215,8 +215,8 @@ bool QWImageKeeper::finishBatch() {
     for (const QString& name : filesToCheck_.names()) {
         filesToCheck_.erase(name);
         const auto object = hostsObject(engine_, name);
-        if (object && isConflicted(name))
-            catchUpDate(*object, true);
+        if (object)
+            catchUpDate(*object, isConflicted(name));
         if (object && isPending(*object))
             names.append(name);
         else if (object && !object->imageURL().isEmpty() && !files().exists(object->imageURL().toLocalFile()))
@@ -266,7 +266,10 @@ void QWImageKeeper::noteListed(const QString& fileName, const DBMetadata& listed
 // that was given up, and goes on with the next query, is not known, however often it was sent.
 bool QWImageKeeper::noteBehind(const QString& fileName) {
     const auto object = hostsObject(engine_, fileName);
-    if (!object || engine_.isDeletedByBatch(fileName) || !isPending(*object))
+    if (!object || engine_.isDeletedByBatch(fileName))
+        return false;
+    catchUpDate(*object);
+    if (!isPending(*object))
         return false;
     filesToCheck_.insert(fileName);
     return true;
@@ -284,21 +287,15 @@ void QWImageKeeper::askForKnown(const QString& fileName) {
         imagesAskedFor_.erase(name);
         return;
     }
-    DBMetadata image;
-    image.path = qw::sync::remotePath(known->fileName());
-    image.rev = QStringLiteral("any but ") + known->rev();
-    image.hash = known->remoteHash();
-    image.lastModifiedDate = known->lastModifiedDate();
+    DBMetadata image = QWDropboxFileMetadataManager::metadataOf(*known);
+    image.rev.prepend(QStringLiteral("any but "));
     engine_.addDeltaEntry(DBMakeDeltaEntry(qw::text::lowercase(image.path), image));
     imagesAskedFor_.insert(name);
 }
 
-bool QWImageKeeper::isPending(const QWManagedObjectWithSyncSupport& object) {
+bool QWImageKeeper::isPending(const QWManagedObjectWithSyncSupport& object) const {
     const QUrl url = object.imageURL();
-    if (url.isEmpty())
-        return false;
-    catchUpDate(object);
-    return engine_.fileMetadataManager().needsToUploadOfImageAtURL(url, nameOf(object));
+    return !url.isEmpty() && engine_.fileMetadataManager().needsToUploadOfImageAtURL(url, nameOf(object));
 }
 
 // An image that was set here since the known one came is newer, though this machine's clock may be behind the

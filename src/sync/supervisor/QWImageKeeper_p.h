@@ -27,8 +27,8 @@ public:
     // After the engine has imported or declined a file. Answers the path of a conflicted copy that is to be deleted in
     // the cloud, null for any other file.
     QString finishImport(const QString& localPath, const DBMetadata& metadata);
-    // Whether the file that the engine asks for is not to be loaded: the engine is done with it then.
-    bool passesOver(const QString& fileName);
+    // Of a file that the engine asks for: passes over an image whose record is not here, and answers true when it was one.
+    bool passOverStray(const QString& fileName);
     // Whether a copy of a conflict, which the engine asks for, is of the image of a record that the batch deletes: the
     // engine would make that again, bare.
     bool isCopyOfDeleted(const QString& fileName);
@@ -77,7 +77,7 @@ private:
                    const QString& localPath, const DBMetadata& metadata);
     QString contentHash(const QString& path) const;
     bool catchUpDate(const QWManagedObjectWithSyncSupport& object, bool isTieBehind = false);
-    bool isPending(const QWManagedObjectWithSyncSupport& object);
+    bool isPending(const QWManagedObjectWithSyncSupport& object) const;
     QWFileManager& files() const { return engine_.mainManagedObjectContext()->environment().files(); }
 
     QWDropboxSyncCoreData& engine_;

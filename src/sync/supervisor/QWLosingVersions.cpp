@@ -6,9 +6,8 @@
 #include "sync/QWRecordVersions_p.h"
 #include "sync/QWSyncFileNames_p.h"
 #include "sync/QWSyncLog_p.h"
-#include "sync/records/QWDropboxSyncManagedObjectDictionaryExporter.h"
-#include "sync/records/QWSyncRecordFile_p.h"
 #include "sync/records/QWTravellingForm.h"
+#include "sync/supervisor/QWPresentVersions_p.h"
 
 using Origin = QWArchivedVersion::Origin;
 using Reason = QWArchivedVersion::Reason;
@@ -119,15 +118,10 @@ void QWLosingVersions::versionGivesWay(QWManagedObjectWithSyncSupport& version,
     const bool isHosts = version.managedObjectContext() == engine_.mainManagedObjectContext().get();
     const Reason reason =
         winner ? reasonFor(version.dateModified(), winner->dateModified()) : Reason::Deletion;
-    if (reason == Reason::SameSecond && hashOf(version) == hashOf(*winner))
+    if (reason == Reason::SameSecond
+        && qw::sync::travellingHash(engine_, version) == qw::sync::travellingHash(engine_, *winner))
         return;
     archive_.add(version, isHosts ? Origin::Here : Origin::Cloud, reason);
     if (++unsaved_ >= mostUnsaved)
         save();
-}
-
-std::optional<QByteArray> QWLosingVersions::hashOf(QWManagedObjectWithSyncSupport& object) {
-    const auto record = qw::sync::recordOnArrival(
-        engine_.syncDictionaryExporter().dictionaryToInsertOrUpdateObjectToSync(object));
-    return record ? qw::sync::travellingHash(*record, object) : std::nullopt;
 }

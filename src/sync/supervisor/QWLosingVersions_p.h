@@ -33,7 +33,6 @@ private:
     void versionGivesWay(QWManagedObjectWithSyncSupport& version, QWManagedObjectWithSyncSupport* winner);
     bool addDeletedImage(const QWManagedObjectWithSyncSupport& object);
     bool save(); // false when the versions are in memory still
-    std::optional<QByteArray> hashOf(QWManagedObjectWithSyncSupport& object);
 
     QWEnvironment& environment() const { return engine_.mainManagedObjectContext()->environment(); }
 

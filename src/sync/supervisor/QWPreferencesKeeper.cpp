@@ -80,13 +80,9 @@ QWRef<FileMetadata> QWPreferencesKeeper::known() const {
 }
 
 DBMetadata QWPreferencesKeeper::knownFile() const {
-    DBMetadata file;
+    const auto row = known();
+    DBMetadata file = row ? QWDropboxFileMetadataManager::metadataOf(*row) : DBMetadata();
     file.path = QWDBFileSyncedPreferencesInDropboxFolder;
-    if (const auto row = known()) {
-        file.rev = row->rev();
-        file.hash = row->remoteHash();
-        file.lastModifiedDate = row->lastModifiedDate();
-    }
     return file;
 }
 

@@ -3,8 +3,10 @@
 #include "core/QWManagedObjectWithSyncSupport.h"
 #include "platform/text/QWText.h"
 #include "sync/QWDeltaSpecialActions_p.h"
-#include "sync/QWRecordVersions_p.h"
 #include "sync/QWSyncFileNames_p.h"
+#include "sync/records/QWDropboxSyncManagedObjectDictionaryExporter.h"
+#include "sync/records/QWSyncRecordFile_p.h"
+#include "sync/records/QWTravellingForm.h"
 
 namespace qw::sync {
 
@@ -30,8 +32,15 @@ QWRef<QWManagedObjectWithSyncSupport> presentVersion(QWDropboxSyncCoreData& engi
     if (host && !batch)
         return host->isInserted() ? host : QWRef<QWManagedObjectWithSyncSupport>();
     if (host && batch)
-        return receivedVersionWins(batch->dateModified(), host->dateModified()) ? batch : host;
+        return engine.receivedVersionWins(*batch, host->dateModified()) ? batch : host;
     return batch;
+}
+
+std::optional<QByteArray> travellingHash(QWDropboxSyncCoreData& engine,
+                                         QWManagedObjectWithSyncSupport& object) {
+    const auto record =
+        recordOnArrival(engine.syncDictionaryExporter().dictionaryToInsertOrUpdateObjectToSync(object));
+    return record ? travellingHash(*record, object) : std::nullopt;
 }
 
 QWRef<ObjectWaitingSync> waitingDeletion(QWDropboxSyncCoreData& engine, const QString& fileName) {

@@ -199,9 +199,7 @@ QWRecordKeeper::Order QWRecordKeeper::order(const QVariantMap& received,
     const qint64 difference = qw::sync::wholeSeconds(receivedDate) - qw::sync::wholeSeconds(presentDate);
     if (difference != 0)
         return difference < 0 ? Order::Behind : Order::Ahead;
-    const auto sent = qw::sync::recordOnArrival(
-        engine_.syncDictionaryExporter().dictionaryToInsertOrUpdateObjectToSync(present));
-    const auto presentHash = sent ? qw::sync::travellingHash(*sent, present) : std::nullopt;
+    const auto presentHash = qw::sync::travellingHash(engine_, present);
     const auto receivedHash = qw::sync::travellingHash(received, present);
     if (presentHash == receivedHash)
         return Order::Same;
@@ -238,7 +236,7 @@ bool QWRecordKeeper::finishUpload(const QString& fileName, const QByteArray& sen
 // What refers to the record loses the reference here, and keeps its date: where it was changed while it was being
 // deleted, or the deletion is taken back, other desktops have it with the reference. It is sent, so that all come to
 // hold the one or the other.
-void QWRecordKeeper::noteDeletion(const QWManagedObjectWithSyncSupport& version) {
+void QWRecordKeeper::sendWhatRefersTo(const QWManagedObjectWithSyncSupport& version) {
     for (const auto* property : version.entity().properties()) {
         const auto* reference = property->isRelationship() ? property->inverse() : nullptr;
         if (!reference)
@@ -292,7 +290,7 @@ bool QWRecordKeeper::prepareHostsSave() {
 
 // The deletion leaves the revision known of a version that was sent after it had been listed, and is in the cloud again:
 // the next query must bring it.
-void QWRecordKeeper::noteDeletions(const QWManagedObjectSet& deleted) {
+void QWRecordKeeper::forgetRevisionsOf(const QWManagedObjectSet& deleted) {
     for (const auto& record : deleted) {
         const auto* object = dynamic_cast<const QWManagedObjectWithSyncSupport*>(record.data());
         if (object && !hostsObject(engine_, fileNameOf(*object)))

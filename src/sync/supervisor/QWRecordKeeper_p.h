@@ -26,12 +26,12 @@ public:
     // then (an earlier one, too, by a clock that is behind), or its image is behind. True when it did.
     bool finishUpload(const QString& fileName, const QByteArray& sent, bool isImageBehind);
     // Before the host's version gives way to a received deletion.
-    void noteDeletion(const QWManagedObjectWithSyncSupport& version);
+    void sendWhatRefersTo(const QWManagedObjectWithSyncSupport& version);
     // Before the batch is saved, and before the host saves, which answers true when it has queued a record.
     void prepareBatchSave();
     bool prepareHostsSave();
     // After a merge, with what it has deleted here.
-    void noteDeletions(const QWManagedObjectSet& deleted);
+    void forgetRevisionsOf(const QWManagedObjectSet& deleted);
     // The batch is saved.
     void finishBatch() { referringFiles_.clear(); }
 

@@ -53,7 +53,7 @@ QWSyncSupervisor::QWSyncSupervisor(QWDropboxSyncCoreData& engine, std::shared_pt
     connect(engine_, &QWDropboxSyncCoreData::versionGivesWay, this,
             [this](QWManagedObjectWithSyncSupport& version, const QWManagedObjectWithSyncSupport* winner) {
                 if (!winner && version.managedObjectContext() == engine_->mainManagedObjectContext().get())
-                    records_->noteDeletion(version);
+                    records_->sendWhatRefersTo(version);
             });
     connect(engine_, &QObject::destroyed, this, [this] { client_->setDelegate(nullptr, nullptr); });
     queueObservation_ = engine.dropboxCacheManagedObjectContext()->observeObjectsDidChange(
@@ -71,7 +71,7 @@ QWSyncSupervisor::QWSyncSupervisor(QWDropboxSyncCoreData& engine, std::shared_pt
     mergeObservation_ =
         engine.mainManagedObjectContext()->observeDidMerge([this](const QWDidSaveNotice& notice) {
             isBatchUnsaved_ = false;
-            records_->noteDeletions(notice.deleted);
+            records_->forgetRevisionsOf(notice.deleted);
         });
     // What the engine could not save, for want of space, must not be forgotten when the host's change is saved.
     hostSaveObservation_ = engine.mainManagedObjectContext()->observeWillSave([this] {
@@ -169,7 +169,7 @@ void QWSyncSupervisor::stop() {
     ++generation_;
     repetitionsDue_ = 0;
     staleQueries_ = queriesOut_;
-    isQueryDue_ = isRestartDue_ = isLookingForFolder_ = isFromScratch_ = false;
+    isQueryDue_ = isRestartDue_ = isLookingForFolder_ = arrivesFromScratch_ = false;
     isPreferencesUploadHeld_ = isPreferencesDownloadHeld_ = false;
     restartTimer_.cancel();
     folderLookupTimer_.cancel();
@@ -283,9 +283,9 @@ void QWSyncSupervisor::answerDeletionQuestion(bool areDeletionsWanted) {
 // The query is due again, and waits for the answer.
 void QWSyncSupervisor::holdBackDeletions() {
     const bool wasOpen = isDeletionQuestionOpen();
-    if (!std::exchange(isFromScratch_, false))
+    if (!std::exchange(arrivesFromScratch_, false))
         deletionGuard_->refuseDeletionsOfFolder();
-    if (!deletionGuard_->holdsBack())
+    if (!deletionGuard_->holdBackIfVeryMany())
         return;
     images_->giveBatchUp();
     engine_->giveUpChangesListed();

@@ -167,14 +167,14 @@ private:
                   const QString& localPath);
     void requestDeletion(const QString& path);
     void requestDownload(const QString& path, const QString& localPath);
-    bool isRepetition(const QString& fileName);
+    bool noteSentAndCompare(const QString& fileName);
     bool isPlaceholder(const QString& fileName) const;
     void passOverUpload(const QString& fileName, const QString& localPath);
     void finishUpload(const QString& destinationPath, const QString& sourcePath, const DBMetadata& metadata);
     void finishEarlierUpload(const QString& fileName, const DBMetadata& standing);
     std::optional<DBMetadata> listedSince(const QString& fileName, const QString& revision) const;
     void keepImageKnown(const DBMetadata& listed);
-    bool isQueryStale();
+    bool endQuery();
     void sendAgainWhatIsDeleted(const QList<DBDeltaEntryRef>& page);
     void sendWaiting();
     void sendWaitingSoon(); // on a turn of the run loop of its own
@@ -260,9 +260,9 @@ private:
 
     std::optional<QWRunLoop::Duration> lastQuery_, lastRestart_; // when it was asked or done, by the run loop
     bool hasLastQueryFailed_ = false;
-    bool isBatchUnsaved_ = false;       // it could not be
-    bool isListingFromScratch_ = false; // what is asked for
-    bool isFromScratch_ = false;        // the query whose pages come
+    bool isBatchUnsaved_ = false;     // it could not be
+    bool asksFromScratch_ = false;    // the last query
+    bool arrivesFromScratch_ = false; // the one whose pages come
 
     // The object whose upload is being acknowledged to the engine, and whether its image is sent again in
     // this.

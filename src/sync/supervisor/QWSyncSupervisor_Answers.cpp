@@ -25,8 +25,8 @@ void QWSyncSupervisor::finish(const std::function<void(DBRestClientDelegate&)>& 
 // Queries ---------------------------------------------------------------------------------------------------
 
 // The engine counts its queries, and would work on the page of one that it was deactivated in: that one is
-// taken back. Which of several it is does not matter, since all began at the saved cursor.
-bool QWSyncSupervisor::isQueryStale() {
+// taken back: true then. Which of several it is does not matter, since all began at the saved cursor.
+bool QWSyncSupervisor::endQuery() {
     --queriesOut_;
     if (staleQueries_ == 0)
         return false;
@@ -38,7 +38,7 @@ bool QWSyncSupervisor::isQueryStale() {
 // same, which were sent before it was asked for or received in a batch that was not finished.
 void QWSyncSupervisor::restClientLoadedDeltaEntries(DBRestClient&, const QList<DBDeltaEntryRef>& entries,
                                                     bool reset, const QString& cursor, bool hasMore) {
-    if (isQueryStale())
+    if (endQuery())
         return finish([&](auto&) { engine_->takeBackDeltaQuery(engine_->status()); });
     QStringList ownCopies, preferencesCopies;
     const auto kept = images_->preparePage(entries, !hasMore, ownCopies);
@@ -47,8 +47,8 @@ void QWSyncSupervisor::restClientLoadedDeltaEntries(DBRestClient&, const QList<D
         records_->prepareEntry(*entry);
     }
     sendAgainWhatIsDeleted(kept);
-    const bool isFirstPage = std::exchange(isListingFromScratch_, false) || reset;
-    isFromScratch_ |= isFirstPage;
+    const bool isFirstPage = std::exchange(asksFromScratch_, false) || reset;
+    arrivesFromScratch_ |= isFirstPage;
     finish([&](auto& to) { to.restClientLoadedDeltaEntries(*this, kept, isFirstPage, cursor, hasMore); });
     for (const QString& copy : ownCopies)
         sendConflictedImage(copy);
@@ -74,7 +74,7 @@ void QWSyncSupervisor::sendAgainWhatIsDeleted(const QList<DBDeltaEntryRef>& page
 }
 
 void QWSyncSupervisor::restClientLoadDeltaFailedWithError(DBRestClient&, const QWError& error) {
-    if (isQueryStale() && requestFailure(error) != RequestFailure::TokenRefused)
+    if (endQuery() && requestFailure(error) != RequestFailure::TokenRefused)
         return finish([&](auto&) { engine_->takeBackDeltaQuery(engine_->status()); });
     hasLastQueryFailed_ = true;
     finish([&](auto& to) { to.restClientLoadDeltaFailedWithError(*this, error); });
@@ -158,12 +158,7 @@ std::optional<DBMetadata> QWSyncSupervisor::listedSince(const QString& fileName,
     const auto known = engine_->fileMetadataManager().fileMetadataForFileName(fileName, false);
     if (!known || known->rev().isEmpty() || known->rev() == revision)
         return {};
-    DBMetadata listed;
-    listed.path = qw::sync::remotePath(known->fileName());
-    listed.rev = known->rev();
-    listed.hash = known->remoteHash();
-    listed.lastModifiedDate = known->lastModifiedDate();
-    return listed;
+    return QWDropboxFileMetadataManager::metadataOf(*known);
 }
 
 // The engine forgets the image of a record that is not here. It may have been listed, and passed over, since.

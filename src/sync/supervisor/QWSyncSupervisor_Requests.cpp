@@ -28,7 +28,7 @@ void QWSyncSupervisor::loadDelta(const QString& cursor) {
     }
     isQueryDue_ = false;
     hasLastQueryFailed_ = false;
-    isListingFromScratch_ = cursor.isEmpty();
+    asksFromScratch_ = cursor.isEmpty();
     lastQuery_ = runLoop().now();
     ++queriesOut_;
     request(requests_.queries).loadDelta(cursor);
@@ -43,7 +43,7 @@ void QWSyncSupervisor::uploadFile(const QString& filename, const QString& folder
                                   const QString& localPath) {
     if (isLocalPreferences(localPath))
         uploadPreferences();
-    else if (isRepetition(filename))
+    else if (noteSentAndCompare(filename))
         isRestartDue_ = true;
     else if (isPlaceholder(filename))
         passOverUpload(filename, localPath);
@@ -68,8 +68,8 @@ void QWSyncSupervisor::sendFile(const QString& fileName, const QString& folder, 
 }
 
 // An object that was changed while it was in flight is sent again at each of its completions, for as long as
-// it is in flight. Its image comes before its record, and makes it more than a repetition.
-bool QWSyncSupervisor::isRepetition(const QString& fileName) {
+// it is in flight: true for such a repetition. Its image comes before its record, and makes it more than one.
+bool QWSyncSupervisor::noteSentAndCompare(const QString& fileName) {
     const QString uuid = qw::sync::uuidNamedByFile(fileName);
     const bool isAcknowledged = !uuid.isEmpty() && uuid == uuidAcknowledged_;
     if (!qw::sync::isRecordFile(fileName)) {
@@ -132,7 +132,7 @@ void QWSyncSupervisor::loadFile(const QString& path, const QString& localPath) {
     else if (images_->isCopyOfDeleted(fileName)) {
         engine_->passOverFile(fileName);
         deletePath(path);
-    } else if (!images_->passesOver(fileName)) {
+    } else if (!images_->passOverStray(fileName)) {
         requestDownload(path, localPath);
     }
 }

@@ -4,6 +4,7 @@
 #include "sync/records/QWDropboxSyncManagedObjectDictionaryExporter.h"
 #include "sync/records/QWTravellingForm.h"
 
+#include <map>
 #include <vector>
 
 // One desktop and a cloud that other machines may write to: what its engine does alone, or supervised.
@@ -45,16 +46,23 @@ struct OneDesktop : testing::Test {
         return {{"title", title}, {"dateModified", dateModified}};
     }
     // Another version of the book X, of the same second, whose form has a hash that is greater, or less.
-    QVariantMap versionInSameSecond(bool isGreater) {
+    QVariantMap versionInSameSecond(bool isGreater) { return versionsInSameSecond(isGreater, 1)[0]; }
+    // So many, those with the lesser hashes first.
+    std::vector<QVariantMap> versionsInSameSecond(bool areGreater, size_t count) {
         const auto present = desktop.find("X");
         QVariantMap record =
             engine().syncDictionaryExporter().dictionaryToInsertOrUpdateObjectToSync(*present);
         const auto own = qw::sync::travellingHash(record, *present);
-        for (int number = 0;; ++number) {
+        std::map<QByteArray, QVariantMap> versions;
+        for (int number = 0; versions.size() < count; ++number) {
             record["title"] = QString::number(number);
-            if ((*qw::sync::travellingHash(record, *present) > *own) == isGreater)
-                return record;
+            if (const auto hash = qw::sync::travellingHash(record, *present); (*hash > *own) == areGreater)
+                versions.emplace(*hash, record);
         }
+        std::vector<QVariantMap> found;
+        for (const auto& [hash, version] : versions)
+            found.push_back(version);
+        return found;
     }
 
 private:

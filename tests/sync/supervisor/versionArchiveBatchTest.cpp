@@ -103,3 +103,24 @@ TEST_F(VersionArchive, Of_two_insertions_of_one_record_the_one_that_gives_way_is
         }
     }
 }
+
+// Two other machines have edited the book in the second in which it was edited here.
+TEST_F(VersionArchive,
+       Of_three_versions_of_one_second_in_one_batch_the_greatest_stays_and_the_others_are_kept) {
+    for (const bool greatestFirst : {true, false}) {
+        SCOPED_TRACE(greatestFirst);
+        const auto present = title();
+        const auto versions = versionsInSameSecond(true, 2);
+        cloud.putRecord("Book!!!X (Ann's conflicted copy).data", versions[greatestFirst]);
+        cloud.putRecord("Book!!!X (Bob's conflicted copy).data", versions[!greatestFirst]);
+        receive();
+        EXPECT_EQ(title(), versions[1]["title"]);
+        QStringList kept;
+        for (const auto& version : this->versions())
+            kept.append(version.record["title"].toString());
+        EXPECT_TRUE(kept.contains(present));
+        EXPECT_TRUE(kept.contains(versions[0]["title"].toString()));
+        EXPECT_EQ(cloud.fileNames(), QStringList{file});
+        EXPECT_TRUE(cloud.bytes(file).contains('"' + title().toUtf8() + '"'));
+    }
+}
