@@ -158,6 +158,12 @@ TEST_F(StoreFile, What_a_trigger_of_a_file_from_elsewhere_says_is_not_done) {
     EXPECT_EQ(store->count(QWFetchRequest("Book"), nullptr), 4);
 }
 
+TEST_F(StoreFile, A_view_in_the_place_of_a_table_is_damage) {
+    make(3);
+    execute("ALTER TABLE Book RENAME TO Hidden; CREATE VIEW Book AS SELECT * FROM Hidden");
+    EXPECT_EQ(refusal(), Code::Damaged);
+}
+
 // However it is damaged: an error or rows, each of which is one that was saved, and nothing else.
 TEST_F(StoreFile, Truncation_at_any_page_is_an_error_or_leaves_whole_rows) {
     make(500);
@@ -174,6 +180,8 @@ TEST_F(StoreFile, Truncation_at_any_page_is_an_error_or_leaves_whole_rows) {
         if (!store->select(QWFetchRequest("Book"), collector, &store.error)) {
             EXPECT_EQ(Code(store.error.code), Code::Damaged) << size;
         }
+        for (const CollectedRow& row : collector.rows)
+            EXPECT_TRUE(row["title"].toString().startsWith("A book with the number ")) << size;
     }
 }
 
