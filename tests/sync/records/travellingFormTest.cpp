@@ -70,6 +70,13 @@ TEST_F(TravellingForm, The_bytes_in_which_a_record_has_travelled_do_not_count) {
     EXPECT_TRUE(isOneVersion(*left, *right));
 }
 
+// Desktops with another release of the library compare it, too.
+TEST_F(TravellingForm, Its_hash_is_the_same_in_every_release) {
+    // SHA-256 of {"dateModified":"2013-05-04 16:22:10 +0000","title":"T"}
+    EXPECT_EQ(travellingHash({{"title", "T"}, {"dateModified", "2013-05-04 18:22:10 +0200"}}, *book)->toHex(),
+              "e7dd710d7c8c1e7a6aa2f3f186bf9540316b48e9381f47a3e083eaaf09471ee6");
+}
+
 TEST_F(TravellingForm, A_form_is_its_own_form) {
     const QVariantMap once = form({{"added", "2013-05-04 18:22:10 +0200"},
                                    {"related", QVariantList{reference("B"), reference("A")}},

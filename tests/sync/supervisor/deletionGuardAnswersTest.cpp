@@ -234,6 +234,18 @@ TEST_F(DeletionGuard, A_process_that_dies_after_a_no_leaves_the_next_one_to_send
     EXPECT_TRUE(desktop.isIdle());
 }
 
+TEST_F(DeletionGuard, A_process_that_dies_after_a_yes_leaves_the_next_one_to_ask_again) {
+    openQuestion();
+    supervisor().answerDeletionQuestion(true);
+    desktop.crash();
+    desktop.start();
+    ask();
+    desktop.activate();
+    pass(60);
+    EXPECT_EQ(questions, Questions({{60, 100}, {60, 100}}));
+    EXPECT_EQ(books(), 100);
+}
+
 // Two desktops ----------------------------------------------------------------------------------------------
 
 namespace {

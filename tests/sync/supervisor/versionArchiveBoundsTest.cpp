@@ -79,6 +79,28 @@ TEST_F(VersionArchive, Of_one_record_the_latest_losses_are_kept) {
     EXPECT_EQ(titles, QStringList({"16", "15", "14"}));
 }
 
+TEST_F(VersionArchive, Without_other_bounds_twenty_losses_of_a_record_are_kept_for_180_days) {
+    const auto receiveBookOf = [this](int day) {
+        cloud.putRecord(file, book(QString::number(day),
+                                   QStringLiteral("2026-05-%1 12:00:00 +0000").arg(day, 2, 10, QChar('0'))));
+        receive();
+    };
+    for (int day = 6; day < 30; ++day)
+        receiveBookOf(day);
+    ASSERT_EQ(versions().size(), 20u);
+    EXPECT_EQ(versions().back().record["title"], "9");
+    auto& clock = *desktop.world.clock;
+    const auto offset = clock.offset();
+    clock.setOffset(offset + std::chrono::hours(24) * 179);
+    receiveBookOf(30);
+    EXPECT_EQ(versions().size(), 20u);
+    clock.setOffset(offset + std::chrono::hours(24) * 181);
+    receiveBookOf(31);
+    EXPECT_EQ(versions().size(), 2u);
+    EXPECT_EQ(QWVersionArchive::Bounds().versions, 100'000);
+    EXPECT_EQ(QWVersionArchive::Bounds().imageBytes, 500'000'000);
+}
+
 TEST_F(VersionArchive, Of_all_records_the_latest_losses_are_kept) {
     supervisor().versionArchive().setBounds({.versions = 2});
     for (const char* uuid : {"A", "B", "C"}) {
