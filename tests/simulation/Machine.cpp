@@ -114,7 +114,10 @@ void Machine::watch() {
         [this](const QWObjectsDidChangeNotice& notice) { recordsDidChange(notice); }));
     observations_.push_back(
         context_->observeDidMerge([this](const QWDidSaveNotice& notice) { recordsDidMerge(notice); }));
-    observations_.push_back(context_->observeWillSave([this] { noteWhatIsNotNoted(); }));
+    observations_.push_back(context_->observeWillSave([this] {
+        noteWhatIsNotNoted();
+        model_.saveBegins(number_);
+    }));
     connect(engine_.get(), &QWDropboxSyncCoreData::numberOfItemsToProcessChanged, this,
             &Machine::countDidChange);
     connect(engine_.get(), &QWDropboxSyncCoreData::statusChanged, this,
@@ -134,6 +137,8 @@ void Machine::end() {
     inFlightBefore_ = 0;
     isZeroDoubtful_ = wasAsked_ = hasHeardQuestion_ = false;
     queriesBefore_ = 0;
+    hasBatchEnded_ = false;
+    statusBefore_ = QWDropboxSyncStatusDisabled;
     observations_.clear();
     touched_.clear();
     supervisor_.reset();
@@ -163,6 +168,8 @@ void Machine::activateOrSync() {
     ++syncs_;
     isActive_ = true;
     const bool isOff = engine_->status() >= QWDropboxSyncStatusDisabled;
+    if (isOff)
+        tokensRefusedBefore_ = ledger.tokensRefused;
     if (supervisor_)
         isOff ? supervisor_->activate() : supervisor_->syncNow();
     else if (isOff)

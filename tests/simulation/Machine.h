@@ -113,7 +113,10 @@ private:
     bool isActive_ = false; // the user has activated sync, and has not been signed out since
     int hostActions_ = 0, covers_ = 0;
     qint64 syncs_ = 0;
-    qint64 inFlightBefore_ = 0;       // when it was counted last
+    qint64 inFlightBefore_ = 0;  // when it was counted last
+    bool hasBatchEnded_ = false; // in this step
+    quint64 statusBefore_ = QWDropboxSyncStatusDisabled;
+    qint64 tokensRefusedBefore_ = 0;  // when it was activated last
     int downloadsBefore_ = 0;         // a step ago
     QHash<QString, QString> touched_; // since the last report: uuids of records, with their entities
     bool hasCursor_ = false;

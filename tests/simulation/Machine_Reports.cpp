@@ -14,7 +14,8 @@ void Machine::countDidChange(qint64 number) {
     isZeroDoubtful_ = !isRight && number == 0;
     // A batch that ends while five wait to be repeated starts whatever waits.
     const qint64 inFlight = engine_->numberOfObjectsSyncing();
-    if (inFlight > QWDBMaximumNumberOfObjectsSyncing && inFlightBefore_ < QWDBMaximumNumberOfObjectsSyncing)
+    const bool mayBeMore = hasBatchEnded_ && inFlightBefore_ >= QWDBMaximumNumberOfObjectsSyncing;
+    if (inFlight > QWDBMaximumNumberOfObjectsSyncing && inFlight > inFlightBefore_ && !mayBeMore)
         model_.violate(QStringLiteral("machine %1 has %2 objects in flight").arg(number_ + 1).arg(inFlight));
     inFlightBefore_ = inFlight;
 }
@@ -23,8 +24,12 @@ void Machine::statusDidChange(quint64 status) {
     if (disk.isDead())
         return;
     trace_.add(QStringLiteral("%1 status %2").arg(number_ + 1).arg(status));
+    hasBatchEnded_ |= std::exchange(statusBefore_, status) == QWDropboxSyncStatusCheckingForUpdates;
     if (status >= QWDropboxSyncStatusDisabled)
         network_->forgetDownloadsOut();
+    if (status == QWDropboxSyncStatusTokenInvalid)
+        checkThat(ledger.tokensRefused > tokensRefusedBefore_,
+                  QStringLiteral("says that its token was refused, which it was not"));
     isActive_ &= status != QWDropboxSyncStatusTokenInvalid;
     hasCursor_ |= status == QWDropboxSyncStatusIdle && !engine_->lastTimeQueriedDeltaEntries().isNull()
                   && engine_->deltaEntriesToImport().isEmpty();
@@ -40,6 +45,7 @@ void Machine::checkThat(bool isKept, const QString& what) {
 void Machine::checkReports() {
     if (!isRunning() || disk.isDead())
         return;
+    hasBatchEnded_ = false;
     const int downloads = network_->downloadsOut();
     if (downloads > QWDBMaximumNumberOfDeltaEntriesInDownload && downloads > downloadsBefore_)
         model_.violateUnlessAlone(
@@ -75,6 +81,9 @@ void Machine::checkSupervisor() {
     checkThat(network_->requestsOut() <= supervisor_->requestsOut(),
               QStringLiteral("waits for %1 answers and tells of fewer").arg(network_->requestsOut()));
     checkQuestion();
+    const bool isImporting = engine_->status() == QWDropboxSyncStatusCheckingForUpdates;
+    checkThat(isImporting || !model_.hasUnsent(number_) || engine_->numberOfObjectsWaitingSync() > 0,
+              QStringLiteral("has nothing to send, and the cloud lacks ") + model_.unsent(number_).value(0));
     if (!isInStep())
         return;
     checkThat(engine_->numberOfItemsToProcess() == 0, QStringLiteral("is in step and counts something"));

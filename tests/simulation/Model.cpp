@@ -48,7 +48,6 @@ void Model::edited(int machine, const QString& uuid, const Version& version) {
     const auto before = held(machine, uuid);
     history.wasEditedBehind |= before && version.second < before->second;
     at.records[uuid] = version;
-    at.candidates[uuid].push_back(version);
     at.unsavedEdits[uuid] = version;
     at.unsent.remove(uuid);
     at.unsavedDeletions.remove(uuid);
@@ -62,9 +61,15 @@ void Model::deleted(int machine, const QString& uuid) {
     histories_[uuid].deletedBy.insert(machine);
     at.records.remove(uuid);
     at.unsent.remove(uuid);
-    at.candidates[uuid].push_back(std::nullopt);
     at.unsavedEdits.remove(uuid);
     at.unsavedDeletions.insert(uuid);
+}
+
+// Should the process die before it has saved, all of this may be there.
+void Model::saveBegins(int machine) {
+    auto& at = machines_[size_t(machine)];
+    for (const QString& uuid : at.unsavedEdits.keys() + at.unsavedDeletions.values())
+        at.candidates[uuid].push_back(held(machine, uuid));
 }
 
 void Model::saved(int machine) {
@@ -266,7 +271,8 @@ void Model::started(int machine, const QHash<QString, Version>& records) {
     for (const QString& uuid : at.unsavedDeletions)
         if (records.contains(uuid))
             histories_[uuid].wasEditedSince = true;
-    changes_ += at.candidates.size() + deletionsBegun_.size();
+    const QStringList unsaved = at.candidates.keys() + at.unsavedEdits.keys() + at.unsavedDeletions.values();
+    changes_ += QSet<QString>(unsaved.begin(), unsaved.end()).size() + deletionsBegun_.size();
     deletionsBegun_.clear();
     at.lost.save();
     const LostVersions lost = at.lost;

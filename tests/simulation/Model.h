@@ -22,6 +22,7 @@ public:
         histories_[uuid].isKept = false;
         deletionsBegun_.insert(uuid);
     }
+    void saveBegins(int machine);
     void saved(int machine);
     bool isUnsaved(int machine, const QString& uuid) const {
         const Machine& at = machines_[size_t(machine)];

@@ -213,8 +213,13 @@ void SimulatedNetwork::send(const Request& request) {
             const auto self = weak.lock();
             if (self && kind == Fault::Truncate && request.truncate)
                 request.truncate(*self);
-            if (self)
-                self->answer(latency, request, request.fail(restError(status, {})));
+            if (!self)
+                return;
+            self->answer(latency, request,
+                         [status, fail = request.fail(restError(status, {}))](auto& client, auto& to) {
+                             client.ledger_.tokensRefused += status == 401;
+                             fail(client, to);
+                         });
         });
         return;
     }

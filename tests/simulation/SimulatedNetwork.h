@@ -27,8 +27,9 @@ public:
         QHash<QString, int> refusals; // of downloads in a row, by path
         QWRunLoop::Duration offlineUntil{0};
         qint64 requests = 0;
-        qint64 faultsMet = 0;    // also by downloads for which the disk had no room
-        qint64 furtherPages = 0; // of queries
+        qint64 faultsMet = 0;     // also by downloads for which the disk had no room
+        qint64 furtherPages = 0;  // of queries
+        qint64 tokensRefused = 0; // as it has heard
         // Called when the cloud has taken a file.
         std::function<void(const QString& path, const QByteArray& bytes)> cloudTook;
         // Called when the cloud looks for changes. Further pages tell of none that came after the first.

@@ -73,3 +73,16 @@ TEST(SimulateProcess, Names_the_seed_at_which_it_has_crashed_and_goes_on_behind_
     EXPECT_THAT(rest, testing::HasSubstr("1 failed"));
     EXPECT_EQ(process.exitCode(), 1);
 }
+
+TEST(SimulateProcess, Prints_a_test_of_a_seed_that_breaks_a_promise_and_ends_with_1) {
+    QProcess process;
+    process.start(QStringLiteral(QW_SIMULATE), {"--seeds", "1", "--scenario", "alone", "--forbid", "copy"});
+    ASSERT_TRUE(process.waitForFinished(60'000));
+    const QString output = QString::fromUtf8(process.readAllStandardOutput());
+    const QRegularExpression expected("\\Aseed 1 of alone: copy: .*the shortest days .*"
+                                      "EXPECT_TRUE\\(keepsEveryPromise\\(script, 1\\)\\);\n"
+                                      "which says: copy: [^\n]+\nalone: 1 seeds [^\n]+ 1 failed",
+                                      QRegularExpression::DotMatchesEverythingOption);
+    EXPECT_TRUE(expected.match(output).hasMatch()) << qPrintable(output);
+    EXPECT_EQ(process.exitCode(), 1);
+}

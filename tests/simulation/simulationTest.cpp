@@ -115,6 +115,22 @@ TEST(SimulationScript, Is_refused_with_the_line_that_holds_no_event) {
     }
 }
 
+TEST(SimulationScript, Is_shrunk_to_events_without_any_of_which_it_breaks_no_promise) {
+    Script script = makeScript(*Scenario::named("alone"), 1);
+    script.forbidden = Leftover::Copy;
+    Script shortest = shrink(script, 1);
+    EXPECT_FALSE(keepsEveryPromise(shortest));
+    for (Day& day : shortest.days)
+        for (size_t index = 0; index < day.size(); ++index) {
+            const Day whole = day;
+            if (index + 1 < day.size())
+                day[index + 1].pause += day[index].pause;
+            day.erase(day.begin() + std::ptrdiff_t(index));
+            EXPECT_TRUE(keepsEveryPromise(shortest)) << qPrintable(whole[index].text());
+            day = whole;
+        }
+}
+
 TEST(SimulationScript, Is_printed_as_a_test) {
     Script script = scriptOf({0, -5}, {"", "1 2 add 3 4\n5 1 save 0 0"});
     const QString literal = "scriptOf({0, -5}, {\"\", \"1 2 add 3 4\\n\"\n\"5 1 save 0 0\"})";
