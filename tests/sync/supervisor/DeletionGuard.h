@@ -55,6 +55,14 @@ struct DeletionGuard : OneDesktop {
         ASSERT_EQ(questions, Questions({{60, 100}}));
         ASSERT_TRUE(supervisor().isDeletionQuestionOpen());
     }
+    // In another process, after the death of the one before.
+    void startAnew() {
+        desktop.crash();
+        desktop.start();
+        ask();
+        desktop.activate();
+        pass(60);
+    }
     qint64 books() { return desktop.context->count(QWFetchRequest("Book")).value_or(-1); }
     QString titleInCloud(const QString& name) {
         return QJsonDocument::fromJson(cloud.bytes(name)).object()["title"].toString();

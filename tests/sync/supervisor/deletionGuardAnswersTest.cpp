@@ -208,11 +208,7 @@ TEST_F(DeletionGuard, After_an_end_of_the_activity_the_question_is_asked_again) 
 
 TEST_F(DeletionGuard, After_a_crash_the_question_is_asked_again) {
     openQuestion();
-    desktop.crash();
-    desktop.start();
-    ask();
-    desktop.activate();
-    pass(60);
+    startAnew();
     EXPECT_EQ(questions, Questions({{60, 100}, {60, 100}}));
     EXPECT_EQ(books(), 100);
     supervisor().answerDeletionQuestion(true);
@@ -223,11 +219,8 @@ TEST_F(DeletionGuard, After_a_crash_the_question_is_asked_again) {
 TEST_F(DeletionGuard, A_process_that_dies_after_a_no_leaves_the_next_one_to_send_the_records) {
     openQuestion();
     supervisor().answerDeletionQuestion(false);
-    desktop.crash();
-    desktop.start();
-    ask();
-    desktop.activate();
-    pass(120);
+    startAnew();
+    pass(60);
     EXPECT_EQ(questions.size(), 1u);
     EXPECT_EQ(books(), 100);
     EXPECT_EQ(cloud.fileNames().size(), 100);
@@ -237,11 +230,7 @@ TEST_F(DeletionGuard, A_process_that_dies_after_a_no_leaves_the_next_one_to_send
 TEST_F(DeletionGuard, A_process_that_dies_after_a_yes_leaves_the_next_one_to_ask_again) {
     openQuestion();
     supervisor().answerDeletionQuestion(true);
-    desktop.crash();
-    desktop.start();
-    ask();
-    desktop.activate();
-    pass(60);
+    startAnew();
     EXPECT_EQ(questions, Questions({{60, 100}, {60, 100}}));
     EXPECT_EQ(books(), 100);
 }
