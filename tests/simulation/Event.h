@@ -10,17 +10,15 @@
 // one before, on machine 2 an edit with these two arguments.
 struct Event {
     // clang-format off
+    // The table in Event.cpp says what each is called in a text, and what its arguments are.
     enum Kind {
-        Add, Edit, Delete, SetImage, Save, SetPreference,       // the host's user; `first`: of what, `second`: value
-        EditAuthor, DeleteAuthor,                               // to whom books refer
-        AddMany, DeleteMany,                                    // `first` of them
-        AskAboutDeletions, // from now on; `first`: no or, odd, yes; `second`: after so many s, 0: when all is well
-        Sync, Deactivate, Close, Kill, LosePower,               // the process; a death after `first` steps
-        Offline, ServerError, TooManyRequests, Refusal, NotFound, LoseAnswer, // the next `first` requests
-        DelayRequest, DelayAnswer, Duplicate, Truncate, RefuseToken,          // the same; `second`: how long, in s
-        StayOffline,                                            // for `first` minutes
-        JumpClock, FillDisk, FreeDisk, FailDisk,                // the machine; by `first` s, see below
-        ForgetCursors, DeleteFolder, DeletePreferences,         // the cloud
+        Add, Edit, Delete, SetImage, Save, SetPreference, EditAuthor, DeleteAuthor, // the host's user
+        AddMany, DeleteMany, AskAboutDeletions,
+        Sync, Deactivate, Close, Kill, LosePower,                                   // the process
+        Offline, ServerError, TooManyRequests, Refusal, NotFound, LoseAnswer,       // the network
+        DelayRequest, DelayAnswer, Duplicate, Truncate, RefuseToken, StayOffline,
+        JumpClock, FillDisk, FreeDisk, FailDisk,                                    // the machine
+        ForgetCursors, DeleteFolder, DeletePreferences,                             // the cloud
         KindCount
     };
     // clang-format on
@@ -33,9 +31,8 @@ struct Event {
     QString text() const;
     static std::optional<Event> fromText(const QString& line);
 
-    bool isFault() const {
-        return (kind >= Offline && kind != FreeDisk) || kind == Kill || kind == LosePower;
-    }
+    bool isFault() const;
+    bool disturbsRequests() const; // the next `first` ones
 
     // Of FailDisk `first` says how many operations fail, up to so many, and after how many times so many that do not.
     static constexpr int mostDiskFailures = 4;

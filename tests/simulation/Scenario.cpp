@@ -90,7 +90,7 @@ Event makeEvent(Dice& dice, Event::Kind kind, int machines, bool deletesFolder) 
         event.first = 10 + event.second % 240;
     if (kind == Event::Kill || kind == Event::LosePower)
         event.first = dice.roll(dice.once(3) ? 4 : 120);
-    else if (kind >= Event::Offline && kind <= Event::RefuseToken)
+    else if (event.disturbsRequests())
         event.first = dice.between(1, 5);
     else if (kind == Event::FailDisk)
         event.first = dice.between(1, Event::mostDiskFailures)
