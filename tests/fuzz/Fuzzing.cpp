@@ -1,7 +1,5 @@
 #include "Fuzzing.h"
 
-#include "platform/QWAssert.h"
-
 #include <QCoreApplication>
 #include <QDir>
 #include <cstdio>

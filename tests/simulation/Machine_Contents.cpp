@@ -2,6 +2,7 @@
 #include "Machine.h"
 
 #include "core/QWJSON.h"
+#include "sync/QWRecordVersions_p.h"
 #include "sync/records/QWDropboxSyncManagedObjectDictionaryExporter.h"
 #include "sync/records/QWTravellingForm.h"
 #include "sync/supervisor/QWVersionArchive.h"
@@ -18,8 +19,7 @@ Version Machine::versionOf(QWManagedObjectWithSyncSupport& record) {
         qw::json::write(engine_->syncDictionaryExporter().dictionaryToInsertOrUpdateObjectToSync(record));
     QVariantMap form = qw::json::read(*bytes)->toMap();
     const QByteArray hash = *qw::sync::travellingHash(form, record);
-    const qint64 milliseconds = record.dateModified().toMSecsSinceEpoch();
-    Version version{(milliseconds - (milliseconds % 1000 + 1000) % 1000) / 1000, hash, hash, hash};
+    Version version{qw::sync::wholeSeconds(record.dateModified()), hash, hash, hash};
     const QString reference = QStringLiteral("author");
     if (form.take(reference).isNull())
         return version;
