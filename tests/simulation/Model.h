@@ -62,17 +62,19 @@ public:
     // A process has started, with what its store holds.
     void started(int machine, const QHash<QString, Version>& records);
 
-    // Everything is in step: what each machine holds.
+    // What a machine holds.
     struct Contents {
         QHash<QString, Version> records;
         QHash<QString, QByteArray> images; // of those that have one
         QHash<QString, QJsonValue> preferences;
 
         bool operator==(const Contents& other) const = default;
+        MaybeVersion version(const QString& uuid) const; // nothing where there is no such record
         // Records without a date are not compared between machines: each is what a reference to a record that
         // nobody has, or that has not come, makes where it is received. Nor are their images.
         void leaveOutPlaceholders();
     };
+    // Everything is in step, and each machine holds this, but for the records that are apart, of which nothing is said.
     void settled(const Contents& contents, const QSet<QString>& apart = {});
     // Of engines alone: what one machine holds, and a version, or none, of a record that is not the same everywhere.
     void checkOwn(int machine, const Contents& contents);
@@ -132,6 +134,10 @@ private:
     MaybeVersion held(int machine, const QString& uuid) const;
     void wentWithFolder(int machine, const QString& uuid);
     void loses(int machine, const QString& uuid, const Version& version);
+    void checkRecord(const QString& uuid, const History& history, const Contents& contents);
+    void checkImage(const QString& uuid, const History& history, const Contents& contents);
+    void checkPreference(const QString& key, const Preference& preference, const QJsonValue& found);
+    void beginNextPeriod(const Contents& contents, const QSet<QString>& apart);
 
     const bool isSupervised_;
     const std::optional<Leftover> forbidden_;

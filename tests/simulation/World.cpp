@@ -61,12 +61,10 @@ World::Outcome World::run(const Script& script, unsigned seed, bool printsTrace)
         if (!world.model_.violations().isEmpty())
             break;
     }
-    if (script.isSupervised && world.model_.violations().isEmpty())
-        world.startAnew();
-    if (script.isSupervised && world.model_.violations().isEmpty())
-        world.countRequests();
-    if (script.isSupervised && world.model_.violations().isEmpty())
-        world.addMachine();
+    if (script.isSupervised)
+        for (const auto check : {&World::checkStart, &World::checkRequests, &World::checkNewcomer})
+            if (world.model_.violations().isEmpty())
+                (world.*check)();
     Outcome outcome{world.model_.violations(), world.trace_.hash(), world.events_};
     outcome.requests = world.requests();
     for (const auto& machine : world.machines_) {

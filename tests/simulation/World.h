@@ -6,6 +6,21 @@
 
 // The user's machines and their cloud, on one virtual time and in one thread. Everything that happens in it
 // follows from the script.
+//
+// | What is promised (docs/guarantees.md) | is checked by |
+// |---|---|
+// | all hold the same in the end, and so does the cloud | World::heal, agree, checkCloud |
+// | and a machine that is new | World::checkNewcomer |
+// | nothing that was saved is lost, falls back or returns | Model::received, receivedDeletion, checkRecord, checkImage |
+// | no preference is lost | Model::checkPreference |
+// | a store holds what was saved, or was being saved, after a death | Model::started |
+// | whatever loses is in the archive | Machine::checkArchive, Model::checkArchive |
+// | nothing comes, or is asked for, while a user is asked about deletions | Machine::report, checkQuestion |
+// | counts are right, and no more than five are in flight | Machine::countDidChange, statusDidChange, checkReports |
+// | what a machine says of itself is so, "in step" above all | Machine::checkReports, checkSupervisor |
+// | a machine comes to rest | World::letRest, letRestAlone |
+// | no more requests are made than are due | World::checkRequests, checkStart |
+// | what engines alone leave behind is of a kind that has a name | World::compareMachines |
 class World {
 public:
     struct Outcome {
@@ -30,9 +45,9 @@ private:
     void keepRecords(const QSet<QString>& uuids);
     qint64 requests() const;
     qint64 requestsAllowed() const;
-    void countRequests();
-    void startAnew();
-    void addMachine();
+    void checkStart();
+    void checkRequests();
+    void checkNewcomer();
     void heal();
     bool letRest(Machine& machine);
     bool agree();

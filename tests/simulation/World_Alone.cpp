@@ -78,8 +78,7 @@ void World::compareMachines() {
         Versions versions;
         std::vector<QByteArray> images;
         for (const auto& contents : all) {
-            const auto found = contents.records.constFind(uuid);
-            versions.push_back(found == contents.records.cend() ? std::nullopt : MaybeVersion(*found));
+            versions.push_back(contents.version(uuid));
             images.push_back(contents.images.value(uuid));
         }
         const bool isSame = areAllEqual(versions);

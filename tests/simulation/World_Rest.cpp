@@ -30,7 +30,7 @@ qint64 World::requestsAllowed() const {
     return allowed;
 }
 
-void World::countRequests() {
+void World::checkRequests() {
     if (requests() > requestsAllowed())
         model_.violate(QStringLiteral("%1 requests were made, and %2 are due at most")
                            .arg(requests())
@@ -39,7 +39,7 @@ void World::countRequests() {
 
 // All are in step: who starts asks whether anything has changed, and for nothing else. (The first start may receive the
 // preferences once more, which a deletion of the sync folder has made unknown.)
-void World::startAnew() {
+void World::checkStart() {
     for (const bool isFirst : {true, false}) {
         for (const auto& machine : machines_) {
             const auto& ledger = machine->ledger;
@@ -57,7 +57,7 @@ void World::startAnew() {
 }
 
 // The cloud holds what all do: a machine that comes later gets the same.
-void World::addMachine() {
+void World::checkNewcomer() {
     machines_.push_back(std::move(newcomer_));
     trace_.add(QStringLiteral("machine %1 is new").arg(machines_.size()));
     pass(10min); // for the ten seconds of the last changes, whatever they are
