@@ -2,7 +2,6 @@
 #include "Machine.h"
 
 #include "core/QWJSON.h"
-#include "sync/QWRecordVersions_p.h"
 #include "sync/records/QWDropboxSyncManagedObjectDictionaryExporter.h"
 #include "sync/records/QWTravellingForm.h"
 #include "sync/supervisor/QWVersionArchive.h"
@@ -19,7 +18,7 @@ Version Machine::versionOf(QWManagedObjectWithSyncSupport& record) {
         qw::json::write(engine_->syncDictionaryExporter().dictionaryToInsertOrUpdateObjectToSync(record));
     QVariantMap form = qw::json::read(*bytes)->toMap();
     const QByteArray hash = *qw::sync::travellingHash(form, record);
-    Version version{qw::sync::wholeSeconds(record.dateModified()), hash, hash, hash};
+    Version version{record.dateModified().toSecsSinceEpoch(), hash, hash, hash};
     const QString reference = QStringLiteral("author");
     if (form.take(reference).isNull())
         return version;
