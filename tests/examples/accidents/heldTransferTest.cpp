@@ -18,15 +18,16 @@ protected:
         if (isDownload())
             a_.tell(syncOnce);
         cloud_.start({"--fail", QStringLiteral("delay:route=%1,nth=5,ms=600000").arg(GetParam())});
-        receiver().setVariables(clock_.variables());
-        process_ = receiver().start(syncOnce);
+        held().setVariables(clock_.variables());
+        process_ = held().start(syncOnce);
         while (cloud_.server().requests(GetParam()) < 5 && !process_->waitForFinished(1))
             continue;
         EXPECT_EQ(process_->state(), QProcess::Running) << "it has ended before it was held";
     }
 
     bool isDownload() const { return QLatin1String(GetParam()) == QLatin1String("files/download"); }
-    Desktop& receiver() { return isDownload() ? b_ : a_; }
+    // Whose sync is held.
+    Desktop& held() { return isDownload() ? b_ : a_; }
     void signal(int signal) const { ::kill(static_cast<pid_t>(process_->processId()), signal); }
     void expectCarriesOn() {
         const AtlasRun run = Desktop::finish(*process_);
@@ -58,7 +59,7 @@ TEST_P(HeldTransfer,
     third.tell(syncOnce);
     signal(SIGCONT);
     expectCarriesOn();
-    EXPECT_EQ(receiver().count("Visit"), 1);
+    EXPECT_EQ(held().count("Visit"), 1);
 }
 
 using HeldWindow = AccidentTest;

@@ -229,7 +229,7 @@ private:
     std::vector<Step> steps_;
 };
 
-// A day on which nothing happens, of each kind of cloud: how long its steps take, and how it ends.
+// A day on which nobody is killed, of each kind of cloud: how long its steps take, and how it ends.
 struct QuietDay {
     explicit QuietDay(const std::string& cloud) {
         Day day(cloud);

@@ -37,7 +37,7 @@ struct VersionArchive : OneDesktop {
         desktop.askForChanges();
         pass(5);
     }
-    // By the host, dated like this.
+    // By the host, dated like this, and not saved.
     void edit(const QString& title, int hour) {
         desktop.find("X")->setValueForKey("title", title);
         desktop.find("X")->setDateModified(hourOf(hour));

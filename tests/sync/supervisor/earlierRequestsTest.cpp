@@ -16,7 +16,7 @@ struct EarlierUpload : OneDesktop {
         pass(1);
         engine().deactivateSync();
     }
-    void edit(const QString& title) {
+    void editAndSave(const QString& title) {
         desktop.find("X")->setValueForKey("title", title);
         desktop.save();
     }
@@ -30,7 +30,7 @@ struct EarlierUpload : OneDesktop {
 } // namespace
 
 TEST_F(EarlierUpload, Is_answered_before_the_next_version_is_sent) {
-    edit("Second");
+    editAndSave("Second");
     desktop.activate();
     pass(60);
     EXPECT_EQ(count(QWRestRequest::Upload), 1);
@@ -46,10 +46,10 @@ TEST_F(EarlierUpload, That_has_failed_is_followed_by_the_next_version) {
     desktop.activate();
     pass(400);
     desktop.client->on(QWRestRequest::Upload).first(1).delaysAnswer(300s).losesAcknowledgement(500);
-    edit("Second");
+    editAndSave("Second");
     pass(1);
     engine().deactivateSync();
-    edit("Third");
+    editAndSave("Third");
     desktop.activate();
     pass(400);
     EXPECT_TRUE(isInCloud("Third"));
@@ -61,7 +61,7 @@ TEST_F(EarlierUpload, Does_not_take_the_place_of_what_was_listed_since) {
     desktop.activate();
     pass(400);
     ASSERT_EQ(desktop.find("X")->valueForKey("title"), "Theirs");
-    edit("Mine");
+    editAndSave("Mine");
     pass(10);
     EXPECT_TRUE(isInCloud("Mine"));
     EXPECT_EQ(cloud.fileNames(), QStringList{"Book!!!X.data"});

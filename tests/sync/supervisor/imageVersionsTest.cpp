@@ -37,7 +37,7 @@ QString commonBook(TwoDesktops& test, const QByteArray& image = "first") {
     return book->uuid();
 }
 
-// The right desktop sends an image; the left one, inactive, has another one of that moment or later.
+// `b` sends an image; `a`, which is inactive, has another one, dated so many seconds later.
 QString meetingImages(TwoDesktops& test, const QByteArray& before, const QByteArray& sent,
                       const QByteArray& kept, int secondsLater) {
     const QString uuid = commonBook(test, before);
@@ -71,7 +71,8 @@ TEST_F(ImageVersions, An_image_that_comes_again_as_it_was_makes_no_later_one_giv
         const QString uuid = commonBook(*this);
         a.engine->deactivateSync();
         b.advance(60s);
-        cloud.remove(imageName(uuid)); // and the record with it, when it is the folder that goes
+        // As after a deletion of the sync folder: the same image, with a later date.
+        cloud.remove(imageName(uuid));
         cloud.put(imageName(uuid), "first");
         const QDateTime date =
             cloud.folder->metadata("/SyncCache.dbSync/" + imageName(uuid))->lastModifiedDate;

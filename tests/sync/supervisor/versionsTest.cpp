@@ -105,7 +105,8 @@ struct OneVersion : OneDesktop {
         desktop.askForChanges();
         pass(30);
     }
-    void edit(const QString& title) {
+    // And forgets the requests of that.
+    void editAndSend(const QString& title) {
         desktop.find("X")->setValueForKey("title", title);
         desktop.save();
         pass(5);
@@ -183,7 +184,7 @@ TEST_F(Versions, A_form_that_is_equal_is_the_same_version_whatever_its_bytes) {
     QString reason;
     QObject::connect(&supervisor(), &QWSyncSupervisor::fileDeclined, &engine(),
                      [&](const QString&, const QString& why) { reason = why; });
-    edit("Own");
+    editAndSend("Own");
     const QByteArray sent = cloud.bytes("Book!!!X.data");
     const QByteArray spaced = QJsonDocument::fromJson(sent).toJson(QJsonDocument::Indented);
     ASSERT_NE(sent, spaced);
