@@ -156,11 +156,14 @@ TEST_F(StoreFile, What_a_trigger_of_a_file_from_elsewhere_says_is_not_done) {
     make(1);
     OpenStore store(path, *model, Impatient);
     EXPECT_EQ(store->count(QWFetchRequest("Book"), nullptr), 4);
+    EXPECT_EQ(store.rows(QWFetchRequest("Book")).size(), 4u);
 }
 
-TEST_F(StoreFile, A_view_in_the_place_of_a_table_is_damage) {
-    make(3);
-    execute("ALTER TABLE Book RENAME TO Hidden; CREATE VIEW Book AS SELECT * FROM Hidden");
+// One that was looked into would never end.
+TEST_F(StoreFile, A_view_in_the_place_of_a_table_is_damage_and_is_not_looked_into) {
+    make();
+    execute("DROP TABLE qw_meta; CREATE VIEW qw_meta AS WITH RECURSIVE n(value) AS "
+            "(SELECT 1 UNION ALL SELECT value + 1 FROM n) SELECT value AS key, value FROM n");
     EXPECT_EQ(refusal(), Code::Damaged);
 }
 
