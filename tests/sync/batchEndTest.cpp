@@ -1,3 +1,4 @@
+#include "store/FaultyDisk.h"
 #include "support/EngineTest.h"
 #include "support/LockedStore.h"
 
@@ -242,4 +243,34 @@ TEST_F(BatchEnd, A_query_given_up_that_fails_leaves_the_next_one_its_cursor) {
     engine().restClientLoadDeltaFailedWithError(*client, failure(500));
     receive({}, "cursor-2");
     EXPECT_EQ(desktop.savedCursor(), "cursor-2");
+}
+
+// A disk that is full ---------------------------------------------------------------------------------------
+
+namespace {
+
+// The disk is there before the stores are opened, and until they are closed.
+struct BatchEndOnFullDisk : FaultyDisk, EngineTest {};
+
+} // namespace
+
+TEST_F(BatchEndOnFullDisk, Is_tried_again_every_ten_seconds_until_there_is_room) {
+    desktop.add("Author")->setUuid("A");
+    saveAndTurn();
+    forgetQueue();
+    engine().fileMetadataManager().updateFileMetadataEquivalentToDropboxFileMetadata(
+        metadata("Author!!!A.data"));
+    engine().saveCacheContext();
+    activateIdle();
+    fail(SQLITE_FULL);
+    receive({deleted("Author!!!A.data")});
+    pass(10.1);
+    mend();
+    pass(9.8);
+    EXPECT_EQ(engine().status(), QWDropboxSyncStatusCheckingForUpdates);
+    EXPECT_TRUE(desktop.find("A", "Author"));
+    pass(0.2);
+    EXPECT_EQ(engine().status(), QWDropboxSyncStatusIdle);
+    EXPECT_FALSE(desktop.find("A", "Author"));
+    EXPECT_EQ(desktop.savedCursor(), "cursor-1");
 }

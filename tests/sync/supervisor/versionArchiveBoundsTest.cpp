@@ -1,3 +1,4 @@
+#include "store/FaultyDisk.h"
 #include "supervisor/VersionArchive.h"
 #include "support/StatementCount.h"
 
@@ -16,6 +17,29 @@ TEST_F(VersionArchive, A_version_is_on_the_disk_before_anything_takes_its_place)
     });
     receiveBook("Later", 11);
     EXPECT_EQ(batches, 1);
+}
+
+namespace {
+
+// The disk is there before the stores are opened, and until they are closed.
+struct VersionArchiveOnFullDisk : FaultyDisk, VersionArchive {};
+
+} // namespace
+
+TEST_F(VersionArchiveOnFullDisk, A_batch_waits_until_there_is_room_for_what_it_replaces) {
+    bool isFull = true;
+    QObject::connect(&engine(), &QWDropboxSyncCoreData::versionGivesWay, &engine(), [&] {
+        if (isFull)
+            fail(SQLITE_FULL);
+    });
+    // There is room for the batch itself.
+    QObject::connect(&engine(), &QWDropboxSyncCoreData::batchWillBeSaved, &engine(), [&] { mend(); });
+    receiveBook("Later", 11);
+    EXPECT_EQ(title(), "M");
+    isFull = false;
+    pass(600);
+    EXPECT_EQ(title(), "Later");
+    EXPECT_TRUE(holdsOnly("M", Origin::Here, Reason::Earlier));
 }
 
 TEST_F(VersionArchive, A_copy_of_a_conflict_is_on_the_disk_before_it_is_deleted_in_the_cloud) {
