@@ -95,8 +95,11 @@ QWDropboxSyncJournal::putBack(const std::function<bool(const QWSyncedIdentity&)>
     // In the order in which they were made.
     for (const auto& entry : context_->fetch(QWFetchRequest(entityName)).value_or(QWManagedObjectSet())) {
         const QWSyncedIdentity identity(text(*entry, objectEntityNameKey), text(*entry, objectUUIDKey));
-        if (!isToBePutBack(identity))
+        if (!isToBePutBack(identity)) {
+            if (cursor) // from which the changes are listed again, and which must not be passed by a later put-back
+                entry->setValueForKey(cursorKey, *cursor);
             continue;
+        }
         if (!cursor)
             cursor = text(*entry, cursorKey);
         putBack(*entry, isRecordHere(identity));

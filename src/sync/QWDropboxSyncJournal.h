@@ -27,8 +27,8 @@ public:
     // go. False when it had none.
     bool forget(const QWSyncedIdentity& identity);
     // Puts back, and removes, the entries of the records for which `isToBePutBack` holds. A row made since
-    // then stays. Answers the cursor of the oldest of them; nothing when there were none. `isRecordHere` says
-    // whether the host's store holds the record.
+    // then stays. Answers the cursor of the oldest of them, which is also that of the later entries left from
+    // now on; nothing when there were none. `isRecordHere` says whether the host's store holds the record.
     std::optional<QString> putBack(const std::function<bool(const QWSyncedIdentity&)>& isToBePutBack,
                                    const std::function<bool(const QWSyncedIdentity&)>& isRecordHere);
 

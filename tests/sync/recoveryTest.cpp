@@ -312,6 +312,25 @@ TEST_F(Recovery, A_refresh_without_merging_does_so_for_its_record_alone) {
     EXPECT_EQ(entries(), 1);
 }
 
+// What the first rollback has the cloud list again, the second one must not pass over.
+TEST_F(Recovery, A_second_rollback_leaves_the_cursor_where_the_first_one_has_put_it) {
+    edit("New");
+    uploaded(client->requests[0], "rev2");
+    engine().metadataWithKey(QWDBMetadataCursorKey)->setValue("cursor-9");
+    desktop.add("Author");
+    desktop.context->processPendingChanges();
+    turn();
+    uploaded(client->requests[1]);
+    desktop.context->refreshObject(*book, false);
+    turn();
+    ASSERT_EQ(desktop.savedCursor(), "cursor-0");
+    uploaded(client->requests.back());
+    desktop.context->rollback();
+    turn();
+    EXPECT_EQ(desktop.savedCursor(), "cursor-0");
+    EXPECT_EQ(entries(), 0);
+}
+
 TEST_F(Recovery, It_waits_for_requests_in_flight) {
     edit("New");
     uploaded(client->requests[0], "rev2");

@@ -92,9 +92,12 @@ QString QWRecordKeeper::prepareImport(const QString& localPath, const DBMetadata
         deleteAgain(*present, metadata);
         return QStringLiteral("the record here was deleted");
     }
-    // A process that died has placed the image, and did not come to know it.
-    if (place == Order::Same && files().exists(present->imageURL().toLocalFile())
-        && !metadataManager.fileMetadataForFileName(images_.nameOf(*present), false))
+    // A process that died has placed the image, and did not come to know it; or the image was passed over, and the
+    // host has made the record since.
+    const bool hasImage = files().exists(present->imageURL().toLocalFile());
+    const bool isImageKnown =
+        static_cast<bool>(metadataManager.fileMetadataForFileName(images_.nameOf(*present), false));
+    if (hasImage ? place == Order::Same && !isImageKnown : isImageKnown)
         images_.checkLater(metadata.filename());
     discardBehind(*present, *received, metadata.filename());
     // A process that had merged the copy, and saved it, may have died before it was sent in its own file.
@@ -224,8 +227,11 @@ bool QWRecordKeeper::finishUpload(const QString& fileName, const QByteArray& sen
         return false;
     const auto record = qw::sync::recordFromFileBytes(sent);
     const QDateTime date = qw::sync::dateOfRecord(record.value_or(QVariantMap()));
-    const bool isAnother = date.isValid() && object->dateModified().isValid()
-                           && qw::sync::wholeSeconds(date) != qw::sync::wholeSeconds(object->dateModified());
+    const bool isDated = date.isValid() && object->dateModified().isValid();
+    const bool isAnother =
+        isDated
+        && (qw::sync::wholeSeconds(date) != qw::sync::wholeSeconds(object->dateModified())
+            || qw::sync::travellingHash(*record, *object) != qw::sync::travellingHash(engine_, *object));
     if (!isAnother && !isImageBehind)
         return false;
     queue(*object);

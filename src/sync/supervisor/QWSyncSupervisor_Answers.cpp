@@ -15,6 +15,14 @@ using qw::sync::isSyncFolder;
 using qw::sync::requestFailure;
 using qw::sync::RequestFailure;
 
+namespace {
+
+bool isGone(const ObjectWaitingSync& row) {
+    return row.isDeleted() || !row.managedObjectContext();
+}
+
+} // namespace
+
 void QWSyncSupervisor::finish(const std::function<void(DBRestClientDelegate&)>& answer) {
     --requestsOut_;
     if (auto* to = delegate())
@@ -87,7 +95,7 @@ void QWSyncSupervisor::restClientLoadDeltaFailedWithError(DBRestClient&, const Q
 // of others; only a new start lets it go.
 void QWSyncSupervisor::letGoOfRow(const QString& fileName) {
     const auto row = engine_->objectSyncingForFileWithName(fileName);
-    isRestartDue_ |= isActive() && row && (row->isDeleted() || !row->managedObjectContext());
+    isRestartDue_ |= isActive() && row && isGone(*row);
 }
 
 void QWSyncSupervisor::restClientUploadedFile(DBRestClient&, const QString& destinationPath,
@@ -133,7 +141,8 @@ void QWSyncSupervisor::finishUpload(const QString& destinationPath, const QStrin
                                && images_->noteBehind(fileName);
     finish([&](auto& to) { to.restClientUploadedFile(*this, destinationPath, sourcePath, metadata); });
     const QString uuid = std::exchange(uuidAcknowledged_, QString());
-    if (isActive() && !engine_->objectSyncingForFileWithName(fileName)) {
+    const auto row = engine_->objectSyncingForFileWithName(fileName);
+    if (isActive() && (!row || isGone(*row))) {
         recordsInFlight_.remove(uuid);
         imagesInFlight_.remove(uuid);
         if (mayHaveChanged && records_->finishUpload(fileName, sent.bytes, isImageBehind))

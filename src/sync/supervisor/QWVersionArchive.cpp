@@ -314,6 +314,9 @@ QWRef<QWManagedObjectWithSyncSupport> QWVersionArchive::restoreRecord(const QWAr
     record.insert(dateModifiedKey,
                   QWManagedObjectWithSyncSupport::dateModifiedFormatter()->stringFromDate(date));
     engine_.syncDictionaryImporter().updateObject(*object, record, QStringLiteral("an archived version"));
+    // It travels also where it is as the present one, but for its date.
+    engine_.insertInSyncQueueManagedObject(*object, QWDropboxSyncActionInsertOrUpdate);
+    engine_.saveCacheContext();
     return object;
 }
 

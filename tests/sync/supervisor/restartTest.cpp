@@ -283,3 +283,19 @@ TEST_F(Restart, A_record_whose_uuid_is_in_lower_case_is_sent_and_lets_others_be_
     EXPECT_TRUE(desktop.world.runLoop->runUntil([this] { return desktop.isIdle(); }, 5min));
     EXPECT_TRUE(cloud.fileNames().contains("Author!!!OTHER.data"));
 }
+
+TEST_F(Restart,
+       An_edit_in_the_second_of_the_version_that_is_being_sent_is_sent_whatever_the_case_of_the_uuid) {
+    begin();
+    for (const QString uuid : {"UPPER", "lower"}) {
+        SCOPED_TRACE(uuid.toStdString());
+        desktop.add("Book", {{"title", "1"}})->setUuid(uuid);
+        desktop.client->on(QWRestRequest::Upload).first(1).delaysAnswer(2s);
+        desktop.save();
+        desktop.advance(100ms);
+        desktop.find(uuid)->setValueForKey("title", "2");
+        desktop.save();
+        pass(200);
+        EXPECT_TRUE(cloud.bytes("Book!!!" + uuid + ".data").contains("\"2\""));
+    }
+}

@@ -81,6 +81,19 @@ TEST_F(StrayImage, An_image_is_fetched_when_its_record_comes_after_another_one_t
     EXPECT_EQ(imageHere(), "cover");
 }
 
+TEST_F(StrayImage, An_image_is_fetched_when_the_host_makes_its_record_before_that_has_come) {
+    cloud.putRecord(recordName, book("Theirs"));
+    cloud.put(imageName, "cover");
+    desktop.client->on(QWRestRequest::LoadFile).first(1).delaysAnswer(5s);
+    supervisor().syncNow();
+    pass(2);
+    desktop.add("Book", {{"title", "Own"}})->setUuid("X");
+    desktop.save();
+    pass(60);
+    receive();
+    EXPECT_EQ(imageHere(), "cover");
+}
+
 TEST_F(StrayImage, An_image_that_waited_for_its_record_is_asked_for_again_after_a_crash) {
     receiveImage();
     receiveRecordOnly();

@@ -50,6 +50,19 @@ TEST_F(VersionRestore, A_restored_version_is_an_edit_that_reaches_all_desktops) 
     EXPECT_TRUE(areInStep());
 }
 
+TEST_F(VersionRestore, A_version_that_is_as_the_present_one_has_its_new_date_on_all_desktops) {
+    const QString uuid = bookThatHasLost();
+    const auto version = archive().versions(uuid).front();
+    archive().restore(version);
+    sync();
+    a.advance(5s);
+    const QDateTime before = a.now();
+    archive().restore(version);
+    sync();
+    EXPECT_GE(b.find(uuid)->dateModified().toSecsSinceEpoch(), before.toSecsSinceEpoch());
+    EXPECT_TRUE(areInStep());
+}
+
 TEST_F(VersionRestore, What_a_restored_version_replaces_can_be_restored_as_well) {
     const QString uuid = bookThatHasLost();
     archive().restore(archive().versions(uuid).front());
