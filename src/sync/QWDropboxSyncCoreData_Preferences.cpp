@@ -61,8 +61,12 @@ void QWDropboxSyncCoreData::removeAllPreferenceObservers() {
     preferenceObservations_.clear();
 }
 
+// What counts is the value that the default has now: an observer that was told before this one may have set another
+// since.
 void QWDropboxSyncCoreData::observeValueForKeyPath(const QString& key, const QJsonValue& newValue) {
-    const auto value = qw::sync::travellingPreference(newValue);
+    auto value = qw::sync::travellingPreference(newValue);
+    if (value)
+        value = qw::sync::travellingPreference(environment().userDefaults().object(key));
     if (!value)
         logRefusal(key);
     else if (syncedPreferences_.value(key) != *value)
@@ -188,16 +192,23 @@ void QWDropboxSyncCoreData::finishMissingSyncedPreferences(const QString& destin
     uploadSyncedPreferences();
 }
 
-// What was set is in permanent storage before the file's revision is.
+// What the host sets when it is told of a received value is a change of its own, whichever key is received next. What
+// was set is in permanent storage before the file's revision is.
 void QWDropboxSyncCoreData::processUpdatedSyncedPreferences() {
     auto& defaults = environment().userDefaults();
     const QJsonObject received = readSyncPreferencesLocalCache().value_or(QJsonObject());
+    QStringList changed;
     for (auto preference = received.begin(); preference != received.end(); ++preference) {
         const QString key = preference.key();
-        const QJsonValue value = *preference;
-        if (syncedPreferences_.value(key) == value)
+        if (syncedPreferences_.value(key) == *preference)
             continue;
-        syncedPreferences_.insert(key, value);
+        syncedPreferences_.insert(key, *preference);
+        changed.append(key);
+    }
+    for (const QString& key : std::as_const(changed)) {
+        const QJsonValue value = received.value(key);
+        if (syncedPreferences_.value(key) != value)
+            continue;
         if (value.isNull())
             defaults.remove(key);
         else
