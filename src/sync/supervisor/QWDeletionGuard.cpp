@@ -89,10 +89,14 @@ QWDeletionGuard::Deletions QWDeletionGuard::deletionsListed() const {
     return deletions;
 }
 
+// An entity and a subentity of it may both be synced.
 qint64 QWDeletionGuard::recordsHere() const {
     qint64 total = 0;
-    for (const QString& entityName : engine_.entityNames())
-        total += engine_.mainManagedObjectContext()->count(QWFetchRequest(entityName)).value_or(0);
+    for (const QString& entityName : engine_.entityNames()) {
+        QWFetchRequest request(entityName);
+        request.includesSubentities = false;
+        total += engine_.mainManagedObjectContext()->count(request).value_or(0);
+    }
     return total;
 }
 

@@ -69,6 +69,17 @@ TEST_F(DeletionGuard, Records_of_every_synced_entity_count_and_no_others) {
     EXPECT_EQ(questions, Questions({{60, 280}}));
 }
 
+TEST_F(DeletionGuard, Records_of_a_subentity_count_once_though_its_parent_is_synced_too) {
+    hold(100);
+    for (int number = 0; number < 150; ++number)
+        desktop.add("Badge"); // which is a label
+    desktop.save();
+    pass(60);
+    remove(60);
+    receive();
+    EXPECT_EQ(questions, Questions({{60, 250}}));
+}
+
 TEST_F(DeletionGuard, Records_that_a_delete_rule_takes_along_count_once_each) {
     for (const bool areDeletedThemselves : {false, true}) {
         questions.clear();

@@ -21,7 +21,7 @@ QWManagedObjectFieldDescription* dateModifiedField() {
 
 } // namespace
 
-const QStringList desktop::syncedEntities{"Author", "Book", "Chapter"};
+const QStringList desktop::syncedEntities{"Author", "Book", "Chapter", "Label", "Badge"};
 
 const QWFieldDescriptions* Author::fieldDescriptions() const {
     static const auto fields =
@@ -56,6 +56,12 @@ const QWFieldDescriptions* Chapter::fieldDescriptions() const {
     return &fields;
 }
 
+const QWFieldDescriptions* Label::fieldDescriptions() const {
+    static const auto fields =
+        fieldList({new QWManagedObjectFieldDescriptionString("text", "Text"), dateModifiedField()});
+    return &fields;
+}
+
 const QWFieldDescriptions* BookAuthor::fieldDescriptions() const {
     static const auto fields = fieldList({dateModifiedField()});
     return &fields;
@@ -83,6 +89,11 @@ std::shared_ptr<QWManagedObjectModel> desktop::model() {
     chapter.addToOne("book", "Book").setInverse("chapters");
     chapter.addToMany("parts", "Chapter").setInverse("whole");
     chapter.addToOne("whole", "Chapter").setInverse("parts"); // not described
+
+    auto& label = model->addEntity<Label>("Label");
+    addSyncAttributes(label);
+    label.addAttribute("text", QWAttributeType::String);
+    model->addEntity<Label>("Badge").setParent("Label");
 
     addSyncAttributes(model->addEntity<BookAuthor>("BookAuthor"));
     auto& sticker = model->addEntity("Sticker");

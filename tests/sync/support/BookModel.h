@@ -24,13 +24,19 @@ public:
     const QWFieldDescriptions* fieldDescriptions() const override;
 };
 
+// Of labels and of badges, which are labels.
+class Label final : public QWManagedObjectWithSyncSupport {
+public:
+    const QWFieldDescriptions* fieldDescriptions() const override;
+};
+
 // A synced entity whose name does not come back from a file name in lower case.
 class BookAuthor final : public QWManagedObjectWithSyncSupport {
 public:
     const QWFieldDescriptions* fieldDescriptions() const override;
 };
 
-// Authors write books, books have chapters, chapters have parts; stickers are not synced, and nobody knows on what
+// Authors write books, books have chapters, chapters have parts; badges are labels; stickers are not synced, and nobody knows on what
 // they are.
 std::shared_ptr<QWManagedObjectModel> model();
 
