@@ -22,6 +22,8 @@ QVariantList sortedByUUID(QVariantList members) {
     return members;
 }
 
+// Members are sorted in an ordered relationship as well: their order is not imported, so two desktops that hold one
+// version may hold it in two orders.
 QVariantMap travellingForm(const QVariantMap& record, const QWEntityDescription& entity,
                            const QWFieldDescriptions* fields) {
     QVariantMap form;
@@ -37,7 +39,7 @@ QVariantMap travellingForm(const QVariantMap& record, const QWEntityDescription&
             continue;
         if (property->isAttribute() && property->type() == QWAttributeType::Date)
             *value = qw::text::utcTextFromDate(qw::text::dateFromText(value->toString()));
-        else if (property->isToMany() && !property->isOrdered())
+        else if (property->isToMany())
             *value = sortedByUUID(value->toList());
     }
     return form;

@@ -14,7 +14,7 @@ namespace qw::sync {
 QDateTime dateOfRecord(const QVariantMap& record);
 
 // A sync record of `object`'s entity, exported here or received, in the one form that is the same on every
-// desktop: dates in UTC to the second, members without order by uuid, null members left out. Two versions of
+// desktop: dates in UTC to the second, members of relationships by uuid, null members left out. Two versions of
 // a record are one exactly when their forms are equal, whatever bytes they travelled in.
 QVariantMap travellingForm(const QVariantMap& record, const QWManagedObjectWithSyncSupport& object);
 
