@@ -43,9 +43,12 @@ Machine::Machine(int number, quint64 seed, std::shared_ptr<QWVirtualRunLoop> run
     world.files = std::make_shared<SimulatedFiles>(disk);
     world.userDefaults = defaults_;
     ledger.cloudTook = [this](const QString& path, const QByteArray& bytes) { cloudTook(path, bytes); };
-    ledger.queried = [this](bool isFirstPage) { noteRecordsWithoutFile(isFirstPage); };
+    ledger.queried = [this](bool isFirstPage, bool isFromScratch) {
+        noteRecordsWithoutFile(isFirstPage, isFromScratch);
+    };
     ledger.loaded = [this](const QString& path, const QByteArray& bytes) {
         downloaded_[path.section(QLatin1Char('/'), -1)] = bytes;
+        ++downloadsOfBatch_;
     };
     SimulatedVFS::addDisk(diskName(number_), disk);
 }
@@ -138,7 +141,6 @@ void Machine::end() {
     isZeroDoubtful_ = wasAsked_ = hasHeardQuestion_ = false;
     queriesBefore_ = 0;
     hasBatchEnded_ = false;
-    statusBefore_ = QWDropboxSyncStatusDisabled;
     observations_.clear();
     touched_.clear();
     supervisor_.reset();
@@ -148,6 +150,7 @@ void Machine::end() {
     imagesDropped_.clear();
     imagesToSave_.clear();
     downloaded_.clear();
+    downloadsOfBatch_ = 0;
 }
 
 void Machine::close() {
@@ -160,6 +163,7 @@ void Machine::close() {
 bool Machine::bury() {
     if (!disk.isDead() || !context_)
         return false;
+    downloadsLost_ += downloadsOfBatch_;
     end();
     return true;
 }

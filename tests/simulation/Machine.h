@@ -34,6 +34,8 @@ public:
     void checkReports();
     void activateOrSync();
     qint64 syncs() const { return syncs_; } // that were asked for, activations included
+    // Downloads of batches that died with their processes, which the next ones ask for again.
+    qint64 downloadsLost() const { return downloadsLost_; }
     void deactivate();
     bool isSignedOut() const { return isRunning() && engine_->status() >= QWDropboxSyncStatusDisabled; }
     bool isInStep() const { return supervisor_ && supervisor_->isInStep(); }
@@ -83,7 +85,9 @@ private:
     void recordsDidMerge(const QWDidSaveNotice& notice);
     void noteWhatIsNotNoted();
     void setDeletionQuestion();
-    void noteRecordsWithoutFile(bool isFirstPage);
+    void noteRecordsWithoutFile(bool isFirstPage, bool isFromScratch);
+    bool isListedWhenDeleted(const QWManagedObjectWithSyncSupport& record, const QString& fileName,
+                             bool isFromScratch);
     void checkQuestion();
     void checkSupervisor();
     void endEndlessUpload();
@@ -113,9 +117,9 @@ private:
     bool isActive_ = false; // the user has activated sync, and has not been signed out since
     int hostActions_ = 0, covers_ = 0;
     qint64 syncs_ = 0;
-    qint64 inFlightBefore_ = 0;  // when it was counted last
-    bool hasBatchEnded_ = false; // in this step
-    quint64 statusBefore_ = QWDropboxSyncStatusDisabled;
+    qint64 downloadsOfBatch_ = 0, downloadsLost_ = 0;
+    qint64 inFlightBefore_ = 0;       // when it was counted last
+    bool hasBatchEnded_ = false;      // in this step
     qint64 tokensRefusedBefore_ = 0;  // when it was activated last
     int downloadsBefore_ = 0;         // a step ago
     QHash<QString, QString> touched_; // since the last report: uuids of records, with their entities

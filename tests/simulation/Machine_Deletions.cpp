@@ -29,26 +29,37 @@ void Machine::answerDeletionQuestion() {
     if (!isAsked() || !hasHeardQuestion_ || disk.isDead())
         return;
     trace_.add(QStringLiteral("%1 says %2").arg(number_ + 1).arg(deletionUser_->saysYes));
-    if (!deletionUser_->saysYes)
-        for (const QString& uuid : recordsAskedAbout_)
-            if (model_.holds(number_, uuid))
-                recordsKept_.insert(uuid);
+    const auto refused = deletionUser_->saysYes ? QSet<QString>() : recordsAskedAbout_;
     hasHeardQuestion_ = false;
     supervisor_->answerDeletionQuestion(deletionUser_->saysYes);
+    if (disk.isDead()) // before the answer was saved, perhaps
+        return;
+    for (const QString& uuid : refused)
+        if (model_.holds(number_, uuid))
+            recordsKept_.insert(uuid);
 }
 
-// What a query that is being carried out in the cloud finds: what stands here and has had no file there since its first
-// page.
-void Machine::noteRecordsWithoutFile(bool isFirstPage) {
+// What a query that is being carried out in the cloud finds: what was sent from here, or received, and has had no file
+// there since its first page.
+void Machine::noteRecordsWithoutFile(bool isFirstPage, bool isFromScratch) {
     const auto before = std::exchange(recordsWithoutFile_, {});
     if (!isEverAsked || !isRunning())
         return;
     for (const QString& entityName : desktop::syncedEntities)
-        for (const auto& record : records(entityName))
+        for (const auto& record : records(entityName)) {
+            const QString fileName = engine_->fileNameWithUUID(record->uuid(), entityName, false);
             if ((isFirstPage || before.contains(record->uuid()))
-                && !cloud_->metadata(QWDBFileCacheDirectoryInDropboxFolder + QLatin1Char('/')
-                                     + engine_->fileNameWithUUID(record->uuid(), entityName, false)))
+                && !cloud_->metadata(QWDBFileCacheDirectoryInDropboxFolder + QLatin1Char('/') + fileName)
+                && isListedWhenDeleted(*record, fileName, isFromScratch))
                 recordsWithoutFile_.insert(record->uuid());
+        }
+}
+
+// What a listing from scratch lacks and waits here is sent.
+bool Machine::isListedWhenDeleted(const QWManagedObjectWithSyncSupport& record, const QString& fileName,
+                                  bool isFromScratch) {
+    return engine_->fileMetadataManager().fileMetadataForFileName(fileName, false)
+           && !(isFromScratch && engine_->objectWaitingSyncForObject(record, false));
 }
 
 bool Machine::mayDelete(const QString& uuid) {

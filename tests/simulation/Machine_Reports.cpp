@@ -24,15 +24,17 @@ void Machine::statusDidChange(quint64 status) {
     if (disk.isDead())
         return;
     trace_.add(QStringLiteral("%1 status %2").arg(number_ + 1).arg(status));
-    hasBatchEnded_ |= std::exchange(statusBefore_, status) == QWDropboxSyncStatusCheckingForUpdates;
+    hasBatchEnded_ |= status == QWDropboxSyncStatusIdle;
     if (status >= QWDropboxSyncStatusDisabled)
         network_->forgetDownloadsOut();
     if (status == QWDropboxSyncStatusTokenInvalid)
         checkThat(ledger.tokensRefused > tokensRefusedBefore_,
                   QStringLiteral("says that its token was refused, which it was not"));
     isActive_ &= status != QWDropboxSyncStatusTokenInvalid;
-    hasCursor_ |= status == QWDropboxSyncStatusIdle && !engine_->lastTimeQueriedDeltaEntries().isNull()
-                  && engine_->deltaEntriesToImport().isEmpty();
+    const bool isBatchDone = status == QWDropboxSyncStatusIdle && engine_->deltaEntriesToImport().isEmpty();
+    if (isBatchDone)
+        downloadsOfBatch_ = 0;
+    hasCursor_ |= isBatchDone && !engine_->lastTimeQueriedDeltaEntries().isNull();
     if (std::exchange(isZeroDoubtful_, false) && status < QWDropboxSyncStatusDisabled)
         model_.violate(QStringLiteral("machine %1 counts 0: %2").arg(number_ + 1).arg(stateText()));
 }

@@ -38,11 +38,11 @@ void SimulatedNetwork::loadDelta(const QString& cursor) {
     send({"query",
           cursor.isEmpty() ? QString() : QStringLiteral("more"),
           [=](QWAppFolder& cloud) -> Answer {
-              ledger->queried(!ledger->cursorsOfFurtherPages.contains(cursor));
               QWError error;
               auto page = cloud.changes(cursor, pageSize, &error);
               const bool isReset =
                   !page && QWAppFolderErrorCode(error.code) == QWAppFolderErrorCode::CursorLost;
+              ledger->queried(!ledger->cursorsOfFurtherPages.contains(cursor), isReset || cursor.isEmpty());
               if (isReset)
                   page = cloud.changes({}, pageSize, &error);
               if (!page)

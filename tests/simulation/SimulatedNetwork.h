@@ -33,7 +33,7 @@ public:
         // Called when the cloud has taken a file.
         std::function<void(const QString& path, const QByteArray& bytes)> cloudTook;
         // Called when the cloud looks for changes. Further pages tell of none that came after the first.
-        std::function<void(bool isFirstPage)> queried;
+        std::function<void(bool isFirstPage, bool isFromScratch)> queried;
         QSet<QString> cursorsOfFurtherPages;
         // Called when the machine has one.
         std::function<void(const QString& path, const QByteArray& bytes)> loaded;

@@ -26,7 +26,8 @@ qint64 World::requestsAllowed() const {
     const qint64 polls = machines * (runLoop_->now() / 10min + 1);
     qint64 allowed = machines * model_.changes() + polls;
     for (const auto& machine : machines_)
-        allowed += 2 * machine->syncs() + 2 * machine->ledger.faultsMet + machine->ledger.furtherPages;
+        allowed += 2 * machine->syncs() + 2 * machine->ledger.faultsMet + machine->ledger.furtherPages
+                   + machine->downloadsLost();
     return allowed;
 }
 
