@@ -5,8 +5,8 @@
 //
 // Invariants:
 // - Records change in the sync support context only; they reach the main context when the batch ends. A
-//   received deletion of a record that the host has not saved yet, and that no other context can see, is
-//   applied at once.
+//   received deletion of a record that the host has not saved yet, so that no other context can see that, is
+//   applied at once, whatever the batch has received of it before.
 // - Whatever a file holds or is called, its entry is finished. One that cannot be read or placed here keeps
 //   its entry until it can: it is tried again every 10 seconds.
 #include "sync/QWDropboxSyncCoreData.h"
@@ -219,8 +219,9 @@ void QWDropboxSyncCoreData::processDeleteFromDeltaEntry(const DBDeltaEntry& entr
         noteBeforeImport(qw::text::lastPathComponent(entry.lowercasePath), *object);
         deleteImageOfObject(*object);
         syncSupportManagedObjectContextCopy()->deleteObject(*object);
-    } else if (const auto unsaved = objectReferencedByFile(name, *mainManagedObjectContext_, false);
-               unsaved && unsaved->isInserted()) {
+    }
+    if (const auto unsaved = objectReferencedByFile(name, *mainManagedObjectContext_, false);
+        unsaved && unsaved->isInserted()) {
         for (const auto& record : qw::sync::deletedTogether({unsaved}))
             if (auto* version = dynamic_cast<QWManagedObjectWithSyncSupport*>(record.data()))
                 Q_EMIT versionGivesWay(*version, nullptr);

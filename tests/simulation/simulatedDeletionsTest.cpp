@@ -222,3 +222,14 @@ TEST(SimulatedDeletion, An_image_of_a_record_that_an_open_batch_deletes_is_not_s
                                                         "2807 2 delete-folder 442 61159"}),
                                   2011521));
 }
+
+TEST(SimulatedDeletion, A_record_whose_image_could_not_be_fetched_before_both_were_deleted_is_deleted) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({1304, -1}, {"2215159 1 add 805 51512\n"
+                                                        "10201190 2 set-image 28 32450\n"
+                                                        "17450 1 duplicate 2 12283\n"
+                                                        "7648 1 offline 1 3430\n"
+                                                        "3950 1 sync 253 85917\n"
+                                                        "5623 2 delete 482 62527",
+                                                        ""}),
+                                  72713));
+}

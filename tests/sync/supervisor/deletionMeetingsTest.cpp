@@ -1,5 +1,7 @@
 #include "supervisor/OneDesktop.h"
 
+#include "sync/supervisor/QWVersionArchive.h"
+
 // Deletions that meet something else: references to what is deleted, and what is in flight.
 
 // References ------------------------------------------------------------------------------------------------
@@ -104,4 +106,40 @@ TEST_F(DeletedReference, Is_lost_in_the_cloud_when_the_record_is_in_flight_with_
     pass(2000);
     EXPECT_FALSE(desktop.find("A", "Author"));
     EXPECT_FALSE(isReferenceInCloud());
+}
+
+// Not saved by the host -------------------------------------------------------------------------------------
+
+namespace {
+
+struct UnsavedRecord : OneDesktop {
+    UnsavedRecord() : OneDesktop(Desktop::Supervised) {
+        begin();
+        desktop.add("Book", {{"title", "T"}})->setUuid("X");
+        desktop.context->processPendingChanges();
+        pass(1);
+        supervisor().syncNow();
+        pass(1);
+    }
+};
+
+} // namespace
+
+// The later version has come, and its image has not, when both are deleted: the batch that has made the record anew
+// goes on with the deletion.
+TEST_F(UnsavedRecord, Is_deleted_when_that_is_listed_after_a_later_version_in_one_batch) {
+    desktop.client->on(QWRestRequest::LoadFile)
+        .where([](const QWRestRequest& request) { return request.path.endsWith(".image"); })
+        .first(1)
+        .answersWith(503);
+    cloud.putRecord("Book!!!X.data", book("Later", "2040-01-01 00:00:00 +0000"));
+    cloud.put("Book!!!X.image", "cover");
+    supervisor().syncNow();
+    pass(5);
+    cloud.remove("Book!!!X.data");
+    cloud.remove("Book!!!X.image");
+    pass(100);
+    EXPECT_EQ(cloud.fileNames(), QStringList());
+    EXPECT_FALSE(desktop.find("X"));
+    EXPECT_EQ(supervisor().versionArchive().versions("X").size(), 1U);
 }
