@@ -33,9 +33,10 @@ Version Machine::versionOf(QWManagedObjectWithSyncSupport& record) {
 Version Machine::versionOf(QVariantMap form, const QString& entityName) {
     static const auto model = desktop::model();
     const QDateTime date = qw::sync::dateOfRecord(form);
+    const auto travellingHash = *qw::sync::travellingHash(form, *model->entity(entityName));
     form.remove(QStringLiteral("author"));
     const auto hash = *qw::sync::travellingHash(form, *model->entity(entityName));
-    return {date.toSecsSinceEpoch(), hash, hash, hash};
+    return {date.toSecsSinceEpoch(), hash, hash, travellingHash};
 }
 
 // Nothing for a file that holds no record.

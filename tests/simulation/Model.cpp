@@ -189,7 +189,11 @@ void Model::checkArchive(int machine, const LostVersions::Archive& archive) {
 }
 
 void Model::cloudTook(const QString& uuid, const Version& version) {
-    histories_[uuid].taken.push_back(version);
+    // With other references, say, since what it referred to was deleted: where its deletion waits, it comes back.
+    History& history = histories_[uuid];
+    history.wasEditedSince |=
+        !history.taken.empty() && history.taken.back().travellingHash != version.travellingHash;
+    history.taken.push_back(version);
     for (Machine& machine : machines_)
         if (const auto unsent = machine.unsent.constFind(uuid);
             unsent != machine.unsent.cend() && unsent->isSame(version))
