@@ -86,7 +86,8 @@ QWSyncSupervisor::QWSyncSupervisor(QWDropboxSyncCoreData& engine, std::shared_pt
 QWSyncSupervisor::~QWSyncSupervisor() {
     restartTimer_.cancel();
     folderLookupTimer_.cancel();
-    client_->setDelegate(nullptr, nullptr);
+    if (client_->delegate() == this)
+        client_->setDelegate(nullptr, nullptr);
 }
 
 void QWSyncSupervisor::hostDidChange(const QWObjectsDidChangeNotice& notice) {
@@ -133,21 +134,29 @@ bool QWSyncSupervisor::isInStep() const {
            && engine_->numberOfObjectsSyncing() == 0 && !isPreferenceWaiting();
 }
 
+// The host may give the engine another client meanwhile, and let go of this one: who has called this goes on.
 void QWSyncSupervisor::callEngine(const std::function<void()>& call) {
-    const auto self = shared_from_this(); // the engine may take another client meanwhile
+    const auto self = shared_from_this();
     ++engineCalls_;
     call();
     --engineCalls_;
+    if (self.use_count() == 1 && engine_)
+        runLoop().post([self] {});
 }
 
 // What is due -----------------------------------------------------------------------------------------------
 
 // Idle comes at the end of a batch, before the engine starts to upload: what the batch has left for the cloud
-// is queued by then. An activation begins with it as well, and makes a query due.
+// is queued by then. An activation begins with it as well, and makes a query due. Of a status that the host has ended
+// when it was told of it, this may hear last.
 void QWSyncSupervisor::statusChanged(quint64 status) {
+    if (status != engine_->status())
+        return;
     statusBefore_ = std::exchange(status_, status);
     if (status >= QWDropboxSyncStatusDisabled) {
         stop();
+        if (status == QWDropboxSyncStatusTokenInvalid)
+            refusedBefore_ = generation_;
     } else if (status == QWDropboxSyncStatusIdle) {
         isQueryDue_ |= statusBefore_ >= QWDropboxSyncStatusDisabled;
         const bool isLost = std::exchange(isBatchUnsaved_, false); // and comes again
@@ -168,16 +177,15 @@ void QWSyncSupervisor::statusChanged(quint64 status) {
 void QWSyncSupervisor::stop() {
     ++generation_;
     repetitionsDue_ = 0;
-    staleQueries_ = queriesOut_;
     isQueryDue_ = isRestartDue_ = isLookingForFolder_ = arrivesFromScratch_ = false;
     isPreferencesUploadHeld_ = isPreferencesDownloadHeld_ = false;
     restartTimer_.cancel();
     folderLookupTimer_.cancel();
     recordsInFlight_.clear();
     imagesInFlight_.clear();
-    for (Upload& upload : uploadsOut_)
-        upload.next = nullptr;
-    downloadsOut_.clear();
+    for (FileRequests* out : {&uploadsOut_, &downloadsOut_, &deletionsOut_})
+        for (FileRequest& request : *out)
+            request.next = nullptr;
     imageCopies_.clear();
     refusals_.clear();
     images_->giveBatchUp();
@@ -256,7 +264,7 @@ void QWSyncSupervisor::restart() {
 
 // Timers of the engine that an earlier activity, or another query since, has left behind are not due.
 bool QWSyncSupervisor::isPollDue() const {
-    if (statusBefore_ >= QWDropboxSyncStatusDisabled || queriesOut_ > 0)
+    if (statusBefore_ >= QWDropboxSyncStatusDisabled || !queriesOut_.isEmpty())
         return false;
     const auto pause = hasLastQueryFailed_ ? retryPause : pollPause;
     return !lastQuery_ || runLoop().now() - *lastQuery_ >= pause - timerTolerance;

@@ -32,8 +32,9 @@ class QWVersionArchive;
 // - Every activation asks for changes once, also the first one, which finds no sync folder and uploads.
 // - A failed upload, deletion or download is repeated after 10 s, with the revision known by then. The engine
 //   is told of refused tokens and missing files only.
-// - Of one file one upload is out at a time; what an earlier activity has left is waited for. What was listed of a
-//   file after a request was made of it stands over the answer to that.
+// - Of one file one upload, or one download, is out at a time; what an earlier activity has left is waited for, and no file
+//   is sent while its deletion is out. What was listed of a file after a request was made of it stands over the answer
+//   to that. A record that is here when its deletion was answered is sent again.
 // - Where only a new start helps (a file vanished between its announcement and its download, the file of an
 //   upload has gone, an object is sent again and again without a change), the engine is deactivated and
 //   activated: as soon as no request is out, at most once a minute. Until then such a repetition is held.
@@ -60,7 +61,8 @@ class QWVersionArchive;
 //
 // Threads and time: those of the engine. Ownership: the engine holds the supervisor as its client, the
 // supervisor holds the host's client; the engine must outlive it, or go first together with it. The host's
-// client must answer each request exactly once and have no other delegate.
+// client must answer each request exactly once and have no other delegate. It may have been another supervisor's, which is
+// replaced, once that has no query out; what else it still answers of that one's is passed over.
 class QWSyncSupervisor final : public QObject,
                                public DBRestClient,
                                public std::enable_shared_from_this<QWSyncSupervisor>,
@@ -156,6 +158,21 @@ private:
     QWRunLoop& runLoop() const { return engine_->mainManagedObjectContext()->environment().runLoop(); }
     QWFileManager& files() const { return engine_->mainManagedObjectContext()->environment().files(); }
     DBRestClient& request(qint64& kind);
+    // A request about a file that is out, of whatever activity.
+    struct FileRequest {
+        int generation = 0;         // of the activity that has made it
+        QString revision;           // that was known then
+        std::function<void()> next; // what waits for its answer; dropped with the activity that wants it
+    };
+    // By path: of an upload the one here, of others the one in the cloud, in lower case. Of one path the latest comes first.
+    using FileRequests = QMultiHash<QString, FileRequest>;
+
+    // What was asked. Null: nothing, so that the answer is to another supervisor.
+    static std::optional<FileRequest> take(FileRequests& out, const QString& path);
+    std::optional<int> takeQuery();
+    std::optional<int> takeLookUp(const QString& path);
+    // Why a request of that activity has failed.
+    QWError failureOf(const QWError& error, int generation) const;
     // Gives the engine an answer, or makes it do something: the requests that it makes meanwhile are wanted.
     void callEngine(const std::function<void()>& call);
     void finish(const std::function<void(DBRestClientDelegate&)>& answer);
@@ -167,14 +184,18 @@ private:
                   const QString& localPath);
     void requestDeletion(const QString& path);
     void requestDownload(const QString& path, const QString& localPath);
+    void lookUp(const QString& path);
+    QString knownRevision(const QString& fileName) const; // empty where none is
     bool noteSentAndCompare(const QString& fileName);
     bool isPlaceholder(const QString& fileName) const;
     void passOverUpload(const QString& fileName, const QString& localPath);
     void finishUpload(const QString& destinationPath, const QString& sourcePath, const DBMetadata& metadata);
     void finishEarlierUpload(const QString& fileName, const DBMetadata& standing);
+    void finishDeletion(const QString& path, const FileRequest& asked);
+    void sendAgainWhatIsBack(const QString& deletedFile);
     std::optional<DBMetadata> listedSince(const QString& fileName, const QString& revision) const;
     void keepImageKnown(const DBMetadata& listed);
-    bool endQuery();
+    void takeBackQuery();
     void sendAgainWhatIsDeleted(const QList<DBDeltaEntryRef>& page);
     void sendWaiting();
     void sendWaitingSoon(); // on a turn of the run loop of its own
@@ -239,9 +260,8 @@ private:
     Counts counts_;
     Requests requests_;
 
-    qint64 requestsOut_ = 0, queriesOut_ = 0;
-    qint64 staleQueries_ = 0; // of those out, the ones that an earlier activity has left
-    int engineCalls_ = 0;     // calls of the engine that are under way here, one within the other
+    qint64 requestsOut_ = 0;
+    int engineCalls_ = 0; // calls of the engine that are under way here, one within the other
     quint64 status_, statusBefore_;
     bool willLook_ = false;
 
@@ -254,7 +274,8 @@ private:
     // Until the transfer that is out has its answer.
     bool isPreferencesUploadHeld_ = false, isPreferencesDownloadHeld_ = false;
     int repetitionsDue_ = 0;
-    int generation_ = 0; // counts the ends of activity: what an earlier one has left to repeat is dropped
+    int generation_ = 0;    // counts the ends of activity: what an earlier one has left to repeat is dropped
+    int refusedBefore_ = 0; // that generation the host was told that the token was refused
     QWRunLoop::Handle restartTimer_, folderLookupTimer_;
     QWRunLoop::Duration folderLookupPause_;
 
@@ -276,15 +297,9 @@ private:
     QHash<QString, SentRecord> recordsInFlight_; // by uuid: what was last sent, and when
     // Uuids of objects in flight whose images are, too, or have become copies of a conflict.
     QSet<QString> imagesInFlight_;
-    // An upload that is out, of whatever activity.
-    struct Upload {
-        QString parentRev;
-        int generation = 0;         // of the activity that has made it
-        std::function<void()> next; // what a later one wants to send of the file
-    };
-    QHash<QString, Upload> uploadsOut_;                     // by path here
-    QHash<QString, QString> revisionsOfImagesBeingDeleted_; // by path in the cloud; as of the request
-    QSet<QString> downloadsOut_;                            // of this activity, by path in the cloud
+    FileRequests uploadsOut_, downloadsOut_, deletionsOut_;
+    QList<int> queriesOut_;               // their generations, in order
+    QMultiHash<QString, int> lookUpsOut_; // the same, by path in the cloud, in lower case
     // File names of conflicted copies of images, by the path (lower case) of the image, which is looked up.
     QHash<QString, QString> imageCopies_;
     QHash<QString, int> refusals_; // of downloads, by file name: how often in a row

@@ -15,14 +15,6 @@ using qw::sync::isSyncFolder;
 using qw::sync::requestFailure;
 using qw::sync::RequestFailure;
 
-namespace {
-
-bool isGone(const ObjectWaitingSync& row) {
-    return row.isDeleted() || !row.managedObjectContext();
-}
-
-} // namespace
-
 void QWSyncSupervisor::finish(const std::function<void(DBRestClientDelegate&)>& answer) {
     --requestsOut_;
     if (auto* to = delegate())
@@ -30,24 +22,46 @@ void QWSyncSupervisor::finish(const std::function<void(DBRestClientDelegate&)>& 
     lookSoon();
 }
 
+// What was asked --------------------------------------------------------------------------------------------
+
+auto QWSyncSupervisor::take(FileRequests& out, const QString& path) -> std::optional<FileRequest> {
+    return out.contains(path) ? std::optional(out.take(path)) : std::nullopt;
+}
+
+std::optional<int> QWSyncSupervisor::takeQuery() {
+    return queriesOut_.isEmpty() ? std::nullopt : std::optional(queriesOut_.takeFirst());
+}
+
+std::optional<int> QWSyncSupervisor::takeLookUp(const QString& path) {
+    const QString key = qw::text::lowercase(path);
+    return lookUpsOut_.contains(key) ? std::optional(lookUpsOut_.take(key)) : std::nullopt;
+}
+
+// The host is asked to sign in once, whatever was out then: with the next token these have failed as others do.
+QWError QWSyncSupervisor::failureOf(const QWError& error, int generation) const {
+    QWError failure = error;
+    if (generation < refusedBefore_ && requestFailure(error) == RequestFailure::TokenRefused)
+        failure.code = 0;
+    return failure;
+}
+
 // Queries ---------------------------------------------------------------------------------------------------
 
-// The engine counts its queries, and would work on the page of one that it was deactivated in: that one is
-// taken back: true then. Which of several it is does not matter, since all began at the saved cursor.
-bool QWSyncSupervisor::endQuery() {
-    --queriesOut_;
-    if (staleQueries_ == 0)
-        return false;
-    --staleQueries_;
-    return true;
+// The engine counts its queries, and would work on the page of one that it was deactivated in. Which of several it is does
+// not matter, since all began at the saved cursor.
+void QWSyncSupervisor::takeBackQuery() {
+    finish([&](auto&) { engine_->takeBackDeltaQuery(engine_->status()); });
 }
 
 // A listing without a cursor tells of no deletion, as one whose cursor was lost; files may be known all the
 // same, which were sent before it was asked for or received in a batch that was not finished.
 void QWSyncSupervisor::restClientLoadedDeltaEntries(DBRestClient&, const QList<DBDeltaEntryRef>& entries,
                                                     bool reset, const QString& cursor, bool hasMore) {
-    if (endQuery())
-        return finish([&](auto&) { engine_->takeBackDeltaQuery(engine_->status()); });
+    const auto asked = takeQuery();
+    if (!asked)
+        return;
+    if (*asked != generation_)
+        return takeBackQuery();
     QStringList ownCopies, preferencesCopies;
     const auto kept = images_->preparePage(entries, !hasMore, ownCopies);
     for (const auto& entry : kept) {
@@ -81,173 +95,33 @@ void QWSyncSupervisor::sendAgainWhatIsDeleted(const QList<DBDeltaEntryRef>& page
     }
 }
 
-void QWSyncSupervisor::restClientLoadDeltaFailedWithError(DBRestClient&, const QWError& error) {
-    if (endQuery() && requestFailure(error) != RequestFailure::TokenRefused)
-        return finish([&](auto&) { engine_->takeBackDeltaQuery(engine_->status()); });
+void QWSyncSupervisor::restClientLoadDeltaFailedWithError(DBRestClient&, const QWError& given) {
+    const auto asked = takeQuery();
+    if (!asked)
+        return;
+    const QWError error = failureOf(given, *asked);
+    if (*asked != generation_ && requestFailure(error) != RequestFailure::TokenRefused)
+        return takeBackQuery();
     hasLastQueryFailed_ = true;
     finish([&](auto& to) { to.restClientLoadDeltaFailedWithError(*this, error); });
     Q_EMIT queryFailed(error.message);
 }
 
-// Uploads and deletions -------------------------------------------------------------------------------------
-
-// A reference may name a uuid in lower case. The row of one stays in flight when it is done, and takes the place
-// of others; only a new start lets it go.
-void QWSyncSupervisor::letGoOfRow(const QString& fileName) {
-    const auto row = engine_->objectSyncingForFileWithName(fileName);
-    isRestartDue_ |= isActive() && row && isGone(*row);
-}
-
-void QWSyncSupervisor::restClientUploadedFile(DBRestClient&, const QString& destinationPath,
-                                              const QString& sourcePath, const DBMetadata& metadata) {
-    if (isLocalPreferences(sourcePath))
-        return preferencesUploaded(destinationPath, sourcePath, metadata);
-    const QString fileName = qw::text::lastPathComponent(destinationPath);
-    ++counts_.sent;
-    const Upload upload = uploadsOut_.take(sourcePath);
-    const auto listed = listedSince(metadata.filename(), upload.parentRev);
-    if (listed && listed->rev != metadata.rev)
-        images_->noteListed(metadata.filename(), *listed);
-    if (upload.next)
-        finishEarlierUpload(fileName, listed.value_or(metadata));
-    else
-        finishUpload(destinationPath, sourcePath, listed.value_or(metadata));
-    if (listed)
-        keepImageKnown(*listed);
-    if (deletionGuard_->isFolderMissing()) {
-        deletionGuard_->setFolderMissing(false);
-        isQueryDue_ = isActive();
-    }
-    if (isActive() && images_->isConflicted(fileName))
-        sendConflictedImage(fileName);
-    if (upload.next)
-        upload.next();
-    Q_EMIT fileSent(fileName);
-}
-
-void QWSyncSupervisor::finishUpload(const QString& destinationPath, const QString& sourcePath,
-                                    const DBMetadata& metadata) {
-    const QString fileName = qw::text::lastPathComponent(destinationPath);
-    uuidAcknowledged_ = qw::sync::uuidNamedByFile(fileName);
-    sendsImageAgain_ = false;
-    if (qw::sync::isImageFile(fileName) && !images_->isConflicted(fileName))
-        imagesInFlight_.remove(uuidAcknowledged_);
-    images_->noteUpload(fileName);
-    records_->noteUpload(fileName);
-    const SentRecord sent = recordsInFlight_.value(uuidAcknowledged_);
-    const bool mayHaveChanged = sent.hostChanges != hostChanges_ || sent.mayHaveImage;
-    const bool isImageBehind = mayHaveChanged && qw::sync::isRecordFile(fileName)
-                               && !imagesInFlight_.contains(uuidAcknowledged_)
-                               && images_->noteBehind(fileName);
-    finish([&](auto& to) { to.restClientUploadedFile(*this, destinationPath, sourcePath, metadata); });
-    const QString uuid = std::exchange(uuidAcknowledged_, QString());
-    const auto row = engine_->objectSyncingForFileWithName(fileName);
-    if (isActive() && (!row || isGone(*row))) {
-        recordsInFlight_.remove(uuid);
-        imagesInFlight_.remove(uuid);
-        if (mayHaveChanged && records_->finishUpload(fileName, sent.bytes, isImageBehind))
-            sendWaiting();
-    }
-    letGoOfRow(fileName);
-}
-
-// The file is another one by now, or was asked to be sent again: the record's row waits for that.
-void QWSyncSupervisor::finishEarlierUpload(const QString& fileName, const DBMetadata& standing) {
-    finish([&](auto&) {
-        records_->noteUpload(fileName);
-        engine_->fileMetadataManager().updateFileMetadataEquivalentToDropboxFileMetadata(standing);
-        engine_->saveCacheContext();
-    });
-}
-
-// What the listing of a file has told since a request was made of it, with the revision that was known then. Where an
-// upload was taken later, it has become a copy of a conflict: what was listed stands.
-std::optional<DBMetadata> QWSyncSupervisor::listedSince(const QString& fileName,
-                                                        const QString& revision) const {
-    const auto known = engine_->fileMetadataManager().fileMetadataForFileName(fileName, false);
-    if (!known || known->rev().isEmpty() || known->rev() == revision)
-        return {};
-    return QWDropboxFileMetadataManager::metadataOf(*known);
-}
-
-// The engine forgets the image of a record that is not here. It may have been listed, and passed over, since.
-void QWSyncSupervisor::keepImageKnown(const DBMetadata& listed) {
-    if (!qw::sync::isImageFile(listed.filename())
-        || engine_->fileMetadataManager().fileMetadataForFileName(listed.filename(), false))
-        return;
-    engine_->fileMetadataManager().updateFileMetadataEquivalentToDropboxFileMetadata(listed);
-    engine_->saveCacheContext();
-}
-
-void QWSyncSupervisor::restClientUploadFileFailedWithError(DBRestClient&, const QWError& error) {
-    const QString path = error.userInfo.value("destinationPath").toString();
-    const QString sourcePath = error.userInfo.value("sourcePath").toString();
-    const Upload upload = uploadsOut_.take(sourcePath);
-    finish([&](auto& to) {
-        if (requestFailure(error) == RequestFailure::TokenRefused)
-            to.restClientUploadFileFailedWithError(*this, error);
-        else if (upload.next)
-            upload.next();
-        else if (!files().exists(sourcePath))
-            isRestartDue_ = isActive();
-        else
-            repeatLater("restClient:uploadFileFailedWithError:", error, [=, this] {
-                if (isLocalPreferences(sourcePath))
-                    return repeatPreferences();
-                const QString fileName = qw::text::lastPathComponent(path);
-                const auto known = engine_->fileMetadataManager().fileMetadataForFileName(fileName, false);
-                sendFile(fileName, path.section(QLatin1Char('/'), 0, -2), known ? known->rev() : QString(),
-                         sourcePath);
-            });
-    });
-    if (isLocalPreferences(sourcePath))
-        preferencesNotUploaded();
-    fail(path, error);
-}
-
-// Where no row waits for the answer, or its object has been sent meanwhile, an earlier activity has asked. The engine
-// would forget the file, and pass over its deletion in the next listing, though the record may have come back meanwhile.
-void QWSyncSupervisor::restClientDeletedPath(DBRestClient&, const QString& path) {
-    ++counts_.sent;
-    const QString fileName = qw::text::lastPathComponent(path);
-    std::optional<DBMetadata> listed;
-    if (qw::sync::isImageFile(fileName))
-        listed = listedSince(fileName, revisionsOfImagesBeingDeleted_.take(path));
-    finish([&](auto& to) {
-        if (engine_->objectSyncingForFileWithName(fileName)
-            && !recordsInFlight_.contains(qw::sync::uuidNamedByFile(fileName)))
-            to.restClientDeletedPath(*this, path);
-    });
-    if (listed)
-        keepImageKnown(*listed);
-    letGoOfRow(fileName);
-    Q_EMIT fileSent(fileName);
-}
-
-void QWSyncSupervisor::restClientDeletePathFailedWithError(DBRestClient&, const QWError& error) {
-    const QString path = error.userInfo.value("path").toString();
-    if (requestFailure(error) == RequestFailure::FileGone)
-        return restClientDeletedPath(*this, path);
-    const bool isTransient = requestFailure(error) == RequestFailure::Transient;
-    finish([&](auto& to) {
-        if (isTransient)
-            repeatLater("restClient:deletePathFailedWithError:", error, [=, this] { requestDeletion(path); });
-        else
-            to.restClientDeletePathFailedWithError(*this, error);
-    });
-    fail(path, error);
-}
-
 // Downloads -------------------------------------------------------------------------------------------------
 
-// A download that the engine does not wait for any longer comes again.
+// What an earlier activity has asked for comes again, unless it was deleted since.
 void QWSyncSupervisor::restClientLoadedFile(DBRestClient&, const QString& localPath,
                                             const QString& contentType, const DBMetadata& metadata) {
+    const auto asked = take(downloadsOut_, qw::text::lowercase(metadata.path));
+    if (!asked)
+        return;
     if (qw::sync::isPreferencesFile(metadata.path))
         return preferencesLoaded(contentType, metadata);
-    downloadsOut_.remove(metadata.path);
-    if (!isActive())
-        return finish([](auto&) {});
+    if (!isActive() || asked->generation != generation_)
+        return finish([&](auto&) {
+            if (asked->next)
+                asked->next();
+        });
     refusals_.remove(metadata.filename());
     QWImageKeeper::Verdict verdict;
     if (!qw::sync::belongsToEntity(*engine_, metadata.filename()))
@@ -261,6 +135,7 @@ void QWSyncSupervisor::restClientLoadedFile(DBRestClient&, const QString& localP
         return finish([&](auto&) {
             repeatLater("restClient:loadedFile:", {QStringLiteral("sync"), 1, reason}, [=, this] {
                 ++requestsOut_;
+                downloadsOut_.insert(qw::text::lowercase(metadata.path), {generation_, {}, nullptr});
                 restClientLoadedFile(*this, localPath, contentType, metadata);
             });
         });
@@ -284,11 +159,14 @@ void QWSyncSupervisor::restClientLoadedFile(DBRestClient&, const QString& localP
 // batch, and whatever comes behind, for ever. It is left out when it has been refused so often in a row.
 constexpr int mostRefusals = 3;
 
-void QWSyncSupervisor::restClientLoadFileFailedWithError(DBRestClient&, const QWError& error) {
-    const QString path = error.userInfo.value("path").toString();
+void QWSyncSupervisor::restClientLoadFileFailedWithError(DBRestClient&, const QWError& given) {
+    const QString path = given.userInfo.value("path").toString();
+    const auto asked = take(downloadsOut_, qw::text::lowercase(path));
+    if (!asked)
+        return;
+    const QWError error = failureOf(given, asked->generation);
     if (qw::sync::isPreferencesFile(path))
         return preferencesNotLoaded(path, error);
-    downloadsOut_.remove(path);
     const QString destinationPath = error.userInfo.value("destinationPath").toString();
     const QString fileName = qw::text::lastPathComponent(path);
     const RequestFailure failure = requestFailure(error);
@@ -299,13 +177,17 @@ void QWSyncSupervisor::restClientLoadFileFailedWithError(DBRestClient&, const QW
     if (failure == RequestFailure::FileGone || isRefused)
         images_->noteGone(fileName);
     finish([&](auto& to) {
-        if (isRefused && isActive())
+        if (failure == RequestFailure::TokenRefused)
+            to.restClientLoadFileFailedWithError(*this, error);
+        else if (asked->next)
+            asked->next();
+        else if (isRefused && isActive())
             engine_->leaveOutFile(fileName);
-        else if (failure == RequestFailure::Transient)
+        else if (failure == RequestFailure::FileGone && isActive())
+            to.restClientLoadFileFailedWithError(*this, error);
+        else if (failure == RequestFailure::Transient && asked->generation == generation_)
             repeatLater("restClient:loadFileFailedWithError:", error,
                         [=, this] { requestDownload(path, destinationPath); });
-        else if (isActive() || failure == RequestFailure::TokenRefused)
-            to.restClientLoadFileFailedWithError(*this, error);
     });
     fail(path, error);
 }
@@ -317,7 +199,7 @@ void QWSyncSupervisor::restClientLoadFileFailedWithError(DBRestClient&, const QW
 void QWSyncSupervisor::sendConflictedImage(const QString& copy) {
     const QString path = images_->pathOf(copy);
     imageCopies_.insert(qw::text::lowercase(path), copy);
-    request(requests_.queries).loadMetadata(path);
+    lookUp(path);
 }
 
 void QWSyncSupervisor::finishConflictedImage(const QString& copy, const std::optional<DBMetadata>& standing) {
@@ -329,6 +211,8 @@ void QWSyncSupervisor::finishConflictedImage(const QString& copy, const std::opt
 }
 
 void QWSyncSupervisor::restClientLoadedMetadata(DBRestClient&, const DBMetadata& metadata) {
+    if (!takeLookUp(metadata.path))
+        return;
     if (const QString copy = imageCopies_.take(qw::text::lowercase(metadata.path)); !copy.isEmpty())
         return finishConflictedImage(copy, metadata);
     if (isSyncFolder(metadata.path))
@@ -341,9 +225,13 @@ void QWSyncSupervisor::restClientLoadedMetadata(DBRestClient&, const DBMetadata&
     });
 }
 
-void QWSyncSupervisor::restClientLoadMetadataFailedWithError(DBRestClient&, const QWError& error) {
+void QWSyncSupervisor::restClientLoadMetadataFailedWithError(DBRestClient&, const QWError& given) {
+    const QString path = given.userInfo.value("path").toString();
+    const auto asked = takeLookUp(path);
+    if (!asked)
+        return;
+    const QWError error = failureOf(given, *asked);
     const RequestFailure failure = requestFailure(error);
-    const QString path = error.userInfo.value("path").toString();
     const QString copy = imageCopies_.take(qw::text::lowercase(path));
     if (!copy.isEmpty() && failure == RequestFailure::FileGone)
         return finishConflictedImage(copy, {});
@@ -356,15 +244,12 @@ void QWSyncSupervisor::restClientLoadMetadataFailedWithError(DBRestClient&, cons
         deletionGuard_->setFolderMissing(true);
     if (isSyncFolder(path) && failure != RequestFailure::Transient)
         folderFound();
-    else if (isSyncFolder(path) && isActive())
+    else if (isSyncFolder(path) && *asked == generation_)
         lookUpFolderAgain();
     if (qw::sync::isPreferencesFile(path))
         preferencesLookUpFailed(error);
-    // Two look-ups are out at once; the host is asked to sign in once.
-    const bool isRefused =
-        failure == RequestFailure::TokenRefused && engine_->status() != QWDropboxSyncStatusTokenInvalid;
     finish([&](auto& to) {
-        if (isActive() || isRefused)
+        if (isActive() || failure == RequestFailure::TokenRefused)
             to.restClientLoadMetadataFailedWithError(*this, error);
     });
     if (failure != RequestFailure::FileGone)

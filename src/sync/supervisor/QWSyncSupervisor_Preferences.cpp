@@ -37,7 +37,7 @@ void QWSyncSupervisor::lookUpPreferences() {
         return answerSoon(
             [this](auto& to) { to.restClientLoadedMetadata(*this, preferences_->knownFile()); });
     if (!std::exchange(isLookingForPreferences_, true))
-        request(requests_.queries).loadMetadata(path);
+        lookUp(path);
 }
 
 void QWSyncSupervisor::freePreferences() {
@@ -82,6 +82,7 @@ void QWSyncSupervisor::uploadPreferences() {
             [=, this](auto& to) { to.restClientUploadedFile(*this, known.path, localPath, known); });
     if (!preferences_->uploadBegins(&error))
         return tryAgain(error);
+    uploadsOut_.insert(localPath, {generation_, known.rev, nullptr});
     request(requests_.uploads).uploadFile(known.filename(), QStringLiteral("/"), known.rev, localPath);
 }
 
@@ -144,9 +145,10 @@ void QWSyncSupervisor::loadPreferences() {
         isPreferencesDownloadHeld_ = true;
         return;
     }
+    const QString path = QWDBFileSyncedPreferencesInDropboxFolder;
     preferences_->downloadBegins();
-    request(requests_.downloads)
-        .loadFile(QWDBFileSyncedPreferencesInDropboxFolder, preferences_->downloadPath());
+    downloadsOut_.insert(qw::text::lowercase(path), {generation_, {}, nullptr});
+    request(requests_.downloads).loadFile(path, preferences_->downloadPath());
 }
 
 // An upload that was held meanwhile is one of those that the engine asks for then; another download has the same answer,

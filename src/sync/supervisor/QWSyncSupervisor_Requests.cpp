@@ -30,7 +30,7 @@ void QWSyncSupervisor::loadDelta(const QString& cursor) {
     hasLastQueryFailed_ = false;
     asksFromScratch_ = cursor.isEmpty();
     lastQuery_ = runLoop().now();
-    ++queriesOut_;
+    queriesOut_.append(generation_);
     request(requests_.queries).loadDelta(cursor);
 }
 
@@ -52,18 +52,21 @@ void QWSyncSupervisor::uploadFile(const QString& filename, const QString& folder
 }
 
 // One upload of a file is out at a time: of two, the answers would not tell which of them the cloud had taken. What an
-// earlier activity has left is waited for.
+// earlier activity has left is waited for, and so is a deletion, which might be carried out later than this.
 void QWSyncSupervisor::sendFile(const QString& fileName, const QString& folder, const QString& parentRev,
                                 const QString& localPath) {
-    if (const auto out = uploadsOut_.find(localPath);
-        out != uploadsOut_.end() && out->generation != generation_) {
-        out->next = [=, this] {
-            const auto known = engine_->fileMetadataManager().fileMetadataForFileName(fileName, false);
-            sendFile(fileName, folder, known ? known->rev() : QString(), localPath);
-        };
+    const auto upload = uploadsOut_.find(localPath);
+    const auto deletion = deletionsOut_.find(qw::text::lowercase(qw::sync::remotePath(fileName)));
+    FileRequest* earlier = nullptr;
+    if (upload != uploadsOut_.end() && upload->generation != generation_)
+        earlier = &*upload;
+    else if (deletion != deletionsOut_.end())
+        earlier = &*deletion;
+    if (earlier) {
+        earlier->next = [=, this] { sendFile(fileName, folder, knownRevision(fileName), localPath); };
         return;
     }
-    uploadsOut_.insert(localPath, {parentRev, generation_, nullptr});
+    uploadsOut_.insert(localPath, {generation_, parentRev, nullptr});
     request(requests_.uploads).uploadFile(fileName, folder, parentRev, localPath);
 }
 
@@ -115,11 +118,8 @@ void QWSyncSupervisor::deletePath(const QString& path) {
 }
 
 void QWSyncSupervisor::requestDeletion(const QString& path) {
-    const QString fileName = qw::text::lastPathComponent(path);
-    if (qw::sync::isImageFile(fileName)) {
-        const auto known = engine_->fileMetadataManager().fileMetadataForFileName(fileName, false);
-        revisionsOfImagesBeingDeleted_.insert(path, known ? known->rev() : QString());
-    }
+    const QString revision = knownRevision(qw::text::lastPathComponent(path));
+    deletionsOut_.insert(qw::text::lowercase(path), {generation_, revision, nullptr});
     request(requests_.deletions).deletePath(path);
 }
 
@@ -137,12 +137,16 @@ void QWSyncSupervisor::loadFile(const QString& path, const QString& localPath) {
     }
 }
 
-// The engine repeats what it could not import for each answer that it had, those to an earlier activity included.
+// What an earlier activity has asked for may be an earlier version, and is written to the same place. The engine repeats
+// what it could not import for each answer that it had.
 void QWSyncSupervisor::requestDownload(const QString& path, const QString& localPath) {
-    if (downloadsOut_.contains(path))
-        return;
-    downloadsOut_.insert(path);
-    request(requests_.downloads).loadFile(path, localPath);
+    const QString key = qw::text::lowercase(path);
+    if (const auto out = downloadsOut_.find(key); out == downloadsOut_.end()) {
+        downloadsOut_.insert(key, {generation_, {}, nullptr});
+        request(requests_.downloads).loadFile(path, localPath);
+    } else if (out->generation != generation_) {
+        out->next = [=, this] { requestDownload(path, localPath); };
+    }
 }
 
 void QWSyncSupervisor::loadMetadata(const QString& path) {
@@ -152,5 +156,15 @@ void QWSyncSupervisor::loadMetadata(const QString& path) {
         isLookingForFolder_ = true;
         folderLookupTimer_.cancel();
     }
+    lookUp(path);
+}
+
+void QWSyncSupervisor::lookUp(const QString& path) {
+    lookUpsOut_.insert(qw::text::lowercase(path), generation_);
     request(requests_.queries).loadMetadata(path);
+}
+
+QString QWSyncSupervisor::knownRevision(const QString& fileName) const {
+    const auto known = engine_->fileMetadataManager().fileMetadataForFileName(fileName, false);
+    return known ? known->rev() : QString();
 }

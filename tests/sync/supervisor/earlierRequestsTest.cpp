@@ -1,4 +1,5 @@
 #include "supervisor/OneDesktop.h"
+#include "testing/QWLogCapture.h"
 
 // Requests of an activity that has ended, which are answered in the next one; and answers that are later than a listing.
 
@@ -144,4 +145,142 @@ TEST_F(EarlierImage, That_is_as_the_cloud_had_it_gives_way_though_its_date_could
     pass(700);
     EXPECT_EQ(imageHere(), "theirs");
     EXPECT_EQ(cloud.bytes("Book!!!X.image"), "theirs");
+}
+
+// Downloads -------------------------------------------------------------------------------------------------
+
+namespace {
+
+struct EarlierDownload : OneDesktop {
+    EarlierDownload() : OneDesktop(Desktop::Supervised) {
+        begin();
+        cloud.putRecord("Book!!!X.data", book("First"));
+        desktop.client->on(QWRestRequest::LoadFile).first(1).delaysAnswer(20s);
+        supervisor().syncNow();
+        pass(2);
+        engine().deactivateSync();
+    }
+};
+
+} // namespace
+
+TEST_F(EarlierDownload, Brings_nothing_that_was_deleted_since) {
+    cloud.remove("Book!!!X.data");
+    desktop.activate();
+    pass(60);
+    EXPECT_FALSE(desktop.find("X"));
+    EXPECT_TRUE(supervisor().isInStep());
+}
+
+TEST_F(EarlierDownload, Is_answered_before_the_file_is_fetched_again) {
+    cloud.putRecord("Book!!!X.data", book("Second", "2025-01-02 00:00:00 +0000"));
+    desktop.activate();
+    pass(10);
+    EXPECT_EQ(count(QWRestRequest::LoadFile), 1);
+    EXPECT_FALSE(supervisor().isInStep());
+    pass(60);
+    EXPECT_EQ(count(QWRestRequest::LoadFile), 2);
+    EXPECT_EQ(desktop.find("X")->valueForKey("title"), "Second");
+    EXPECT_TRUE(supervisor().isInStep());
+}
+
+TEST_F(EarlierDownload, That_has_failed_is_followed_by_another) {
+    const QWLogCapture log;
+    desktop.activate();
+    pass(60);
+    desktop.client->on(QWRestRequest::LoadFile).first(1).answersWith(503).delaysAnswer(20s);
+    cloud.putRecord("Book!!!X.data", book("Second", "2025-01-02 00:00:00 +0000"));
+    supervisor().syncNow();
+    pass(2);
+    engine().deactivateSync();
+    desktop.activate();
+    pass(60);
+    EXPECT_EQ(desktop.find("X")->valueForKey("title"), "Second");
+    EXPECT_TRUE(supervisor().isInStep());
+}
+
+// Tokens ----------------------------------------------------------------------------------------------------
+
+namespace {
+
+// Requests that are out when the token is refused are refused, too, one after the other; the host has signed in by then.
+struct RefusedToken : OneDesktop, QWDropboxSyncCoreDataDelegate {
+    RefusedToken() : OneDesktop(Desktop::Supervised) {
+        begin();
+        engine().setDelegate(this, &desktop);
+    }
+    bool shouldUploadUpdateManagedObject(QWManagedObjectWithSyncSupport&) override { return true; }
+    void accessTokenExpiredDropbox(QWDropboxSyncCoreData&) override {
+        ++refusals;
+        supervisor().activate();
+    }
+    void refuse(QWRestRequest::Kind kind, int requests) {
+        for (int number = 1; number <= requests; ++number)
+            desktop.client->on(kind).number(number).answersWith(401).delaysAnswer(number * 300ms);
+    }
+    void expectAskedOnce() {
+        pass(120);
+        EXPECT_EQ(refusals, 1);
+        EXPECT_TRUE(supervisor().isInStep());
+    }
+    void addBooks() {
+        for (int number = 0; number < 4; ++number)
+            desktop.add("Book", {{"title", "T"}})->setUuid(QString::number(number));
+        desktop.save();
+    }
+
+    int refusals = 0;
+    const QWLogCapture log;
+};
+
+} // namespace
+
+TEST_F(RefusedToken, Of_uploads_asks_for_one_sign_in) {
+    refuse(QWRestRequest::Upload, 4);
+    addBooks();
+    expectAskedOnce();
+    EXPECT_EQ(cloud.fileNames().size(), 4);
+}
+
+TEST_F(RefusedToken, Of_deletions_asks_for_one_sign_in) {
+    addBooks();
+    pass(10);
+    refuse(QWRestRequest::Delete, 8);
+    for (int number = 0; number < 4; ++number)
+        desktop.context->deleteObject(*desktop.find(QString::number(number)));
+    desktop.save();
+    expectAskedOnce();
+    EXPECT_EQ(cloud.fileNames(), QStringList());
+}
+
+TEST_F(RefusedToken, Of_downloads_asks_for_one_sign_in) {
+    refuse(QWRestRequest::LoadFile, 4);
+    for (int number = 0; number < 4; ++number)
+        cloud.putRecord(QStringLiteral("Book!!!%1.data").arg(number), book("T"));
+    supervisor().syncNow();
+    expectAskedOnce();
+    EXPECT_EQ(desktop.contents().size(), 4);
+}
+
+TEST_F(RefusedToken, Of_a_query_and_a_look_up_asks_for_one_sign_in) {
+    desktop.world.userDefaults->setObject("a", "dark");
+    engine().syncPreferenceWithKeys({"a"});
+    pass(30);
+    engine().deactivateSync();
+    desktop.world.userDefaults->setBoolean(QWDBLastTimeTokenExpiredPrefKey, true);
+    refuse(QWRestRequest::LoadMetadata, 2);
+    desktop.activate();
+    expectAskedOnce();
+}
+
+TEST_F(RefusedToken, That_is_given_once_more_asks_again) {
+    refuse(QWRestRequest::Upload, 1);
+    addBooks();
+    pass(120);
+    refuse(QWRestRequest::Upload, 1);
+    desktop.find("0")->setValueForKey("title", "U");
+    desktop.save();
+    pass(120);
+    EXPECT_EQ(refusals, 2);
+    EXPECT_TRUE(supervisor().isInStep());
 }
