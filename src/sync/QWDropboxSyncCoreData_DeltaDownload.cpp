@@ -29,8 +29,12 @@ using qw::sync::RequestFailure;
 
 // Query -----------------------------------------------------------------------------------------------------
 
+// A host that is told of the status may deactivate sync.
 void QWDropboxSyncCoreData::loadDeltaPotentialUpdates() {
+    const int generation = objectsSyncing_.generation();
     setStatus(QWDropboxSyncStatusCheckingForUpdates);
+    if (generation != objectsSyncing_.generation())
+        return;
     checkForDeltaUpdateImmediatelyAfterCurrentEntriesAnalysis_ = false;
     if (!dropboxRestClient_)
         return;

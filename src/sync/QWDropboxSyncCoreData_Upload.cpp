@@ -55,8 +55,12 @@ void QWDropboxSyncCoreData::beginSyncOfObjectsWaitingSync() {
             return;
         }
         isRoomLeft = false;
-        for (const auto& row : rows)
+        const int generation = objectsSyncing_.generation();
+        for (const auto& row : rows) {
             isRoomLeft |= !beginSyncOfObjectWaiting(row);
+            if (generation != objectsSyncing_.generation())
+                return;
+        }
         setNumberOfItemsToProcess(numberOfObjectsWaitingSync());
     }
 }
@@ -82,8 +86,12 @@ std::vector<QWRef<ObjectWaitingSync>> QWDropboxSyncCoreData::nextObjectsWaitingS
     return objectsSyncing_.takeNext(room);
 }
 
+// A host that is told of the status may deactivate sync: nothing is begun then, nor any other row.
 bool QWDropboxSyncCoreData::beginSyncOfObjectWaiting(const QWRef<ObjectWaitingSync>& row) {
+    const int generation = objectsSyncing_.generation();
     setStatus(QWDropboxSyncStatusUploading);
+    if (generation != objectsSyncing_.generation())
+        return true;
     const QString key = qw::text::uppercase(row->objectUUID());
     if (row->action() != QWDropboxSyncActionInsertOrUpdate) {
         objectsSyncing_.insert(key, row);
