@@ -32,9 +32,9 @@ class QWVersionArchive;
 // - Every activation asks for changes once, also the first one, which finds no sync folder and uploads.
 // - A failed upload, deletion or download is repeated after 10 s, with the revision known by then. The engine
 //   is told of refused tokens and missing files only.
-// - Of one file one upload, or one download, is out at a time; what an earlier activity has left is waited for, and no file
-//   is sent while its deletion is out. What was listed of a file after a request was made of it stands over the answer
-//   to that. A record that is here when its deletion was answered is sent again.
+// - Of one file one upload, or one download, is out at a time; what an earlier activity has left is waited for, and no
+//   file is sent while its deletion is out, nor deleted while its upload is. What was listed of a file after a request
+//   was made of it stands over the answer to that. A record that is here when its deletion was answered is sent again.
 // - Where only a new start helps (a file vanished between its announcement and its download, the file of an
 //   upload has gone, an object is sent again and again without a change), the engine is deactivated and
 //   activated: as soon as no request is out, at most once a minute. Until then such a repetition is held.
@@ -163,12 +163,15 @@ private:
         int generation = 0;         // of the activity that has made it
         QString revision;           // that was known then
         std::function<void()> next; // what waits for its answer; dropped with the activity that wants it
+        QString path = {};          // of an upload: in the cloud, in lower case
     };
     // By path: of an upload the one here, of others the one in the cloud, in lower case. Of one path the latest comes first.
     using FileRequests = QMultiHash<QString, FileRequest>;
 
     // What was asked. Null: nothing, so that the answer is to another supervisor.
     static std::optional<FileRequest> take(FileRequests& out, const QString& path);
+    // That an earlier activity has left of a file in the cloud, or null.
+    FileRequest* earlierUpload(const QString& lowercasePath);
     std::optional<int> takeQuery();
     std::optional<int> takeLookUp(const QString& path);
     // Why a request of that activity has failed.

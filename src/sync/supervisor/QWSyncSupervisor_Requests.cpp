@@ -12,6 +12,8 @@
 #include "sync/supervisor/QWImageKeeper_p.h"
 #include "sync/supervisor/QWPreferencesKeeper_p.h"
 
+#include <algorithm>
+
 DBRestClient& QWSyncSupervisor::request(qint64& kind) {
     ++kind;
     ++requestsOut_;
@@ -55,19 +57,23 @@ void QWSyncSupervisor::uploadFile(const QString& filename, const QString& folder
 // earlier activity has left is waited for, and so is a deletion, which might be carried out later than this.
 void QWSyncSupervisor::sendFile(const QString& fileName, const QString& folder, const QString& parentRev,
                                 const QString& localPath) {
-    const auto upload = uploadsOut_.find(localPath);
-    const auto deletion = deletionsOut_.find(qw::text::lowercase(qw::sync::remotePath(fileName)));
-    FileRequest* earlier = nullptr;
-    if (upload != uploadsOut_.end() && upload->generation != generation_)
-        earlier = &*upload;
-    else if (deletion != deletionsOut_.end())
+    const QString path = qw::text::lowercase(qw::sync::remotePath(fileName));
+    FileRequest* earlier = earlierUpload(path);
+    if (const auto deletion = deletionsOut_.find(path); !earlier && deletion != deletionsOut_.end())
         earlier = &*deletion;
     if (earlier) {
         earlier->next = [=, this] { sendFile(fileName, folder, knownRevision(fileName), localPath); };
         return;
     }
-    uploadsOut_.insert(localPath, {generation_, parentRev, nullptr});
+    uploadsOut_.insert(localPath, {generation_, parentRev, nullptr, path});
     request(requests_.uploads).uploadFile(fileName, folder, parentRev, localPath);
+}
+
+auto QWSyncSupervisor::earlierUpload(const QString& lowercasePath) -> FileRequest* {
+    const auto upload = std::find_if(uploadsOut_.begin(), uploadsOut_.end(), [&](const FileRequest& out) {
+        return out.path == lowercasePath && out.generation != generation_;
+    });
+    return upload == uploadsOut_.end() ? nullptr : &*upload;
 }
 
 // An object that was changed while it was in flight is sent again at each of its completions, for as long as
@@ -117,9 +123,15 @@ void QWSyncSupervisor::deletePath(const QString& path) {
     requestDeletion(path);
 }
 
+// An earlier activity's upload would make the file again, if it came later.
 void QWSyncSupervisor::requestDeletion(const QString& path) {
+    const QString key = qw::text::lowercase(path);
+    if (FileRequest* const upload = earlierUpload(key)) {
+        upload->next = [=, this] { requestDeletion(path); };
+        return;
+    }
     const QString revision = knownRevision(qw::text::lastPathComponent(path));
-    deletionsOut_.insert(qw::text::lowercase(path), {generation_, revision, nullptr});
+    deletionsOut_.insert(key, {generation_, revision, nullptr});
     request(requests_.deletions).deletePath(path);
 }
 

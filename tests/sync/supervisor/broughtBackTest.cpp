@@ -1,4 +1,5 @@
 #include "support/Desktop.h"
+#include "sync/supervisor/QWVersionArchive.h"
 
 // Records that are made again, restored or taken back when their deletion is due, on its way or late.
 
@@ -75,6 +76,24 @@ TEST_F(BroughtBack,
     a.context->rollback();
     a.advance(30s);
     expectOnBoth();
+}
+
+TEST_F(BroughtBack, A_version_that_is_restored_when_the_deletion_is_due_or_on_its_way_is_on_both) {
+    for (const bool isOnItsWay : {false, true}) {
+        b.find("X")->setValueForKey("title", isOnItsWay ? "Second" : "First");
+        b.advance(5s);
+        synchronise();
+        const auto versions = a.supervisor->versionArchive().versions("X");
+        ASSERT_FALSE(versions.empty());
+        if (isOnItsWay)
+            beginDeletion();
+        else
+            deleteBook();
+        ASSERT_TRUE(a.supervisor->versionArchive().restore(versions.front()));
+        a.save();
+        a.advance(10s);
+        expectOnBoth();
+    }
 }
 
 TEST_F(BroughtBack, What_stays_deleted_is_asked_for_once) {

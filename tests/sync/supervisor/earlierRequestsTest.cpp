@@ -68,6 +68,26 @@ TEST_F(EarlierUpload, Does_not_take_the_place_of_what_was_listed_since) {
     EXPECT_EQ(cloud.fileNames(), QStringList{"Book!!!X.data"});
 }
 
+// The deletion that is asked for in the next activity would come before it otherwise.
+TEST_F(EarlierUpload, Does_not_bring_back_what_was_deleted_since) {
+    desktop.activate();
+    pass(400);
+    const auto present = desktop.find("X");
+    desktop.setImage(*present, "image");
+    present->setValueForKey("title", "Second");
+    desktop.client->on(QWRestRequest::Upload).first(2).delaysRequest(300s);
+    desktop.save();
+    pass(1);
+    engine().deactivateSync();
+    desktop.context->deleteObject(*present);
+    desktop.save();
+    desktop.activate();
+    pass(2000);
+    EXPECT_EQ(cloud.fileNames(), QStringList());
+    EXPECT_FALSE(desktop.find("X"));
+    EXPECT_TRUE(supervisor().isInStep());
+}
+
 // Images ----------------------------------------------------------------------------------------------------
 
 namespace {
