@@ -80,6 +80,7 @@ TEST_F(BroughtBack,
 
 TEST_F(BroughtBack, A_version_that_is_restored_when_the_deletion_is_due_or_on_its_way_is_on_both) {
     for (const bool isOnItsWay : {false, true}) {
+        ASSERT_TRUE(b.find("X"));
         b.find("X")->setValueForKey("title", isOnItsWay ? "Second" : "First");
         b.advance(5s);
         synchronise();
