@@ -127,6 +127,9 @@ public:
     // Writes all changes in one transaction. On failure nothing is written, everything stays pending and the
     // error says why (QWStoreErrorCode). Without changes: true, no I/O.
     bool save(QWError* error = nullptr);
+    // What a save asks first: whether the model takes the changes that are processed. The error names each record that
+    // it refuses (MissingMandatory, DeniedDelete, SeveralValidationErrors).
+    bool validate(QWError* error = nullptr) const;
     // Drops all changes: insertions are forgotten, the others become faults of what is saved and are reported
     // as refreshed.
     void rollback();
@@ -214,7 +217,6 @@ private:
 
     // Saving
     bool prepareSave(QWError* error);
-    bool validate(QWError* error) const;
     bool writeChanges(SaveOutcome& outcome, QWError* error);
     bool writeRecord(QWManagedObject& record, SaveOutcome& outcome, QWError* error);
     bool resolveConflict(QWManagedObject& record, SaveOutcome& outcome, QWError* error);

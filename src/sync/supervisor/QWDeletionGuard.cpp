@@ -126,6 +126,15 @@ void QWDeletionGuard::refuseDeletionsOfFolder() {
         refuse(namesOf(deletionsListed()));
 }
 
+void QWDeletionGuard::refuseDeletions(
+    const std::function<bool(const QWManagedObjectSet& records)>& areRefused) {
+    std::set<QString> refused;
+    for (const auto& [fileName, record] : deletionsListed())
+        if (areRefused(qw::sync::deletedTogether({record})))
+            refused.insert(fileName);
+    refuse(refused);
+}
+
 // Whoever sends the first file makes it.
 void QWDeletionGuard::setFolderMissing(bool isMissing) {
     if (isMissing == isFolderMissing())

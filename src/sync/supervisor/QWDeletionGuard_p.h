@@ -30,6 +30,8 @@ public:
     // The same before a query is applied that tells of changes since an earlier one: if the sync folder was deleted
     // and another desktop has made it again, the deletions that it lists are those of the folder, and are refused.
     void refuseDeletionsOfFolder();
+    // The same for each deletion of which that is said, with what it takes along.
+    void refuseDeletions(const std::function<bool(const QWManagedObjectSet& records)>& areRefused);
     // Whether the folder was missing when it was last heard of: the next file that is sent makes it. That must be
     // listed before deletions are, or they would seem to be those of a folder.
     bool isFolderMissing();

@@ -11,6 +11,7 @@
 #include "sync/supervisor/QWDeletionGuard_p.h"
 #include "sync/supervisor/QWImageKeeper_p.h"
 #include "sync/supervisor/QWLosingVersions_p.h"
+#include "sync/supervisor/QWModelRefusals_p.h"
 #include "sync/supervisor/QWPreferencesKeeper_p.h"
 #include "sync/supervisor/QWRecordKeeper_p.h"
 #include "sync/supervisor/QWVersionArchive.h"
@@ -41,6 +42,7 @@ QWSyncSupervisor::QWSyncSupervisor(QWDropboxSyncCoreData& engine, std::shared_pt
       losingVersions_(std::make_unique<QWLosingVersions>(engine, *archive_)),
       images_(std::make_unique<QWImageKeeper>(engine, *losingVersions_)),
       records_(std::make_unique<QWRecordKeeper>(engine, *images_, *losingVersions_)),
+      modelRefusals_(std::make_unique<QWModelRefusals>(engine)),
       preferences_(std::make_unique<QWPreferencesKeeper>(engine)), status_(engine.status()),
       statusBefore_(engine.status()), folderLookupPause_(retryPause) {
     client_->setDelegate(this, this);
@@ -64,8 +66,13 @@ QWSyncSupervisor::QWSyncSupervisor(QWDropboxSyncCoreData& engine, std::shared_pt
         });
     hostObservation_ = engine.mainManagedObjectContext()->observeObjectsDidChange(
         [this](const QWObjectsDidChangeNotice& notice) { hostDidChange(notice); });
-    connect(engine_, &QWDropboxSyncCoreData::batchWillBeSaved, this, [this] {
+    connect(engine_, &QWDropboxSyncCoreData::batchWillBeSaved, this, [this](bool* mayBeSaved) {
         isBatchUnsaved_ = engine_->syncSupportManagedObjectContextCopy()->hasChanges();
+        if (*mayBeSaved && modelRefusals_->holdBackBatch()) {
+            *mayBeSaved = false;
+            queryAfterPause();
+            return;
+        }
         records_->prepareBatchSave();
     });
     mergeObservation_ =
@@ -164,11 +171,9 @@ void QWSyncSupervisor::statusChanged(quint64 status) {
             deletionGuard_->forgetAnswer();
             losingVersions_->finishBatch();
             records_->finishBatch();
+            modelRefusals_->finishBatch();
             if (images_->takeQueryDue())
-                doAfterPause([this] {
-                    isQueryDue_ = true;
-                    look();
-                });
+                queryAfterPause();
         }
     }
     lookSoon();
@@ -208,6 +213,13 @@ void QWSyncSupervisor::doAfterPause(std::function<void()> what) {
             return;
         --self->repetitionsDue_;
         what();
+    });
+}
+
+void QWSyncSupervisor::queryAfterPause() {
+    doAfterPause([this] {
+        isQueryDue_ = true;
+        look();
     });
 }
 
@@ -293,6 +305,10 @@ void QWSyncSupervisor::holdBackDeletions() {
     const bool wasOpen = isDeletionQuestionOpen();
     if (!std::exchange(arrivesFromScratch_, false))
         deletionGuard_->refuseDeletionsOfFolder();
+    modelRefusals_->beginBatch();
+    if (modelRefusals_->refusesDeletions())
+        deletionGuard_->refuseDeletions(
+            [this](const QWManagedObjectSet& records) { return modelRefusals_->refusesDeletion(records); });
     if (!deletionGuard_->holdBackIfVeryMany())
         return;
     images_->giveBatchUp();

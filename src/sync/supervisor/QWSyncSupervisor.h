@@ -14,6 +14,7 @@
 class QWDeletionGuard;
 class QWImageKeeper;
 class QWLosingVersions;
+class QWModelRefusals;
 class QWPreferencesKeeper;
 class QWRecordKeeper;
 class QWVersionArchive;
@@ -56,6 +57,8 @@ class QWVersionArchive;
 //   cloud holds already is neither sent nor received again.
 // - Changes of a query that would delete very many records here are held back until the host has answered whether
 //   they may (`setDeletionQuestion`).
+// - What the host's model refuses, a record or a deletion, does not hold back the rest of its batch: the file is left out
+//   until it changes, and what was deleted elsewhere is sent again.
 // - A version of a record or an image that loses against another one, or against a deletion, is kept
 //   (QWVersionArchive.h).
 //
@@ -211,6 +214,7 @@ private:
     void repeatLater(const QString& operation, const QWError& error, std::function<void()> repetition);
     // Unless the activity ends before.
     void doAfterPause(std::function<void()> what);
+    void queryAfterPause();
     // Looks whether something is due, on a turn of the run loop of its own.
     void lookSoon();
     void look();
@@ -257,6 +261,7 @@ private:
     const std::unique_ptr<QWLosingVersions> losingVersions_;
     const std::unique_ptr<QWImageKeeper> images_;
     const std::unique_ptr<QWRecordKeeper> records_;
+    const std::unique_ptr<QWModelRefusals> modelRefusals_;
     const std::unique_ptr<QWPreferencesKeeper> preferences_;
     QWObservation queueObservation_, hostObservation_, hostSaveObservation_, mergeObservation_;
     quint64 hostChanges_ = 0; // notices of the main context so far

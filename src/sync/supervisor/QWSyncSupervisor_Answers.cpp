@@ -7,6 +7,7 @@
 #include "sync/QWSyncFileNames_p.h"
 #include "sync/supervisor/QWDeletionGuard_p.h"
 #include "sync/supervisor/QWImageKeeper_p.h"
+#include "sync/supervisor/QWModelRefusals_p.h"
 #include "sync/supervisor/QWPreferencesKeeper_p.h"
 #include "sync/supervisor/QWPresentVersions_p.h"
 #include "sync/supervisor/QWRecordKeeper_p.h"
@@ -126,6 +127,8 @@ void QWSyncSupervisor::restClientLoadedFile(DBRestClient&, const QString& localP
     QWImageKeeper::Verdict verdict;
     if (!qw::sync::belongsToEntity(*engine_, metadata.filename()))
         verdict.reason = QStringLiteral("it belongs to no entity");
+    else if (qw::sync::isRecordFile(localPath) && modelRefusals_->refusesFile(metadata.filename()))
+        verdict = {QStringLiteral("the model refuses it"), QWImageKeeper::Verdict::Declined};
     else if (qw::sync::isRecordFile(localPath))
         verdict.reason = records_->prepareImport(localPath, metadata);
     else

@@ -72,7 +72,7 @@ TEST_F(DeletionGuard, Records_of_every_synced_entity_count_and_no_others) {
 TEST_F(DeletionGuard, Records_of_a_subentity_count_once_though_its_parent_is_synced_too) {
     hold(100);
     for (int number = 0; number < 150; ++number)
-        desktop.add("Badge"); // which is a label
+        desktop.add("Badge", {{"text", "T"}}); // which is a label
     desktop.save();
     pass(60);
     remove(60);

@@ -21,7 +21,7 @@ QWManagedObjectFieldDescription* dateModifiedField() {
 
 } // namespace
 
-const QStringList desktop::syncedEntities{"Author", "Book", "Chapter", "Label", "Badge"};
+const QStringList desktop::syncedEntities{"Author", "Book", "Chapter", "Badge", "Label", "Ribbon"};
 
 const QWFieldDescriptions* Author::fieldDescriptions() const {
     static const auto fields =
@@ -58,7 +58,17 @@ const QWFieldDescriptions* Chapter::fieldDescriptions() const {
 
 const QWFieldDescriptions* Label::fieldDescriptions() const {
     static const auto fields =
-        fieldList({new QWManagedObjectFieldDescriptionString("text", "Text"), dateModifiedField()});
+        fieldList({new QWManagedObjectFieldDescriptionString("text", "Text"), dateModifiedField(),
+                   new QWManagedObjectFieldDescriptionRelationship("next", "Next", "Label", false),
+                   new QWManagedObjectFieldDescriptionRelationship("badge", "Badge", "Badge", false)});
+    return &fields;
+}
+
+const QWFieldDescriptions* Ribbon::fieldDescriptions() const {
+    static const auto fields =
+        fieldList({dateModifiedField(),
+                   new QWManagedObjectFieldDescriptionRelationship("badge", "Badge", "Badge", false),
+                   new QWManagedObjectFieldDescriptionRelationship("next", "Next", "Ribbon", false)});
     return &fields;
 }
 
@@ -92,8 +102,18 @@ std::shared_ptr<QWManagedObjectModel> desktop::model() {
 
     auto& label = model->addEntity<Label>("Label");
     addSyncAttributes(label);
-    label.addAttribute("text", QWAttributeType::String);
-    model->addEntity<Label>("Badge").setParent("Label");
+    label.addAttribute("text", QWAttributeType::String).setOptional(false);
+    label.addToOne("next", "Label");
+    label.addToOne("badge", "Badge").setInverse("wearers");
+    auto& badge = model->addEntity<Label>("Badge");
+    badge.setParent("Label");
+    badge.addToMany("wearers", "Label").setInverse("badge").setDeleteRule(QWDeleteRule::Deny);
+    badge.addToMany("ribbons", "Ribbon").setInverse("badge");
+
+    auto& ribbon = model->addEntity<Ribbon>("Ribbon");
+    addSyncAttributes(ribbon);
+    ribbon.addToOne("badge", "Badge").setInverse("ribbons").setOptional(false);
+    ribbon.addToOne("next", "Ribbon");
 
     addSyncAttributes(model->addEntity<BookAuthor>("BookAuthor"));
     auto& sticker = model->addEntity("Sticker");

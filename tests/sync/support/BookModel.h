@@ -24,8 +24,14 @@ public:
     const QWFieldDescriptions* fieldDescriptions() const override;
 };
 
-// Of labels and of badges, which are labels.
+// Of labels and of badges, which are labels. Both have a text, and a badge that a label bears is not deleted.
 class Label final : public QWManagedObjectWithSyncSupport {
+public:
+    const QWFieldDescriptions* fieldDescriptions() const override;
+};
+
+// Has a badge.
+class Ribbon final : public QWManagedObjectWithSyncSupport {
 public:
     const QWFieldDescriptions* fieldDescriptions() const override;
 };

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "sync/QWDropboxSyncCoreData.h"
+
+#include <QSet>
+
+// Keeps what the host's model refuses (a record without a value that it requires, a deletion that a rule denies) from
+// holding back all others: a batch is saved whole or not at all. One that is refused is given up, and comes again without
+// it: the file of such a record is declined until it changes, and the record stays as it is here; a deletion is refused,
+// and its record sent again. What this knows of a batch does not outlive the process, whose next one finds it anew.
+class QWModelRefusals {
+public:
+    explicit QWModelRefusals(QWDropboxSyncCoreData& engine) : engine_(engine) {}
+
+    // The changes of a query are listed. What was refused in the one before counts until this one is saved.
+    void beginBatch() { isGivenUp_ = false; }
+    // Before a batch is saved. A record that only a reference has made gets empty values where the model requires some; if
+    // that does not help, it is not made, and the reference is left out. True when the batch is to be given up: it will be
+    // another one when it comes again.
+    bool holdBackBatch();
+    // Whether a downloaded record is to be declined.
+    bool refusesFile(const QString& fileName) const;
+    // Whether these records of the main context may not be deleted together.
+    bool refusesDeletion(const QWManagedObjectSet& records) const;
+    bool refusesDeletions() const { return !recordsToKeep_.isEmpty(); }
+    // The engine is idle: the batch is saved or given up.
+    void finishBatch();
+
+private:
+    void completeBareRecords(const QWError& error);
+    bool note(const QWError& error);
+
+    QWDropboxSyncCoreData& engine_;
+    QSet<QWSyncedIdentity> records_; // that the model has refused
+    // Those of them that a deletion must not take along, and must not take a reference from.
+    QSet<QWManagedObjectID> recordsToKeep_;
+    bool isGivenUp_ = false; // the batch, and comes again
+};
