@@ -223,6 +223,15 @@ TEST(SimulatedDeletion, An_image_of_a_record_that_an_open_batch_deletes_is_not_s
                                   2011521));
 }
 
+TEST(SimulatedDeletion,
+     An_image_whose_upload_is_answered_long_after_the_deletion_of_the_folder_is_sent_again) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({-2907, 2219, 186}, {"", "7516 1 add 725 89363\n"
+                                                                    "517460 1 delay-answer 1 115\n"
+                                                                    "21515 1 set-image 528 57584\n"
+                                                                    "31939 3 delete-folder 873 22953"}),
+                                  71013));
+}
+
 TEST(SimulatedDeletion, A_record_whose_image_could_not_be_fetched_before_both_were_deleted_is_deleted) {
     EXPECT_TRUE(keepsEveryPromise(scriptOf({1304, -1}, {"2215159 1 add 805 51512\n"
                                                         "10201190 2 set-image 28 32450\n"

@@ -163,10 +163,11 @@ private:
     DBRestClient& request(qint64& kind);
     // A request about a file that is out, of whatever activity.
     struct FileRequest {
-        int generation = 0;         // of the activity that has made it
-        QString revision;           // that was known then
-        std::function<void()> next; // what waits for its answer; dropped with the activity that wants it
-        QString path = {};          // of an upload: in the cloud, in lower case
+        int generation = 0;          // of the activity that has made it
+        QString revision;            // that was known then
+        std::function<void()> next;  // what waits for its answer; dropped with the activity that wants it
+        QString path = {};           // of an upload: in the cloud, in lower case
+        bool isDeletedSince = false; // of an upload: its file, by what was last listed of that
     };
     // By path: of an upload the one here, of others the one in the cloud, in lower case. Of one path the latest comes first.
     using FileRequests = QMultiHash<QString, FileRequest>;

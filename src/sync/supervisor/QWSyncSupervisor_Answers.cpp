@@ -80,19 +80,29 @@ void QWSyncSupervisor::restClientLoadedDeltaEntries(DBRestClient&, const QList<D
 }
 
 // What is in flight may have been in the cloud before, and deleted with the sync folder. Where the engine knows the file,
-// it deletes the record, and the row goes with it.
+// it deletes the record, and the row goes with it. An image counts as not sent then, whatever the answer to it says.
 void QWSyncSupervisor::sendAgainWhatIsDeleted(const QList<DBDeltaEntryRef>& page) {
-    for (const QString& uuid : recordsInFlight_.keys()) {
-        const auto isDeletion = [&](const DBDeltaEntryRef& entry) {
-            if (!qw::sync::isDeletionOfRecordFile(*entry))
-                return !entry->metadata && isSyncFolder(entry->lowercasePath);
-            const QString name = qw::text::lastPathComponent(entry->lowercasePath);
-            return qw::sync::uuidNamedByFile(name).compare(uuid, Qt::CaseInsensitive) == 0;
-        };
-        if (std::none_of(page.begin(), page.end(), isDeletion))
-            continue;
-        if (const auto row = QWFindObjectWaitingSync(*engine_->dropboxCacheManagedObjectContext(), uuid))
+    const auto sendAgain = [this](const QString& uuid) {
+        const auto row = recordsInFlight_.contains(uuid)
+                             ? QWFindObjectWaitingSync(*engine_->dropboxCacheManagedObjectContext(), uuid)
+                             : QWRef<ObjectWaitingSync>();
+        if (row)
             row->setObjectModifiedWhileUploading(true);
+    };
+    for (const auto& entry : page) {
+        const bool isFolderDeleted = !entry->metadata && isSyncFolder(entry->lowercasePath);
+        bool isDeletion = qw::sync::isDeletionOfRecordFile(*entry);
+        for (FileRequest& upload : uploadsOut_) {
+            if (!isFolderDeleted && upload.path != entry->lowercasePath)
+                continue;
+            upload.isDeletedSince = !entry->metadata;
+            isDeletion |= upload.isDeletedSince;
+        }
+        if (isFolderDeleted)
+            for (const QString& uuid : recordsInFlight_.keys())
+                sendAgain(uuid);
+        else if (isDeletion)
+            sendAgain(qw::sync::uuidNamedByFile(qw::text::lastPathComponent(entry->lowercasePath)));
     }
 }
 

@@ -44,10 +44,13 @@ void QWSyncSupervisor::restClientUploadedFile(DBRestClient&, const QString& dest
     const auto listed = listedSince(metadata.filename(), asked->revision);
     if (listed && listed->rev != metadata.rev)
         images_->noteListed(metadata.filename(), *listed);
+    DBMetadata standing = listed.value_or(metadata);
+    if (asked->isDeletedSince && qw::sync::isImageFile(fileName))
+        standing.lastModifiedDate = QDateTime(); // any image is later than that, and goes with its row
     if (asked->next)
-        finishEarlierUpload(fileName, listed.value_or(metadata));
+        finishEarlierUpload(fileName, standing);
     else
-        finishUpload(destinationPath, sourcePath, listed.value_or(metadata));
+        finishUpload(destinationPath, sourcePath, standing);
     if (listed)
         keepImageKnown(*listed);
     if (deletionGuard_->isFolderMissing()) {

@@ -108,6 +108,58 @@ TEST_F(DeletedReference, Is_lost_in_the_cloud_when_the_record_is_in_flight_with_
     EXPECT_FALSE(isReferenceInCloud());
 }
 
+// The answer to the first upload of an image comes after the next poll.
+namespace {
+
+struct ImageInFlight : OneDesktop {
+    ImageInFlight() : OneDesktop(Desktop::Supervised) {
+        begin();
+        desktop.add("Book", {{"title", "T"}})->setUuid("X");
+        desktop.save();
+        pass(1);
+        supervisor().syncNow();
+        pass(1);
+        desktop.client->on(QWRestRequest::Upload)
+            .where([this](const QWRestRequest& request) { return request.path.endsWith(imageName); })
+            .first(1)
+            .delaysAnswer(std::chrono::seconds(700));
+        desktop.setImage(*desktop.find("X"), "ours");
+        desktop.save();
+        pass(1);
+    }
+    void expectBothInCloud() {
+        EXPECT_EQ(cloud.fileNames(), (QStringList{"Book!!!X.data", imageName}));
+        EXPECT_EQ(cloud.bytes(imageName), "ours");
+        EXPECT_TRUE(supervisor().isInStep());
+    }
+
+    const QString imageName = "Book!!!X.image";
+};
+
+} // namespace
+
+TEST_F(ImageInFlight, Is_sent_again_when_the_sync_folder_was_deleted_meanwhile) {
+    cloud.folder->remove("/SyncCache.dbSync");
+    pass(900);
+    expectBothInCloud();
+}
+
+TEST_F(ImageInFlight, Is_sent_again_when_it_was_deleted_meanwhile) {
+    cloud.remove(imageName);
+    pass(900);
+    expectBothInCloud();
+}
+
+TEST_F(ImageInFlight, Is_sent_again_when_it_was_deleted_meanwhile_and_the_answer_finds_the_engine_inactive) {
+    cloud.folder->remove("/SyncCache.dbSync");
+    pass(650);
+    engine().deactivateSync();
+    pass(100);
+    desktop.activate();
+    pass(100);
+    expectBothInCloud();
+}
+
 // Not saved by the host -------------------------------------------------------------------------------------
 
 namespace {
