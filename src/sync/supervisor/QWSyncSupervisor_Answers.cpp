@@ -190,14 +190,13 @@ void QWSyncSupervisor::restClientLoadFileFailedWithError(DBRestClient&, const QW
     if (failure == RequestFailure::FileGone || isRefused)
         images_->noteGone(fileName);
     finish([&](auto& to) {
-        if (failure == RequestFailure::TokenRefused)
+        const bool isGone = failure == RequestFailure::FileGone && isActive() && !asked->next && !isRefused;
+        if (failure == RequestFailure::TokenRefused || isGone)
             to.restClientLoadFileFailedWithError(*this, error);
         else if (asked->next)
             asked->next();
         else if (isRefused && isActive())
             engine_->leaveOutFile(fileName);
-        else if (failure == RequestFailure::FileGone && isActive())
-            to.restClientLoadFileFailedWithError(*this, error);
         else if (failure == RequestFailure::Transient && asked->generation == generation_)
             repeatLater("restClient:loadFileFailedWithError:", error,
                         [=, this] { requestDownload(path, destinationPath); });
