@@ -43,6 +43,12 @@ void QWRecordKeeper::prepareEntry(const DBDeltaEntry& entry) {
         forgetRevision(fileName);
 }
 
+void QWRecordKeeper::noteDeletionsListed() {
+    for (const auto& entry : engine_.deltaEntriesToImport().entries())
+        if (qw::sync::isDeletionOfRecordFile(*entry))
+            deletionsListed_.insert(qw::text::lastPathComponent(entry->lowercasePath));
+}
+
 void QWRecordKeeper::forgetRevision(const QString& fileName) {
     if (const auto known = engine_.fileMetadataManager().fileMetadataForFileName(fileName, false))
         known->setRev(QString());
@@ -239,6 +245,23 @@ bool QWRecordKeeper::finishUpload(const QString& fileName, const QByteArray& sen
     return true;
 }
 
+void QWRecordKeeper::prepareDeletion(QWManagedObjectWithSyncSupport& version) {
+    sendWhatRefersTo(version);
+    deleteWhatIsTakenAlong(version);
+}
+
+// A delete rule takes along what the deleting desktop did not know, or has sent only now: its file goes as well, so that
+// it is gone everywhere. What the batch has made again stays.
+void QWRecordKeeper::deleteWhatIsTakenAlong(QWManagedObjectWithSyncSupport& version) {
+    const QString fileName = fileNameOf(version);
+    const auto known = engine_.fileMetadataManager().fileMetadataForFileName(fileName, false);
+    if (deletionsListed_.contains(fileName) || !known || known->rev().isEmpty())
+        return;
+    const auto batch = engine_.objectReferencedWithLowerCaseFileName(fileName, false);
+    if (!batch || !batch->isInserted())
+        engine_.insertInSyncQueueManagedObject(version, QWDropboxSyncActionDelete);
+}
+
 // What refers to the record loses the reference here, and keeps its date: where it was changed while it was being
 // deleted, or the deletion is taken back, other desktops have it with the reference. It is sent, so that all come to
 // hold the one or the other.
@@ -295,12 +318,13 @@ bool QWRecordKeeper::prepareHostsSave() {
 }
 
 // The deletion leaves the revision known of a version that was sent after it had been listed, and is in the cloud again:
-// the next query must bring it.
+// the next query must bring it. Not so one whose deletion waits to be sent: it would come back.
 void QWRecordKeeper::forgetRevisionsOf(const QWManagedObjectSet& deleted) {
     for (const auto& record : deleted) {
         const auto* object = dynamic_cast<const QWManagedObjectWithSyncSupport*>(record.data());
-        if (object && !hostsObject(engine_, fileNameOf(*object)))
-            forgetRevision(fileNameOf(*object));
+        const QString fileName = object ? fileNameOf(*object) : QString();
+        if (object && !hostsObject(engine_, fileName) && !waitingDeletion(engine_, fileName))
+            forgetRevision(fileName);
     }
 }
 

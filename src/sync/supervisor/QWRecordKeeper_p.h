@@ -14,6 +14,8 @@ public:
 
     // Before the engine has a page of changes.
     void prepareEntry(const DBDeltaEntry& entry);
+    // When all pages have come, before the engine works on them.
+    void noteDeletionsListed();
     // Before the engine imports a downloaded record, of an entity that there is: null when it will be taken over, else
     // why nothing changes here.
     QString prepareImport(const QString& localPath, const DBMetadata& metadata);
@@ -25,15 +27,19 @@ public:
     // When an object's files have been sent: queues it again if `sent`, the record's bytes, is another version by
     // then (an earlier one, too, by a clock that is behind), or its image is behind. True when it did.
     bool finishUpload(const QString& fileName, const QByteArray& sent, bool isImageBehind);
-    // Before the host's version gives way to a received deletion.
-    void sendWhatRefersTo(const QWManagedObjectWithSyncSupport& version);
+    // Before the host's version gives way to a received deletion, its own or that of a record whose delete rules take
+    // it along.
+    void prepareDeletion(QWManagedObjectWithSyncSupport& version);
     // Before the batch is saved, and before the host saves, which answers true when it has queued a record.
     void prepareBatchSave();
     bool prepareHostsSave();
     // After a merge, with what it has deleted here.
     void forgetRevisionsOf(const QWManagedObjectSet& deleted);
     // The batch is saved.
-    void finishBatch() { referringFiles_.clear(); }
+    void finishBatch() {
+        referringFiles_.clear();
+        deletionsListed_.clear();
+    }
 
 private:
     using Object = QWRef<QWManagedObjectWithSyncSupport>;
@@ -43,6 +49,8 @@ private:
                        const QString& fileName);
     void prepareNewRecord(const QString& fileName, bool isCopy);
     void queue(const QWManagedObjectWithSyncSupport& present);
+    void sendWhatRefersTo(const QWManagedObjectWithSyncSupport& version);
+    void deleteWhatIsTakenAlong(QWManagedObjectWithSyncSupport& version);
     bool keepsReference(const QWManagedObjectWithSyncSupport& object, const QWPropertyDescription& reference);
     Order order(const QVariantMap& received, QWManagedObjectWithSyncSupport& present);
     void deleteAgain(QWManagedObjectWithSyncSupport& present, const DBMetadata& metadata);
@@ -58,6 +66,7 @@ private:
     QWLosingVersions& losingVersions_;
     QString deletionDue_;             // of the record that is being imported
     QSet<QString> filesToSendOnSave_; // of records that refer to what the host has deleted
+    QSet<QString> deletionsListed_;   // the record files of the batch's, in lower case
     // Of the batch: the files of received records by those, in lower case, of the records that they refer to.
     QHash<QString, QSet<QString>> referringFiles_;
 };

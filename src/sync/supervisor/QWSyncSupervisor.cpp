@@ -55,7 +55,7 @@ QWSyncSupervisor::QWSyncSupervisor(QWDropboxSyncCoreData& engine, std::shared_pt
     connect(engine_, &QWDropboxSyncCoreData::versionGivesWay, this,
             [this](QWManagedObjectWithSyncSupport& version, const QWManagedObjectWithSyncSupport* winner) {
                 if (!winner && version.managedObjectContext() == engine_->mainManagedObjectContext().get())
-                    records_->sendWhatRefersTo(version);
+                    records_->prepareDeletion(version);
             });
     connect(engine_, &QObject::destroyed, this, [this] { client_->setDelegate(nullptr, nullptr); });
     queueObservation_ = engine.dropboxCacheManagedObjectContext()->observeObjectsDidChange(
@@ -305,6 +305,7 @@ void QWSyncSupervisor::holdBackDeletions() {
     const bool wasOpen = isDeletionQuestionOpen();
     if (!std::exchange(arrivesFromScratch_, false))
         deletionGuard_->refuseDeletionsOfFolder();
+    records_->noteDeletionsListed();
     modelRefusals_->beginBatch();
     if (modelRefusals_->refusesDeletions())
         deletionGuard_->refuseDeletions(
