@@ -55,6 +55,8 @@ QWDropboxSyncCoreData::QWDropboxSyncCoreData(std::shared_ptr<QWManagedObjectCont
     observeMainContext();
     mainContextDidSaveObservation_ = mainManagedObjectContext_->observeDidSave(
         [this](const QWDidSaveNotice& notice) { mainContextDidSave(notice); });
+    mainContextDidMergeObservation_ = mainManagedObjectContext_->observeDidMerge(
+        [this](const QWDidSaveNotice& notice) { mainContextDidMerge(notice); });
     mainContextDidDiscardObservation_ = mainManagedObjectContext_->observeDidDiscard(
         [this](const QWManagedObjectSet& records) { mainContextDidDiscard(records); });
     if (const QString folder = localCacheURL_.toLocalFile(); !environment().files().exists(folder))

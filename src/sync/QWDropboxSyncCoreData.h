@@ -403,7 +403,8 @@ private:
     void changeMainContextUnseen(const std::function<void()>& change);
     void dropReferencesToHostsDeletions(const QWDidSaveNotice& notice);
     void replaceInsertionsOfMainContext(const QWDidSaveNotice& notice);
-    void replaceInsertionsOfBatch(const QWDidSaveNotice& notice);
+    void mainContextDidMerge(const QWDidSaveNotice& notice);
+    void replaceInsertionsOfBatch(const QWManagedObjectSet& saved);
 
     // Preferences -------------------------------------------------------------------------------------------
 
@@ -515,4 +516,5 @@ private:
     QWObservation willTerminateObservation_;
     QWObservation mainContextObservation_; // inactive while a batch is merged
     QWObservation mainContextDidSaveObservation_, mainContextDidDiscardObservation_;
+    QWObservation mainContextDidMergeObservation_;
 };

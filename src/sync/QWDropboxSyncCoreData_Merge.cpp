@@ -39,6 +39,25 @@ Insertions insertionsOf(const QWManagedObjectContext& context) {
     return insertions;
 }
 
+// Records that another context has saved under uuids which `context` has inserted, and not those that it has deleted
+// before.
+QWManagedObjectSet savedLike(const Insertions& insertions, QWManagedObjectContext& context) {
+    QHash<QString, QStringList> uuids;
+    for (auto each = insertions.keyBegin(); each != insertions.keyEnd(); ++each)
+        uuids[each->entityName].append(each->uuid);
+    QWManagedObjectSet saved;
+    for (auto each = uuids.cbegin(); each != uuids.cend(); ++each) {
+        QWFetchRequest request(each.key(),
+                               QWPredicate::comparison("uuid", QWPredicate::Operator::In, each.value(),
+                                                       QWPredicate::CaseInsensitive));
+        request.includesPendingChanges = false;
+        for (const auto& record : context.fetch(request).value_or(QWManagedObjectSet()))
+            if (!record->isDeleted())
+                saved.push_back(record);
+    }
+    return saved;
+}
+
 } // namespace
 
 // The context -----------------------------------------------------------------------------------------------
@@ -65,6 +84,7 @@ void QWDropboxSyncCoreData::setSyncSupportManagedObjectContextCopy(
 
 bool QWDropboxSyncCoreData::saveSyncSupportContext() {
     const auto context = syncSupportManagedObjectContextCopy();
+    replaceInsertionsOfBatch(savedLike(insertionsOf(*context), *context));
     tellOfVersionsThatGiveWay(*context);
     giveWayToMainContext(*context);
     reconcileInsertions(*context);
@@ -274,14 +294,25 @@ void QWDropboxSyncCoreData::replaceInsertionsOfMainContext(const QWDidSaveNotice
     }
 }
 
-// The host has saved records that the batch has inserted as well: the batch goes on with the host's.
-void QWDropboxSyncCoreData::replaceInsertionsOfBatch(const QWDidSaveNotice& notice) {
-    if (!syncSupportManagedObjectCopy_ || notice.inserted.empty())
+// A context of the host's own has saved.
+void QWDropboxSyncCoreData::mainContextDidMerge(const QWDidSaveNotice& notice) {
+    if (!syncSupportManagedObjectCopy_ || notice.context == syncSupportManagedObjectCopy_.get())
+        return;
+    QWManagedObjectSet saved;
+    for (const auto& record : notice.inserted)
+        saved.push_back(mainManagedObjectContext_->objectWithID(record->objectID()));
+    replaceInsertionsOfBatch(saved);
+}
+
+// The host has saved records that the batch has inserted as well: the batch goes on with the host's. With two, each
+// look-up would fail, also in the processes that follow.
+void QWDropboxSyncCoreData::replaceInsertionsOfBatch(const QWManagedObjectSet& saved) {
+    if (!syncSupportManagedObjectCopy_ || saved.empty())
         return;
     auto& context = *syncSupportManagedObjectCopy_;
     const Insertions received = insertionsOf(context);
     std::vector<RecordReplacement> replacements;
-    for (const auto& record : notice.inserted) {
+    for (const auto& record : saved) {
         const auto* host = synced(record);
         const auto insertion = host ? received.value(QWSyncedIdentity(*host)) : QWRef<QWManagedObject>();
         if (!insertion)
