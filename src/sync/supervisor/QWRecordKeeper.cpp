@@ -1,6 +1,5 @@
 #include "sync/supervisor/QWRecordKeeper_p.h"
 
-#include "core/QWManagedObjectFieldDescription.h"
 #include "core/QWManagedObjectWithSyncSupport.h"
 #include "platform/text/QWText.h"
 #include "sync/QWRecordVersions_p.h"
@@ -17,17 +16,6 @@
 using qw::sync::hostsObject;
 using qw::sync::presentVersion;
 using qw::sync::waitingDeletion;
-
-namespace {
-
-bool travels(const QWManagedObjectWithSyncSupport& object, const QString& key) {
-    const auto* fields = object.fieldDescriptions();
-    return fields && std::any_of(fields->begin(), fields->end(), [&](const auto& field) {
-               return field->key() == key;
-           });
-}
-
-} // namespace
 
 // Before an import ------------------------------------------------------------------------------------------
 
@@ -75,6 +63,8 @@ QString QWRecordKeeper::prepareImport(const QString& localPath, const DBMetadata
         if (!present && isCopy && waitingDeletion(engine_, metadata.filename()))
             losingVersions_.addDeclined(metadata.filename(), *received, nullptr);
         prepareNewRecord(metadata.filename(), isCopy);
+        if (!isCopy)
+            settleMembers(*received, metadata, false);
         return {};
     }
     if (const auto earlier = losingVersions_.versionOfBatch(metadata.filename(), *present);
@@ -82,10 +72,8 @@ QString QWRecordKeeper::prepareImport(const QString& localPath, const DBMetadata
         losingVersions_.addOvertaken(*earlier, *received);
     const bool isOwnCopy = isCopy && metadataManager.fileMetadataForFileName(metadata.filename(), false);
     const Order place = order(*received, *present);
-    if (place == Order::AheadInSecond)
-        engine_.applyReceivedRecord(*engine_.objectReferencedWithLowerCaseFileName(metadata.filename(), true),
-                                    *received, metadata);
     if (place == Order::AheadInSecond || place == Order::Ahead) {
+        settleMembers(*received, metadata, place == Order::AheadInSecond);
         if (files().exists(present->imageURL().toLocalFile())
             || metadataManager.fileMetadataForFileName(images_.nameOf(*present), false))
             images_.checkLater(metadata.filename());
@@ -127,23 +115,6 @@ void QWRecordKeeper::deleteAgain(QWManagedObjectWithSyncSupport& present, const 
         engine_.insertInSyncQueueManagedObject(present, QWDropboxSyncActionDelete);
         engine_.saveCacheContext();
     }
-}
-
-QStringList QWRecordKeeper::filesReferredTo(const QVariantMap& record) const {
-    QStringList names;
-    const auto add = [&](const QVariant& value) {
-        const QVariantMap reference = value.toMap();
-        const QString uuid = reference.value(QWDropBoxUUIDKey).toString();
-        const QString entityName = reference.value(QWDropBoxEntityNameKey).toString();
-        if (!uuid.isEmpty() && !entityName.isEmpty())
-            names.append(qw::text::lowercase(engine_.fileNameWithUUID(uuid, entityName, false)));
-    };
-    for (const QVariant& value : record) {
-        add(value);
-        for (const QVariant& member : value.toList())
-            add(member);
-    }
-    return names;
 }
 
 // The host's unsaved version may be behind the saved one, by a clock that is. Where that has come with the running batch,
@@ -215,7 +186,7 @@ QWRecordKeeper::Order QWRecordKeeper::order(const QVariantMap& received,
     return receivedHash < presentHash ? Order::Behind : Order::AheadInSecond;
 }
 
-// After an upload or a merge -------------------------------------------------------------------------------
+// After an upload ------------------------------------------------------------------------------------------
 
 // Another desktop merges the copy that this upload became into the record's file, and somebody may delete
 // that before it is seen here: its deletion must not be passed over as that of a file that was never known.
@@ -245,77 +216,7 @@ bool QWRecordKeeper::finishUpload(const QString& fileName, const QByteArray& sen
     return true;
 }
 
-void QWRecordKeeper::prepareDeletion(QWManagedObjectWithSyncSupport& version) {
-    sendWhatRefersTo(version);
-    deleteWhatIsTakenAlong(version);
-}
-
-// A delete rule takes along what the deleting desktop did not know, or has sent only now: its file goes as well, so that
-// it is gone everywhere. What the batch has made again stays.
-void QWRecordKeeper::deleteWhatIsTakenAlong(QWManagedObjectWithSyncSupport& version) {
-    const QString fileName = fileNameOf(version);
-    const auto known = engine_.fileMetadataManager().fileMetadataForFileName(fileName, false);
-    if (deletionsListed_.contains(fileName) || !known || known->rev().isEmpty())
-        return;
-    const auto batch = engine_.objectReferencedWithLowerCaseFileName(fileName, false);
-    if (!batch || !batch->isInserted())
-        engine_.insertInSyncQueueManagedObject(version, QWDropboxSyncActionDelete);
-}
-
-// What refers to the record loses the reference here, and keeps its date: where it was changed while it was being
-// deleted, or the deletion is taken back, other desktops have it with the reference. It is sent, so that all come to
-// hold the one or the other.
-void QWRecordKeeper::sendWhatRefersTo(const QWManagedObjectWithSyncSupport& version) {
-    for (const auto* property : version.entity().properties()) {
-        const auto* reference = property->isRelationship() ? property->inverse() : nullptr;
-        if (!reference)
-            continue;
-        for (const auto& member : property->isToMany() ? version.relatedObjects(property->name())
-                                                       : QList{version.relatedObject(property->name())}) {
-            const auto* object = dynamic_cast<const QWManagedObjectWithSyncSupport*>(member.data());
-            if (object && keepsReference(*object, *reference))
-                queue(*object);
-        }
-    }
-}
-
-void QWRecordKeeper::prepareBatchSave() {
-    if (!referringFiles_.isEmpty())
-        noteReferencesToDeleted();
-    if (engine_.dropboxCacheManagedObjectContext()->hasChanges())
-        engine_.saveCacheContext();
-}
-
-// A reference to what the batch or the host has deleted is lost here, and the record is sent without it. Where the host's
-// deletion is not saved, which may never be, it is sent when that is: till then another desktop would answer with its own
-// version each time.
-void QWRecordKeeper::noteReferencesToDeleted() {
-    const auto deletedIn = [this](const QWManagedObjectContext& context) {
-        QSet<QString> files;
-        for (const auto& record : context.deletedObjects())
-            if (const auto* object = dynamic_cast<const QWManagedObjectWithSyncSupport*>(record.data()))
-                files.insert(fileNameOf(*object));
-        return files;
-    };
-    QSet<QString> deleted = deletedIn(*engine_.syncSupportManagedObjectContextCopy());
-    const QSet<QString> unsaved = deletedIn(*engine_.mainManagedObjectContext()) - deleted;
-    for (const auto& row : QWFetchCacheRecords<ObjectWaitingSync>(*engine_.dropboxCacheManagedObjectContext(),
-                                                                  QWRequestOfWaitingDeletions()))
-        deleted.insert(qw::text::lowercase(engine_.fileNameForObjectWaitingToSync(*row, false)));
-    for (const QString& target : std::as_const(unsaved))
-        filesToSendOnSave_ += referringFiles_.value(target);
-    for (const QString& target : deleted - unsaved)
-        for (const QString& name : referringFiles_.value(target))
-            if (const auto object = engine_.objectReferencedWithLowerCaseFileName(name, false))
-                queue(*object);
-}
-
-bool QWRecordKeeper::prepareHostsSave() {
-    for (const QString& fileName : std::as_const(filesToSendOnSave_))
-        if (const auto object = hostsObject(engine_, fileName))
-            queue(*object);
-    return !std::exchange(filesToSendOnSave_, {}).isEmpty();
-}
+// After a merge --------------------------------------------------------------------------------------------
 
 // The deletion leaves the revision known of a version that was sent after it had been listed, and is in the cloud again:
 // the next query must bring it. Not so one whose deletion waits to be sent: it would come back.
@@ -330,14 +231,4 @@ void QWRecordKeeper::forgetRevisionsOf(const QWManagedObjectSet& deleted) {
 
 QString QWRecordKeeper::fileNameOf(const QWManagedObjectWithSyncSupport& object) const {
     return qw::text::lowercase(engine_.fileNameWithUUID(object.uuid(), object.entity().name(), false));
-}
-
-// One that travels, of an object that is neither deleted nor replaced by the running batch.
-bool QWRecordKeeper::keepsReference(const QWManagedObjectWithSyncSupport& object,
-                                    const QWPropertyDescription& reference) {
-    if (!travels(object, reference.name()) || object.isDeleted() || !object.dateModified().isValid())
-        return false;
-    const auto batch = engine_.objectReferencedWithLowerCaseFileName(
-        engine_.fileNameWithUUID(object.uuid(), object.entity().name(), false), false);
-    return batch ? batch->dateModified() <= object.dateModified() : object.isInserted();
 }

@@ -49,7 +49,10 @@ private:
                        const QString& fileName);
     void prepareNewRecord(const QString& fileName, bool isCopy);
     void queue(const QWManagedObjectWithSyncSupport& present);
+    void settleMembers(QVariantMap received, const DBMetadata& metadata, bool isToBeApplied);
+    Object holderOf(const QVariant& member, const QWPropertyDescription& reference);
     void sendWhatRefersTo(const QWManagedObjectWithSyncSupport& version);
+    void sendWhatRefersOneWay();
     void deleteWhatIsTakenAlong(QWManagedObjectWithSyncSupport& version);
     bool keepsReference(const QWManagedObjectWithSyncSupport& object, const QWPropertyDescription& reference);
     Order order(const QVariantMap& received, QWManagedObjectWithSyncSupport& present);
@@ -58,15 +61,17 @@ private:
     void forgetRevision(const QString& fileName);
     void noteReferencesToDeleted();
     QString fileNameOf(const QWManagedObjectWithSyncSupport& object) const; // in lower case
+    QString fileReferredTo(const QVariant& value) const;
     QStringList filesReferredTo(const QVariantMap& record) const;
     QWFileManager& files() const { return engine_.mainManagedObjectContext()->environment().files(); }
 
     QWDropboxSyncCoreData& engine_;
     QWImageKeeper& images_;
     QWLosingVersions& losingVersions_;
-    QString deletionDue_;             // of the record that is being imported
-    QSet<QString> filesToSendOnSave_; // of records that refer to what the host has deleted
-    QSet<QString> deletionsListed_;   // the record files of the batch's, in lower case
+    QString deletionDue_;                 // of the record that is being imported
+    QSet<QString> filesToSendOnSave_;     // of records that refer to what the host has deleted
+    QSet<QString> deletionsListed_;       // the record files of the batch's, in lower case
+    QSet<QWManagedObjectID> deletedHere_; // by the batch, in the host's context
     // Of the batch: the files of received records by those, in lower case, of the records that they refer to.
     QHash<QString, QSet<QString>> referringFiles_;
 };
