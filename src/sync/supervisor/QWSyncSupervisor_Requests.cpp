@@ -130,7 +130,8 @@ void QWSyncSupervisor::requestDeletion(const QString& path) {
         upload->next = [=, this] { requestDeletion(path); };
         return;
     }
-    const QString revision = knownRevision(qw::text::lastPathComponent(path));
+    const QString fileName = qw::text::lastPathComponent(path);
+    const QString revision = qw::sync::isImageFile(fileName) ? knownRevision(fileName) : QString();
     deletionsOut_.insert(key, {generation_, revision, nullptr});
     request(requests_.deletions).deletePath(path);
 }
