@@ -292,9 +292,10 @@ public:
 Q_SIGNALS:
     void statusChanged(quint64 status);
     void numberOfItemsToProcessChanged(qint64 number);
-    // A listing from scratch is complete, and these files that are known here are not in it, those of objects
-    // that wait to be sent and that of the preferences included.
-    void listingLacks(const QStringList& fileNames);
+    // A listing from scratch is complete, and these files that are known here, or of objects that wait to be sent, are not
+    // in it, that of the preferences included; those in `writtenMeanwhile` were sent, or came, while it was asked for. In no
+    // order, and some twice.
+    void listingLacks(const QStringList& fileNames, const QStringList& writtenMeanwhile);
     // `deltaEntriesToImport` holds all changes of a query, the deletions of a listing from scratch included;
     // none is imported yet.
     void changesListed();

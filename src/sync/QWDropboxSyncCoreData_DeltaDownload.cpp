@@ -121,21 +121,27 @@ void QWDropboxSyncCoreData::addDeletionsOfResetListing() {
     const auto imageNameOf = [](const QString& fileName) {
         return qw::text::deletingPathExtension(fileName) + QLatin1Char('.') + QWDBFileNameImageExtension;
     };
+    QStringList known, lacking, written;
+    const auto look = [&](const QString& name) {
+        if (!resetListing_.holds(name))
+            (resetListing_.lacks(name) ? lacking : written).append(name);
+    };
     QSet<QString> waiting;
     for (const auto& row :
-         QWFetchCacheRecords<ObjectWaitingSync>(context, QWFetchRequest(QWDBEntityNameObjectWaitingSync)))
+         QWFetchCacheRecords<ObjectWaitingSync>(context, QWFetchRequest(QWDBEntityNameObjectWaitingSync))) {
         waiting.insert(uuidOf(fileNameForObjectWaitingToSync(*row, false)));
-    QStringList known, lacking;
+        for (const bool isImage : {false, true})
+            look(fileNameForObjectWaitingToSync(*row, isImage));
+    }
     for (const auto& file :
          QWFetchCacheRecords<FileMetadata>(context, QWFetchRequest(QWDBEntityNameFileMetadata))) {
         const QString name = file->fileName();
         const bool standsForImage = file->rev().isEmpty() && resetListing_.holds(imageNameOf(name));
         if (!standsForImage && !waiting.contains(uuidOf(name)))
             known.append(name);
-        if (resetListing_.lacks(name))
-            lacking.append(name);
+        look(name);
     }
-    Q_EMIT listingLacks(lacking);
+    Q_EMIT listingLacks(lacking, written);
     deltaEntriesToImport_.append(resetListing_.deletions(known));
     resetListing_.end();
 }

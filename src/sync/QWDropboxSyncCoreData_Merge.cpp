@@ -111,8 +111,11 @@ bool QWDropboxSyncCoreData::receivedVersionWins(const QWManagedObjectWithSyncSup
 
 bool QWDropboxSyncCoreData::isDeletedByBatch(const QString& fileName) {
     const auto named = syncSupportManagedObjectCopy_ ? qw::sync::objectNamedByFile(fileName) : std::nullopt;
-    return named && objectsReceived_.contains(QWSyncedIdentity(named->entityName, named->uuid))
-           && !objectReferencedWithLowerCaseFileName(fileName, false);
+    if (!named || !objectsReceived_.contains(QWSyncedIdentity(named->entityName, named->uuid)))
+        return false;
+    const auto object = objectReferencedWithLowerCaseFileName(fileName, false);
+    const bool isPlaceholder = object && object->isInserted() && !object->dateModified().isValid();
+    return !object || isPlaceholder;
 }
 
 QWRef<QWManagedObjectWithSyncSupport>

@@ -222,12 +222,14 @@ bool QWDropboxSyncCoreData::existsObjectOfUpload(const QString& fileName,
                                                  const QWRef<ObjectWaitingSync>& row) {
     if (isDeletedByBatch(fileName))
         return false;
+    const auto named = qw::sync::objectNamedByFile(fileName);
+    if (named && objectsReceived_.contains({named->entityName, named->uuid}))
+        return true;
     if (row) {
         const auto sent = objectsSyncing_.object(qw::text::uppercase(row->objectUUID()));
         const bool lives = sent && sent->managedObjectContext() && !sent->isDeleted();
         return lives || objectReferencedByWaitingObject(*row);
     }
-    const auto named = qw::sync::objectNamedByFile(fileName);
     return !named || !mainManagedObjectContext_->model().entity(named->entityName)
            || QWManagedObjectWithSyncSupport::fetchObjectWithUUID(named->uuid, named->entityName,
                                                                   *mainManagedObjectContext_);

@@ -90,6 +90,7 @@ private:
                              bool isFromScratch);
     void checkQuestion();
     void checkSupervisor();
+    bool isReplacementReceived() const;
     void endEndlessUpload();
     void checkThat(bool isKept, const QString& what);
     void remove(QWManagedObjectWithSyncSupport& record);

@@ -83,14 +83,19 @@ void Machine::checkSupervisor() {
     checkThat(network_->requestsOut() <= supervisor_->requestsOut(),
               QStringLiteral("waits for %1 answers and tells of fewer").arg(network_->requestsOut()));
     checkQuestion();
-    const bool isImporting = engine_->status() == QWDropboxSyncStatusCheckingForUpdates;
-    checkThat(isImporting || !model_.hasUnsent(number_) || engine_->numberOfObjectsWaitingSync() > 0,
+    const bool hasUnsent = model_.hasUnsent(number_);
+    checkThat(!hasUnsent || engine_->numberOfObjectsWaitingSync() > 0 || isReplacementReceived(),
               QStringLiteral("has nothing to send, and the cloud lacks ") + model_.unsent(number_).value(0));
     if (!isInStep())
         return;
     checkThat(engine_->numberOfItemsToProcess() == 0, QStringLiteral("is in step and counts something"));
-    checkThat(!model_.hasUnsent(number_),
+    checkThat(!hasUnsent,
               QStringLiteral("is in step, and the cloud lacks ") + model_.unsent(number_).value(0));
+}
+
+// What waited gives way to what a batch has brought, which is saved at its end; until then the journal has it.
+bool Machine::isReplacementReceived() const {
+    return !QWDropboxSyncJournal(engine_->dropboxCacheManagedObjectContext()).isEmpty();
 }
 
 void Machine::recordsDidChange(const QWObjectsDidChangeNotice& notice) {

@@ -296,3 +296,33 @@ TEST(SimulatedDay, A_preference_survives_the_cloud_saying_that_the_file_has_gone
                                                          "11783 2 sync 161 29986"}),
         34282));
 }
+
+TEST(SimulatedDay, An_edit_that_a_batch_has_replaced_is_not_sent_where_the_batch_was_given_up) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({-3242, 0}, {"9810876 2 add 594 37856\n"
+                                                        "552513 2 add 244 39327\n"
+                                                        "1464 1 lose-answer 3 23826\n"
+                                                        "1622 1 deactivate 205 63653\n"
+                                                        "451047 1 duplicate 3 77484\n"
+                                                        "809 2 add 416 80313\n"
+                                                        "305 2 edit 838 43263\n"
+                                                        "7802 1 edit 546 18429\n"
+                                                        "401 1 lose-answer 3 72099\n"
+                                                        "2100 1 sync 339 45637\n"
+                                                        "32804 1 save 372 52867\n"
+                                                        "6421 1 deactivate 622 3301",
+                                                        ""}),
+                                  9005243));
+}
+
+TEST(SimulatedDay, An_edit_in_flight_that_a_batch_has_replaced_is_not_sent_for_ever) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({-1, -854, -3232}, {"5708 1 add 10 44849\n"
+                                                               "10561 2 sync 871 25400\n"
+                                                               "551853 2 set-image 33 22608\n"
+                                                               "5661 2 delay-request 5 95\n"
+                                                               "4540 2 edit 779 75266\n"
+                                                               "12972 2 set-image 989 15513\n"
+                                                               "1917 2 save 103 92391\n"
+                                                               "258333 3 add 896 85673",
+                                                               ""}),
+                                  9019915));
+}

@@ -242,3 +242,65 @@ TEST(SimulatedDeletion, A_record_whose_image_could_not_be_fetched_before_both_we
                                                         ""}),
                                   72713));
 }
+
+TEST(SimulatedDeletion, A_record_that_is_deleted_while_it_is_sent_and_received_stays_deleted) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({-3236, 1782}, {"8910 1 too-many-requests 4 81769\n"
+                                                           "2516 1 set-preference 464 26943\n"
+                                                           "23047 2 add 639 41814\n"
+                                                           "8702 1 refuse-token 5 69223\n"
+                                                           "7477 2 add 780 49963\n"
+                                                           "27594 2 sync 972 38878\n"
+                                                           "968820 1 close 512 44845",
+                                                           "2096 2 delay-answer 2 119\n"
+                                                           "3831 1 add 767 42601\n"
+                                                           "4996 2 add 474 80136\n"
+                                                           "8492 2 add 339 53999\n"
+                                                           "2573 2 delay-request 5 13\n"
+                                                           "1060 2 server-error 5 3213\n"
+                                                           "1215 2 set-preference 611 86235\n"
+                                                           "3195 2 delete 849 46283\n"
+                                                           "2291 2 set-image 342 85723\n"
+                                                           "12059 2 sync 318 47307\n"
+                                                           "4003 2 lose-answer 3 48992\n"
+                                                           "505634 1 edit 707 36927"}),
+                                  9008558));
+}
+
+TEST(SimulatedDeletion,
+     A_record_that_is_sent_while_another_machine_deletes_it_comes_back_when_the_cursors_are_lost) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({0, 2, 2}, {"169021 1 add 276 97951\n"
+                                                       "675147 3 add 754 13266\n"
+                                                       "15111 3 add 701 54428\n"
+                                                       "583863 2 add 905 86937",
+                                                       "2745 1 sync 689 21026\n"
+                                                       "9579701 1 delay-answer 5 85\n"
+                                                       "4204 1 offline 2 35510\n"
+                                                       "5015 1 delete 217 25007\n"
+                                                       "7594 1 set-image 961 77998\n"
+                                                       "68 2 delete 706 62531\n"
+                                                       "1145 1 set-image 170 72554\n"
+                                                       "9594 1 lose-answer 4 60839\n"
+                                                       "8013 3 forget-cursors 529 71175"}),
+                                  9008955));
+}
+
+TEST(SimulatedDeletion, An_author_whose_edit_is_sent_in_the_batch_that_deletes_it_comes_back_everywhere) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({-1, -1, 0}, {"13795 1 add 912 75600\n"
+                                                         "26056 2 kill 98 319\n"
+                                                         "3703 2 add 373 97025\n"
+                                                         "6931 2 add 793 57387\n"
+                                                         "559142 3 add 763 20873",
+                                                         "6092 2 add 566 82385\n"
+                                                         "9354 2 lose-answer 5 41865\n"
+                                                         "9391 1 delete-author 706 51258\n"
+                                                         "444699 2 add 884 85206\n"
+                                                         "2842 2 sync 557 71815\n"
+                                                         "5889 2 fill-disk 346 18482\n"
+                                                         "1673 3 sync 941 83318\n"
+                                                         "5083 2 edit-author 880 46758\n"
+                                                         "2408 3 set-image 781 92719\n"
+                                                         "2379 1 close 108 96663\n"
+                                                         "512413 2 delay-request 2 4\n"
+                                                         "5988 1 set-image 845 84869"}),
+                                  9010411));
+}

@@ -91,6 +91,21 @@ TEST_F(ReceivedAfterDeletion, A_version_that_came_while_the_files_were_being_del
     EXPECT_FALSE(engine().dropboxCacheManagedObjectContext()->hasChanges()) << "its row is saved";
 }
 
+// The upload is answered when the batch has brought the record back: the file that it knows is deleted in its turn.
+TEST_F(ReceivedAfterDeletion, A_version_of_a_batch_whose_record_was_in_flight_goes_with_its_next_deletion) {
+    desktop.find("X")->setValueForKey("title", "Edited");
+    saveAndTurn();
+    const auto upload = client->requests.at(0);
+    deleteBookInBatch({changed("Book!!!X.data", "rev2"), changed("Chapter!!!C.data")});
+    loaded(client->requests[0], record("Received", later), "rev2");
+    uploaded(upload, "rev3");
+    engine().deactivateSync();
+    activate();
+    page({deleted("Book!!!X.data")}, "cursor-2");
+    EXPECT_EQ(engine().status(), QWDropboxSyncStatusIdle);
+    EXPECT_FALSE(desktop.find("X"));
+}
+
 TEST_F(ReceivedAfterDeletion, A_version_of_a_batch_that_still_runs_is_sent_again_when_it_ends) {
     deleteBook();
     const auto deletions = client->requests;

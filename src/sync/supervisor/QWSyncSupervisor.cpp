@@ -47,10 +47,12 @@ QWSyncSupervisor::QWSyncSupervisor(QWDropboxSyncCoreData& engine, std::shared_pt
       statusBefore_(engine.status()), folderLookupPause_(retryPause) {
     client_->setDelegate(this, this);
     connect(engine_, &QWDropboxSyncCoreData::statusChanged, this, &QWSyncSupervisor::statusChanged);
-    connect(engine_, &QWDropboxSyncCoreData::listingLacks, this, [this](const QStringList& fileNames) {
-        images_->noteMissing(fileNames);
-        preferences_->noteMissing(fileNames);
-    });
+    connect(engine_, &QWDropboxSyncCoreData::listingLacks, this,
+            [this](const QStringList& fileNames, const QStringList& writtenMeanwhile) {
+                images_->noteMissing(fileNames);
+                preferences_->noteMissing(fileNames);
+                sendAgainWhatIsMissing(fileNames, writtenMeanwhile);
+            });
     connect(engine_, &QWDropboxSyncCoreData::changesListed, this, &QWSyncSupervisor::holdBackDeletions);
     connect(engine_, &QWDropboxSyncCoreData::versionGivesWay, this,
             [this](QWManagedObjectWithSyncSupport& version, const QWManagedObjectWithSyncSupport* winner) {

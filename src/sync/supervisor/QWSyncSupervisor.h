@@ -204,6 +204,8 @@ private:
     void keepImageKnown(const DBMetadata& listed);
     void takeBackQuery();
     void sendAgainWhatIsDeleted(const QList<DBDeltaEntryRef>& page);
+    void sendAgainWhatIsMissing(const QStringList& fileNames, const QStringList& writtenMeanwhile);
+    void sendAgainWhatIsInFlight(const QString& uuid);
     void sendWaiting();
     void sendWaitingSoon(); // on a turn of the run loop of its own
     void hostDidChange(const QWObjectsDidChangeNotice& notice);

@@ -82,13 +82,6 @@ void QWSyncSupervisor::restClientLoadedDeltaEntries(DBRestClient&, const QList<D
 // What is in flight may have been in the cloud before, and deleted with the sync folder. Where the engine knows the file,
 // it deletes the record, and the row goes with it. An image counts as not sent then, whatever the answer to it says.
 void QWSyncSupervisor::sendAgainWhatIsDeleted(const QList<DBDeltaEntryRef>& page) {
-    const auto sendAgain = [this](const QString& uuid) {
-        const auto row = recordsInFlight_.contains(uuid)
-                             ? QWFindObjectWaitingSync(*engine_->dropboxCacheManagedObjectContext(), uuid)
-                             : QWRef<ObjectWaitingSync>();
-        if (row)
-            row->setObjectModifiedWhileUploading(true);
-    };
     for (const auto& entry : page) {
         const bool isFolderDeleted = !entry->metadata && isSyncFolder(entry->lowercasePath);
         bool isDeletion = qw::sync::isDeletionOfRecordFile(*entry);
@@ -100,10 +93,36 @@ void QWSyncSupervisor::sendAgainWhatIsDeleted(const QList<DBDeltaEntryRef>& page
         }
         if (isFolderDeleted)
             for (const QString& uuid : recordsInFlight_.keys())
-                sendAgain(uuid);
+                sendAgainWhatIsInFlight(uuid);
         else if (isDeletion)
-            sendAgain(qw::sync::uuidNamedByFile(qw::text::lastPathComponent(entry->lowercasePath)));
+            sendAgainWhatIsInFlight(
+                qw::sync::uuidNamedByFile(qw::text::lastPathComponent(entry->lowercasePath)));
     }
+}
+
+// A listing from scratch tells of no deletion. What it lacks may have been sent before it was made, and deleted since, or
+// have come too late for it: where the cloud holds the file, the same bytes change nothing.
+void QWSyncSupervisor::sendAgainWhatIsMissing(const QStringList& fileNames,
+                                              const QStringList& writtenMeanwhile) {
+    for (const QString& name : fileNames) {
+        const QString path = qw::text::lowercase(qw::sync::remotePath(name));
+        for (FileRequest& upload : uploadsOut_)
+            if (upload.path == path) {
+                upload.isDeletedSince = true;
+                sendAgainWhatIsInFlight(qw::sync::uuidNamedByFile(name));
+            }
+    }
+    for (const QString& name : writtenMeanwhile)
+        if (const auto object = qw::sync::hostsObject(*engine_, name))
+            engine_->queueForUpload(*object);
+}
+
+void QWSyncSupervisor::sendAgainWhatIsInFlight(const QString& uuid) {
+    const auto row = recordsInFlight_.contains(uuid)
+                         ? QWFindObjectWaitingSync(*engine_->dropboxCacheManagedObjectContext(), uuid)
+                         : QWRef<ObjectWaitingSync>();
+    if (row)
+        row->setObjectModifiedWhileUploading(true);
 }
 
 void QWSyncSupervisor::restClientLoadDeltaFailedWithError(DBRestClient&, const QWError& given) {

@@ -17,8 +17,10 @@ using qw::sync::RequestFailure;
 
 namespace {
 
-bool isGone(const ObjectWaitingSync& row) {
-    return row.isDeleted() || !row.managedObjectContext();
+// One that an import has dropped is in flight until all that was asked for it is answered.
+bool isDone(const ObjectWaitingSync& row) {
+    const bool isGone = row.isDeleted() || !row.managedObjectContext();
+    return isGone && row.numberOfFilesUploadingToDropbox() == 0;
 }
 
 } // namespace
@@ -29,7 +31,7 @@ bool isGone(const ObjectWaitingSync& row) {
 // of others; only a new start lets it go.
 void QWSyncSupervisor::letGoOfRow(const QString& fileName) {
     const auto row = engine_->objectSyncingForFileWithName(fileName);
-    isRestartDue_ |= isActive() && row && isGone(*row);
+    isRestartDue_ |= isActive() && row && isDone(*row);
 }
 
 void QWSyncSupervisor::restClientUploadedFile(DBRestClient&, const QString& destinationPath,
@@ -81,7 +83,7 @@ void QWSyncSupervisor::finishUpload(const QString& destinationPath, const QStrin
     finish([&](auto& to) { to.restClientUploadedFile(*this, destinationPath, sourcePath, metadata); });
     const QString uuid = std::exchange(uuidAcknowledged_, QString());
     const auto row = engine_->objectSyncingForFileWithName(fileName);
-    if (isActive() && (!row || isGone(*row))) {
+    if (isActive() && (!row || isDone(*row))) {
         recordsInFlight_.remove(uuid);
         imagesInFlight_.remove(uuid);
         if (mayHaveChanged && records_->finishUpload(fileName, sent.bytes, isImageBehind))
@@ -182,7 +184,7 @@ void QWSyncSupervisor::finishDeletion(const QString& path, const FileRequest& as
 // stand for it has gone with the deletion.
 void QWSyncSupervisor::sendAgainWhatIsBack(const QString& deletedFile) {
     const auto row = engine_->objectSyncingForFileWithName(deletedFile);
-    if ((row && !isGone(*row)) || qw::sync::isConflictedName(deletedFile))
+    if ((row && !isDone(*row)) || qw::sync::isConflictedName(deletedFile))
         return;
     const auto object = hostsObject(*engine_, deletedFile);
     if (!object || object->isDeleted() || engine_->objectWaitingSyncForObject(*object, false))

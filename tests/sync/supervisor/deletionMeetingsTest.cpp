@@ -1,4 +1,5 @@
 #include "supervisor/OneDesktop.h"
+#include "support/EngineTest.h"
 
 #include "sync/supervisor/QWVersionArchive.h"
 
@@ -73,6 +74,25 @@ TEST_F(InFlight, What_was_deleted_meanwhile_is_sent_again) {
     pass(800);
     EXPECT_EQ(cloud.fileNames(), QStringList{"Book!!!X.data"});
     EXPECT_TRUE(supervisor().isInStep());
+}
+
+TEST_F(InFlight, What_was_deleted_before_a_listing_from_scratch_is_sent_again) {
+    cloud.putRecord("Book!!!OTHER.data", book("Other"));
+    cloud.remove("Book!!!X.data");
+    cloud.folder->forgetCursors();
+    pass(800);
+    EXPECT_TRUE(cloud.fileNames().contains("Book!!!X.data"));
+    EXPECT_TRUE(supervisor().isInStep());
+}
+
+TEST_F(InFlight,
+       What_was_deleted_before_a_listing_from_scratch_in_which_its_upload_was_answered_is_sent_again) {
+    cloud.putRecord("Book!!!OTHER.data", book("Other"));
+    cloud.remove("Book!!!X.data");
+    cloud.folder->forgetCursors();
+    desktop.client->on(QWRestRequest::LoadDelta).delaysAnswer(std::chrono::seconds(200));
+    pass(1000);
+    EXPECT_TRUE(cloud.fileNames().contains("Book!!!X.data"));
 }
 
 TEST_F(InFlight, A_copy_that_was_deleted_meanwhile_makes_nothing_be_sent_again) {
@@ -150,6 +170,13 @@ TEST_F(ImageInFlight, Is_sent_again_when_it_was_deleted_meanwhile) {
     expectBothInCloud();
 }
 
+TEST_F(ImageInFlight, Is_sent_again_when_it_was_deleted_before_a_listing_from_scratch) {
+    cloud.remove(imageName);
+    cloud.folder->forgetCursors();
+    pass(900);
+    expectBothInCloud();
+}
+
 TEST_F(ImageInFlight, Is_sent_again_when_it_was_deleted_meanwhile_and_the_answer_finds_the_engine_inactive) {
     cloud.folder->remove("/SyncCache.dbSync");
     pass(650);
@@ -158,6 +185,41 @@ TEST_F(ImageInFlight, Is_sent_again_when_it_was_deleted_meanwhile_and_the_answer
     desktop.activate();
     pass(100);
     expectBothInCloud();
+}
+
+namespace {
+
+struct ReferenceMadeAnew : EngineTest {
+    ReferenceMadeAnew() : EngineTest(Desktop::Supervised) {}
+};
+
+} // namespace
+
+// The batch that deletes the author goes on, and a reference makes one, when the author's edit arrives in the cloud.
+TEST_F(ReferenceMadeAnew, Is_filled_by_an_edit_that_was_sent_after_the_deletion) {
+    activateIdle();
+    const auto author = desktop.add("Author", {{"name", "First"}});
+    author->setUuid("A");
+    saveAndTurn();
+    uploaded(client->requests.at(0), "rev1");
+    author->setValueForKey("name", "Edited");
+    saveAndTurn();
+    const auto upload = client->requests.back();
+    pass(QWDBTimeScheduleDeltaDownloadInterval);
+    ASSERT_EQ(client->log().last(), "delta");
+    client->forget();
+    page({deleted("Author!!!A.data"), changed("Book!!!B.data"), changed("Chapter!!!C.data")}, "cursor-1");
+    const auto lastOfBatch = client->requests.at(1);
+    loaded(client->requests.at(0), R"({"title":"B","author":{"entityName":"Author","uuid":"A"}})");
+    uploaded(upload, "rev2");
+    loaded(lastOfBatch, R"({"heading":"C"})");
+    turn();
+    ASSERT_FALSE(desktop.find("A", "Author")->dateModified().isValid());
+    client->forget();
+    pass(QWDBTimeScheduleDeltaDownloadInterval);
+    page({changed("Author!!!A.data", "rev2")}, "cursor-2");
+    EXPECT_TRUE(client->log().contains("load " + remote("Author!!!A.data")))
+        << client->log().join("; ").toStdString();
 }
 
 // Not saved by the host -------------------------------------------------------------------------------------

@@ -249,6 +249,30 @@ struct RestartAnswered : EngineTest {
 
 } // namespace
 
+// A later version has come, and the rest of its batch has not.
+TEST_F(RestartAnswered, An_edit_in_flight_whose_row_an_import_has_dropped_is_sent_once_more) {
+    const auto book = desktop.add("Book", {{"title", "First"}});
+    saveAndTurn();
+    const auto upload = client->requests.back();
+    book->setValueForKey("title", "Second");
+    saveAndTurn();
+    pass(QWDBTimeScheduleDeltaDownloadInterval);
+    ASSERT_EQ(client->log().last(), "delta");
+    client->forget();
+    page({changed(dataFile(*book), "rev5"), changed("Chapter!!!C.data")}, "cursor-1");
+    const auto lastOfBatch = client->requests.at(1);
+    loaded(client->requests.at(0), record("Remote", "2040-01-01 00:00:00 +0000"), "rev5");
+    ASSERT_FALSE(desktop.row(*book));
+    client->forget();
+    uploaded(upload, "rev6");
+    ASSERT_EQ(client->log(), QStringList{"upload " + remote(dataFile(*book))});
+    uploaded(client->requests.back(), "rev7");
+    EXPECT_EQ(client->count(QWRestRequest::Upload), 1);
+    loaded(lastOfBatch, R"({"heading":"C"})");
+    turn();
+    EXPECT_EQ(desktop.find(book->uuid())->valueForKey("title"), "Remote");
+}
+
 TEST_F(RestartAnswered, An_upload_whose_local_file_has_gone_starts_anew_with_a_file) {
     const auto author = desktop.add("Author", {{"name", "Ann"}});
     saveAndTurn();
