@@ -226,7 +226,7 @@ public:
     // later one, at a tie the host's unless the received one was ranked higher.
     bool receivedVersionWins(const QWManagedObjectWithSyncSupport& received, const QDateTime& host) const;
     // The host's unsaved version of a record gives way to the saved one, which is what the cloud holds. It is
-    // dropped, with what waited of it.
+    // dropped, with what waited of it; a record that the host has deleted and made again takes the saved one over.
     void discardUnsavedVersion(QWManagedObjectWithSyncSupport& object,
                                QWManagedObjectWithSyncSupport& winner);
     // Whether the running batch has deleted the record that a file belongs to, also when the batch was given
@@ -398,6 +398,9 @@ private:
     void tellWhichGivesWay(QWManagedObjectWithSyncSupport& received, QWManagedObjectWithSyncSupport& host);
     QWRef<QWManagedObjectWithSyncSupport> hostsVersion(const QWManagedObjectWithSyncSupport& object);
     void giveWayToMainContext(QWManagedObjectContext& context);
+    void settleWithMadeAgain(QWManagedObjectWithSyncSupport& received,
+                             QWManagedObjectWithSyncSupport& madeAgain);
+    void takeOver(QWManagedObjectWithSyncSupport& version, QWManagedObjectWithSyncSupport& madeAgain);
     void reconcileInsertions(QWManagedObjectContext& context);
     QWMergeDecision decideConflict(const QWSaveConflict& conflict);
     void syncSupportManagedObjectContextDidSave(const QWDidSaveNotice& notice);
@@ -441,6 +444,8 @@ private:
     void noteBeforeDeletion(const ObjectWaitingSync& row);
     // The caller saves the entry. False when there is nothing to be noted.
     bool noteUnsavedDeletion(const ObjectWaitingSync& row);
+    void noteBeforeInsertion(const ObjectWaitingSync& row, const QWManagedObjectWithSyncSupport& object);
+    void noteRow(const ObjectWaitingSync& row);
     void noteBeforeImport(const QString& fileName, const QWManagedObjectWithSyncSupport& object);
     bool isUnsavedInMainContext(const QWSyncedIdentity& identity);
     void mainContextDidSave(const QWDidSaveNotice& notice);

@@ -32,6 +32,8 @@ void QWDropboxSyncCoreData::insertInSyncQueueManagedObject(QWManagedObjectWithSy
     const auto row = objectWaitingSyncForObject(object, true);
     if (!row)
         return;
+    if (row->action() == QWDropboxSyncActionDelete && action != QWDropboxSyncActionDelete)
+        noteBeforeInsertion(*row, object);
     row->setAction(static_cast<qint16>(action));
     if (objectsSyncing_.contains(object.uuid()))
         row->setObjectModifiedWhileUploading(true);

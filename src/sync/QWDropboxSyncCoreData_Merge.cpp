@@ -18,6 +18,8 @@
 #include "core/QWManagedObjectWithSyncSupport.h"
 #include "sync/QWRecordVersions_p.h"
 #include "sync/QWSyncFileNames_p.h"
+#include "sync/records/QWDropboxSyncManagedObjectDictionaryExporter.h"
+#include "sync/records/QWDropboxSyncManagedObjectDictionaryImporter.h"
 
 #include <QMetaMethod>
 
@@ -176,12 +178,35 @@ void QWDropboxSyncCoreData::giveWayToMainContext(QWManagedObjectContext& context
         if (!host || !host->hasChanges() || !qw::sync::holdsOwnChanges(*host))
             continue;
         const bool isDeleted = host->isDeleted();
+        if (const auto madeAgain =
+                isDeleted ? hostsVersion(*object) : QWRef<QWManagedObjectWithSyncSupport>()) {
+            settleWithMadeAgain(*object, *madeAgain);
+            continue;
+        }
         if (!isDeleted && receivedVersionWins(*object, synced(host)->dateModified()))
             continue;
         insertInSyncQueueManagedObject(*object, isDeleted ? QWDropboxSyncActionDelete
                                                           : QWDropboxSyncActionInsertOrUpdate);
         qw::sync::discardChanges(*record);
     }
+}
+
+// The host has deleted the record and made it again, and has saved neither: its save would delete what is received, so
+// that goes into the new one.
+void QWDropboxSyncCoreData::settleWithMadeAgain(QWManagedObjectWithSyncSupport& received,
+                                                QWManagedObjectWithSyncSupport& madeAgain) {
+    if (receivedVersionWins(received, madeAgain.dateModified()))
+        changeMainContextUnseen([&] { takeOver(received, madeAgain); });
+    else
+        insertInSyncQueueManagedObject(madeAgain, QWDropboxSyncActionInsertOrUpdate);
+    qw::sync::discardChanges(received);
+}
+
+void QWDropboxSyncCoreData::takeOver(QWManagedObjectWithSyncSupport& version,
+                                     QWManagedObjectWithSyncSupport& madeAgain) {
+    const auto record = syncDictionaryExporter().dictionaryToInsertOrUpdateObjectToSync(version);
+    syncDictionaryImporter().updateObject(madeAgain, record, QStringLiteral("a received record"));
+    madeAgain.resetDoNotUpdateDateModifiedDuringNextSave();
 }
 
 // A deletion that waits was made after the batch had received the record, whose import drops what waits: it stands.
@@ -229,7 +254,12 @@ void QWDropboxSyncCoreData::discardUnsavedVersion(QWManagedObjectWithSyncSupport
     Q_EMIT versionGivesWay(object, &winner);
     if (const auto row = objectWaitingSyncForObject(object, false))
         deleteObjectWaitingSync(*row);
-    changeMainContextUnseen([&] { qw::sync::discardChanges(object); });
+    changeMainContextUnseen([&] {
+        if (object.isInserted())
+            takeOver(winner, object);
+        else
+            qw::sync::discardChanges(object);
+    });
 }
 
 // Merging ---------------------------------------------------------------------------------------------------

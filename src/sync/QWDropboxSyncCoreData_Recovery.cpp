@@ -54,10 +54,21 @@ void QWDropboxSyncCoreData::noteBeforeDeletion(const ObjectWaitingSync& row) {
 bool QWDropboxSyncCoreData::noteUnsavedDeletion(const ObjectWaitingSync& row) {
     if (!objectsDeletedUnsaved_.contains({row.objectEntityName(), row.objectUUID()}))
         return false;
+    noteRow(row);
+    return true;
+}
+
+// Where the host makes a deleted record again, and does not save that, the deletion stands.
+void QWDropboxSyncCoreData::noteBeforeInsertion(const ObjectWaitingSync& row,
+                                                const QWManagedObjectWithSyncSupport& object) {
+    if (object.isInserted())
+        noteRow(row);
+}
+
+void QWDropboxSyncCoreData::noteRow(const ObjectWaitingSync& row) {
     for (const bool isImage : {false, true})
         journal().note(fileNameForObjectWaitingToSync(row, isImage), row.objectUUID(),
                        row.objectEntityName());
-    return true;
 }
 
 // The caller saves the entry together with what the import changes in the cache store.

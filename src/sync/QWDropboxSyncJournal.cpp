@@ -126,8 +126,13 @@ void QWDropboxSyncJournal::putBack(const QWManagedObject& entry, bool isRecordHe
 
     const QVariant action = entry.valueForKey(rowActionKey);
     const QString uuid = text(entry, objectUUIDKey);
-    if (!action.isValid() || QWFindObjectWaitingSync(*context_, uuid))
+    if (!action.isValid())
         return;
+    if (const auto present = QWFindObjectWaitingSync(*context_, uuid)) {
+        if (action.toInt() == QWDropboxSyncActionDelete && !isRecordHere)
+            present->setAction(QWDropboxSyncActionDelete);
+        return;
+    }
     const auto row = QWInsertCacheRecord<ObjectWaitingSync>(*context_, QWDBEntityNameObjectWaitingSync);
     row->setObjectUUID(uuid);
     row->setObjectEntityName(text(entry, objectEntityNameKey));

@@ -31,6 +31,10 @@ constexpr std::array<Description, Event::KindCount> descriptions{{
     {AddMany, "add-many", Work},                         // first: how many books; second: title of the first one
     {DeleteMany, "delete-many", Work},                   // first: how many books; second: from which on
     {AskAboutDeletions, "ask-about-deletions", Work},    // first: odd: yes; second: after s, 0: at the end
+    {RollBack, "roll-back", Work},
+    {Refresh, "refresh", Work},                          // first: which book
+    {Restore, "restore", Work},                          // first: which of the versions that lost, the latest first
+    {AddAgain, "add-again", Work},                       // first: which of the books deleted there; second: title
     {Sync, "sync", Work},
     {Deactivate, "deactivate", Work},
     {Close, "close", Work},

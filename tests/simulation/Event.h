@@ -13,7 +13,7 @@ struct Event {
     // The table in Event.cpp says what each is called in a text, and what its arguments are.
     enum Kind {
         Add, Edit, Delete, SetImage, Save, SetPreference, EditAuthor, DeleteAuthor, // the host's user
-        AddMany, DeleteMany, AskAboutDeletions,
+        AddMany, DeleteMany, AskAboutDeletions, RollBack, Refresh, Restore, AddAgain,
         Sync, Deactivate, Close, Kill, LosePower,                                   // the process
         Offline, ServerError, TooManyRequests, Refusal, NotFound, LoseAnswer,       // the network
         DelayRequest, DelayAnswer, Duplicate, Truncate, RefuseToken, StayOffline,

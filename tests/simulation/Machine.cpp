@@ -18,23 +18,6 @@ std::string diskName(int number) {
 
 } // namespace
 
-class Machine::HostAction {
-public:
-    explicit HostAction(Machine& machine) : machine_(machine) {
-        machine_.context_->processPendingChanges();
-        machine_.report();
-        ++machine_.hostActions_;
-    }
-    ~HostAction() {
-        machine_.context_->processPendingChanges();
-        machine_.report();
-        --machine_.hostActions_;
-    }
-
-private:
-    Machine& machine_;
-};
-
 Machine::Machine(int number, quint64 seed, std::shared_ptr<QWVirtualRunLoop> runLoop,
                  std::shared_ptr<QWAppFolder> cloud, Model& model, Trace& trace, bool isSupervised)
     : disk(std::make_shared<QWVirtualClock>(runLoop)), world(seed, std::move(runLoop)), number_(number),
@@ -247,7 +230,7 @@ void Machine::remove(const QString& entityName, int which) {
 
 void Machine::remove(QWManagedObjectWithSyncSupport& record) {
     if (const QString image = record.imageURL().toLocalFile(); !image.isEmpty())
-        imagesDropped_.emplace_back(record.uuid(), image);
+        imagesDropped_.emplace_back(record.uuid(), image), deletedHere_.append(record.uuid());
     else
         for (const auto& book : record.relatedObjects(QStringLiteral("books")))
             model_.editBegins(book->valueForKey(QStringLiteral("uuid")).toString());

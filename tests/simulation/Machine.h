@@ -50,6 +50,10 @@ public:
     void removeMany(int count, int from);
     void setImage(int which, int text);
     void setPreference(int which, int value);
+    void rollBack();         // of all that is not saved
+    void refresh(int which); // a book, of which what is not saved goes
+    void restore(int which); // a version from the archive; the latest one is 0
+    void addAgain(int which, int text);
     bool save();
 
     // The user is asked, from now on, whether very many deletions may come, and answers after that time; 0: never.
@@ -94,6 +98,7 @@ private:
     void endEndlessUpload();
     void checkThat(bool isKept, const QString& what);
     void remove(QWManagedObjectWithSyncSupport& record);
+    void tookBack();
     void touch(const QWManagedObject& record);
     void countDidChange(qint64 number);
     void cloudTook(const QString& path, const QByteArray& bytes);
@@ -130,7 +135,8 @@ private:
     QSet<QString> imagesToSave_;  // and has set in this one
     QSet<QString> unnoted_;       // uuids of records that were saved and the engine could not write down
     std::vector<std::pair<QString, QString>> imagesDropped_; // uuid and path, of deleted records
-    QHash<QString, QByteArray> downloaded_;                  // by file name, the latest
+    QStringList deletedHere_;               // uuids of books, of all processes; the latest last
+    QHash<QString, QByteArray> downloaded_; // by file name, the latest
 
     struct DeletionUser {
         bool saysYes = false;
@@ -148,4 +154,21 @@ private:
     std::shared_ptr<SimulatedNetwork> network_;
     std::shared_ptr<QWSyncSupervisor> supervisor_; // null where the engine is alone
     std::vector<QWObservation> observations_;
+};
+
+class Machine::HostAction {
+public:
+    explicit HostAction(Machine& machine) : machine_(machine) {
+        machine_.context_->processPendingChanges();
+        machine_.report();
+        ++machine_.hostActions_;
+    }
+    ~HostAction() {
+        machine_.context_->processPendingChanges();
+        machine_.report();
+        --machine_.hostActions_;
+    }
+
+private:
+    Machine& machine_;
 };

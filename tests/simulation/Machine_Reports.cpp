@@ -1,6 +1,8 @@
 // What a machine tells of itself, and what the model is told of it.
 #include "Machine.h"
 
+#include <algorithm>
+
 // A deactivation counts nothing any more, and then empties its lists.
 void Machine::countDidChange(qint64 number) {
     if (disk.isDead())
@@ -95,7 +97,14 @@ void Machine::checkSupervisor() {
 
 // What waited gives way to what a batch has brought, which is saved at its end; until then the journal has it.
 bool Machine::isReplacementReceived() const {
-    return !QWDropboxSyncJournal(engine_->dropboxCacheManagedObjectContext()).isEmpty();
+    const auto entries =
+        engine_->dropboxCacheManagedObjectContext()->fetch(QWFetchRequest(QStringLiteral("JournalEntry")));
+    QSet<QString> noted;
+    for (const auto& entry : entries.value_or(QWManagedObjectSet()))
+        noted.insert(entry->valueForKey(QStringLiteral("objectUUID")).toString());
+    const QStringList unsent = model_.unsent(number_);
+    return std::all_of(unsent.begin(), unsent.end(),
+                       [&](const QString& uuid) { return noted.contains(uuid); });
 }
 
 void Machine::recordsDidChange(const QWObjectsDidChangeNotice& notice) {

@@ -65,6 +65,29 @@ void Model::deleted(int machine, const QString& uuid) {
     at.unsavedDeletions.insert(uuid);
 }
 
+// What was sent of it may come back from the cloud, and a deletion that was sent is undone.
+void Model::tookBack(int machine, const QHash<QString, Version>& records) {
+    auto& at = machines_[size_t(machine)];
+    const QHash<QString, Version> before = std::exchange(at.records, records);
+    const auto isAsBefore = [&](const QString& uuid) {
+        return before.contains(uuid) == records.contains(uuid) && before.value(uuid) == records.value(uuid);
+    };
+    const QStringList unsaved = at.unsavedEdits.keys() + at.unsavedDeletions.values();
+    for (const QString& uuid : unsaved) {
+        if (isAsBefore(uuid))
+            continue;
+        changes_ += 2;
+        at.unsavedEdits.remove(uuid);
+        if (at.unsavedDeletions.remove(uuid))
+            histories_[uuid].wasEditedSince = true;
+    }
+    for (auto record = records.begin(); record != records.end(); ++record)
+        if (!mayExist(record.key(), *record))
+            violate(QStringLiteral("machine %1 goes back to a version of %2 that nobody made: %3")
+                        .arg(machine + 1)
+                        .arg(record.key(), record->text()));
+}
+
 // Should the process die before it has saved, all of this may be there.
 void Model::saveBegins(int machine) {
     auto& at = machines_[size_t(machine)];

@@ -22,6 +22,8 @@ public:
         histories_[uuid].isKept = false;
         deletionsBegun_.insert(uuid);
     }
+    // What was not saved, or some of it; and what its main context holds now.
+    void tookBack(int machine, const QHash<QString, Version>& records);
     void saveBegins(int machine);
     void saved(int machine);
     bool isUnsaved(int machine, const QString& uuid) const {

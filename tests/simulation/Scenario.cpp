@@ -18,6 +18,8 @@ const Weights disk{{Event::FillDisk, 1}, {Event::FreeDisk, 2}, {Event::FailDisk,
 const Weights cloud{{Event::ForgetCursors, 2}, {Event::DeleteFolder, 1}, {Event::DeletePreferences, 1}};
 const Weights clocks{{Event::JumpClock, 4}};
 
+const Weights hosts{{Event::RollBack, 5}, {Event::Refresh, 3}, {Event::Restore, 5}, {Event::AddAgain, 5}};
+
 // With fewer other events than days have else: many records take their time.
 const Weights manyDeletions{{Event::Add, 6},         {Event::Edit, 10},       {Event::Delete, 2},
                             {Event::SetImage, 2},    {Event::Save, 14},       {Event::SetPreference, 2},
@@ -124,6 +126,8 @@ const std::vector<Scenario>& Scenario::all() {
         {"deletions", "very many deletions, which wait for an answer", manyDeletions, 3},
         {"preferences", "shared preferences, and every disturber",
          together({network, deaths, disk, cloud, clocks}, 1, preferenceWork), 4},
+        {"hosts", "what is taken back, brought back or made again, requests that fail, and deaths",
+         together({hosts, network, deaths}), 4},
         {"alone", "every disturber, and engines without a supervisor",
          together({network, deaths, disk, cloud, clocks}), 5, false},
     };

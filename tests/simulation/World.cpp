@@ -165,6 +165,14 @@ void World::happen(const Event& event) {
         return machine.addMany(event.first, event.second);
     case Event::DeleteMany:
         return machine.removeMany(event.first, event.second);
+    case Event::RollBack:
+        return machine.rollBack();
+    case Event::Refresh:
+        return machine.refresh(event.first);
+    case Event::Restore:
+        return machine.restore(event.first);
+    case Event::AddAgain:
+        return machine.addAgain(event.first, event.second);
     case Event::SetImage:
         return machine.setImage(event.first, event.second);
     case Event::Save:

@@ -164,7 +164,7 @@ QStringList World::differences() {
     return differences;
 }
 
-// Each record once, each image that somebody holds, and no copy of a conflict.
+// Each record once, each image that somebody holds, and no copy of a conflict of either.
 void World::checkCloud(const Model::Contents& contents, const QSet<QString>& apart) {
     QSet<QString> recordFiles, imageFiles;
     QString cursor;
@@ -174,7 +174,7 @@ void World::checkCloud(const Model::Contents& contents, const QSet<QString>& apa
             if (!entry->metadata || entry->metadata->isDirectory)
                 continue;
             const QString name = entry->metadata->filename();
-            if (name.contains(QStringLiteral("conflicted copy")) && !name.endsWith(QLatin1String(".image")))
+            if (name.contains(QStringLiteral("conflicted copy")))
                 model_.violateUnlessAlone(Leftover::Copy,
                                           QStringLiteral("a copy of a conflict is left: ") + name);
             const QString uuid = name.section(QStringLiteral("!!!"), 1).section(QLatin1Char('.'), 0, 0);

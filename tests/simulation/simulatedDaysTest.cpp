@@ -326,3 +326,18 @@ TEST(SimulatedDay, An_edit_in_flight_that_a_batch_has_replaced_is_not_sent_for_e
                                                                ""}),
                                   9019915));
 }
+
+TEST(SimulatedDay, An_image_that_is_set_again_while_it_is_sent_is_sent_by_the_next_process_with_its_record) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({2, -2}, {"3267 2 add 262 57594\n"
+                                                     "30545 1 add 383 87817\n"
+                                                     "54232 2 add 271 53594",
+                                                     "66366 1 server-error 5 90793\n"
+                                                     "913 1 set-image 5 21576\n"
+                                                     "1762 1 lose-answer 4 76756\n"
+                                                     "4958 1 set-image 587 67006\n"
+                                                     "19511 1 save 937 93050\n"
+                                                     "3412 1 set-image 969 7094\n"
+                                                     "8188 1 kill 38 48021\n"
+                                                     "3166 1 save 325 13159"}),
+                                  40000553));
+}

@@ -117,6 +117,18 @@ TEST_F(Journal, A_row_made_since_then_stays) {
     EXPECT_EQ(QWFindObjectWaitingSync(cache(), "Y")->action(), QWDropboxSyncActionDelete);
 }
 
+TEST_F(Journal, A_deletion_takes_the_place_of_an_insertion_that_died_and_of_no_record_that_is_here) {
+    for (isHere = false; const QString uuid : {"X", "Y"}) {
+        addRow(uuid, QWDropboxSyncActionDelete);
+        journal.note("Book!!!" + uuid + ".data", uuid, "Book");
+        QWFindObjectWaitingSync(cache(), uuid)->setAction(QWDropboxSyncActionInsertOrUpdate);
+        putAllBack();
+        EXPECT_EQ(QWFindObjectWaitingSync(cache(), uuid)->action(),
+                  isHere ? QWDropboxSyncActionInsertOrUpdate : QWDropboxSyncActionDelete);
+        isHere = true;
+    }
+}
+
 TEST_F(Journal, Forgetting_a_record_takes_the_entries_of_all_its_files_and_of_no_other) {
     journal.note("Book!!!X.data", "X", "Book");
     journal.note("Book!!!X.image", "X", "Book");

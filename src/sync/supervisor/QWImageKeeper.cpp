@@ -315,6 +315,17 @@ bool QWImageKeeper::catchUpDate(const QWManagedObjectWithSyncSupport& object, bo
     return files().setModificationDate(path, latest.addSecs(1));
 }
 
+// The image of a record that was deleted and is made again may have gone with it, and stand in the cloud still.
+void QWImageKeeper::noteHostInsertions(const QWManagedObjectSet& inserted) {
+    for (const auto& record : inserted) {
+        const auto* object = dynamic_cast<const QWManagedObjectWithSyncSupport*>(record.data());
+        const QString path = object && object->isInserted() ? object->imageURL().toLocalFile() : QString();
+        if (!path.isEmpty() && !files().exists(path)
+            && engine_.fileMetadataManager().fileMetadataForFileName(nameOf(*object), false))
+            imagesAskedFor_.insert(nameOf(*object));
+    }
+}
+
 // The engine passes over a change of the date alone while the image seems to be an old one.
 bool QWImageKeeper::noteHostChange(const QWManagedObjectSet& updated) {
     bool hasQueued = false;

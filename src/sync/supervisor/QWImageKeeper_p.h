@@ -54,7 +54,9 @@ public:
     // The batch was given up and comes again.
     void giveBatchUp();
 
-    // After a change of the host's. True when it has queued a record for its image.
+    // After a change of the host's.
+    void noteHostInsertions(const QWManagedObjectSet& inserted);
+    // True when it has queued a record for its image.
     bool noteHostChange(const QWManagedObjectSet& updated);
     // Before the engine is told that a file was sent: an image that has gone here meanwhile is asked for by the next batch.
     void noteUpload(const QString& fileName);

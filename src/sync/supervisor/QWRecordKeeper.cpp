@@ -128,7 +128,8 @@ void QWRecordKeeper::discardBehind(QWManagedObjectWithSyncSupport& present, cons
             return present.entity().property(key)->isAttribute();
         });
     const auto host = hostsObject(engine_, fileName);
-    if (isReceived || !host || !host->hasChanges() || host->isInserted() || host->isDeleted())
+    const bool isMadeAgain = host && host->isInserted() && !present.isInserted();
+    if (isReceived || !host || !host->hasChanges() || (host->isInserted() && !isMadeAgain))
         return;
     if (const Order place = order(received, *host); place <= Order::Same)
         return;
@@ -150,10 +151,10 @@ void QWRecordKeeper::prepareNewRecord(const QString& fileName, bool isCopy) {
 }
 
 // Its deletion may have been sent already, while the host's store still has it: another desktop has sent the
-// record since, and the host's save would delete it here alone.
+// record since, and the host's save would delete it here alone. Not one that the host has made again.
 bool QWRecordKeeper::isDeletedUnsaved(const QWManagedObjectWithSyncSupport& present) const {
     const auto host = engine_.mainManagedObjectContext()->registeredObject(present.objectID());
-    return host && host->isDeleted();
+    return host && host->isDeleted() && !hostsObject(engine_, fileNameOf(present));
 }
 
 // A deletion that waits, of an object that only the host's store still has, stands. What is in flight may differ by now, or
@@ -198,22 +199,36 @@ void QWRecordKeeper::noteUpload(const QString& fileName) {
             engine_.fileNameWithUUID(named->uuid, named->entityName, false), true);
 }
 
-bool QWRecordKeeper::finishUpload(const QString& fileName, const QByteArray& sent, bool isImageBehind) {
+bool QWRecordKeeper::noteBehind(const QString& fileName, const QByteArray& sent) {
     const auto object = hostsObject(engine_, fileName);
-    if (!object || engine_.objectWaitingSyncForObject(*object, false))
-        return false;
     const auto record = qw::sync::recordFromFileBytes(sent);
     const QDateTime date = qw::sync::dateOfRecord(record.value_or(QVariantMap()));
-    const bool isDated = date.isValid() && object->dateModified().isValid();
-    const bool isAnother =
-        isDated
-        && (qw::sync::wholeSeconds(date) != qw::sync::wholeSeconds(object->dateModified())
-            || qw::sync::travellingHash(*record, *object) != qw::sync::travellingHash(engine_, *object));
-    if (!isAnother && !isImageBehind)
+    if (!object || !date.isValid() || !object->dateModified().isValid()
+        || (qw::sync::wholeSeconds(date) == qw::sync::wholeSeconds(object->dateModified())
+            && qw::sync::travellingHash(*record, *object) == qw::sync::travellingHash(engine_, *object)))
         return false;
-    queue(*object);
-    engine_.saveCacheContext();
+    filesBehind_.insert(fileNameOf(*object));
     return true;
+}
+
+bool QWRecordKeeper::finishUpload(const QString& fileName, bool isBehind) {
+    const auto object = hostsObject(engine_, fileName);
+    const bool isToBeQueued = isBehind && object && !engine_.objectWaitingSyncForObject(*object, false);
+    if (isToBeQueued)
+        queue(*object);
+    const bool wasNoted = object && filesBehind_.erase(fileNameOf(*object));
+    if (isToBeQueued || wasNoted)
+        engine_.saveCacheContext();
+    return isToBeQueued;
+}
+
+void QWRecordKeeper::recover() {
+    for (const QString& fileName : filesBehind_.names()) {
+        if (const auto object = hostsObject(engine_, fileName))
+            queue(*object);
+        filesBehind_.erase(fileName);
+    }
+    engine_.saveCacheContext();
 }
 
 // After a merge --------------------------------------------------------------------------------------------

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "sync/QWDropboxSyncCoreData.h"
+#include "sync/cache/QWRememberedFiles.h"
 
 class QWImageKeeper;
 class QWLosingVersions;
@@ -10,7 +11,11 @@ class QWLosingVersions;
 class QWRecordKeeper {
 public:
     QWRecordKeeper(QWDropboxSyncCoreData& engine, QWImageKeeper& images, QWLosingVersions& losingVersions)
-        : engine_(engine), images_(images), losingVersions_(losingVersions) {}
+        : engine_(engine), images_(images), losingVersions_(losingVersions),
+          filesBehind_(engine.dropboxCacheManagedObjectContext(), QStringLiteral("behind")) {}
+
+    // Queues what a process that died has noted and not queued.
+    void recover();
 
     // Before the engine has a page of changes.
     void prepareEntry(const DBDeltaEntry& entry);
@@ -24,9 +29,11 @@ public:
     QString takeDeletionDue() { return std::exchange(deletionDue_, QString()); }
     // Before the engine is told that a file was sent, by the name that the cloud has given it.
     void noteUpload(const QString& fileName);
-    // When an object's files have been sent: queues it again if `sent`, the record's bytes, is another version by
-    // then (an earlier one, too, by a clock that is behind), or its image is behind. True when it did.
-    bool finishUpload(const QString& fileName, const QByteArray& sent, bool isImageBehind);
+    // Likewise. Whether `sent`, the bytes of the object's record, is another version by now (an earlier one, too, by a
+    // clock that is behind); that is noted, to be saved with the end of its row.
+    bool noteBehind(const QString& fileName, const QByteArray& sent);
+    // When an object's files have been sent: queues it again if it is behind. True when it did.
+    bool finishUpload(const QString& fileName, bool isBehind);
     // Before the host's version gives way to a received deletion, its own or that of a record whose delete rules take
     // it along.
     void prepareDeletion(QWManagedObjectWithSyncSupport& version);
@@ -68,6 +75,7 @@ private:
     QWDropboxSyncCoreData& engine_;
     QWImageKeeper& images_;
     QWLosingVersions& losingVersions_;
+    QWRememberedFiles filesBehind_;       // in the cloud, of rows that end
     QString deletionDue_;                 // of the record that is being imported
     QSet<QString> filesToSendOnSave_;     // of records that refer to what the host has deleted
     QSet<QString> deletionsListed_;       // the record files of the batch's, in lower case

@@ -90,6 +90,7 @@ QWSyncSupervisor::QWSyncSupervisor(QWDropboxSyncCoreData& engine, std::shared_pt
             engine_->saveCacheContext();
     });
     preferences_->recover();
+    records_->recover();
 }
 
 QWSyncSupervisor::~QWSyncSupervisor() {
@@ -101,6 +102,7 @@ QWSyncSupervisor::~QWSyncSupervisor() {
 
 void QWSyncSupervisor::hostDidChange(const QWObjectsDidChangeNotice& notice) {
     ++hostChanges_;
+    images_->noteHostInsertions(notice.inserted);
     if (images_->noteHostChange(notice.updated))
         sendWaitingSoon();
 }

@@ -80,13 +80,14 @@ void QWSyncSupervisor::finishUpload(const QString& destinationPath, const QStrin
     const bool isImageBehind = mayHaveChanged && qw::sync::isRecordFile(fileName)
                                && !imagesInFlight_.contains(uuidAcknowledged_)
                                && images_->noteBehind(fileName);
+    const bool isRecordBehind = mayHaveChanged && records_->noteBehind(fileName, sent.bytes);
     finish([&](auto& to) { to.restClientUploadedFile(*this, destinationPath, sourcePath, metadata); });
     const QString uuid = std::exchange(uuidAcknowledged_, QString());
     const auto row = engine_->objectSyncingForFileWithName(fileName);
     if (isActive() && (!row || isDone(*row))) {
         recordsInFlight_.remove(uuid);
         imagesInFlight_.remove(uuid);
-        if (mayHaveChanged && records_->finishUpload(fileName, sent.bytes, isImageBehind))
+        if (mayHaveChanged && records_->finishUpload(fileName, isRecordBehind || isImageBehind))
             sendWaiting();
     }
     letGoOfRow(fileName);

@@ -105,6 +105,80 @@ TEST_F(BroughtBack, What_stays_deleted_is_asked_for_once) {
     EXPECT_FALSE(b.find("X"));
 }
 
+// Not saved -------------------------------------------------------------------------------------------------
+
+TEST_F(BroughtBack, What_was_deleted_stays_so_where_what_was_made_again_is_not_saved) {
+    a.engine->deactivateSync();
+    deleteBook();
+    a.save();
+    for (const bool dies : {false, true}) {
+        addAgain();
+        a.advance(1s);
+        if (dies) {
+            a.crash();
+            a.start();
+        } else {
+            a.context->rollback();
+            a.advance(1s);
+            EXPECT_EQ(QWFindObjectWaitingSync(*a.engine->dropboxCacheManagedObjectContext(), "X")->action(),
+                      QWDropboxSyncActionDelete);
+        }
+    }
+    synchronise();
+    EXPECT_EQ(cloud.fileNames(), QStringList());
+    EXPECT_FALSE(b.find("X"));
+}
+
+TEST_F(BroughtBack, A_later_version_is_taken_over_by_what_was_made_again_and_not_saved) {
+    deleteBook();
+    a.advance(10s);
+    addAgain();
+    a.advance(10s);
+    b.find("X")->setValueForKey("title", "Later");
+    b.find("X")->setDateModified(b.now().addSecs(600));
+    b.save();
+    b.advance(10s);
+    for (int hour = 0; hour < 3; ++hour) {
+        a.advance(1h);
+        b.advance(10s);
+    }
+    EXPECT_EQ(a.find("X")->valueForKey("title"), "Later");
+    EXPECT_LT(a.client->requests(QWRestRequest::Upload).size(), 4U);
+    EXPECT_EQ(a.supervisor->versionArchive().versions("X").size(), 1U);
+    a.save();
+    expectOnBoth();
+    EXPECT_EQ(b.find("X")->valueForKey("title"), "Later");
+}
+
+// The clock was set back since. The saved version is the later one, and the other desktop sends it again.
+TEST_F(BroughtBack, The_saved_version_is_taken_over_by_one_that_was_made_again_and_is_earlier) {
+    a.world.clock->setOffset(-1h);
+    deleteBook();
+    a.advance(10s);
+    addAgain();
+    a.advance(10s);
+    b.supervisor->syncNow();
+    b.advance(10s);
+    a.supervisor->syncNow();
+    a.advance(10s);
+    EXPECT_EQ(a.find("X")->valueForKey("title"), "T");
+    expectOnBoth();
+    EXPECT_EQ(a.find("X")->valueForKey("title"), "T");
+}
+
+TEST_F(BroughtBack, What_is_made_again_has_the_image_that_the_cloud_holds) {
+    a.setImage(*a.find("X"), "cover");
+    synchronise();
+    a.engine->deactivateSync();
+    const QString image = a.find("X")->imageURL().toLocalFile();
+    deleteBook();
+    a.save();
+    a.world.files->remove(image);
+    addAgain();
+    expectOnBoth();
+    EXPECT_EQ(a.image(*a.find("X")), "cover");
+}
+
 // Of an earlier activity ------------------------------------------------------------------------------------
 
 TEST_F(BroughtBack, What_is_made_again_is_sent_after_the_deletion_of_an_earlier_activity) {
