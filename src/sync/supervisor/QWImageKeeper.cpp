@@ -113,11 +113,16 @@ bool QWImageKeeper::isCopyOfDeleted(const QString& fileName) {
     return isConflicted(fileName) && hostsObject(engine_, fileName) && !presentVersion(engine_, fileName);
 }
 
-// It is not asked for again. An image that the cloud has announced, its next listing settles.
+// It is not asked for again. An image that the cloud has announced, its next listing settles. One that was set here since
+// it was asked for counts as deleted in the cloud.
 void QWImageKeeper::noteGone(const QString& fileName) {
     if (!imagesAskedFor_.erase(fileName))
         return;
-    engine_.fileMetadataManager().deleteDropboxFileMetadataWithName(fileName);
+    const auto object = hostsObject(engine_, fileName);
+    if (object && files().exists(object->imageURL().toLocalFile()))
+        imagesDeleted_.insert(fileName);
+    else
+        engine_.fileMetadataManager().deleteDropboxFileMetadataWithName(fileName);
     engine_.saveCacheContext();
 }
 

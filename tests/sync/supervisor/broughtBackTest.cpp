@@ -179,6 +179,27 @@ TEST_F(BroughtBack, What_is_made_again_has_the_image_that_the_cloud_holds) {
     EXPECT_EQ(a.image(*a.find("X")), "cover");
 }
 
+// It was asked for when the record was made, which had none then.
+TEST_F(BroughtBack, What_is_made_again_has_the_image_that_was_set_since_though_the_cloud_has_lost_it) {
+    a.setImage(*a.find("X"), "cover");
+    synchronise();
+    a.client->on(QWRestRequest::Delete).answersWith(503);
+    const QString image = a.find("X")->imageURL().toLocalFile();
+    deleteBook();
+    a.save();
+    a.world.files->remove(image);
+    addAgain();
+    a.advance(1s);
+    a.setImage(*a.find("X"), "another");
+    a.save();
+    a.advance(30s);
+    ASSERT_EQ(cloud.bytes("Book!!!X.image"), "another");
+    cloud.remove("Book!!!X.image");
+    a.supervisor->syncNow();
+    a.advance(60s);
+    EXPECT_EQ(cloud.bytes("Book!!!X.image"), "another");
+}
+
 // Of an earlier activity ------------------------------------------------------------------------------------
 
 TEST_F(BroughtBack, What_is_made_again_is_sent_after_the_deletion_of_an_earlier_activity) {
