@@ -209,6 +209,7 @@ void QWDropboxSyncCoreData::finishDeltaBatch() {
         loadDeltaPotentialUpdates();
         return;
     }
+    const int generation = objectsSyncing_.generation();
     if (syncSupportManagedObjectCopy_) {
         const bool isSaved = saveSyncSupportContext();
         if (!isSaved) {
@@ -219,6 +220,8 @@ void QWDropboxSyncCoreData::finishDeltaBatch() {
         saveCacheContext();
         finishConflictedCopiesOfBatch(isSaved);
     }
+    if (generation != objectsSyncing_.generation()) // a host that is told of the merge may deactivate sync
+        return;
     setStatus(QWDropboxSyncStatusIdle);
     recoverWhenQuiet();
     beginSyncOfObjectsWaitingSync();

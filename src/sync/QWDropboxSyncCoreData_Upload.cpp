@@ -45,9 +45,12 @@ void QWDropboxSyncCoreData::beginSyncOfObjectsWaitingSync() {
     if (!isSyncEnabled())
         return;
     for (bool isRoomLeft = true; isRoomLeft;) {
+        const int generation = objectsSyncing_.generation();
         const auto rows = nextObjectsWaitingSync();
         if (rows.empty()) {
             setNumberOfItemsToProcess(objectsSyncing_.count());
+            if (generation != objectsSyncing_.generation())
+                return;
             if (objectsSyncing_.count() == 0)
                 setStatus(QWDropboxSyncStatusIdle);
             if (recoverWhenQuiet())
@@ -55,13 +58,14 @@ void QWDropboxSyncCoreData::beginSyncOfObjectsWaitingSync() {
             return;
         }
         isRoomLeft = false;
-        const int generation = objectsSyncing_.generation();
         for (const auto& row : rows) {
             isRoomLeft |= !beginSyncOfObjectWaiting(row);
             if (generation != objectsSyncing_.generation())
                 return;
         }
         setNumberOfItemsToProcess(numberOfObjectsWaitingSync());
+        if (generation != objectsSyncing_.generation())
+            return;
     }
 }
 

@@ -258,7 +258,9 @@ void QWPreferencesKeeper::fileIsMissing() {
     engine_.saveCacheContext();
 }
 
-void QWPreferencesKeeper::noteMissing(const QStringList& fileNames) {
-    if (fileNames.contains(preferencesFileName(), Qt::CaseInsensitive))
+bool QWPreferencesKeeper::noteMissing(const QStringList& fileNames) {
+    const bool isMissing = fileNames.contains(preferencesFileName(), Qt::CaseInsensitive);
+    if (isMissing)
         fileIsMissing();
+    return isMissing;
 }

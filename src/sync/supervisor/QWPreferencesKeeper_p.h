@@ -54,8 +54,8 @@ public:
     // full re-upload forgets what its batch was loading, and goes on.
     bool isFileDue() const;
     void fileIsMissing();
-    // Of the files that a listing from scratch lacks.
-    void noteMissing(const QStringList& fileNames);
+    // Of the files that a listing from scratch lacks: true when theirs is among them.
+    bool noteMissing(const QStringList& fileNames);
 
 private:
     // Rows of `Metadata`.

@@ -2,6 +2,7 @@
 
 #include "core/QWManagedObjectWithSyncSupport.h"
 #include "platform/text/QWText.h"
+#include "sync/QWDeltaSpecialActions_p.h"
 #include "sync/QWRecordVersions_p.h"
 #include "sync/QWSyncFileNames_p.h"
 #include "sync/records/QWDropboxSyncManagedObjectDictionaryExporter.h"
@@ -23,12 +24,37 @@ using qw::sync::waitingDeletion;
 // Or a file has come back whose record the batch has deleted, and whose revision an upload has made known.
 void QWRecordKeeper::prepareEntry(const DBDeltaEntry& entry) {
     const QString fileName = qw::text::lastPathComponent(entry.lowercasePath);
+    filesLacking_.erase(fileName);
     auto& known = engine_.fileMetadataManager();
     if (!entry.metadata && known.isFileNameConflicted(fileName))
         known.deleteDropboxFileMetadataWithName(fileName);
     if (entry.metadata && qw::sync::isRecordFile(fileName)
         && engine_.isDeletedByBatch(entry.metadata->filename()))
         forgetRevision(fileName);
+}
+
+void QWRecordKeeper::noteMissing(const QStringList& fileNames) {
+    for (const QString& name : fileNames)
+        if (qw::sync::isRecordFile(name) && !qw::sync::isConflictedName(qw::text::lowercase(name)))
+            filesLacking_.insert(name);
+}
+
+bool QWRecordKeeper::finishBatch() {
+    referringFiles_.clear();
+    deletionsListed_.clear();
+    const auto missedBefore = std::exchange(filesMissed_, {});
+    for (const QString& name : filesLacking_.names()) {
+        if (!missedBefore.contains(name)) {
+            filesMissed_.insert(name);
+            continue;
+        }
+        filesLacking_.erase(name);
+        if (const auto object = hostsObject(engine_, name))
+            queue(*object);
+    }
+    if (!missedBefore.isEmpty())
+        engine_.saveCacheContext();
+    return !filesMissed_.isEmpty();
 }
 
 void QWRecordKeeper::noteDeletionsListed() {

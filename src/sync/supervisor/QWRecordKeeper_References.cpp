@@ -108,6 +108,10 @@ void QWRecordKeeper::prepareDeletion(QWManagedObjectWithSyncSupport& version) {
     deletedHere_.insert(version.objectID());
     sendWhatRefersTo(version);
     deleteWhatIsTakenAlong(version);
+    // One that was never saved may have been sent after its deletion was listed: the next query must bring it.
+    if (const QString fileName = fileNameOf(version);
+        version.isInserted() && deletionsListed_.contains(fileName))
+        forgetRevision(fileName);
 }
 
 // A delete rule takes along what the deleting desktop did not know, or has sent only now: its file goes as well, so that

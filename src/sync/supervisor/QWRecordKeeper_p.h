@@ -12,7 +12,8 @@ class QWRecordKeeper {
 public:
     QWRecordKeeper(QWDropboxSyncCoreData& engine, QWImageKeeper& images, QWLosingVersions& losingVersions)
         : engine_(engine), images_(images), losingVersions_(losingVersions),
-          filesBehind_(engine.dropboxCacheManagedObjectContext(), QStringLiteral("behind")) {}
+          filesBehind_(engine.dropboxCacheManagedObjectContext(), QStringLiteral("behind")),
+          filesLacking_(engine.dropboxCacheManagedObjectContext(), QStringLiteral("lacking")) {}
 
     // Queues what a process that died has noted and not queued.
     void recover();
@@ -42,11 +43,11 @@ public:
     bool prepareHostsSave();
     // After a merge, with what it has deleted here.
     void forgetRevisionsOf(const QWManagedObjectSet& deleted);
-    // The batch is saved.
-    void finishBatch() {
-        referringFiles_.clear();
-        deletionsListed_.clear();
-    }
+    // Files that a listing from scratch lacks, and that were sent while it was asked for: before it, and deleted since, or
+    // after it. The next query tells.
+    void noteMissing(const QStringList& fileNames);
+    // The batch is saved. True when another query is to tell what the cloud lacks.
+    bool finishBatch();
 
 private:
     using Object = QWRef<QWManagedObjectWithSyncSupport>;
@@ -76,6 +77,8 @@ private:
     QWImageKeeper& images_;
     QWLosingVersions& losingVersions_;
     QWRememberedFiles filesBehind_;       // in the cloud, of rows that end
+    QWRememberedFiles filesLacking_;      // in the latest listing from scratch
+    QSet<QString> filesMissed_;           // of these, those that no query since has told of
     QString deletionDue_;                 // of the record that is being imported
     QSet<QString> filesToSendOnSave_;     // of records that refer to what the host has deleted
     QSet<QString> deletionsListed_;       // the record files of the batch's, in lower case

@@ -174,9 +174,9 @@ void QWSyncSupervisor::statusChanged(quint64 status) {
         if (!isLost && engine_->deltaEntriesToImport().isEmpty() && images_->finishBatch()) {
             deletionGuard_->forgetAnswer();
             losingVersions_->finishBatch();
-            records_->finishBatch();
+            const bool areRecordsMissed = records_->finishBatch();
             modelRefusals_->finishBatch();
-            if (images_->takeQueryDue())
+            if (images_->takeQueryDue() || areRecordsMissed)
                 queryAfterPause();
         }
     }

@@ -101,7 +101,7 @@ void QWSyncSupervisor::sendAgainWhatIsDeleted(const QList<DBDeltaEntryRef>& page
 }
 
 // A listing from scratch tells of no deletion. What it lacks may have been sent before it was made, and deleted since, or
-// have come too late for it: where the cloud holds the file, the same bytes change nothing.
+// have come too late for it: of what is in flight the same bytes change nothing where the cloud holds the file.
 void QWSyncSupervisor::sendAgainWhatIsMissing(const QStringList& fileNames,
                                               const QStringList& writtenMeanwhile) {
     for (const QString& name : fileNames) {
@@ -112,9 +112,10 @@ void QWSyncSupervisor::sendAgainWhatIsMissing(const QStringList& fileNames,
                 sendAgainWhatIsInFlight(qw::sync::uuidNamedByFile(name));
             }
     }
-    for (const QString& name : writtenMeanwhile)
-        if (const auto object = qw::sync::hostsObject(*engine_, name))
-            engine_->queueForUpload(*object);
+    images_->noteMissing(writtenMeanwhile);
+    records_->noteMissing(writtenMeanwhile);
+    if (preferences_->noteMissing(writtenMeanwhile))
+        engine_->uploadSyncedPreferences();
 }
 
 void QWSyncSupervisor::sendAgainWhatIsInFlight(const QString& uuid) {

@@ -91,7 +91,7 @@ TEST_F(InFlight,
     cloud.remove("Book!!!X.data");
     cloud.folder->forgetCursors();
     desktop.client->on(QWRestRequest::LoadDelta).delaysAnswer(std::chrono::seconds(200));
-    pass(1000);
+    pass(1300);
     EXPECT_TRUE(cloud.fileNames().contains("Book!!!X.data"));
 }
 

@@ -323,3 +323,30 @@ TEST_F(Restart,
         EXPECT_TRUE(cloud.bytes("Book!!!" + uuid + ".data").contains("\"2\""));
     }
 }
+
+TEST(RestartOfTwo, A_record_whose_uuid_is_in_lower_case_comes_to_rest_and_goes_from_both) {
+    struct Both : TwoDesktops {
+        Both() : TwoDesktops(Desktop::Supervised) {}
+        void TestBody() override {}
+        void synchronise() {
+            for (int round = 0; round < 3; ++round) {
+                sync();
+                a.advance(15s);
+            }
+        }
+    } both;
+    both.a.add("Book", {{"title", "T"}})->setUuid("low");
+    both.synchronise();
+    both.a.find("low")->setValueForKey("title", "A");
+    both.synchronise();
+    both.b.find("low")->setValueForKey("title", "B");
+    both.synchronise();
+    EXPECT_EQ(both.a.find("low")->valueForKey("title"), "B");
+    const auto before = both.a.client->requests().size();
+    both.a.advance(std::chrono::hours(10));
+    EXPECT_LE(both.a.client->requests().size(), before + 61) << "polls";
+    both.b.context->deleteObject(*both.b.find("low"));
+    both.synchronise();
+    EXPECT_FALSE(both.a.find("low"));
+    EXPECT_EQ(both.cloud.fileNames(), QStringList());
+}

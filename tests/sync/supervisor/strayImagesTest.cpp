@@ -138,6 +138,41 @@ TEST_F(StrayImage, An_image_that_has_gone_before_its_record_came_is_asked_for_on
     EXPECT_EQ(count(QWRestRequest::LoadFile), 2);
 }
 
+// The host has not saved the record, and both its uploads are answered after the image was listed.
+TEST_F(StrayImage, An_own_image_that_is_listed_before_its_unsaved_record_is_answered_stays_with_it) {
+    const auto slowUpload = [&](const QString& name, std::chrono::seconds delay) {
+        desktop.client->on(QWRestRequest::Upload)
+            .where([name](const QWRestRequest& request) { return request.path.endsWith(name); })
+            .first(1)
+            .delaysAnswer(delay);
+    };
+    slowUpload(imageName, 700s);
+    slowUpload(recordName, 640s);
+    const auto added = desktop.add("Book", {{"title", "T"}});
+    added->setUuid("X");
+    desktop.setImage(*added, "cover");
+    pass(1);
+    cloud.putRecord("Chapter!!!C.data", {{"heading", "C"}});
+    desktop.client->on(QWRestRequest::LoadFile)
+        .where([](const QWRestRequest& request) { return request.path.endsWith("C.data"); })
+        .first(1)
+        .delaysAnswer(200s);
+    pass(610);
+    added->setValueForKey("title", "Second");
+    pass(2000);
+    desktop.save();
+    pass(100);
+    EXPECT_TRUE(supervisor().isInStep());
+    EXPECT_EQ(cloud.fileNames(), (QStringList{recordName, imageName, "Chapter!!!C.data"}));
+    EXPECT_TRUE(cloud.bytes(recordName).contains("Second"));
+    EXPECT_LE(count(QWRestRequest::Upload), 6);
+    cloud.remove(recordName);
+    cloud.remove(imageName);
+    pass(1300);
+    EXPECT_FALSE(desktop.find("X"));
+    EXPECT_EQ(cloud.fileNames(), QStringList{"Chapter!!!C.data"});
+}
+
 // Not any longer --------------------------------------------------------------------------------------------
 
 TEST_F(StrayImages, An_image_that_is_sent_after_its_record_was_deleted_makes_no_record_again) {
