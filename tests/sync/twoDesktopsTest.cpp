@@ -70,9 +70,12 @@ TEST_F(TwoDesktops, An_edit_beats_a_deletion_that_was_made_elsewhere_and_sent_be
     sync();
     a.context->deleteObject(*book);
     a.sync();
-    b.find(book->uuid())->setValueForKey("title", "Edited");
+    const QString uuid = book->uuid();
+    b.find(uuid)->setValueForKey("title", "Edited");
     sync();
     EXPECT_TRUE(areInStep());
+    ASSERT_TRUE(a.find(uuid));
+    EXPECT_EQ(a.find(uuid)->valueForKey("title"), "Edited");
 }
 
 TEST_F(TwoDesktops, A_round_without_edits_changes_nothing) {
