@@ -45,9 +45,10 @@ bool QWRememberedFiles::erase(const QString& fileName) {
     return true;
 }
 
-QStringList QWRememberedFiles::names() {
+QStringList QWRememberedFiles::names(const QString& beginning) {
+    const QString first = qw::text::lowercase(beginning);
     QStringList names;
-    for (const auto& row : rows())
-        names.append(row.first);
+    for (auto row = rows().lower_bound(first); row != rows().end() && row->first.startsWith(first); ++row)
+        names.append(row->first);
     return names;
 }

@@ -18,8 +18,8 @@ public:
     void insert(const QString& fileName);
     // Whether it was there.
     bool erase(const QString& fileName);
-    // In alphabetical order.
-    QStringList names();
+    // In alphabetical order; all, or those that begin so.
+    QStringList names(const QString& beginning = {});
 
 private:
     std::map<QString, QWRef<QWManagedObject>>& rows();

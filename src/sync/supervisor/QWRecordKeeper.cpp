@@ -40,6 +40,7 @@ void QWRecordKeeper::noteMissing(const QStringList& fileNames) {
 }
 
 bool QWRecordKeeper::finishBatch() {
+    forgetReferencesLost();
     referringFiles_.clear();
     deletionsListed_.clear();
     const auto missedBefore = std::exchange(filesMissed_, {});
@@ -89,6 +90,8 @@ QString QWRecordKeeper::prepareImport(const QString& localPath, const DBMetadata
         if (!present && isCopy && waitingDeletion(engine_, metadata.filename()))
             losingVersions_.addDeclined(metadata.filename(), *received, nullptr);
         prepareNewRecord(metadata.filename(), isCopy);
+        if (!isCopy)
+            sendWhatReferredTo(metadata.filename());
         if (!isCopy)
             settleMembers(*received, metadata, false);
         return {};

@@ -193,7 +193,67 @@ void QWRecordKeeper::noteReferencesToDeleted() {
                 queue(*object);
 }
 
+// The host's deletions may leave the date of what refers to them, of one that knows nothing of it: where the reference has
+// no inverse, or the record was deleted as a refresh had left it. Should a deletion be taken back by a version from
+// elsewhere, other desktops have the reference still.
+void QWRecordKeeper::noteReferencesLost() {
+    auto& context = *engine_.mainManagedObjectContext();
+    QSet<QWManagedObjectID> deleted;
+    QVariantList targets;
+    for (const auto& record : context.deletedObjects())
+        if (dynamic_cast<const QWManagedObjectWithSyncSupport*>(record.data())) {
+            deleted.insert(record->objectID());
+            targets.append(QVariant::fromValue(record->objectID()));
+        }
+    if (deleted.isEmpty())
+        return;
+    for (const auto& records : {context.insertedObjects(), context.updatedObjects()})
+        for (const auto& record : records)
+            noteReferencesLost(*record, deleted);
+    for (const QString& entityName : engine_.entityNames())
+        for (const auto* reference : oneWayReferences(context.model().entity(entityName))) {
+            QWFetchRequest request(entityName);
+            if (!reference->isToMany())
+                request.predicate =
+                    QWPredicate::comparison(reference->name(), QWPredicate::Operator::In, targets);
+            for (const auto& record : context.fetch(request).value_or(QWManagedObjectSet()))
+                noteReferencesLost(*record, deleted);
+        }
+}
+
+void QWRecordKeeper::noteReferencesLost(const QWManagedObject& record,
+                                        const QSet<QWManagedObjectID>& deleted) {
+    const auto* object = dynamic_cast<const QWManagedObjectWithSyncSupport*>(&record);
+    if (!object || !object->dateModified().isValid() || !qw::sync::refersToAny(record, deleted))
+        return;
+    for (const auto* property : record.entity().properties()) {
+        if (!property->isRelationship() || !travels(*object, property->name()))
+            continue;
+        for (const auto& target : property->isToMany() ? record.relatedObjects(property->name())
+                                                       : QList{record.relatedObject(property->name())})
+            if (target && deleted.contains(target->objectID()))
+                filesUnlinked_.insert(fileNameOf(static_cast<const QWManagedObjectWithSyncSupport&>(*target))
+                                      + QLatin1Char('/') + fileNameOf(*object));
+    }
+}
+
+void QWRecordKeeper::sendWhatReferredTo(const QString& fileName) {
+    for (const QString& names : filesUnlinked_.names(fileName + QLatin1Char('/'))) {
+        if (const auto object = hostsObject(engine_, names.section(QLatin1Char('/'), 1)))
+            queue(*object);
+        filesUnlinked_.erase(names);
+    }
+}
+
+// The deletion was sent, and what was in the cloud by then has been seen.
+void QWRecordKeeper::forgetReferencesLost() {
+    for (const QString& names : filesUnlinked_.names())
+        if (!qw::sync::waitingDeletion(engine_, names.section(QLatin1Char('/'), 0, 0)))
+            filesUnlinked_.erase(names);
+}
+
 bool QWRecordKeeper::prepareHostsSave() {
+    noteReferencesLost();
     for (const QString& fileName : std::as_const(filesToSendOnSave_))
         if (const auto object = hostsObject(engine_, fileName))
             queue(*object);

@@ -13,7 +13,8 @@ public:
     QWRecordKeeper(QWDropboxSyncCoreData& engine, QWImageKeeper& images, QWLosingVersions& losingVersions)
         : engine_(engine), images_(images), losingVersions_(losingVersions),
           filesBehind_(engine.dropboxCacheManagedObjectContext(), QStringLiteral("behind")),
-          filesLacking_(engine.dropboxCacheManagedObjectContext(), QStringLiteral("lacking")) {}
+          filesLacking_(engine.dropboxCacheManagedObjectContext(), QStringLiteral("lacking")),
+          filesUnlinked_(engine.dropboxCacheManagedObjectContext(), QStringLiteral("unlinked")) {}
 
     // Queues what a process that died has noted and not queued.
     void recover();
@@ -68,6 +69,10 @@ private:
     bool isDeletedUnsaved(const QWManagedObjectWithSyncSupport& present) const;
     void forgetRevision(const QString& fileName);
     void noteReferencesToDeleted();
+    void noteReferencesLost();
+    void noteReferencesLost(const QWManagedObject& record, const QSet<QWManagedObjectID>& deleted);
+    void sendWhatReferredTo(const QString& fileName);
+    void forgetReferencesLost();
     QString fileNameOf(const QWManagedObjectWithSyncSupport& object) const; // in lower case
     QString fileReferredTo(const QVariant& value) const;
     QStringList filesReferredTo(const QVariantMap& record) const;
@@ -78,6 +83,7 @@ private:
     QWLosingVersions& losingVersions_;
     QWRememberedFiles filesBehind_;       // in the cloud, of rows that end
     QWRememberedFiles filesLacking_;      // in the latest listing from scratch
+    QWRememberedFiles filesUnlinked_;     // "A/B": with A, B has lost its reference to it, undated
     QSet<QString> filesMissed_;           // of these, those that no query since has told of
     QString deletionDue_;                 // of the record that is being imported
     QSet<QString> filesToSendOnSave_;     // of records that refer to what the host has deleted

@@ -107,3 +107,57 @@ TEST_F(OneWay, A_reference_that_is_another_one_by_then_is_not_sent_again) {
     EXPECT_TRUE(hasNext(b));
     EXPECT_TRUE(b.client->requests(QWRestRequest::Upload).empty());
 }
+
+// The deletion does not date the record that referred to N.
+TEST_F(OneWay, A_reference_to_what_was_deleted_and_came_back_by_an_edit_elsewhere_is_the_same_on_both) {
+    for (const bool dies : {false, true}) {
+        b.engine->deactivateSync();
+        b.context->deleteObject(*b.find("N", "Label"));
+        b.save();
+        if (dies) {
+            b.crash();
+            b.start();
+        }
+        a.find("N", "Label")->setValueForKey("text", dies ? "Again" : "Edited");
+        a.save();
+        a.advance(5s);
+        for (int round = 0; round < 3; ++round)
+            sync();
+        EXPECT_TRUE(b.find("N", "Label"));
+        EXPECT_EQ(hasNext(a), hasNext(b));
+        EXPECT_EQ(hasNext(a), cloud.bytes("Label!!!L.data").contains("next\":{"));
+        EXPECT_TRUE(areInStep());
+        refer("N");
+        sync();
+    }
+}
+
+TEST_F(OneWay, A_record_that_referred_to_what_stays_deleted_is_not_sent) {
+    deleteNext();
+    const auto before = a.client->requests(QWRestRequest::Upload).size();
+    sync();
+    a.advance(5s);
+    sync();
+    EXPECT_FALSE(b.find("N", "Label"));
+    EXPECT_EQ(a.client->requests(QWRestRequest::Upload).size(), before);
+    EXPECT_TRUE(areInStep());
+}
+
+// The refreshed book does not know of the chapter, which the host has not saved, and does not take it along.
+TEST_F(Parts, Of_a_book_that_was_refreshed_and_deleted_and_came_back_are_the_same_on_both) {
+    a.add("Book", {{"title", "T"}})->setUuid("X");
+    rest();
+    b.find("PART", "Chapter")->setRelatedObject("book", b.find("X").data());
+    b.advance(2s);
+    a.askForChanges();
+    a.advance(2s);
+    b.engine->deactivateSync();
+    b.context->refreshObject(*b.find("X"), false);
+    b.context->deleteObject(*b.find("X"));
+    b.save();
+    a.find("X")->setValueForKey("title", "Edited");
+    a.save();
+    a.advance(2s);
+    rest();
+    EXPECT_TRUE(areInStep());
+}
