@@ -232,6 +232,10 @@ public:
     // Whether the running batch has deleted the record that a file belongs to, also when the batch was given
     // up and goes on with the next query.
     bool isDeletedByBatch(const QString& fileName);
+    // Whether what a context saves is a batch.
+    bool isSyncSupportContext(const QWManagedObjectContext* context) const {
+        return context && context == syncSupportManagedObjectCopy_.get();
+    }
 
     // Preferences -------------------------------------------------------------------------------------------
 

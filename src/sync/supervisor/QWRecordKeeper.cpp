@@ -260,7 +260,30 @@ void QWRecordKeeper::recover() {
     engine_.saveCacheContext();
 }
 
-// After a merge --------------------------------------------------------------------------------------------
+// Around a merge --------------------------------------------------------------------------------------------
+
+// The notices of a merge, by which the engine comes to know of an edit or a deletion, pass over records that are not live.
+void QWRecordKeeper::prepareMerge(const QWDidSaveNotice& notice) {
+    if (engine_.isSyncSupportContext(notice.context))
+        return;
+    auto& context = *engine_.mainManagedObjectContext();
+    const auto isPassedOver = [&](const QWRef<QWManagedObject>& saved) {
+        const auto live = context.registeredObject(saved->objectID());
+        return (!live || live->isFault())
+               && dynamic_cast<const QWManagedObjectWithSyncSupport*>(saved.data());
+    };
+    std::map<QString, std::vector<QWManagedObjectID>> updated; // by entity
+    for (const auto& saved : notice.updated)
+        if (isPassedOver(saved))
+            updated[saved->entity().name()].push_back(saved->objectID());
+    for (const auto& [entityName, ids] : updated) {
+        const auto records = context.objectsWithIDs(ids);
+        recordsMerged_.insert(recordsMerged_.end(), records.begin(), records.end());
+    }
+    for (const auto& saved : notice.deleted)
+        if (isPassedOver(saved))
+            recordsMerged_.push_back(context.objectWithID(saved->objectID()));
+}
 
 // The deletion leaves the revision known of a version that was sent after it had been listed, and is in the cloud again:
 // the next query must bring it. Not so one whose deletion waits to be sent: it would come back.

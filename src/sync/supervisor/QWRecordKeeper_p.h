@@ -42,6 +42,9 @@ public:
     // Before the batch is saved, and before the host saves, which answers true when it has queued a record.
     void prepareBatchSave();
     bool prepareHostsSave();
+    // Around the notices of a merge: those of what a context of the host's own has saved tell of all its records.
+    void prepareMerge(const QWDidSaveNotice& notice);
+    void finishMerge() { recordsMerged_.clear(); }
     // After a merge, with what it has deleted here.
     void forgetRevisionsOf(const QWManagedObjectSet& deleted);
     // Files that a listing from scratch lacks, and that were sent while it was asked for: before it, and deleted since, or
@@ -87,6 +90,7 @@ private:
     QSet<QString> filesMissed_;           // of these, those that no query since has told of
     QString deletionDue_;                 // of the record that is being imported
     QSet<QString> filesToSendOnSave_;     // of records that refer to what the host has deleted
+    QWManagedObjectSet recordsMerged_;    // that are live for the time of a merge
     QSet<QString> deletionsListed_;       // the record files of the batch's, in lower case
     QSet<QWManagedObjectID> deletedHere_; // by the batch, in the host's context
     // Of the batch: the files of received records by those, in lower case, of the records that they refer to.

@@ -77,9 +77,15 @@ QWSyncSupervisor::QWSyncSupervisor(QWDropboxSyncCoreData& engine, std::shared_pt
         }
         records_->prepareBatchSave();
     });
+    willMergeObservation_ =
+        engine.mainManagedObjectContext()->observeWillMerge([this](const QWDidSaveNotice& notice) {
+            if (engine_)
+                records_->prepareMerge(notice);
+        });
     mergeObservation_ =
         engine.mainManagedObjectContext()->observeDidMerge([this](const QWDidSaveNotice& notice) {
             isBatchUnsaved_ = false;
+            records_->finishMerge();
             records_->forgetRevisionsOf(notice.deleted);
         });
     // What the engine could not save, for want of space, must not be forgotten when the host's change is saved.

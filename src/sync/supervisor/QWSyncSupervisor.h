@@ -266,7 +266,8 @@ private:
     const std::unique_ptr<QWRecordKeeper> records_;
     const std::unique_ptr<QWModelRefusals> modelRefusals_;
     const std::unique_ptr<QWPreferencesKeeper> preferences_;
-    QWObservation queueObservation_, hostObservation_, hostSaveObservation_, mergeObservation_;
+    QWObservation queueObservation_, hostObservation_, hostSaveObservation_, willMergeObservation_,
+        mergeObservation_;
     quint64 hostChanges_ = 0; // notices of the main context so far
     Counts counts_;
     Requests requests_;

@@ -75,6 +75,53 @@ TEST_F(OtherContexts, An_edit_that_was_saved_and_merged_survives_a_rollback_of_a
     expectOnBoth("Own");
 }
 
+// Not live there --------------------------------------------------------------------------------------------
+
+TEST_F(OtherContexts, An_edit_that_was_saved_and_merged_is_on_both_where_the_record_is_not_live) {
+    edit("Own");
+    expectOnBoth("Own");
+}
+
+TEST_F(OtherContexts, An_edit_that_was_saved_and_merged_is_sent_once) {
+    a.advance(1s);
+    const auto before = a.client->requests(QWRestRequest::Upload).size();
+    edit("Own");
+    a.save();
+    synchronise();
+    EXPECT_EQ(a.client->requests(QWRestRequest::Upload).size(), before + 1);
+}
+
+TEST_F(OtherContexts, What_the_host_does_not_want_sent_is_not) {
+    a.wantsUpdate = [](auto&) { return false; };
+    edit("Own");
+    a.save();
+    synchronise();
+    EXPECT_EQ(title(b), "T");
+}
+
+TEST_F(OtherContexts, A_deletion_that_was_saved_and_merged_is_on_both) {
+    for (const bool isLive : {false, true}) {
+        const QString uuid = isLive ? "LIVE" : "NOT-LIVE";
+        const auto added = a.add("Book", {{"title", "T"}});
+        added->setUuid(uuid);
+        a.add("Chapter")->setRelatedObject("book", added.data());
+        synchronise();
+        const auto live = isLive ? a.find(uuid) : desktop::Record();
+        change(uuid, [](auto& own, auto& book) { own.deleteObject(book); });
+        synchronise();
+        EXPECT_FALSE(a.find(uuid)) << isLive;
+        EXPECT_FALSE(b.find(uuid)) << isLive;
+        EXPECT_EQ(cloud.fileNames(), QStringList{"Book!!!X.data"}) << "the chapter, too";
+    }
+}
+
+TEST_F(OtherContexts, What_a_batch_has_changed_where_it_is_not_live_is_not_sent) {
+    b.find("X")->setValueForKey("title", "B");
+    const auto before = a.client->requests(QWRestRequest::Upload).size();
+    expectOnBoth("B");
+    EXPECT_EQ(a.client->requests(QWRestRequest::Upload).size(), before);
+}
+
 // Taken back ------------------------------------------------------------------------------------------------
 
 TEST_F(OtherContexts, An_edit_that_was_taken_back_unsent_is_no_earlier_version_that_stays) {
