@@ -124,6 +124,18 @@ TEST_F(Import, Of_two_files_of_a_new_record_in_one_batch_the_later_one_wins_in_e
     }
 }
 
+TEST_F(Import, Of_two_files_of_a_new_record_in_one_batch_with_one_date_the_first_to_arrive_stays) {
+    receive({changed("Book!!!X.data"), changed("Book!!!X (Bob's conflicted copy).data")});
+    const auto requests = client->requests;
+    ASSERT_EQ(requests.size(), 2);
+    const bool isCopyFirst = requests[0].path.contains("conflicted");
+    loaded(requests[isCopyFirst ? 1 : 0], record("First", later));
+    loaded(requests[isCopyFirst ? 0 : 1], record("Second", later));
+    EXPECT_EQ(desktop.find("X")->valueForKey("title"), "First");
+    EXPECT_EQ(client->count(QWRestRequest::Upload), 0) << "the cloud has it already";
+    EXPECT_EQ(client->count(QWRestRequest::Delete), 1);
+}
+
 TEST_F(Import, A_row_left_over_from_a_lost_insertion_does_not_send_the_empty_record_of_a_reference) {
     const auto author = desktop.add("Author");
     author->setUuid("A");

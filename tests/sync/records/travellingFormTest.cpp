@@ -87,6 +87,13 @@ TEST_F(TravellingForm, A_value_of_another_type_than_described_does_no_harm) {
     EXPECT_TRUE(travellingHash({{"added", "soon"}}, *book));
 }
 
+TEST_F(TravellingForm, A_hash_needs_no_record_of_the_entity) {
+    const QVariantMap record{{"added", "2013-05-04 18:22:10 +0200"},
+                             {"related", QVariantList{reference("B"), reference("A")}},
+                             {"pages", null()}};
+    EXPECT_EQ(travellingHash(record, book->entity()), travellingHash(record, *book));
+}
+
 TEST_F(TravellingForm, A_record_that_no_file_can_carry_has_no_hash) {
     EXPECT_FALSE(travellingHash({{"huge", std::numeric_limits<qulonglong>::max()}}, *book));
 }
