@@ -32,9 +32,13 @@ void QWDropboxSyncCoreData::insertInSyncQueueManagedObject(QWManagedObjectWithSy
     const auto row = objectWaitingSyncForObject(object, true);
     if (!row)
         return;
-    if (row->action() == QWDropboxSyncActionDelete && action != QWDropboxSyncActionDelete)
+    const bool wasDeletion = row->action() == QWDropboxSyncActionDelete;
+    if (wasDeletion && action != QWDropboxSyncActionDelete)
         noteBeforeInsertion(*row, object);
     row->setAction(static_cast<qint16>(action));
+    // It may be queued once more: stamped by then, or by a merge with another version.
+    if (action == QWDropboxSyncActionDelete && !wasDeletion)
+        row->setDeletedVersionDate(object.dateModified());
     if (objectsSyncing_.contains(object.uuid()))
         row->setObjectModifiedWhileUploading(true);
 }

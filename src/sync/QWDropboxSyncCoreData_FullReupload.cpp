@@ -28,10 +28,11 @@ void QWDropboxSyncCoreData::updateObjects(const QWManagedObjectSet& objects, con
         if (!object)
             continue;
         if (isToBeSent(*object)) {
+            // Before it is dated: the row of a deletion notes the version that goes.
+            insertInSyncQueueManagedObject(*object, action);
             // A date that stays the same would come back as a change without keys, which is one to be sent.
             if (!object->doNotUpdateDateModifiedDuringNextSave() && object->dateModified() != date)
                 object->setDateModified(date);
-            insertInSyncQueueManagedObject(*object, action);
         }
         object->resetDoNotUpdateDateModifiedDuringNextSave();
     }

@@ -216,7 +216,7 @@ void Machine::edit(const QString& entityName, int which, int text) {
     const auto record = any(entityName, which);
     if (!record)
         return;
-    model_.editBegins(record->uuid());
+    model_.editBegins(number_, record->uuid());
     record->setValueForKey(entityName == QLatin1String("Book") ? QStringLiteral("title")
                                                                : QStringLiteral("name"),
                            QString::number(text));
@@ -233,7 +233,7 @@ void Machine::remove(QWManagedObjectWithSyncSupport& record) {
         imagesDropped_.emplace_back(record.uuid(), image), deletedHere_.append(record.uuid());
     else
         for (const auto& book : record.relatedObjects(QStringLiteral("books")))
-            model_.editBegins(book->valueForKey(QStringLiteral("uuid")).toString());
+            model_.editBegins(number_, book->valueForKey(QStringLiteral("uuid")).toString());
     model_.deletionBegins(record.uuid());
     context_->deleteObject(record);
 }
@@ -265,7 +265,7 @@ void Machine::setImage(int which, int text) {
     const QDateTime before = world.files->modificationDate(file).value_or(QDateTime());
     const QDateTime now = world.clock->now();
     imagesUnsaved_.insert(book->uuid());
-    model_.editBegins(book->uuid());
+    model_.editBegins(number_, book->uuid());
     model_.imageMade(book->uuid(), bytes);
     if (!world.files->write(file, bytes))
         return;

@@ -61,8 +61,8 @@ public:
     bool isAsked() const { return supervisor_ && supervisor_->isDeletionQuestionOpen(); }
     void answerDeletionQuestion();
     qint64 questions() const { return questions_; } // so far
-    // Records of which the user has said since the last call that they are not to be deleted.
-    QSet<QString> takeRecordsKept() { return std::exchange(recordsKept_, {}); }
+    // Records that an answer since the last call keeps, and whether the user was asked about them.
+    QHash<QString, bool> takeRecordsKept() { return std::exchange(recordsKept_, {}); }
     // Whether the machine is about to, may be, since it does not run, or has a version or a deletion that is not saved.
     bool mayDelete(const QString& uuid);
     bool hasSentAll() const { return engine_->numberOfObjectsWaitingSync() == 0; }
@@ -90,8 +90,7 @@ private:
     void noteWhatIsNotNoted();
     void setDeletionQuestion();
     void noteRecordsWithoutFile(bool isFirstPage, bool isFromScratch);
-    bool isListedWhenDeleted(const QWManagedObjectWithSyncSupport& record, const QString& fileName,
-                             bool isFromScratch);
+    bool lacksFile(const QWManagedObjectWithSyncSupport& record, bool isFromScratch);
     void checkQuestion();
     void checkSupervisor();
     bool isReplacementReceived() const;
@@ -144,9 +143,10 @@ private:
     };
     std::optional<DeletionUser> deletionUser_;
     QSet<QString> recordsWithoutFile_; // in the cloud, by the latest query
-    QSet<QString> recordsAskedAbout_, recordsKept_;
-    bool hasHeardQuestion_ = false; // which is posed a turn after it has opened
-    bool wasAsked_ = false;         // a step ago
+    QSet<QString> recordsAskedAbout_;
+    QHash<QString, bool> recordsKept_; // whether the user was asked about it
+    bool hasHeardQuestion_ = false;    // which is posed a turn after it has opened
+    bool wasAsked_ = false;            // a step ago
     qint64 queriesBefore_ = 0, questions_ = 0;
 
     std::shared_ptr<QWManagedObjectContext> context_;

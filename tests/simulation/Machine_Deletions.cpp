@@ -29,14 +29,17 @@ void Machine::answerDeletionQuestion() {
     if (!isAsked() || !hasHeardQuestion_ || disk.isDead())
         return;
     trace_.add(QStringLiteral("%1 says %2").arg(number_ + 1).arg(deletionUser_->saysYes));
-    const auto refused = deletionUser_->saysYes ? QSet<QString>() : recordsAskedAbout_;
+    // Others than the user was asked about may have been deleted during the query.
+    QHash<QString, bool> kept;
+    for (const QString& entityName : desktop::syncedEntities)
+        for (const auto& record : records(entityName))
+            if (const bool wasAskedAbout = recordsAskedAbout_.contains(record->uuid());
+                wasAskedAbout || lacksFile(*record, false))
+                kept[record->uuid()] = wasAskedAbout;
     hasHeardQuestion_ = false;
     supervisor_->answerDeletionQuestion(deletionUser_->saysYes);
-    if (disk.isDead()) // before the answer was saved, perhaps
-        return;
-    for (const QString& uuid : refused)
-        if (model_.holds(number_, uuid))
-            recordsKept_.insert(uuid);
+    if (!deletionUser_->saysYes && !disk.isDead()) // before the answer was saved, perhaps
+        recordsKept_.insert(kept);
 }
 
 // What a query that is being carried out in the cloud finds: what was sent from here, or received, and has had no file
@@ -46,19 +49,16 @@ void Machine::noteRecordsWithoutFile(bool isFirstPage, bool isFromScratch) {
     if (!isEverAsked || !isRunning())
         return;
     for (const QString& entityName : desktop::syncedEntities)
-        for (const auto& record : records(entityName)) {
-            const QString fileName = engine_->fileNameWithUUID(record->uuid(), entityName, false);
-            if ((isFirstPage || before.contains(record->uuid()))
-                && !cloud_->metadata(QWDBFileCacheDirectoryInDropboxFolder + QLatin1Char('/') + fileName)
-                && isListedWhenDeleted(*record, fileName, isFromScratch))
+        for (const auto& record : records(entityName))
+            if ((isFirstPage || before.contains(record->uuid())) && lacksFile(*record, isFromScratch))
                 recordsWithoutFile_.insert(record->uuid());
-        }
 }
 
 // What a listing from scratch lacks and waits here is sent.
-bool Machine::isListedWhenDeleted(const QWManagedObjectWithSyncSupport& record, const QString& fileName,
-                                  bool isFromScratch) {
-    return engine_->fileMetadataManager().fileMetadataForFileName(fileName, false)
+bool Machine::lacksFile(const QWManagedObjectWithSyncSupport& record, bool isFromScratch) {
+    const QString fileName = engine_->fileNameWithUUID(record.uuid(), record.entity().name(), false);
+    return !cloud_->metadata(QWDBFileCacheDirectoryInDropboxFolder + QLatin1Char('/') + fileName)
+           && engine_->fileMetadataManager().fileMetadataForFileName(fileName, false)
            && !(isFromScratch && engine_->objectWaitingSyncForObject(record, false));
 }
 

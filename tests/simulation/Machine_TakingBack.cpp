@@ -35,7 +35,7 @@ void Machine::restore(int which) {
     if (versions.empty())
         return;
     const QWArchivedVersion version = versions[size_t(which) % versions.size()];
-    model_.editBegins(version.uuid);
+    model_.editBegins(number_, version.uuid);
     if (!archive.restore(version) || !version.isImage())
         return;
     model_.imageMade(version.uuid, world.files->read(version.imagePath).value_or(QByteArray()));
@@ -48,7 +48,7 @@ void Machine::addAgain(int which, int text) {
     const QString uuid = deletedHere_.value(deletedHere_.isEmpty() ? 0 : which % deletedHere_.size());
     if (uuid.isEmpty() || QWManagedObjectWithSyncSupport::fetchObjectWithUUID(uuid, "Book", *context_))
         return;
-    model_.editBegins(uuid);
+    model_.editBegins(number_, uuid);
     const desktop::Record book(
         static_cast<QWManagedObjectWithSyncSupport*>(context_->insertObject(QStringLiteral("Book")).data()));
     book->setUuid(uuid);

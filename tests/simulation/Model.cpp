@@ -2,6 +2,10 @@
 
 #include <algorithm>
 
+namespace {
+constexpr int someMachine = -1;
+}
+
 void Model::violate(const QString& what) {
     violations_.append(what);
 }
@@ -44,7 +48,8 @@ void Model::edited(int machine, const QString& uuid, const Version& version) {
     for (const Version& variant : version.variants())
         history.made.insert(variant);
     history.isGone = false;
-    history.wasEditedSince = true;
+    history.changed(machine);
+    history.edits.insert(version.travellingHash);
     const auto before = held(machine, uuid);
     history.wasEditedBehind |= before && version.second < before->second;
     at.records[uuid] = version;
@@ -78,8 +83,9 @@ void Model::tookBack(int machine, const QHash<QString, Version>& records) {
             continue;
         changes_ += 2;
         at.unsavedEdits.remove(uuid);
+        histories_[uuid].editedBy.insert(someMachine);
         if (at.unsavedDeletions.remove(uuid))
-            histories_[uuid].wasEditedSince = true;
+            histories_[uuid].changed(machine);
     }
     for (auto record = records.begin(); record != records.end(); ++record)
         if (!mayExist(record.key(), *record))
@@ -105,8 +111,13 @@ void Model::saved(int machine) {
         history.lastSaved[machine] = *edit;
         expectUpload(machine, edit.key(), *edit);
     }
-    for (const QString& uuid : at.unsavedDeletions)
-        histories_[uuid].wasDeletionSaved = true;
+    for (const QString& uuid : at.unsavedDeletions) {
+        History& history = histories_[uuid];
+        history.wasDeletionSaved = true;
+        // Of what was never saved nothing is left to be deleted, should the disk not take the engine's note of that.
+        history.doesDeletionStand =
+            (history.wasSettled || history.wasSaved) && (history.editedBy - QSet<int>{machine}).isEmpty();
+    }
     at.unsavedEdits.clear();
     at.unsavedDeletions.clear();
     at.candidates.clear();
@@ -117,7 +128,7 @@ void Model::saved(int machine) {
 void Model::deletionRefused(const QString& uuid, bool isPromised) {
     History& history = histories_[uuid];
     changes_ += 2;
-    history.wasEditedSince = true;
+    history.changed(someMachine);
     history.isGone = false;
     history.isKept = isPromised && !history.taken.empty();
 }
@@ -214,8 +225,13 @@ void Model::checkArchive(int machine, const LostVersions::Archive& archive) {
 void Model::cloudTook(const QString& uuid, const Version& version) {
     // With other references, say, since what it referred to was deleted: where its deletion waits, it comes back.
     History& history = histories_[uuid];
-    history.wasEditedSince |=
+    const bool isOther =
         !history.taken.empty() && history.taken.back().travellingHash != version.travellingHash;
+    history.wasEditedSince |= isOther;
+    // An upload that the network repeats, say.
+    if (history.wasDeleted || (isOther && !history.edits.contains(version.travellingHash)))
+        history.editedBy.insert(someMachine);
+    history.doesDeletionStand = false;
     history.taken.push_back(version);
     for (Machine& machine : machines_)
         if (const auto unsent = machine.unsent.constFind(uuid);
@@ -294,10 +310,12 @@ void Model::started(int machine, const QHash<QString, Version>& records) {
     for (auto record = records.begin(); record != records.end(); ++record)
         if (!at.atLastSave.contains(record.key()))
             candidates[record.key()].push_back(std::nullopt);
-    // A deletion that was not saved is one that the user has taken back.
-    for (const QString& uuid : at.unsavedDeletions)
+    for (const QString& uuid : at.unsavedEdits.keys()) // it may have been sent
+        histories_[uuid].editedBy.insert(someMachine);
+    // A deletion that was not saved is one that the user has taken back, also where the process died in its midst.
+    for (const QString& uuid : at.unsavedDeletions + deletionsBegun_)
         if (records.contains(uuid))
-            histories_[uuid].wasEditedSince = true;
+            histories_[uuid].changed(machine);
     const QStringList unsaved = at.candidates.keys() + at.unsavedEdits.keys() + at.unsavedDeletions.values();
     changes_ += QSet<QString>(unsaved.begin(), unsaved.end()).size() + deletionsBegun_.size();
     deletionsBegun_.clear();

@@ -16,7 +16,7 @@ public:
     // The user of a machine.
     void edited(int machine, const QString& uuid, const Version& version);
     void deleted(int machine, const QString& uuid);
-    void editBegins(const QString& uuid) { histories_[uuid].wasEditedSince = true; }
+    void editBegins(int machine, const QString& uuid) { histories_[uuid].changed(machine); }
     void deletionBegins(const QString& uuid) {
         histories_[uuid].wasDeleted = true;
         histories_[uuid].isKept = false;
@@ -104,13 +104,21 @@ private:
         QHash<int, Version> lastSaved; // by machine, of its own user
         // Since all were in step: that the record was there, and what happened to it.
         bool wasSettled = false, wasEditedSince = false, wasDeletionSaved = false;
-        QSet<int> deletedBy;          // machines
-        bool isKept = false;          // a user has refused its deletion
-        bool wasEditedBehind = false; // by a clock that was
-        bool wasPlaceholder = false;  // somewhere
-        bool isGone = false;          // from everywhere
+        QSet<int> editedBy, deletedBy;  // machines
+        QSet<QByteArray> edits;         // their travelling hashes
+        bool doesDeletionStand = false; // nobody else has changed it before, and nobody since
+        bool isKept = false;            // a user has refused its deletion
+        bool wasEditedBehind = false;   // by a clock that was
+        bool wasPlaceholder = false;    // somewhere
+        bool isGone = false;            // from everywhere
         std::set<QByteArray> images, imagesSince;
         bool wasImageSaved = false, wasImageSavedSince = false;
+
+        void changed(int machine) {
+            wasEditedSince = true;
+            doesDeletionStand = false;
+            editedBy.insert(machine);
+        }
     };
     struct Machine {
         QHash<QString, Version> records; // as its main context holds them

@@ -50,7 +50,9 @@ void Model::checkRecord(const QString& uuid, const History& history, const Conte
             if (isBehind(uuid, *found, saved))
                 violate(
                     QStringLiteral("%1 is %2, though %3 was saved").arg(uuid, found->text(), saved.text()));
-    if (history.wasSettled && history.wasDeletionSaved && !history.wasEditedSince && !wasFolderDeleted_)
+    const bool isUnchanged = history.wasSettled && history.wasDeletionSaved && !history.wasEditedSince;
+    const bool isToStayAway = isUnchanged || (isSupervised_ && hasSettled_ && history.doesDeletionStand);
+    if (isToStayAway && !wasFolderDeleted_)
         violate(QStringLiteral("%1 was deleted, and nobody has changed it since").arg(uuid));
     if (history.isGone)
         violate(QStringLiteral("%1 was gone everywhere and is back").arg(uuid));
@@ -98,6 +100,9 @@ void Model::beginNextPeriod(const Contents& contents, const QSet<QString>& apart
         history.wasImageSavedSince = false;
         history.imagesSince.clear();
         history.wasEditedSince = history.wasDeletionSaved = history.isKept = false;
+        history.doesDeletionStand = false;
+        history.editedBy.clear();
+        history.edits.clear();
         history.deletedBy.clear();
     }
     for (Preference& preference : preferences_) {

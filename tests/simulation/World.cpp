@@ -113,11 +113,13 @@ void World::endStep() {
 }
 
 // A user has refused deletions: the records are kept, unless somebody is still about to delete them.
-void World::keepRecords(const QSet<QString>& uuids) {
-    for (const QString& uuid : uuids)
-        model_.deletionRefused(uuid,
-                               std::none_of(machines_.begin(), machines_.end(),
-                                            [&](const auto& machine) { return machine->mayDelete(uuid); }));
+void World::keepRecords(const QHash<QString, bool>& records) {
+    for (auto record = records.begin(); record != records.end(); ++record)
+        model_.deletionRefused(record.key(),
+                               record.value()
+                                   && std::none_of(machines_.begin(), machines_.end(), [&](auto& machine) {
+                                          return machine->mayDelete(record.key());
+                                      }));
 }
 
 void World::pass(std::chrono::milliseconds time) {

@@ -42,7 +42,7 @@ private:
     void pass(std::chrono::milliseconds time);
     void turn();
     void endStep();
-    void keepRecords(const QSet<QString>& uuids);
+    void keepRecords(const QHash<QString, bool>& records);
     qint64 requests() const;
     qint64 requestsAllowed() const;
     void checkStart();

@@ -117,6 +117,18 @@ TEST_F(ChangeCapture, A_deleted_object_is_queued_for_deletion_with_its_uuid) {
     EXPECT_TRUE(asked.empty());
 }
 
+// Not the date of the deletion, with which the object is stamped, and not that of a version that a batch has found.
+TEST_F(ChangeCapture, The_row_of_a_deletion_bears_the_date_of_the_version_that_was_deleted) {
+    const auto book = savedBook();
+    const QDateTime date = book->dateModified();
+    desktop.context->deleteObject(*book);
+    saveAndTurn();
+    EXPECT_EQ(desktop.row(*book)->deletedVersionDate(), date);
+    book->setDateModified(date.addSecs(-5));
+    engine().insertInSyncQueueManagedObject(*book, QWDropboxSyncActionDelete);
+    EXPECT_EQ(desktop.row(*book)->deletedVersionDate(), date);
+}
+
 TEST_F(ChangeCapture, A_later_change_overrides_the_action_of_an_earlier_one) {
     const auto book = savedBook();
     book->setValueForKey("title", "New");

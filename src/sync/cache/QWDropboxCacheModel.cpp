@@ -16,6 +16,7 @@ const QString objectUUIDKey = QStringLiteral("objectUUID");
 const QString objectEntityNameKey = QStringLiteral("objectEntityName");
 const QString actionKey = QStringLiteral("action");
 const QString objectCouldHaveAnImageKey = QStringLiteral("objectCouldHaveAnImage");
+const QString deletedVersionDateKey = QStringLiteral("deletedVersionDate");
 const QString keyKey = QStringLiteral("key");
 const QString valueKey = QStringLiteral("value");
 
@@ -35,6 +36,7 @@ std::shared_ptr<QWManagedObjectModel> QWMakeDropboxCacheModel() {
     waiting.addAttribute(objectEntityNameKey, QWAttributeType::String);
     waiting.addAttribute(actionKey, QWAttributeType::Integer).setDefault(0);
     waiting.addAttribute(objectCouldHaveAnImageKey, QWAttributeType::Boolean);
+    waiting.addAttribute(deletedVersionDateKey, QWAttributeType::Date);
 
     auto& setting = model->addEntity<Metadata>(QWDBEntityNameMetadata);
     setting.addAttribute(keyKey, QWAttributeType::String).setIndexed();
@@ -95,6 +97,12 @@ std::optional<bool> ObjectWaitingSync::objectCouldHaveAnImage() const {
 }
 void ObjectWaitingSync::setObjectCouldHaveAnImage(std::optional<bool> couldHave) {
     setValueForKey(objectCouldHaveAnImageKey, couldHave ? QVariant(*couldHave) : QVariant());
+}
+QDateTime ObjectWaitingSync::deletedVersionDate() const {
+    return valueForKey(deletedVersionDateKey).toDateTime();
+}
+void ObjectWaitingSync::setDeletedVersionDate(const QDateTime& date) {
+    setValueForKey(deletedVersionDateKey, date.isValid() ? QVariant(date) : QVariant());
 }
 
 QString Metadata::key() const {

@@ -40,6 +40,9 @@ public:
     // Whether the object had an image when the row was made; nothing when that was not noted.
     std::optional<bool> objectCouldHaveAnImage() const;
     void setObjectCouldHaveAnImage(std::optional<bool> couldHave);
+    // The modification date that the object had when its deletion was first queued; invalid when it had none.
+    QDateTime deletedVersionDate() const;
+    void setDeletedVersionDate(const QDateTime& date);
 
     // Not stored: they live as long as somebody holds the row.
 

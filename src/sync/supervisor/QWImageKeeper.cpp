@@ -24,7 +24,7 @@ QWImageKeeper::QWImageKeeper(QWDropboxSyncCoreData& engine, QWLosingVersions& lo
 
 // The engine places an image where none stands. One of a record whose deletion waits goes with that; it is known, so
 // that it is asked for again should the record come back.
-QWImageKeeper::Verdict QWImageKeeper::prepareImport(const QString& localPath, const DBMetadata& metadata) {
+QWImportVerdict QWImageKeeper::prepareImport(const QString& localPath, const DBMetadata& metadata) {
     const auto present = presentVersion(engine_, metadata.filename());
     const QString path = present ? present->imageURL().toLocalFile() : QString();
     if (present && path.isEmpty())
@@ -47,9 +47,9 @@ QWImageKeeper::Verdict QWImageKeeper::prepareImport(const QString& localPath, co
     received.reason = Reason::Deletion;
     QWError error;
     if (!losingVersions_.addImage(received, &error))
-        return {error.message, Verdict::Later};
+        return {error.message, QWImportVerdict::Later};
     row->setObjectCouldHaveAnImage(true);
-    return {QStringLiteral("its record was deleted"), Verdict::Declined};
+    return {QStringLiteral("its record was deleted"), QWImportVerdict::Declined};
 }
 
 // The engine keeps a local image that is not older than the cloud's, and would give it the cloud's date. Where
@@ -57,9 +57,9 @@ QWImageKeeper::Verdict QWImageKeeper::prepareImport(const QString& localPath, co
 // makes way; else the greater content hash decides, on every desktop alike. One that is sent again as it was, since the
 // cloud had lost it, is dated then, and is no later than what was made of it here. One that is as the cloud had it is
 // dated like that, though the disk may have kept the date from being written.
-QWImageKeeper::Verdict QWImageKeeper::decide(const QWManagedObjectWithSyncSupport& present,
-                                             const QDateTime& dateHere, const QString& localPath,
-                                             const DBMetadata& metadata) {
+QWImportVerdict QWImageKeeper::decide(const QWManagedObjectWithSyncSupport& present,
+                                      const QDateTime& dateHere, const QString& localPath,
+                                      const DBMetadata& metadata) {
     const QString path = present.imageURL().toLocalFile(), hash = contentHash(path);
     const QString receivedHash = metadata.hash.isEmpty() ? contentHash(localPath) : metadata.hash;
     const auto known = engine_.fileMetadataManager().fileMetadataForFileName(metadata.filename(), false);
@@ -83,13 +83,15 @@ QWImageKeeper::Verdict QWImageKeeper::decide(const QWManagedObjectWithSyncSuppor
     loser.reason = isTie ? Reason::SameSecond : Reason::Earlier;
     QWError error;
     if (hash != receivedHash && !losingVersions_.addImage(loser, &error))
-        return {error.message, Verdict::Later};
+        return {error.message, QWImportVerdict::Later};
 
     if (receivedWins && dateHere >= metadata.lastModifiedDate)
         files().remove(path);
     else if (!receivedWins && date <= metadata.lastModifiedDate)
         files().setModificationDate(path, metadata.lastModifiedDate.addSecs(1));
-    return receivedWins ? Verdict() : Verdict{QStringLiteral("the image here is newer"), Verdict::Declined};
+    return receivedWins
+               ? QWImportVerdict()
+               : QWImportVerdict{QStringLiteral("the image here is newer"), QWImportVerdict::Declined};
 }
 
 QString QWImageKeeper::contentHash(const QString& path) const {

@@ -3,6 +3,7 @@
 #include "dropbox/DBDeltaEntry.h"
 #include "sync/QWDropboxSyncCoreData.h"
 #include "sync/cache/QWRememberedFiles.h"
+#include "sync/supervisor/QWImportVerdict_p.h"
 
 class QWLosingVersions;
 
@@ -13,17 +14,8 @@ class QWImageKeeper {
 public:
     QWImageKeeper(QWDropboxSyncCoreData& engine, QWLosingVersions& losingVersions);
 
-    struct Verdict {
-        enum What {
-            ForEngine,
-            Declined, // it is for QWDropboxSyncCoreData::declineFile
-            Later,    // what gives way cannot be kept for now: it is to be decided again after a while
-        };
-        QString reason; // null when the file will be taken over, else why nothing changes here
-        What what = ForEngine;
-    };
     // Before the engine imports a downloaded image, of an entity that there is.
-    Verdict prepareImport(const QString& localPath, const DBMetadata& metadata);
+    QWImportVerdict prepareImport(const QString& localPath, const DBMetadata& metadata);
     // After the engine has imported or declined a file. Answers the path of a conflicted copy that is to be deleted in
     // the cloud, null for any other file.
     QString finishImport(const QString& localPath, const DBMetadata& metadata);
@@ -75,8 +67,8 @@ public:
 private:
     using Object = QWRef<QWManagedObjectWithSyncSupport>;
 
-    Verdict decide(const QWManagedObjectWithSyncSupport& present, const QDateTime& date,
-                   const QString& localPath, const DBMetadata& metadata);
+    QWImportVerdict decide(const QWManagedObjectWithSyncSupport& present, const QDateTime& date,
+                           const QString& localPath, const DBMetadata& metadata);
     QString contentHash(const QString& path) const;
     bool catchUpDate(const QWManagedObjectWithSyncSupport& object, bool isTieBehind = false);
     bool isPending(const QWManagedObjectWithSyncSupport& object) const;

@@ -72,20 +72,25 @@ void QWRecordKeeper::forgetRevision(const QString& fileName) {
 // A version that is behind the one here would otherwise stay in the cloud, and on other desktops, for good. A
 // conflicted copy that is behind belongs to another desktop, which has seen to its own; but of this desktop's
 // own upload it is the only place in the cloud, and the engine removes it.
-QString QWRecordKeeper::prepareImport(const QString& localPath, const DBMetadata& metadata) {
+QWImportVerdict QWRecordKeeper::prepareImport(const QString& localPath, const DBMetadata& metadata) {
     const auto bytes = files().read(localPath);
     if (!bytes)
-        return QStringLiteral("it cannot be read");
+        return {QStringLiteral("it cannot be read")};
     const auto received = qw::sync::recordFromFileBytes(*bytes);
     if (!received) {
         const auto dated = presentVersion(engine_, metadata.filename());
-        return dated && dated->dateModified().isValid() ? QStringLiteral("it holds no record") : QString();
+        return {dated && dated->dateModified().isValid() ? QStringLiteral("it holds no record") : QString()};
     }
     for (const QString& target : filesReferredTo(*received))
         referringFiles_[target].insert(metadata.filename());
     auto& metadataManager = engine_.fileMetadataManager();
     const bool isCopy = metadataManager.isFileNameConflicted(qw::text::lowercase(metadata.filename()));
     const auto present = presentVersion(engine_, metadata.filename());
+    if (!present && !isCopy && isBehindDeletion(*received, metadata.filename())) {
+        losingVersions_.addDeclined(metadata.filename(), *received, nullptr);
+        deleteAgainIfInFlight(metadata);
+        return {QStringLiteral("the record here was deleted"), QWImportVerdict::Declined};
+    }
     if (!present || !present->dateModified().isValid()) {
         if (!present && isCopy && waitingDeletion(engine_, metadata.filename()))
             losingVersions_.addDeclined(metadata.filename(), *received, nullptr);
@@ -112,8 +117,11 @@ QString QWRecordKeeper::prepareImport(const QString& localPath, const DBMetadata
     if (place == Order::Behind)
         losingVersions_.addDeclined(metadata.filename(), *received, isDeleted ? nullptr : present.data());
     if (!isCopy && isDeleted) {
-        deleteAgain(*present, metadata);
-        return QStringLiteral("the record here was deleted");
+        if (!deleteAgainIfInFlight(metadata)) {
+            engine_.insertInSyncQueueManagedObject(*present, QWDropboxSyncActionDelete);
+            engine_.saveCacheContext();
+        }
+        return {QStringLiteral("the record here was deleted")};
     }
     // A process that died has placed the image, and did not come to know it; or the image was passed over, and the
     // host has made the record since.
@@ -127,23 +135,28 @@ QString QWRecordKeeper::prepareImport(const QString& localPath, const DBMetadata
     const bool isMerged = isCopy && place == Order::Same;
     if (isOwnCopy || isMerged || (!isCopy && place == Order::Behind))
         queue(*present);
-    return place == Order::Same ? QStringLiteral("the record here is the same")
-                                : QStringLiteral("the record here is newer");
+    return {place == Order::Same ? QStringLiteral("the record here is the same")
+                                 : QStringLiteral("the record here is newer")};
 }
 
 // A deletion that is in flight may have been carried out before the file came there again, and the end of its row would
 // be taken for that of both.
-void QWRecordKeeper::deleteAgain(QWManagedObjectWithSyncSupport& present, const DBMetadata& metadata) {
+bool QWRecordKeeper::deleteAgainIfInFlight(const DBMetadata& metadata) {
     const auto row = engine_.objectSyncingForFileWithName(metadata.filename());
-    const bool isBeingDeleted =
-        row && row->action() == QWDropboxSyncActionDelete && !row->objectModifiedWhileUploading();
-    if (isBeingDeleted) {
-        row->setNumberOfFilesUploadingToDropbox(row->numberOfFilesUploadingToDropbox() + 1);
-        deletionDue_ = metadata.path;
-    } else {
-        engine_.insertInSyncQueueManagedObject(present, QWDropboxSyncActionDelete);
-        engine_.saveCacheContext();
-    }
+    if (!row || row->action() != QWDropboxSyncActionDelete || row->objectModifiedWhileUploading())
+        return false;
+    row->setNumberOfFilesUploadingToDropbox(row->numberOfFilesUploadingToDropbox() + 1);
+    deletionDue_ = metadata.path;
+    return true;
+}
+
+// What the cloud holds may be an upload of this desktop that was not answered before the host deleted the record: the
+// version that was deleted, or one before it, is no edit that the waiting deletion would have to give way to.
+bool QWRecordKeeper::isBehindDeletion(const QVariantMap& received, const QString& fileName) {
+    const auto row = waitingDeletion(engine_, fileName);
+    const QDateTime date = qw::sync::dateOfRecord(received);
+    return row && row->deletedVersionDate().isValid() && date.isValid() && !hostsObject(engine_, fileName)
+           && qw::sync::wholeSeconds(date) <= qw::sync::wholeSeconds(row->deletedVersionDate());
 }
 
 // The host's unsaved version may be behind the saved one, by a clock that is. Where that has come with the running batch,

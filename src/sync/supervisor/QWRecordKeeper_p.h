@@ -2,6 +2,7 @@
 
 #include "sync/QWDropboxSyncCoreData.h"
 #include "sync/cache/QWRememberedFiles.h"
+#include "sync/supervisor/QWImportVerdict_p.h"
 
 class QWImageKeeper;
 class QWLosingVersions;
@@ -23,9 +24,8 @@ public:
     void prepareEntry(const DBDeltaEntry& entry);
     // When all pages have come, before the engine works on them.
     void noteDeletionsListed();
-    // Before the engine imports a downloaded record, of an entity that there is: null when it will be taken over, else
-    // why nothing changes here.
-    QString prepareImport(const QString& localPath, const DBMetadata& metadata);
+    // Before the engine imports a downloaded record, of an entity that there is.
+    QWImportVerdict prepareImport(const QString& localPath, const DBMetadata& metadata);
     // The path of a file whose deletion is to be asked for once more, on behalf of its row, which is in flight; null when
     // there is none.
     QString takeDeletionDue() { return std::exchange(deletionDue_, QString()); }
@@ -68,7 +68,8 @@ private:
     void deleteWhatIsTakenAlong(QWManagedObjectWithSyncSupport& version);
     bool keepsReference(const QWManagedObjectWithSyncSupport& object, const QWPropertyDescription& reference);
     Order order(const QVariantMap& received, QWManagedObjectWithSyncSupport& present);
-    void deleteAgain(QWManagedObjectWithSyncSupport& present, const DBMetadata& metadata);
+    bool deleteAgainIfInFlight(const DBMetadata& metadata);
+    bool isBehindDeletion(const QVariantMap& received, const QString& fileName);
     bool isDeletedUnsaved(const QWManagedObjectWithSyncSupport& present) const;
     void forgetRevision(const QString& fileName);
     void noteReferencesToDeleted();

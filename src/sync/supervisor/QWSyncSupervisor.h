@@ -19,9 +19,9 @@ class QWPreferencesKeeper;
 class QWRecordKeeper;
 class QWVersionArchive;
 
-// Stands between an engine and the host's client and sees to it that the engine is never stuck, that desktops
-// never stay apart, and that no more is asked of the cloud than is due. A host makes one for its engine, and
-// signs in and syncs through it:
+// Stands between an engine and the host's client and sees to it that the engine is never stuck, that desktops do not
+// stay apart (but for what docs/guarantees.md names), and that no more is asked of the cloud than is due. A host makes
+// one for its engine, and signs in and syncs through it:
 //
 //     auto supervisor = QWSyncSupervisor::create(engine, std::move(client));
 //     supervisor->activate();

@@ -154,17 +154,17 @@ void QWSyncSupervisor::restClientLoadedFile(DBRestClient&, const QString& localP
                 asked->next();
         });
     refusals_.remove(metadata.filename());
-    QWImageKeeper::Verdict verdict;
+    QWImportVerdict verdict;
     if (!qw::sync::belongsToEntity(*engine_, metadata.filename()))
         verdict.reason = QStringLiteral("it belongs to no entity");
     else if (qw::sync::isRecordFile(localPath) && modelRefusals_->refusesFile(metadata.filename()))
-        verdict = {QStringLiteral("the model refuses it"), QWImageKeeper::Verdict::Declined};
+        verdict = {QStringLiteral("the model refuses it"), QWImportVerdict::Declined};
     else if (qw::sync::isRecordFile(localPath))
-        verdict.reason = records_->prepareImport(localPath, metadata);
+        verdict = records_->prepareImport(localPath, metadata);
     else
         verdict = images_->prepareImport(localPath, metadata);
     const QString reason = verdict.reason;
-    if (verdict.what == QWImageKeeper::Verdict::Later)
+    if (verdict.what == QWImportVerdict::Later)
         return finish([&](auto&) {
             repeatLater("restClient:loadedFile:", {QStringLiteral("sync"), 1, reason}, [=, this] {
                 ++requestsOut_;
@@ -173,7 +173,7 @@ void QWSyncSupervisor::restClientLoadedFile(DBRestClient&, const QString& localP
             });
         });
     finish([&](auto& to) {
-        if (verdict.what == QWImageKeeper::Verdict::ForEngine)
+        if (verdict.what == QWImportVerdict::ForEngine)
             to.restClientLoadedFile(*this, localPath, contentType, metadata);
         else
             engine_->declineFile(localPath, metadata);

@@ -95,6 +95,54 @@ TEST_F(InFlight,
     EXPECT_TRUE(cloud.fileNames().contains("Book!!!X.data"));
 }
 
+// Its file may be listed like a version from elsewhere.
+struct InFlightAndDeletedHere : InFlight {
+    InFlightAndDeletedHere() { engine().deactivateSync(); }
+    void remove() {
+        desktop.context->deleteObject(*desktop.find("X"));
+        desktop.save();
+    }
+    void expectGone() {
+        desktop.activate();
+        pass(2000);
+        EXPECT_EQ(cloud.fileNames(), QStringList());
+        EXPECT_FALSE(desktop.find("X"));
+        EXPECT_TRUE(supervisor().isInStep());
+    }
+};
+
+TEST_F(InFlightAndDeletedHere, Stays_away) {
+    remove();
+    expectGone();
+}
+
+TEST_F(InFlightAndDeletedHere, Stays_away_in_an_earlier_version_than_was_deleted) {
+    desktop.find("X")->setValueForKey("title", "T2");
+    desktop.save();
+    remove();
+    expectGone();
+}
+
+TEST_F(InFlightAndDeletedHere, Stays_away_when_it_is_there_again_before_its_deletion_is_answered) {
+    const QByteArray record = cloud.bytes("Book!!!X.data");
+    remove();
+    desktop.client->on(QWRestRequest::Delete).first(2).delaysAnswer(std::chrono::seconds(700));
+    desktop.activate();
+    pass(800);
+    ASSERT_EQ(cloud.fileNames(), QStringList());
+    cloud.put("Book!!!X.data", record);
+    expectGone();
+}
+
+TEST_F(InFlightAndDeletedHere, Comes_back_when_somebody_has_edited_it) {
+    remove();
+    cloud.putRecord("Book!!!X.data", book("Later", "2035-01-01 00:00:00 +0000"));
+    desktop.activate();
+    pass(2000);
+    EXPECT_EQ(desktop.find("X")->valueForKey("title"), "Later");
+    EXPECT_EQ(cloud.fileNames(), QStringList{"Book!!!X.data"});
+}
+
 TEST_F(InFlight, A_copy_that_was_deleted_meanwhile_makes_nothing_be_sent_again) {
     cloud.putRecord("Book!!!X (Owner's conflicted copy).data", book("Old"));
     pass(0.1);
