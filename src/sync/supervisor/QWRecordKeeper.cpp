@@ -130,10 +130,11 @@ QWImportVerdict QWRecordKeeper::prepareImport(const QString& localPath, const DB
         static_cast<bool>(metadataManager.fileMetadataForFileName(images_.nameOf(*present), false));
     if (hasImage ? place == Order::Same && !isImageKnown : isImageKnown)
         images_.checkLater(metadata.filename());
-    discardBehind(*present, *received, metadata.filename());
+    // What waited to be sent may have been about more than the version that is discarded.
+    const bool isHostsDiscarded = discardBehind(*present, *received, metadata.filename());
     // A process that had merged the copy, and saved it, may have died before it was sent in its own file.
     const bool isMerged = isCopy && place == Order::Same;
-    if (isOwnCopy || isMerged || (!isCopy && place == Order::Behind))
+    if (isOwnCopy || isMerged || (place == Order::Behind && (!isCopy || isHostsDiscarded)))
         queue(*present);
     return {place == Order::Same ? QStringLiteral("the record here is the same")
                                  : QStringLiteral("the record here is newer")};
@@ -161,7 +162,7 @@ bool QWRecordKeeper::isBehindDeletion(const QVariantMap& received, const QString
 
 // The host's unsaved version may be behind the saved one, by a clock that is. Where that has come with the running batch,
 // the merge sees to it.
-void QWRecordKeeper::discardBehind(QWManagedObjectWithSyncSupport& present, const QVariantMap& received,
+bool QWRecordKeeper::discardBehind(QWManagedObjectWithSyncSupport& present, const QVariantMap& received,
                                    const QString& fileName) {
     // What a deletion in the batch has taken from it is not what a received version has changed.
     const QStringList changed = present.changedValues().keys();
@@ -172,12 +173,13 @@ void QWRecordKeeper::discardBehind(QWManagedObjectWithSyncSupport& present, cons
     const auto host = hostsObject(engine_, fileName);
     const bool isMadeAgain = host && host->isInserted() && !present.isInserted();
     if (isReceived || !host || !host->hasChanges() || (host->isInserted() && !isMadeAgain))
-        return;
+        return false;
     if (const Order place = order(received, *host); place <= Order::Same)
-        return;
+        return false;
     engine_.discardUnsavedVersion(*host, present);
     if (files().exists(host->imageURL().toLocalFile()))
         images_.checkLater(fileName);
+    return true;
 }
 
 // It has not come before, though another record's reference may have made it, without a date.

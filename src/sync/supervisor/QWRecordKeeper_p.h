@@ -57,7 +57,7 @@ private:
     using Object = QWRef<QWManagedObjectWithSyncSupport>;
     enum class Order { Behind, Same, AheadInSecond, Ahead };
 
-    void discardBehind(QWManagedObjectWithSyncSupport& present, const QVariantMap& received,
+    bool discardBehind(QWManagedObjectWithSyncSupport& present, const QVariantMap& received,
                        const QString& fileName);
     void prepareNewRecord(const QString& fileName, bool isCopy);
     void queue(const QWManagedObjectWithSyncSupport& present);

@@ -54,3 +54,36 @@ TEST_F(VersionsInBatch, An_unsaved_edit_dated_before_the_saved_version_gives_way
     EXPECT_EQ(host->valueForKey("title"), "M");
     EXPECT_FALSE(host->hasChanges());
 }
+
+// The file that is behind the saved version makes that wait to be sent; then the copy discards the edit.
+TEST_F(VersionsInBatch, A_saved_version_is_sent_where_a_copy_makes_an_unsaved_edit_before_it_give_way) {
+    desktop.client->on(QWRestRequest::LoadFile)
+        .where([](const QWRestRequest& request) { return request.path.contains("copy"); })
+        .first(1)
+        .delaysAnswer(10s);
+    const auto host = desktop.find("X");
+    host->setValueForKey("title", "Unsaved");
+    host->setDateModified(host->dateModified().addSecs(-3));
+    cloud.putRecord("Book!!!X.data", book("Earlier", "2024-12-31 23:59:00 +0000"));
+    cloud.putRecord("Book!!!X (Bob's conflicted copy).data", book("Copy", "2024-12-31 23:59:58 +0000"));
+    desktop.askForChanges();
+    pass(60);
+    EXPECT_EQ(host->valueForKey("title"), "M");
+    EXPECT_TRUE(cloud.bytes("Book!!!X.data").contains("\"M\""));
+    EXPECT_TRUE(supervisor().isInStep());
+}
+
+TEST_F(VersionsInBatch, A_greater_version_of_the_same_second_does_not_undo_an_unsaved_deletion) {
+    const auto version = versionInSameSecond(true);
+    desktop.client->on(QWRestRequest::Delete).first(2).answersWith(503);
+    engine().deactivateSync();
+    desktop.context->deleteObject(*desktop.find("X"));
+    desktop.context->processPendingChanges();
+    cloud.putRecord("Book!!!X.data", version);
+    desktop.activate();
+    pass(30);
+    desktop.save();
+    pass(100);
+    EXPECT_FALSE(desktop.find("X"));
+    EXPECT_EQ(cloud.fileNames(), QStringList());
+}
