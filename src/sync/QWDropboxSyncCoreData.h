@@ -413,6 +413,7 @@ private:
     void replaceInsertionsOfMainContext(const QWDidSaveNotice& notice);
     void mainContextDidMerge(const QWDidSaveNotice& notice);
     void replaceInsertionsOfBatch(const QWManagedObjectSet& saved);
+    void refreshBatch(const QWDidSaveNotice& notice);
 
     // Preferences -------------------------------------------------------------------------------------------
 

@@ -335,6 +335,7 @@ void QWDropboxSyncCoreData::mainContextDidMerge(const QWDidSaveNotice& notice) {
     for (const auto& record : notice.inserted)
         saved.push_back(mainManagedObjectContext_->objectWithID(record->objectID()));
     replaceInsertionsOfBatch(saved);
+    refreshBatch(notice);
 }
 
 // The host has saved records that the batch has inserted as well: the batch goes on with the host's. With two, each
@@ -359,4 +360,24 @@ void QWDropboxSyncCoreData::replaceInsertionsOfBatch(const QWManagedObjectSet& s
     for (const auto& [from, to, receivedWins] : replacements)
         if (!receivedWins)
             insertInSyncQueueManagedObject(*synced(to), QWDropboxSyncActionInsertOrUpdate);
+}
+
+// What the batch has read, and not received, is as the host has saved it since: what is received of it next is compared
+// with that. (A record that the batch has linked another to is found there also when the store has it no more.)
+void QWDropboxSyncCoreData::refreshBatch(const QWDidSaveNotice& notice) {
+    if (!syncSupportManagedObjectCopy_)
+        return;
+    auto& context = *syncSupportManagedObjectCopy_;
+    const auto readByBatch = [&](const QWRef<QWManagedObject>& saved) {
+        const auto record = context.registeredObject(saved->objectID());
+        const auto* object = synced(record);
+        const bool isReceived = object && objectsReceived_.contains(QWSyncedIdentity(*object));
+        return !record || record->isDeleted() || isReceived ? QWRef<QWManagedObject>() : record;
+    };
+    for (const auto& saved : notice.updated)
+        if (const auto record = readByBatch(saved))
+            context.refreshObject(*record, true);
+    for (const auto& saved : notice.deleted)
+        if (const auto record = readByBatch(saved))
+            qw::sync::deleteWithoutRules(*record);
 }

@@ -94,6 +94,7 @@ bool QWDropboxSyncCoreData::isUnsavedInMainContext(const QWSyncedIdentity& ident
 
 void QWDropboxSyncCoreData::mainContextDidSave(const QWDidSaveNotice& notice) {
     replaceInsertionsOfBatch(notice.inserted);
+    refreshBatch(notice);
     bool isChanged = false;
     for (const auto* set : {&notice.inserted, &notice.updated, &notice.deleted}) {
         for (const auto& record : *set) {

@@ -302,8 +302,13 @@ void Model::started(int machine, const QHash<QString, Version>& records) {
     // take it back.
     QHash<QString, Version> unsavedEdits;
     for (auto edit = at.unsavedEdits.begin(); edit != at.unsavedEdits.end(); ++edit)
-        if (records.contains(edit.key()) && records[edit.key()] == *edit)
+        if (records.contains(edit.key()) && records[edit.key()] == *edit) {
             unsavedEdits[edit.key()] = *edit;
+            // By a clock that is behind it may have replaced a version of a later date.
+            auto& lastSaved = histories_[edit.key()].lastSaved;
+            if (lastSaved.contains(machine) && edit->isBehind(lastSaved[machine]))
+                lastSaved[machine] = *edit;
+        }
     auto candidates = at.candidates;
     for (auto before = at.atLastSave.begin(); before != at.atLastSave.end(); ++before)
         candidates[before.key()].push_back(*before);

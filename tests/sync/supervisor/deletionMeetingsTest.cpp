@@ -51,6 +51,59 @@ TEST_F(DeletedReference, Is_lost_in_the_cloud_when_the_deletion_waits_to_be_sent
     EXPECT_TRUE(cloud.fileNames().contains("Author!!!A.data"));
 }
 
+namespace {
+
+// The batch reads the author for the sake of the book, and the host saves before the author's own file has come.
+struct SavedDuringBatch : DeletedReference {
+    SavedDuringBatch() {
+        pass(5);
+        record = cloud.bytes(authorsFile);
+        received = book("New");
+        received["author"] = QVariantMap{{"uuid", "A"}, {"entityName", "Author"}};
+    }
+    // What the host has not saved is in the cloud, and another desktop sends the author as it was.
+    void receiveAndSave() {
+        desktop.context->processPendingChanges();
+        pass(5);
+        ASSERT_NE(cloud.bytes(authorsFile), record);
+        cloud.put(authorsFile, record);
+        cloud.putRecord("Book!!!B.data", received);
+        desktop.client->on(QWRestRequest::LoadFile)
+            .where([this](const QWRestRequest& request) { return request.path.endsWith(authorsFile); })
+            .first(1)
+            .delaysAnswer(std::chrono::seconds(10));
+        supervisor().syncNow();
+        pass(5);
+        desktop.save();
+        pass(60);
+    }
+
+    const QString authorsFile = "Author!!!A.data";
+    QByteArray record;
+    QVariantMap received;
+};
+
+} // namespace
+
+TEST_F(SavedDuringBatch, An_edit_dated_before_what_is_received_gives_way) {
+    const QVariant name = author->valueForKey("name");
+    author->setValueForKey("name", "Behind");
+    author->setDateModified(author->dateModified().addSecs(-3));
+    receiveAndSave();
+    EXPECT_EQ(author->valueForKey("name"), name);
+    EXPECT_EQ(cloud.bytes(authorsFile), record);
+    EXPECT_TRUE(supervisor().isInStep());
+}
+
+TEST_F(SavedDuringBatch, A_deletion_that_was_sent_does_not_keep_away_what_another_desktop_sends) {
+    desktop.context->deleteObject(*author);
+    receiveAndSave();
+    EXPECT_TRUE(desktop.find("A", "Author"));
+    EXPECT_EQ(cloud.bytes(authorsFile), record);
+    EXPECT_EQ(static_cast<bool>(desktop.find("B")->relatedObject("author")), isReferenceInCloud());
+    EXPECT_TRUE(supervisor().isInStep());
+}
+
 // In flight -------------------------------------------------------------------------------------------------
 
 namespace {
@@ -131,6 +184,12 @@ TEST_F(InFlightAndDeletedHere, Stays_away_when_it_is_there_again_before_its_dele
     pass(800);
     ASSERT_EQ(cloud.fileNames(), QStringList());
     cloud.put("Book!!!X.data", record);
+    expectGone();
+}
+
+TEST_F(InFlightAndDeletedHere, Stays_away_with_an_earlier_copy_of_a_conflict) {
+    remove();
+    cloud.putRecord("Book!!!X (Bob's conflicted copy).data", book("Old"));
     expectGone();
 }
 
