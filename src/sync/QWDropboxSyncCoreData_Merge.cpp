@@ -375,9 +375,9 @@ void QWDropboxSyncCoreData::refreshBatch(const QWDidSaveNotice& notice) {
         return !record || record->isDeleted() || isReceived ? QWRef<QWManagedObject>() : record;
     };
     for (const auto& saved : notice.updated)
-        if (const auto record = readByBatch(saved))
-            context.refreshObject(*record, true);
+        if (const auto read = readByBatch(saved))
+            context.refreshObject(*read, true);
     for (const auto& saved : notice.deleted)
-        if (const auto record = readByBatch(saved))
-            qw::sync::deleteWithoutRules(*record);
+        if (const auto read = readByBatch(saved))
+            qw::sync::deleteWithoutRules(*read);
 }

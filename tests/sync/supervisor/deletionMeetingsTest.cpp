@@ -16,10 +16,13 @@ struct DeletedReference : OneDesktop {
         desktop.save();
         begin();
     }
-    void sendBook() {
+    void putBook() {
         QVariantMap record = book("New");
         record["author"] = QVariantMap{{"uuid", "A"}, {"entityName", "Author"}};
         cloud.putRecord("Book!!!B.data", record);
+    }
+    void sendBook() {
+        putBook();
         supervisor().syncNow();
         pass(1);
     }
@@ -58,29 +61,30 @@ struct SavedDuringBatch : DeletedReference {
     SavedDuringBatch() {
         pass(5);
         record = cloud.bytes(authorsFile);
-        received = book("New");
-        received["author"] = QVariantMap{{"uuid", "A"}, {"entityName", "Author"}};
     }
-    // What the host has not saved is in the cloud, and another desktop sends the author as it was.
-    void receiveAndSave() {
+    // What the host has not saved is in the cloud.
+    void sendUnsaved() {
         desktop.context->processPendingChanges();
         pass(5);
         ASSERT_NE(cloud.bytes(authorsFile), record);
+    }
+    // Another desktop sends the author as it was.
+    void receiveDuring(const std::function<void()>& save) {
+        cloud.put(authorsFile, "else"); // so that it comes in a new revision
         cloud.put(authorsFile, record);
-        cloud.putRecord("Book!!!B.data", received);
+        putBook();
         desktop.client->on(QWRestRequest::LoadFile)
             .where([this](const QWRestRequest& request) { return request.path.endsWith(authorsFile); })
             .first(1)
             .delaysAnswer(std::chrono::seconds(10));
         supervisor().syncNow();
         pass(5);
-        desktop.save();
+        save();
         pass(60);
     }
 
     const QString authorsFile = "Author!!!A.data";
     QByteArray record;
-    QVariantMap received;
 };
 
 } // namespace
@@ -89,15 +93,35 @@ TEST_F(SavedDuringBatch, An_edit_dated_before_what_is_received_gives_way) {
     const QVariant name = author->valueForKey("name");
     author->setValueForKey("name", "Behind");
     author->setDateModified(author->dateModified().addSecs(-3));
-    receiveAndSave();
+    sendUnsaved();
+    receiveDuring([&] { desktop.save(); });
     EXPECT_EQ(author->valueForKey("name"), name);
     EXPECT_EQ(cloud.bytes(authorsFile), record);
     EXPECT_TRUE(supervisor().isInStep());
 }
 
+TEST_F(SavedDuringBatch, An_edit_by_another_context_that_is_dated_before_what_is_received_gives_way) {
+    desktop.wantsUpdate = [](auto&) { return false; };
+    const auto save = [&] {
+        const auto own =
+            std::make_shared<QWManagedObjectContext>(desktop.coordinator, QWConcurrencyType::PrivateQueue);
+        const auto observation = own->observeDidSave(
+            [&](const QWDidSaveNotice& notice) { desktop.context->mergeChangesFromContextDidSave(notice); });
+        const auto edited = QWManagedObjectWithSyncSupport::fetchObjectWithUUID("A", "Author", *own);
+        edited->setValueForKey("name", "Behind");
+        edited->setDateModified(edited->dateModified().addSecs(-3));
+        ASSERT_TRUE(own->save());
+        ASSERT_EQ(author->valueForKey("name"), "Behind");
+    };
+    receiveDuring(save);
+    EXPECT_NE(author->valueForKey("name"), "Behind");
+    EXPECT_EQ(cloud.bytes(authorsFile), record);
+}
+
 TEST_F(SavedDuringBatch, A_deletion_that_was_sent_does_not_keep_away_what_another_desktop_sends) {
     desktop.context->deleteObject(*author);
-    receiveAndSave();
+    sendUnsaved();
+    receiveDuring([&] { desktop.save(); });
     EXPECT_TRUE(desktop.find("A", "Author"));
     EXPECT_EQ(cloud.bytes(authorsFile), record);
     EXPECT_EQ(static_cast<bool>(desktop.find("B")->relatedObject("author")), isReferenceInCloud());
