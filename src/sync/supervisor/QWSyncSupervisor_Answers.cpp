@@ -101,16 +101,18 @@ void QWSyncSupervisor::sendAgainWhatIsDeleted(const QList<DBDeltaEntryRef>& page
 }
 
 // A listing from scratch tells of no deletion. What it lacks may have been sent before it was made, and deleted since, or
-// have come too late for it: of what is in flight the same bytes change nothing where the cloud holds the file.
+// have come too late for it: of what is in flight the same bytes change nothing where the cloud holds the file. A record
+// is in flight for as long as its image is, its own file may have been answered for.
 void QWSyncSupervisor::sendAgainWhatIsMissing(const QStringList& fileNames,
                                               const QStringList& writtenMeanwhile) {
     for (const QString& name : fileNames) {
         const QString path = qw::text::lowercase(qw::sync::remotePath(name));
+        bool isToBeSent = qw::sync::isRecordFile(name);
         for (FileRequest& upload : uploadsOut_)
-            if (upload.path == path) {
-                upload.isDeletedSince = true;
-                sendAgainWhatIsInFlight(qw::sync::uuidNamedByFile(name));
-            }
+            if (upload.path == path)
+                isToBeSent = upload.isDeletedSince = true;
+        if (isToBeSent)
+            sendAgainWhatIsInFlight(qw::sync::uuidNamedByFile(name));
     }
     images_->noteMissing(writtenMeanwhile);
     records_->noteMissing(writtenMeanwhile);

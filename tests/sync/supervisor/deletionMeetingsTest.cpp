@@ -308,6 +308,13 @@ TEST_F(ImageInFlight, Is_sent_again_when_it_was_deleted_before_a_listing_from_sc
     expectBothInCloud();
 }
 
+TEST_F(ImageInFlight, Is_sent_again_with_its_record_when_that_was_deleted_before_a_listing_from_scratch) {
+    cloud.remove("Book!!!X.data");
+    cloud.folder->forgetCursors();
+    pass(900);
+    expectBothInCloud();
+}
+
 TEST_F(ImageInFlight, Is_sent_again_when_it_was_deleted_meanwhile_and_the_answer_finds_the_engine_inactive) {
     cloud.folder->remove("/SyncCache.dbSync");
     pass(650);
