@@ -127,7 +127,7 @@ QWDropboxSyncCoreData::hostsVersion(const QWManagedObjectWithSyncSupport& object
 }
 
 // What the batch deletes (by delete rules, too), changes, and has inserted like the host. A record that the host
-// has deleted since the batch read it is not in the main context.
+// has deleted since the batch read it is not in the main context, unless the host has made it again: that stays.
 void QWDropboxSyncCoreData::tellOfVersionsThatGiveWay(QWManagedObjectContext& context) {
     if (!isSignalConnected(QMetaMethod::fromSignal(&QWDropboxSyncCoreData::versionGivesWay)))
         return;
@@ -135,7 +135,10 @@ void QWDropboxSyncCoreData::tellOfVersionsThatGiveWay(QWManagedObjectContext& co
     context.processPendingChanges();
     for (const auto& record : context.deletedObjects())
         if (const auto* object = synced(record))
-            if (const auto host = hostsVersion(*object))
+            if (const auto host = hostsVersion(*object);
+                host
+                && (host->objectID() == object->objectID()
+                    || objectsReceived_.contains(QWSyncedIdentity(*object))))
                 Q_EMIT versionGivesWay(*host, nullptr);
     for (const auto& record : context.updatedObjects()) {
         auto* object = synced(record);

@@ -20,6 +20,7 @@ const QString lastModifiedDateKey = QStringLiteral("lastModifiedDate");
 // Without value where there was no row.
 const QString rowActionKey = QStringLiteral("rowAction");
 const QString rowCouldHaveAnImageKey = QStringLiteral("rowCouldHaveAnImage");
+const QString rowDeletedVersionDateKey = QStringLiteral("rowDeletedVersionDate");
 
 QString text(const QWManagedObject& entry, const QString& key) {
     return entry.valueForKey(key).toString();
@@ -41,6 +42,7 @@ void QWDropboxSyncJournal::addEntity(QWManagedObjectModel& model) {
     entry.addAttribute(lastModifiedDateKey, QWAttributeType::Date);
     entry.addAttribute(rowActionKey, QWAttributeType::Integer);
     entry.addAttribute(rowCouldHaveAnImageKey, QWAttributeType::Boolean);
+    entry.addAttribute(rowDeletedVersionDateKey, QWAttributeType::Date);
 }
 
 QWDropboxSyncJournal::QWDropboxSyncJournal(
@@ -72,6 +74,8 @@ bool QWDropboxSyncJournal::note(const QString& fileName, const QString& uuid,
         entry->setValueForKey(rowActionKey, static_cast<qlonglong>(row->action()));
         if (const auto couldHaveAnImage = row->objectCouldHaveAnImage())
             entry->setValueForKey(rowCouldHaveAnImageKey, *couldHaveAnImage);
+        if (const QDateTime date = row->deletedVersionDate(); date.isValid())
+            entry->setValueForKey(rowDeletedVersionDateKey, date);
     }
     return true;
 }
@@ -126,11 +130,14 @@ void QWDropboxSyncJournal::putBack(const QWManagedObject& entry, bool isRecordHe
 
     const QVariant action = entry.valueForKey(rowActionKey);
     const QString uuid = text(entry, objectUUIDKey);
+    const QDateTime deletedVersionDate = entry.valueForKey(rowDeletedVersionDateKey).toDateTime();
     if (!action.isValid())
         return;
     if (const auto present = QWFindObjectWaitingSync(*context_, uuid)) {
-        if (action.toInt() == QWDropboxSyncActionDelete && !isRecordHere)
+        if (action.toInt() == QWDropboxSyncActionDelete && !isRecordHere) {
             present->setAction(QWDropboxSyncActionDelete);
+            present->setDeletedVersionDate(deletedVersionDate);
+        }
         return;
     }
     const auto row = QWInsertCacheRecord<ObjectWaitingSync>(*context_, QWDBEntityNameObjectWaitingSync);
@@ -140,4 +147,5 @@ void QWDropboxSyncJournal::putBack(const QWManagedObject& entry, bool isRecordHe
     const QVariant couldHaveAnImage = entry.valueForKey(rowCouldHaveAnImageKey);
     if (couldHaveAnImage.isValid())
         row->setObjectCouldHaveAnImage(couldHaveAnImage.toBool());
+    row->setDeletedVersionDate(deletedVersionDate);
 }

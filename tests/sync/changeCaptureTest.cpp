@@ -124,8 +124,11 @@ TEST_F(ChangeCapture, The_row_of_a_deletion_bears_the_date_of_the_version_that_w
     desktop.context->deleteObject(*book);
     saveAndTurn();
     EXPECT_EQ(desktop.row(*book)->deletedVersionDate(), date);
-    book->setDateModified(date.addSecs(-5));
-    engine().insertInSyncQueueManagedObject(*book, QWDropboxSyncActionDelete);
+    const auto received = QWManagedObjectWithSyncSupport::fetchObjectWithUUID(
+        book->uuid(), "Book", *engine().syncSupportManagedObjectContextCopy(), true);
+    received->setDateModified(date.addSecs(-5));
+    ASSERT_NE(received->dateModified(), date);
+    engine().insertInSyncQueueManagedObject(*received, QWDropboxSyncActionDelete);
     EXPECT_EQ(desktop.row(*book)->deletedVersionDate(), date);
 }
 

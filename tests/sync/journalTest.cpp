@@ -55,6 +55,24 @@ TEST_F(Journal, An_entry_puts_back_what_was_known_of_the_file_its_row_and_the_cu
     EXPECT_TRUE(journal.isEmpty());
 }
 
+TEST_F(Journal, An_entry_puts_back_the_date_of_the_version_that_its_row_deletes) {
+    const QDateTime date = metadata("x").lastModifiedDate;
+    for (const bool isRowHere : {false, true}) {
+        const auto row = addRow("X", QWDropboxSyncActionDelete);
+        row->setDeletedVersionDate(date);
+        journal.note("Book!!!X.data", "X", "Book");
+        cache().deleteObject(*row);
+        if (isRowHere)
+            addRow("X", QWDropboxSyncActionInsertOrUpdate);
+        putAllBack();
+        const auto present = QWFindObjectWaitingSync(cache(), "X");
+        ASSERT_TRUE(present);
+        EXPECT_EQ(present->action(), QWDropboxSyncActionDelete);
+        EXPECT_EQ(present->deletedVersionDate(), date);
+        cache().deleteObject(*present);
+    }
+}
+
 TEST_F(Journal, A_file_that_was_not_known_is_known_without_a_revision_where_its_record_is_here) {
     isHere = true;
     for (const bool isKnown : {true, false}) {

@@ -44,9 +44,12 @@ std::optional<QByteArray> travellingHash(QWDropboxSyncCoreData& engine,
 }
 
 QWRef<ObjectWaitingSync> waitingDeletion(QWDropboxSyncCoreData& engine, const QString& fileName) {
+    const auto named = objectNamedByFile(fileName);
     const auto row =
         QWFindObjectWaitingSync(*engine.dropboxCacheManagedObjectContext(), uuidNamedByFile(fileName));
-    return row && row->action() == QWDropboxSyncActionDelete ? row : QWRef<ObjectWaitingSync>();
+    const bool isDeletion = row && named && row->action() == QWDropboxSyncActionDelete
+                            && row->objectEntityName().compare(named->entityName, Qt::CaseInsensitive) == 0;
+    return isDeletion ? row : QWRef<ObjectWaitingSync>();
 }
 
 } // namespace qw::sync

@@ -86,12 +86,13 @@ QWImportVerdict QWRecordKeeper::prepareImport(const QString& localPath, const DB
     auto& metadataManager = engine_.fileMetadataManager();
     const bool isCopy = metadataManager.isFileNameConflicted(qw::text::lowercase(metadata.filename()));
     const auto present = presentVersion(engine_, metadata.filename());
-    if (!present && !isCopy && isBehindDeletion(*received, metadata.filename())) {
+    const bool isBare = !present || !present->dateModified().isValid();
+    if (isBare && !isCopy && isBehindDeletion(*received, metadata.filename())) {
         losingVersions_.addDeclined(metadata.filename(), *received, nullptr);
         deleteAgainIfInFlight(metadata);
         return {QStringLiteral("the record here was deleted"), QWImportVerdict::Declined};
     }
-    if (!present || !present->dateModified().isValid()) {
+    if (isBare) {
         if (!present && isCopy && waitingDeletion(engine_, metadata.filename()))
             losingVersions_.addDeclined(metadata.filename(), *received, nullptr);
         prepareNewRecord(metadata.filename(), isCopy);
@@ -151,8 +152,9 @@ bool QWRecordKeeper::deleteAgainIfInFlight(const DBMetadata& metadata) {
     return true;
 }
 
-// What the cloud holds may be an upload of this desktop that was not answered before the host deleted the record: the
-// version that was deleted, or one before it, is no edit that the waiting deletion would have to give way to.
+// What the cloud holds may be an upload of this desktop that was not answered before the host deleted the record: to the
+// version that was deleted, or one before it, the waiting deletion does not give way. A reference may have made the record
+// anew, bare, in the same batch.
 bool QWRecordKeeper::isBehindDeletion(const QVariantMap& received, const QString& fileName) {
     const auto row = waitingDeletion(engine_, fileName);
     const QDateTime date = qw::sync::dateOfRecord(received);

@@ -3,6 +3,7 @@
 #include "sync/supervisor/QWSyncSupervisor.h"
 
 #include "platform/text/QWText.h"
+#include "sync/QWDeltaSpecialActions_p.h"
 #include "sync/QWRequestFailure_p.h"
 #include "sync/QWSyncFileNames_p.h"
 #include "sync/supervisor/QWDeletionGuard_p.h"
@@ -107,7 +108,8 @@ void QWSyncSupervisor::sendAgainWhatIsMissing(const QStringList& fileNames,
                                               const QStringList& writtenMeanwhile) {
     for (const QString& name : fileNames) {
         const QString path = qw::text::lowercase(qw::sync::remotePath(name));
-        bool isToBeSent = qw::sync::isRecordFile(name);
+        bool isToBeSent =
+            qw::sync::isRecordFile(name) && !qw::sync::isConflictedName(qw::text::lowercase(name));
         for (FileRequest& upload : uploadsOut_)
             if (upload.path == path)
                 isToBeSent = upload.isDeletedSince = true;

@@ -118,8 +118,12 @@ void QWSyncSupervisor::passOverUpload(const QString& fileName, const QString& lo
 
 void QWSyncSupervisor::deletePath(const QString& path) {
     const QString fileName = qw::text::lastPathComponent(path);
-    if (qw::sync::isRecordFile(fileName) && !qw::sync::isConflictedName(fileName))
+    if (qw::sync::isRecordFile(fileName) && !qw::sync::isConflictedName(fileName)) {
         recordsInFlight_.remove(qw::sync::uuidNamedByFile(fileName));
+        // It may have been deleted here while its upload was in flight. That change is seen to with this.
+        if (const auto row = engine_->objectSyncingForFileWithName(fileName))
+            row->setObjectModifiedWhileUploading(false);
+    }
     requestDeletion(path);
 }
 

@@ -54,6 +54,38 @@ TEST_F(DeletedReference, Is_lost_in_the_cloud_when_the_deletion_waits_to_be_sent
     EXPECT_TRUE(cloud.fileNames().contains("Author!!!A.data"));
 }
 
+TEST_F(DeletedReference, Stays_away_when_a_record_that_refers_to_it_comes_before_its_own_file) {
+    pass(5);
+    const QByteArray record = cloud.bytes("Author!!!A.data");
+    desktop.client->on(QWRestRequest::Delete).first(20).answersWith(503);
+    desktop.context->deleteObject(*author);
+    desktop.save();
+    cloud.put("Author!!!A.data", "else"); // so that it comes in a new revision
+    cloud.put("Author!!!A.data", record);
+    desktop.client->on(QWRestRequest::LoadFile)
+        .where([](const QWRestRequest& request) { return request.path.endsWith("Author!!!A.data"); })
+        .first(1)
+        .delaysAnswer(std::chrono::seconds(10));
+    sendBook();
+    pass(2000);
+    ASSERT_TRUE(desktop.find("B"));
+    EXPECT_FALSE(desktop.find("A", "Author"));
+    EXPECT_EQ(cloud.fileNames(), QStringList{"Book!!!B.data"});
+    EXPECT_TRUE(supervisor().isInStep());
+}
+
+TEST_F(DeletedReference, Does_not_keep_away_a_record_of_another_entity_with_its_uuid) {
+    pass(5);
+    desktop.client->on(QWRestRequest::Delete).answersWith(503);
+    desktop.context->deleteObject(*author);
+    desktop.save();
+    cloud.putRecord("Book!!!A.data", book("Of the same uuid"));
+    supervisor().syncNow();
+    pass(60);
+    EXPECT_TRUE(desktop.find("A"));
+    EXPECT_TRUE(cloud.fileNames().contains("Book!!!A.data"));
+}
+
 namespace {
 
 // The batch reads the author for the sake of the book, and the host saves before the author's own file has come.
@@ -128,6 +160,27 @@ TEST_F(SavedDuringBatch, A_deletion_that_was_sent_does_not_keep_away_what_anothe
     EXPECT_TRUE(supervisor().isInStep());
 }
 
+TEST_F(SavedDuringBatch, What_the_host_has_deleted_and_made_again_stays) {
+    putBook();
+    cloud.putRecord("Book!!!C.data", book("Late"));
+    desktop.client->on(QWRestRequest::LoadFile)
+        .where([](const QWRestRequest& request) { return request.path.endsWith("Book!!!C.data"); })
+        .first(1)
+        .delaysAnswer(std::chrono::seconds(10));
+    supervisor().syncNow();
+    pass(5);
+    desktop.context->deleteObject(*author);
+    desktop.save();
+    desktop.add("Author", {{"name", "Again"}})->setUuid("A");
+    desktop.save();
+    pass(60);
+    ASSERT_TRUE(desktop.find("C"));
+    EXPECT_TRUE(desktop.find("A", "Author"));
+    EXPECT_EQ(count(QWRestRequest::Delete), 0);
+    EXPECT_TRUE(cloud.bytes(authorsFile).contains("Again"));
+    EXPECT_TRUE(supervisor().isInStep());
+}
+
 // In flight -------------------------------------------------------------------------------------------------
 
 namespace {
@@ -170,6 +223,22 @@ TEST_F(InFlight,
     desktop.client->on(QWRestRequest::LoadDelta).delaysAnswer(std::chrono::seconds(200));
     pass(1300);
     EXPECT_TRUE(cloud.fileNames().contains("Book!!!X.data"));
+}
+
+// The host deletes it before the answer comes, and the answer to the deletion takes as long.
+TEST_F(InFlight, Stays_away_when_it_is_there_again_before_the_deletion_that_follows_it_is_answered) {
+    const QByteArray record = cloud.bytes("Book!!!X.data");
+    desktop.client->on(QWRestRequest::Delete).first(2).delaysAnswer(std::chrono::seconds(700));
+    desktop.context->deleteObject(*desktop.find("X"));
+    desktop.save();
+    pass(750);
+    ASSERT_EQ(cloud.fileNames(), QStringList());
+    cloud.put("Book!!!X.data", record);
+    supervisor().syncNow();
+    pass(2000);
+    EXPECT_EQ(cloud.fileNames(), QStringList());
+    EXPECT_FALSE(desktop.find("X"));
+    EXPECT_TRUE(supervisor().isInStep());
 }
 
 // Its file may be listed like a version from elsewhere.
@@ -230,6 +299,16 @@ TEST_F(InFlight, A_copy_that_was_deleted_meanwhile_makes_nothing_be_sent_again) 
     cloud.putRecord("Book!!!X (Owner's conflicted copy).data", book("Old"));
     pass(0.1);
     cloud.remove("Book!!!X (Owner's conflicted copy).data");
+    pass(800);
+    EXPECT_EQ(count(QWRestRequest::Upload), 1);
+    EXPECT_TRUE(supervisor().isInStep());
+}
+
+// An earlier upload of this desktop has become the copy, and another one has merged it.
+TEST_F(InFlight, A_copy_that_a_listing_from_scratch_lacks_makes_nothing_be_sent_again) {
+    const QString copy = "Book!!!X (Owner's conflicted copy).data";
+    engine().fileMetadataManager().fileMetadataForFileName(copy, true)->setRev("1");
+    cloud.folder->forgetCursors();
     pass(800);
     EXPECT_EQ(count(QWRestRequest::Upload), 1);
     EXPECT_TRUE(supervisor().isInStep());
