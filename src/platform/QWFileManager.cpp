@@ -9,6 +9,7 @@
 #ifdef Q_OS_WIN
 #include <io.h>
 #else
+#include <fcntl.h>
 #include <unistd.h>
 #endif
 
@@ -106,6 +107,22 @@ bool QWSystemFileManager::sync(const QString& path, QWError* error) {
     const bool isSynced = ::fsync(file.handle()) == 0;
 #endif
     return isSynced || qw::fail(error, fileError(path, QStringLiteral("synced"), qt_error_string(), errno));
+}
+
+bool QWSystemFileManager::syncFolder(const QString& path, QWError* error) {
+#ifdef Q_OS_WIN
+    Q_UNUSED(path)
+    Q_UNUSED(error)
+    return true;
+#else
+    const int folder = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const bool isSynced = folder >= 0 && ::fsync(folder) == 0;
+    const int failure = errno;
+    if (folder >= 0)
+        ::close(folder);
+    return isSynced
+           || qw::fail(error, fileError(path, QStringLiteral("synced"), qt_error_string(failure), failure));
+#endif
 }
 
 bool QWSystemFileManager::move(const QString& from, const QString& to, QWError* error) {

@@ -30,6 +30,10 @@ public:
     // Returns when the file's bytes are on the disk: what `write` does by itself, and what a file needs that
     // was written in another way, before it is counted on after a power failure. It takes a disk's time.
     virtual bool sync(const QString& path, QWError* error = nullptr) = 0;
+    // Returns when the names in a folder are on the disk: what a file needs that was written or moved there, before it
+    // is counted on under that name after a power failure. (fsync(2) of a file says nothing of its name. On Windows
+    // there is no such call, and nothing is done.)
+    virtual bool syncFolder(const QString& path, QWError* error = nullptr) = 0;
     // Moves a file over whatever file stands at `to`; across file systems it copies, then removes.
     virtual bool move(const QString& from, const QString& to, QWError* error = nullptr) = 0;
     // Removes a file; a missing one is an error.
@@ -51,6 +55,7 @@ public:
     std::unique_ptr<QFile> openToRead(const QString& path, QWError* error = nullptr) const override;
     std::unique_ptr<QFile> openToWrite(const QString& path, QWError* error = nullptr) override;
     bool sync(const QString& path, QWError* error = nullptr) override;
+    bool syncFolder(const QString& path, QWError* error = nullptr) override;
     bool move(const QString& from, const QString& to, QWError* error = nullptr) override;
     bool remove(const QString& path, QWError* error = nullptr) override;
     bool makeFolder(const QString& path, QWError* error = nullptr) override;

@@ -206,6 +206,9 @@ bool QWDropboxSyncCoreData::importImage(const QString& localPath, const DBMetada
             qCWarning(qwSyncLog).noquote() << "the image cannot be placed:" << imagePath << error.message;
             return false;
         }
+        // Else an earlier image might stand there after a loss of power, and be taken for one that was set here since.
+        if (!files.syncFolder(folderOf(imagePath), &error))
+            qCWarning(qwSyncLog).noquote() << "the image may not last:" << imagePath << error.message;
     }
     recordFileMetadata(metadata, imagePath);
     return true;

@@ -88,6 +88,15 @@ TEST_F(SystemFileManager, Says_which_file_cannot_be_synced) {
     EXPECT_FALSE(files.exists(at("missing")));
 }
 
+TEST_F(SystemFileManager, Syncs_a_folder_and_says_which_one_cannot_be_synced) {
+    EXPECT_TRUE(files.syncFolder(at("."), &error)) << error.message.toStdString();
+    files.write(at("file"), "bytes");
+    for (const char* name : {"missing", "file"}) {
+        EXPECT_FALSE(files.syncFolder(at(name), &error)) << name;
+        EXPECT_EQ(error.userInfo["path"], at(name));
+    }
+}
+
 TEST_F(SystemFileManager, A_file_that_cannot_be_opened_is_named) {
     EXPECT_FALSE(files.openToRead(at("missing"), &error));
     EXPECT_EQ(error.userInfo["path"], at("missing"));

@@ -64,6 +64,8 @@ void Model::deleted(int machine, const QString& uuid) {
     deletionsBegun_.remove(uuid);
     histories_[uuid].wasDeleted = true;
     histories_[uuid].deletedBy.insert(machine);
+    if (const auto before = held(machine, uuid))
+        histories_[uuid].secondDeleted = before->second;
     at.records.remove(uuid);
     at.unsent.remove(uuid);
     at.unsavedEdits.remove(uuid);
@@ -114,9 +116,13 @@ void Model::saved(int machine) {
     for (const QString& uuid : at.unsavedDeletions) {
         History& history = histories_[uuid];
         history.wasDeletionSaved = true;
-        // Of what was never saved nothing is left to be deleted, should the disk not take the engine's note of that.
-        history.doesDeletionStand =
-            (history.wasSettled || history.wasSaved) && (history.editedBy - QSet<int>{machine}).isEmpty();
+        // Of what was never saved nothing is left to be deleted, should the disk not take the engine's note of that. An
+        // edit by a clock that was behind has made a version which is earlier than one that the cloud may hold.
+        const bool isLatest =
+            std::none_of(history.made.begin(), history.made.end(),
+                         [&](const Version& each) { return each.second > history.secondDeleted; });
+        history.doesDeletionStand = isLatest && (history.wasSettled || history.wasSaved)
+                                    && (history.editedBy - QSet<int>{machine}).isEmpty();
     }
     at.unsavedEdits.clear();
     at.unsavedDeletions.clear();

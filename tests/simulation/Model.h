@@ -107,6 +107,7 @@ private:
         QSet<int> editedBy, deletedBy;  // machines
         QSet<QByteArray> edits;         // their travelling hashes
         bool doesDeletionStand = false; // nobody else has changed it before, and nobody since
+        qint64 secondDeleted = 0;       // the date of the version that was deleted last
         bool isKept = false;            // a user has refused its deletion
         bool wasEditedBehind = false;   // by a clock that was
         bool wasPlaceholder = false;    // somewhere

@@ -76,9 +76,20 @@ bool SimulatedDisk::sync(const FileRef& file) {
         return false;
     for (const auto& write : std::exchange(file->unsynced, {}))
         apply(file->synced, write);
+    writeNames();
+    return true;
+}
+
+bool SimulatedDisk::syncNames() {
+    if (!takesChange(false))
+        return false;
+    writeNames();
+    return true;
+}
+
+void SimulatedDisk::writeNames() {
     for (const auto& change : std::exchange(unsyncedNames_, {}))
         change(syncedNames_);
-    return true;
 }
 
 bool SimulatedDisk::remove(const std::string& path) {

@@ -52,6 +52,7 @@ public:
     bool write(const FileRef& file, qsizetype offset, const QByteArray& bytes);
     bool truncate(const FileRef& file, qsizetype size);
     bool sync(const FileRef& file);
+    bool syncNames();
     bool remove(const std::string& path);
     bool rename(const std::string& from, const std::string& to);
     bool setModified(const std::string& path, const QDateTime& date);
@@ -87,6 +88,7 @@ private:
     void apply(QByteArray& bytes, const File::Write& write) const;
     void change(const FileRef& file, File::Write write);
     void changeNames(std::function<void(Names&)> change);
+    void writeNames();
     void die();
     void losePower();
 

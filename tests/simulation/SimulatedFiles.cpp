@@ -55,6 +55,10 @@ bool SimulatedFiles::sync(const QString& path, QWError* error) {
     return succeed(file && disk_.sync(file), path, error);
 }
 
+bool SimulatedFiles::syncFolder(const QString& path, QWError* error) {
+    return succeed(disk_.syncNames(), path, error);
+}
+
 bool SimulatedFiles::move(const QString& from, const QString& to, QWError* error) {
     return succeed(disk_.rename(from.toStdString(), to.toStdString()), from, error);
 }

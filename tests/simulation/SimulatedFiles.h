@@ -16,6 +16,7 @@ public:
     std::unique_ptr<QFile> openToRead(const QString& path, QWError* error = nullptr) const override;
     std::unique_ptr<QFile> openToWrite(const QString& path, QWError* error = nullptr) override;
     bool sync(const QString& path, QWError* error = nullptr) override;
+    bool syncFolder(const QString& path, QWError* error = nullptr) override;
     bool move(const QString& from, const QString& to, QWError* error = nullptr) override;
     bool remove(const QString& path, QWError* error = nullptr) override;
     bool makeFolder(const QString& path, QWError* error = nullptr) override;

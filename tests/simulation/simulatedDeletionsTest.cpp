@@ -304,3 +304,13 @@ TEST(SimulatedDeletion, An_author_whose_edit_is_sent_in_the_batch_that_deletes_i
                                                          "5988 1 set-image 845 84869"}),
                                   9010411));
 }
+
+TEST(SimulatedDeletion, One_of_a_version_by_a_clock_that_was_behind_gives_way_to_the_later_version) {
+    EXPECT_TRUE(
+        keepsEveryPromise(scriptOf({-1, 3067}, {"1043407 2 add 0 830", "139284 1 add 354 64257\n"
+                                                                       "14541 1 edit-author 827 43944\n"
+                                                                       "379 2 sync 524 45181\n"
+                                                                       "2588 1 deactivate 675 78634\n"
+                                                                       "22542 1 delete-author 750 38349"}),
+                          50076549));
+}

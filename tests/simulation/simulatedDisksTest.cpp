@@ -235,3 +235,25 @@ TEST(SimulatedDisk, What_a_full_disk_keeps_from_being_imported_is_asked_for_once
                                                         "835 2 add 445 43456"}),
                                   2034620));
 }
+
+// Else the earlier one, which stands there again after the loss of power, would be sent as if it had been set since.
+TEST(SimulatedDisk, An_image_that_has_taken_the_place_of_another_one_is_not_known_before_its_name_lasts) {
+    for (int steps = 80; steps < 100; ++steps)
+        for (const int luck : {1, 2, 78591}) {
+            const QByteArray day =
+                "2110 1 jump-clock -79610 94533\n3254 1 edit 876 56153\n"
+                "1428 1 set-image 258 57560\n8258 2 delete-preferences 921 95077\n11168 2 lose-power "
+                + QByteArray::number(steps) + ' ' + QByteArray::number(luck)
+                + "\n3430 2 sync 218 31855\n3076 2 edit 24 58256";
+            EXPECT_TRUE(keepsEveryPromise(scriptOf({1333, 18}, {"3585 1 server-error 5 63697\n"
+                                                                "243 1 add 334 27241\n"
+                                                                "9147 2 add 193 96945\n"
+                                                                "7170 1 set-image 511 89630\n"
+                                                                "18180 2 add 738 18729\n"
+                                                                "366715 1 edit 680 70523\n"
+                                                                "2062 2 add 308 38669",
+                                                                day.constData()}),
+                                          50089864))
+                << steps << ' ' << luck;
+        }
+}

@@ -147,11 +147,13 @@ TEST_F(ImageOnFullDisk, It_is_placed_when_there_is_room_and_not_known_before) {
     EXPECT_TRUE(desktop.fileMetadata("Book!!!X.image"));
 }
 
-TEST_F(ImageOnFullDisk, Its_bytes_are_on_the_disk_before_it_takes_its_place) {
+TEST_F(ImageOnFullDisk, Its_bytes_are_on_the_disk_before_it_takes_its_place_and_its_name_after) {
     disk->isFull = false;
     disk->log.clear();
     arrive();
-    EXPECT_EQ(disk->log, QStringList({"sync " + image.localPath, "move " + image.localPath}));
+    const QString folder = QFileInfo(desktop.find("X")->imageURL().toLocalFile()).path();
+    EXPECT_EQ(disk->log,
+              QStringList({"sync " + image.localPath, "move " + image.localPath, "sync " + folder}));
 }
 
 TEST_F(ImageOnFullDisk, It_is_downloaded_again_if_the_download_has_gone_meanwhile) {

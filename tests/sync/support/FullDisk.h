@@ -35,6 +35,10 @@ public:
         log.append("sync " + path);
         return files_.sync(path, error);
     }
+    bool syncFolder(const QString& path, QWError* error = nullptr) override {
+        log.append("sync " + path);
+        return refuses(path) ? refuse(path, error) : files_.syncFolder(path, error);
+    }
     bool move(const QString& from, const QString& to, QWError* error = nullptr) override {
         log.append("move " + from);
         if (willReplace)
