@@ -33,6 +33,9 @@ if(QW_SANITIZE)
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
         # GCC's flow analysis reports false positives inside sanitizer instrumentation.
         add_compile_options(-Wno-tsan)
+        # Of all that is instrumented most time goes into the optimiser: half of it is saved, and reports name
+        # functions and lines still.
+        add_compile_options(-Og -g1)
     endif()
 endif()
 if(QW_BUILD_FUZZERS)
