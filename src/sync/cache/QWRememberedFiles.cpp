@@ -45,6 +45,10 @@ bool QWRememberedFiles::erase(const QString& fileName) {
     return true;
 }
 
+bool QWRememberedFiles::contains(const QString& fileName) {
+    return rows().count(qw::text::lowercase(fileName)) > 0;
+}
+
 QStringList QWRememberedFiles::names(const QString& beginning) {
     const QString first = qw::text::lowercase(beginning);
     QStringList names;

@@ -18,6 +18,7 @@ public:
     void insert(const QString& fileName);
     // Whether it was there.
     bool erase(const QString& fileName);
+    bool contains(const QString& fileName);
     // In alphabetical order; all, or those that begin so.
     QStringList names(const QString& beginning = {});
 

@@ -14,6 +14,10 @@ using qw::sync::waitingDeletion;
 using Origin = QWArchivedVersion::Origin;
 using Reason = QWArchivedVersion::Reason;
 
+namespace {
+constexpr int mostTimesNotFound = 3;
+} // namespace
+
 QWImageKeeper::QWImageKeeper(QWDropboxSyncCoreData& engine, QWLosingVersions& losingVersions)
     : engine_(engine), losingVersions_(losingVersions),
       filesToCheck_(engine.dropboxCacheManagedObjectContext(), QStringLiteral("to check")),
@@ -115,9 +119,16 @@ bool QWImageKeeper::isCopyOfDeleted(const QString& fileName) {
     return isConflicted(fileName) && hostsObject(engine_, fileName) && !presentVersion(engine_, fileName);
 }
 
-// It is not asked for again. An image that the cloud has announced, its next listing settles. One that was set here since
-// it was asked for counts as deleted in the cloud.
+// What was deleted is listed as such, and a service may be wrong: an image that is not found is asked for with the next
+// query, three times in all. One that the cloud has announced, its next listing settles. One that was set here since it was
+// asked for counts as deleted in the cloud.
+void QWImageKeeper::noteNotFound(const QString& fileName) {
+    if (++timesNotFound_[fileName] >= mostTimesNotFound)
+        noteGone(fileName);
+}
+
 void QWImageKeeper::noteGone(const QString& fileName) {
+    timesNotFound_.remove(fileName);
     if (!imagesAskedFor_.erase(fileName))
         return;
     const auto object = hostsObject(engine_, fileName);
@@ -203,8 +214,10 @@ void QWImageKeeper::queueConflicted(const QString& copy, const std::optional<DBM
 }
 
 QString QWImageKeeper::finishImport(const QString& localPath, const DBMetadata& metadata) {
-    if (!files().exists(localPath)) // else it could not be placed, and is tried again
+    if (!files().exists(localPath)) { // else it could not be placed, and is tried again
         imagesAskedFor_.erase(metadata.filename());
+        timesNotFound_.remove(metadata.filename());
+    }
     if (!isConflicted(metadata.filename()))
         return {};
     engine_.fileMetadataManager().deleteDropboxFileMetadataWithName(metadata.filename());
@@ -290,7 +303,7 @@ void QWImageKeeper::askForKnown(const QString& fileName) {
     const auto named = qw::sync::objectNamedByFile(fileName);
     const QString name = engine_.fileNameWithUUID(named->uuid, named->entityName, true);
     const auto known = engine_.fileMetadataManager().fileMetadataForFileName(name, false);
-    if (!known) {
+    if (!known || imagesDeleted_.contains(name)) {
         imagesAskedFor_.erase(name);
         return;
     }

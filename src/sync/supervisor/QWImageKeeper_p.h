@@ -25,6 +25,7 @@ public:
     // engine would make that again, bare.
     bool isCopyOfDeleted(const QString& fileName);
     // A file that was asked for has gone.
+    void noteNotFound(const QString& fileName);
     void noteGone(const QString& fileName);
 
     // Before the engine has a page: what it shall have of it. `isLast` says that no more follow.
@@ -82,5 +83,6 @@ private:
     QWRememberedFiles imagesDeleted_; // in the cloud
     QSet<QString> imagesMissed_;      // of those, the ones whose records have outlived a batch
     bool isQueryDue_ = false;
-    QWRememberedFiles imagesAskedFor_; // by a batch that was not told of them; they have not arrived
+    QHash<QString, int> timesNotFound_; // in a row
+    QWRememberedFiles imagesAskedFor_;  // by a batch that was not told of them; they have not arrived
 };

@@ -211,7 +211,9 @@ void QWSyncSupervisor::restClientLoadFileFailedWithError(DBRestClient&, const QW
     if (isRefused)
         refusals_.remove(fileName);
     isRestartDue_ |= failure == RequestFailure::FileGone && isActive();
-    if (failure == RequestFailure::FileGone || isRefused)
+    if (failure == RequestFailure::FileGone)
+        images_->noteNotFound(fileName);
+    else if (isRefused)
         images_->noteGone(fileName);
     finish([&](auto& to) {
         const bool isGone = failure == RequestFailure::FileGone && isActive() && !asked->next && !isRefused;
