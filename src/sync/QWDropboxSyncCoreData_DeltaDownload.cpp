@@ -259,6 +259,8 @@ void QWDropboxSyncCoreData::declineFile(const QString& localPath, const DBMetada
 }
 
 void QWDropboxSyncCoreData::leaveOutFile(const QString& fileName) {
+    if (!deltaEntryForFileNamed(fileName))
+        return;
     deleteDeltaEntryForDownloadedFileNamed(fileName);
     beginProcessOfNextDeltaEntryWaiting();
 }

@@ -134,6 +134,21 @@ bool refersToAny(const Record& record, const QSet<QWManagedObjectID>& targets) {
     return false;
 }
 
+QSet<QWManagedObjectID> neededOf(const QSet<QWManagedObjectID>& targets, const Record& record) {
+    QSet<QWManagedObjectID> needed;
+    for (const auto* property : relationships(record)) {
+        const auto* inverse = property->inverse();
+        const bool isNeeded =
+            !property->isOptional() || (inverse && inverse->deleteRule() == QWDeleteRule::Deny);
+        if (isHeldByFarEnd(*property) || !isNeeded)
+            continue;
+        for (const auto& destination : destinations(record, *property))
+            if (targets.contains(destination->objectID()))
+                needed.insert(destination->objectID());
+    }
+    return needed;
+}
+
 // Without one that is required the host could save nothing any more. The store empties it with the deletion.
 void dropReferencesToDeleted(Record& record) {
     for (const auto* property : relationships(record)) {

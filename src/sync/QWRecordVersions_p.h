@@ -26,6 +26,10 @@ void discardChanges(QWManagedObject& record);
 // Whether one of the records that the record itself refers to has one of these identities.
 bool refersToAny(const QWManagedObject& record, const QSet<QWManagedObjectID>& targets);
 
+// Those of them that the record itself refers to and cannot let go of: the reference is required, or a rule denies their
+// deletion for as long as there is one.
+QSet<QWManagedObjectID> neededOf(const QSet<QWManagedObjectID>& targets, const QWManagedObject& record);
+
 // What the record says of others that are deleted in its context it says no more, unless that is required. A record
 // that another context has saved, and this one has merged, may refer to such: no delete rule has met it.
 void dropReferencesToDeleted(QWManagedObject& record);

@@ -36,6 +36,11 @@ bool isBare(const QWManagedObject& record) {
     return object && object->isInserted() && !object->dateModified().isValid();
 }
 
+std::optional<QWSyncedIdentity> identityOf(const DBMetadata& file) {
+    const auto named = qw::sync::objectNamedByFile(file.filename());
+    return named ? std::optional<QWSyncedIdentity>({named->entityName, named->uuid}) : std::nullopt;
+}
+
 QVariant emptyValue(const QWPropertyDescription& attribute) {
     const std::array<QVariant, 4> candidates{QString(""), 0, QDateTime::fromSecsSinceEpoch(0, Qt::UTC),
                                              QByteArray("")};
@@ -51,11 +56,14 @@ bool QWModelRefusals::holdBackBatch() {
     auto& batch = *engine_.syncSupportManagedObjectContextCopy();
     batch.processPendingChanges();
     QWError error;
-    if (batch.validate(&error))
-        return false;
-    completeBareRecords(error);
-    batch.processPendingChanges();
-    isGivenUp_ = !batch.validate(&error) && note(error);
+    if (!batch.validate(&error)) {
+        completeBareRecords(error);
+        batch.processPendingChanges();
+        isGivenUp_ = !batch.validate(&error) && note(error);
+    }
+    isGivenUp_ |= noteWhatTheHostNeeds();
+    if (isGivenUp_)
+        imported_.clear();
     return isGivenUp_;
 }
 
@@ -73,24 +81,50 @@ void QWModelRefusals::completeBareRecords(const QWError& error) {
 
 // False when all of it was known before, and has not helped.
 bool QWModelRefusals::note(const QWError& error) {
-    const auto before = records_.size() + recordsToKeep_.size();
+    const auto recordsBefore = recordsToKeep_.size();
+    bool isNew = false;
     for (const auto& [record, property] : refusalsOf(*engine_.syncSupportManagedObjectContextCopy(), error)) {
         if (property->isRelationship() && !record->isInserted())
             recordsToKeep_.insert(record->objectID());
         const auto* object = dynamic_cast<const QWManagedObjectWithSyncSupport*>(record.data());
-        if (!object || records_.contains(QWSyncedIdentity(*object)))
+        if (!object)
             continue;
-        records_.insert(QWSyncedIdentity(*object));
+        const QWSyncedIdentity identity(*object);
+        const QSet<QString> revisions = imported_.value(identity);
+        if (refused_.contains(identity) && refused_[identity].contains(revisions))
+            continue;
+        refused_[identity].unite(revisions);
+        isNew = true;
         qCWarning(qwSyncLog).noquote()
             << "left out, because the model refuses it for its" << property->name() + QLatin1Char(':')
             << engine_.fileNameWithUUID(object->uuid(), object->entity().name(), false);
     }
-    return records_.size() + recordsToKeep_.size() > before;
+    return isNew || recordsToKeep_.size() > recordsBefore;
 }
 
-bool QWModelRefusals::refusesFile(const QString& fileName) const {
-    const auto named = qw::sync::objectNamedByFile(fileName);
-    return named && records_.contains(QWSyncedIdentity(named->entityName, named->uuid));
+// The batch is validated against what the host has saved.
+bool QWModelRefusals::noteWhatTheHostNeeds() {
+    QSet<QWManagedObjectID> deleted;
+    for (const auto& record : engine_.syncSupportManagedObjectContextCopy()->deletedObjects())
+        deleted.insert(record->objectID());
+    if (deleted.isEmpty())
+        return false;
+    const auto before = recordsToKeep_.size();
+    const auto& host = *engine_.mainManagedObjectContext();
+    for (const auto& changed : {host.insertedObjects(), host.updatedObjects()})
+        for (const auto& record : changed)
+            recordsToKeep_ |= qw::sync::neededOf(deleted, *record);
+    return recordsToKeep_.size() > before;
+}
+
+bool QWModelRefusals::refusesFile(const DBMetadata& file) const {
+    const auto identity = identityOf(file);
+    return identity && refused_.value(*identity).contains(file.rev);
+}
+
+void QWModelRefusals::noteImport(const DBMetadata& file) {
+    if (const auto identity = identityOf(file))
+        imported_[*identity].insert(file.rev);
 }
 
 bool QWModelRefusals::refusesDeletion(const QWManagedObjectSet& records) const {
@@ -106,6 +140,7 @@ bool QWModelRefusals::refusesDeletion(const QWManagedObjectSet& records) const {
 void QWModelRefusals::finishBatch() {
     if (isGivenUp_)
         return;
-    records_.clear();
+    imported_.clear();
+    refused_.clear();
     recordsToKeep_.clear();
 }

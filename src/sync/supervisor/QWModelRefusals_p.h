@@ -7,7 +7,8 @@
 // Keeps what the host's model refuses (a record without a value that it requires, a deletion that a rule denies) from
 // holding back all others: a batch is saved whole or not at all. One that is refused is given up, and comes again without
 // it: the file of such a record is declined until it changes, and the record stays as it is here; a deletion is refused,
-// and its record sent again. What this knows of a batch does not outlive the process, whose next one finds it anew.
+// and its record sent again. So is one that would take from a record, which the host has changed and not saved, what that
+// must not lose: the host could save nothing any more. What this knows of a batch does not outlive the process, whose next one finds it anew.
 class QWModelRefusals {
 public:
     explicit QWModelRefusals(QWDropboxSyncCoreData& engine) : engine_(engine) {}
@@ -18,8 +19,10 @@ public:
     // that does not help, it is not made, and the reference is left out. True when the batch is to be given up: it will be
     // another one when it comes again.
     bool holdBackBatch();
-    // Whether a downloaded record is to be declined.
-    bool refusesFile(const QString& fileName) const;
+    // Whether a downloaded record is to be declined: that version of it, and no other.
+    bool refusesFile(const DBMetadata& file) const;
+    // The batch has one that is not.
+    void noteImport(const DBMetadata& file);
     // Whether these records of the main context may not be deleted together.
     bool refusesDeletion(const QWManagedObjectSet& records) const;
     bool refusesDeletions() const { return !recordsToKeep_.isEmpty(); }
@@ -29,10 +32,13 @@ public:
 private:
     void completeBareRecords(const QWError& error);
     bool note(const QWError& error);
+    bool noteWhatTheHostNeeds();
 
+    using Revisions = QHash<QWSyncedIdentity, QSet<QString>>; // of files
     QWDropboxSyncCoreData& engine_;
-    QSet<QWSyncedIdentity> records_; // that the model has refused
-    // Those of them that a deletion must not take along, and must not take a reference from.
+    Revisions imported_; // by this batch
+    Revisions refused_;  // by the model; none where nothing was received of a record
+    // What a deletion must not take along, and must not take a reference from.
     QSet<QWManagedObjectID> recordsToKeep_;
     bool isGivenUp_ = false; // the batch, and comes again
 };

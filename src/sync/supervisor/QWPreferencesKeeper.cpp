@@ -154,7 +154,8 @@ bool QWPreferencesKeeper::uploadBegins(QWError* error) {
         files().read(engine_.syncedPreferencesLocalCacheURL().toLocalFile()).value_or(QByteArray());
     const QJsonObject values = qw::sync::preferencesFromFileBytes(bytes).value_or(QJsonObject());
     QJsonArray sent = sentSinceBase();
-    sent.append(values);
+    if (!sent.contains(values))
+        sent.append(values);
     if (!writeNote(sentKey, QJsonDocument(sent), error))
         return false;
     sent_ = values;

@@ -173,11 +173,12 @@ private:
     using FileRequests = QMultiHash<QString, FileRequest>;
 
     // What was asked. Null: nothing, so that the answer is to another supervisor.
-    static std::optional<FileRequest> take(FileRequests& out, const QString& path);
+    static std::optional<FileRequest> take(FileRequests& out, const QString& path,
+                                           const QWError& failure = {});
     // That an earlier activity has left of a file in the cloud, or null.
     FileRequest* earlierUpload(const QString& lowercasePath);
     std::optional<int> takeQuery();
-    std::optional<int> takeLookUp(const QString& path);
+    std::optional<int> takeLookUp(const QString& path, const QWError& failure = {});
     // Why a request of that activity has failed.
     QWError failureOf(const QWError& error, int generation) const;
     // Gives the engine an answer, or makes it do something: the requests that it makes meanwhile are wanted.
@@ -187,6 +188,8 @@ private:
     bool isActive() const { return engine_ && engine_->status() < QWDropboxSyncStatusDisabled; }
     bool isBatchRunning() const;
     bool isPollDue() const;
+    // Counts the refusal of a download.
+    bool isRefusedForGood(const QString& fileName, const QWError& error);
     void sendFile(const QString& fileName, const QString& folder, const QString& parentRev,
                   const QString& localPath);
     void requestDeletion(const QString& path);

@@ -26,17 +26,37 @@ void QWSyncSupervisor::finish(const std::function<void(DBRestClientDelegate&)>& 
 
 // What was asked --------------------------------------------------------------------------------------------
 
-auto QWSyncSupervisor::take(FileRequests& out, const QString& path) -> std::optional<FileRequest> {
-    return out.contains(path) ? std::optional(out.take(path)) : std::nullopt;
+namespace {
+
+// Of several about one path. An answer does not tell which of them it is to, but a token that is refused is the oldest:
+// the host has another one since, which is not to be blamed for it. Of other answers those to late requests come last.
+template <typename Request>
+std::optional<Request> takeOne(QMultiHash<QString, Request>& out, const QString& path,
+                               const QWError& failure) {
+    auto found = out.find(path); // the latest
+    if (found == out.end())
+        return {};
+    if (requestFailure(failure) == RequestFailure::TokenRefused)
+        for (auto older = std::next(found); older != out.end() && older.key() == path; ++older)
+            found = older;
+    const Request request = *found;
+    out.erase(found);
+    return request;
+}
+
+} // namespace
+
+auto QWSyncSupervisor::take(FileRequests& out, const QString& path, const QWError& failure)
+    -> std::optional<FileRequest> {
+    return takeOne(out, path, failure);
 }
 
 std::optional<int> QWSyncSupervisor::takeQuery() {
     return queriesOut_.isEmpty() ? std::nullopt : std::optional(queriesOut_.takeFirst());
 }
 
-std::optional<int> QWSyncSupervisor::takeLookUp(const QString& path) {
-    const QString key = qw::text::lowercase(path);
-    return lookUpsOut_.contains(key) ? std::optional(lookUpsOut_.take(key)) : std::nullopt;
+std::optional<int> QWSyncSupervisor::takeLookUp(const QString& path, const QWError& failure) {
+    return takeOne(lookUpsOut_, qw::text::lowercase(path), failure);
 }
 
 // The host is asked to sign in once, whatever was out then: with the next token these have failed as others do.
@@ -150,6 +170,7 @@ void QWSyncSupervisor::restClientLoadedFile(DBRestClient&, const QString& localP
     const auto asked = take(downloadsOut_, qw::text::lowercase(metadata.path));
     if (!asked)
         return;
+    refusals_.remove(metadata.filename());
     if (qw::sync::isPreferencesFile(metadata.path))
         return preferencesLoaded(contentType, metadata);
     if (!isActive() || asked->generation != generation_)
@@ -157,11 +178,10 @@ void QWSyncSupervisor::restClientLoadedFile(DBRestClient&, const QString& localP
             if (asked->next)
                 asked->next();
         });
-    refusals_.remove(metadata.filename());
     QWImportVerdict verdict;
     if (!qw::sync::belongsToEntity(*engine_, metadata.filename()))
         verdict.reason = QStringLiteral("it belongs to no entity");
-    else if (qw::sync::isRecordFile(localPath) && modelRefusals_->refusesFile(metadata.filename()))
+    else if (qw::sync::isRecordFile(localPath) && modelRefusals_->refusesFile(metadata))
         verdict = {QStringLiteral("the model refuses it"), QWImportVerdict::Declined};
     else if (qw::sync::isRecordFile(localPath))
         verdict = records_->prepareImport(localPath, metadata);
@@ -176,6 +196,8 @@ void QWSyncSupervisor::restClientLoadedFile(DBRestClient&, const QString& localP
                 restClientLoadedFile(*this, localPath, contentType, metadata);
             });
         });
+    if (verdict.what == QWImportVerdict::ForEngine && qw::sync::isRecordFile(localPath))
+        modelRefusals_->noteImport(metadata);
     finish([&](auto& to) {
         if (verdict.what == QWImportVerdict::ForEngine)
             to.restClientLoadedFile(*this, localPath, contentType, metadata);
@@ -194,11 +216,17 @@ void QWSyncSupervisor::restClientLoadedFile(DBRestClient&, const QString& localP
 
 // A file that the service gives nobody (its tag is then restricted_content or unsupported_file) would hold its
 // batch, and whatever comes behind, for ever. It is left out when it has been refused so often in a row.
-constexpr int mostRefusals = 3;
+bool QWSyncSupervisor::isRefusedForGood(const QString& fileName, const QWError& error) {
+    constexpr int mostRefusals = 3;
+    if (error.code != 409 || ++refusals_[fileName] < mostRefusals)
+        return false;
+    refusals_.remove(fileName);
+    return true;
+}
 
 void QWSyncSupervisor::restClientLoadFileFailedWithError(DBRestClient&, const QWError& given) {
     const QString path = given.userInfo.value("path").toString();
-    const auto asked = take(downloadsOut_, qw::text::lowercase(path));
+    const auto asked = take(downloadsOut_, qw::text::lowercase(path), given);
     if (!asked)
         return;
     const QWError error = failureOf(given, asked->generation);
@@ -207,9 +235,7 @@ void QWSyncSupervisor::restClientLoadFileFailedWithError(DBRestClient&, const QW
     const QString destinationPath = error.userInfo.value("destinationPath").toString();
     const QString fileName = qw::text::lastPathComponent(path);
     const RequestFailure failure = requestFailure(error);
-    const bool isRefused = error.code == 409 && ++refusals_[fileName] >= mostRefusals;
-    if (isRefused)
-        refusals_.remove(fileName);
+    const bool isRefused = isRefusedForGood(fileName, error);
     isRestartDue_ |= failure == RequestFailure::FileGone && isActive();
     if (failure == RequestFailure::FileGone)
         images_->noteNotFound(fileName);
@@ -265,7 +291,7 @@ void QWSyncSupervisor::restClientLoadedMetadata(DBRestClient&, const DBMetadata&
 
 void QWSyncSupervisor::restClientLoadMetadataFailedWithError(DBRestClient&, const QWError& given) {
     const QString path = given.userInfo.value("path").toString();
-    const auto asked = takeLookUp(path);
+    const auto asked = takeLookUp(path, given);
     if (!asked)
         return;
     const QWError error = failureOf(given, *asked);

@@ -186,6 +186,8 @@ void QWSyncSupervisor::preferencesLoaded(const QString& contentType, const DBMet
 
 void QWSyncSupervisor::preferencesNotLoaded(const QString& path, const QWError& error) {
     const RequestFailure failure = requestFailure(error);
+    const QString fileName = qw::text::lastPathComponent(path);
+    const bool isRefused = isRefusedForGood(fileName, error);
     preferences_->downloadEnds();
     isPreferencesDownloadHeld_ = false;
     if (failure == RequestFailure::FileGone) {
@@ -197,6 +199,8 @@ void QWSyncSupervisor::preferencesNotLoaded(const QString& path, const QWError& 
             to.restClientLoadFileFailedWithError(*this, error);
         else if (failure == RequestFailure::FileGone)
             engine_->uploadSyncedPreferences();
+        else if (isRefused)
+            engine_->leaveOutFile(fileName);
         else
             repeatLater("restClient:loadFileFailedWithError:", error, [this] { loadPreferences(); });
     });

@@ -124,7 +124,7 @@ void QWSyncSupervisor::keepImageKnown(const DBMetadata& listed) {
 void QWSyncSupervisor::restClientUploadFileFailedWithError(DBRestClient&, const QWError& given) {
     const QString path = given.userInfo.value("destinationPath").toString();
     const QString sourcePath = given.userInfo.value("sourcePath").toString();
-    const auto asked = take(uploadsOut_, sourcePath);
+    const auto asked = take(uploadsOut_, sourcePath, given);
     if (!asked)
         return;
     const QWError error = failureOf(given, asked->generation);
@@ -197,7 +197,7 @@ void QWSyncSupervisor::sendAgainWhatIsBack(const QString& deletedFile) {
 
 void QWSyncSupervisor::restClientDeletePathFailedWithError(DBRestClient&, const QWError& given) {
     const QString path = given.userInfo.value("path").toString();
-    const auto asked = take(deletionsOut_, qw::text::lowercase(path));
+    const auto asked = take(deletionsOut_, qw::text::lowercase(path), given);
     if (!asked)
         return;
     const QWError error = failureOf(given, asked->generation);

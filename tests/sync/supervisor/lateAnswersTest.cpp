@@ -201,6 +201,24 @@ TEST_F(LateAnswers, A_late_look_up_that_failed_is_not_repeated_and_a_refused_tok
     EXPECT_EQ(engine().status(), QWDropboxSyncStatusTokenInvalid);
 }
 
+TEST_F(LateAnswers, A_late_refusal_of_an_old_token_is_none_of_the_next) {
+    engine().syncPreferenceWithKey("theme");
+    activate(); // looks the folder up, and the preferences
+    const auto refuse = [this](const QString& path) {
+        delegate().restClientLoadMetadataFailedWithError(*client, failure(401, {{"path", path}}));
+    };
+    refuse("/PreferencesSync.data");
+    ASSERT_EQ(desktop.refusedTokens, 1);
+    activate();
+    refuse("/SyncCache.dbSync"); // by the token before
+    EXPECT_EQ(desktop.refusedTokens, 1);
+    client->forget();
+    delegate().restClientLoadedMetadata(*client, folder());
+    EXPECT_EQ(client->log(), QStringList{"delta"});
+    refuse("/PreferencesSync.data"); // by this one
+    EXPECT_EQ(desktop.refusedTokens, 2);
+}
+
 // Uploads ---------------------------------------------------------------------------------------------------
 
 TEST_F(LateAnswers, A_late_acknowledgement_is_noted_and_makes_nothing_active) {

@@ -70,6 +70,11 @@ struct ModelRefusalsOfTwo : TwoDesktops {
         EXPECT_EQ(uuidAt(a.find("BEARER", bearerEntity), "badge"), "B");
         EXPECT_TRUE(areInStep());
     }
+    void receiveUnsavedAtB() {
+        b.supervisor->syncNow();
+        b.advance(60s);
+        EXPECT_TRUE(b.context->hasChanges());
+    }
     void deleteAtA(const QString& uuid) {
         a.context->deleteObject(*a.find(uuid, "Badge"));
         a.add("Book", {{"title", "T"}})->setUuid("X");
@@ -104,6 +109,38 @@ TEST_F(ModelRefusals, The_record_here_stays_as_it_is_and_an_edit_of_it_is_sent) 
     label("L")->setValueForKey("text", "New");
     desktop.sync();
     EXPECT_TRUE(cloud.bytes("Label!!!L.data").contains("New"));
+}
+
+TEST_F(ModelRefusals, A_version_that_is_corrected_before_the_batch_comes_again_is_received) {
+    for (const int corrections : {1, 2}) {
+        const QWLogCapture log;
+        const QString uuid = QString::number(corrections);
+        putLabel(uuid, {});
+        supervisor().syncNow();
+        pass(5);
+        ASSERT_EQ(refusals(log).size(), 1);
+        if (corrections == 2) {
+            putLabel(uuid, {{"isOwned", true}}, later);
+            pass(10);
+            ASSERT_EQ(refusals(log).size(), 2) << "that is another version, and no better";
+        }
+        putLabel(uuid, {{"text", "Written"}}, "2025-03-03 00:00:00 +0000");
+        receiveWithBook("With" + uuid);
+        ASSERT_TRUE(label(uuid)) << corrections;
+        EXPECT_EQ(label(uuid)->valueForKey("text"), "Written");
+        EXPECT_EQ(refusals(log).size(), corrections);
+    }
+}
+
+TEST_F(ModelRefusals, A_conflicted_copy_that_is_refused_keeps_nothing_else_away) {
+    putLabel("L", {{"text", "Old"}});
+    receiveWithBook("One");
+    cloud.putRecord("Label!!!L (Ann's conflicted copy).data", {{"dateModified", later}});
+    supervisor().syncNow();
+    pass(5);
+    putLabel("L", {{"text", "Written"}}, "2025-03-03 00:00:00 +0000");
+    receiveWithBook("Two");
+    EXPECT_EQ(label("L")->valueForKey("text"), "Written");
 }
 
 TEST_F(ModelRefusals, All_that_are_refused_in_one_batch_are_left_out) {
@@ -159,4 +196,57 @@ TEST_F(ModelRefusalsOfTwo, A_deletion_that_would_take_from_a_record_what_it_requ
     deleteAtA("B");
     rest();
     expectBadgeIsBack("Ribbon");
+}
+
+// The host edits on after that, and can save it.
+struct ModelRefusalsOfUnsaved : ModelRefusalsOfTwo, testing::WithParamInterface<const char*> {};
+
+TEST_P(ModelRefusalsOfUnsaved,
+       A_deletion_of_what_a_record_must_not_lose_is_refused_before_the_host_has_saved_that) {
+    const QString bearerEntity = GetParam();
+    addBadge("B");
+    const auto bearer = b.add(bearerEntity);
+    bearer->setUuid("BEARER");
+    if (bearerEntity == "Label")
+        bearer->setValueForKey("text", "L");
+    bearer->setRelatedObject("badge", b.find("B", "Badge").data());
+    deleteAtA("B");
+    receiveUnsavedAtB();
+    ASSERT_EQ(uuidAt(bearer, "badge"), "B");
+    EXPECT_TRUE(b.find("X"));
+    b.save();
+    rest();
+    expectBadgeIsBack(bearerEntity);
+    EXPECT_TRUE(b.world.errorPresenter->errors().empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, ModelRefusalsOfUnsaved, testing::Values("Ribbon", "Label"));
+
+TEST_F(ModelRefusalsOfTwo, A_deletion_of_what_an_unsaved_edit_has_made_required_is_refused) {
+    addBadge("B");
+    addBadge("C");
+    addBearer("Ribbon");
+    rest();
+    const auto ribbon = b.find("BEARER", "Ribbon");
+    ribbon->setRelatedObject("badge", b.find("C", "Badge").data());
+    deleteAtA("C");
+    receiveUnsavedAtB();
+    ASSERT_EQ(uuidAt(ribbon, "badge"), "C");
+    b.save();
+    rest();
+    EXPECT_EQ(uuidAt(a.find("BEARER", "Ribbon"), "badge"), "C");
+    EXPECT_TRUE(areInStep());
+}
+
+TEST_F(ModelRefusalsOfTwo, A_deletion_of_what_an_unsaved_record_may_lose_is_taken_over) {
+    addBadge("B");
+    const auto label = b.add("Label", {{"text", "L"}});
+    label->setRelatedObject("next", b.find("B", "Badge").data());
+    deleteAtA("B");
+    receiveUnsavedAtB();
+    EXPECT_FALSE(b.find("B", "Badge"));
+    b.save();
+    rest();
+    EXPECT_FALSE(a.find("B", "Badge"));
+    EXPECT_TRUE(areInStep());
 }

@@ -62,6 +62,27 @@ TEST_F(PreferencesConflict, A_conflict_with_equal_values_ends_in_step) {
     EXPECT_TRUE(supervisor().isInStep());
 }
 
+TEST_F(PreferencesConflict, A_conflict_with_a_file_that_is_refused_for_good_ends_no_query) {
+    activateSharing({{"theme", "dark"}});
+    defaults().setObject("theme", "light");
+    pass(5.1);
+    conflict();
+    deletedCopy();
+    const auto download = client->requests.back();
+    ASSERT_EQ(client->log().last(), load);
+    pass(QWDBTimeScheduleDeltaDownloadInterval + 1);
+    ASSERT_EQ(client->log().last(), "delta");
+    const QWLogCapture log;
+    for (int refusals = 0; refusals < 3; ++refusals) {
+        delegate().restClientLoadFileFailedWithError(*client, failure(409, info(download)));
+        pass(10.1);
+    }
+    EXPECT_EQ(client->count(QWRestRequest::LoadFile), 3);
+    EXPECT_EQ(engine().status(), QWDropboxSyncStatusCheckingForUpdates);
+    page({}, "cursor-9");
+    EXPECT_EQ(engine().status(), QWDropboxSyncStatusIdle);
+}
+
 TEST_F(PreferencesConflict, A_conflict_with_a_file_that_has_gone_since_ends_with_it_there_again) {
     activateSharing({{"theme", "dark"}});
     defaults().setObject("theme", "light");

@@ -1,6 +1,8 @@
 #include "support/PreferencesTest.h"
 
 #include <QDir>
+#include <QJsonArray>
+#include <QJsonDocument>
 
 // Preferences under a supervisor, which the engine alone leaves stuck, lets undo each other, or sends twice.
 
@@ -221,6 +223,47 @@ TEST_F(SharedPreferences, The_files_own_upload_is_not_received) {
     receive({changedThere("rev1")});
     EXPECT_EQ(client->log(), QStringList());
     EXPECT_EQ(desktop.savedCursor(), "cursor-1");
+}
+
+TEST_F(SharedPreferences, A_file_that_is_refused_for_good_is_left_out_and_comes_when_it_changes) {
+    activateSharing({{"theme", "dark"}});
+    receive({changedThere("rev2"), changed("Author!!!A.data")});
+    const auto record = client->requests.at(1);
+    ASSERT_EQ(record.path, remote("Author!!!A.data"));
+    client->requests.erase(client->requests.begin() + 1);
+    const QWLogCapture log;
+    for (int refusal = 0; refusal < 3; ++refusal) {
+        EXPECT_EQ(client->log(), QStringList(refusal + 1, load));
+        notLoaded(409);
+        pass(60);
+    }
+    EXPECT_EQ(client->count(QWRestRequest::LoadFile), 3);
+    loaded(record, QByteArray(R"({"name":"Ann","dateModified":"2026-01-01 00:00:00 +0000"})"));
+    EXPECT_EQ(engine().status(), QWDropboxSyncStatusIdle);
+    EXPECT_TRUE(desktop.find("A", "Author"));
+    receive({changedThere("rev3")}, "cursor-2");
+    arrived(R"({"theme":"light"})", "rev3");
+    EXPECT_EQ(defaults().object("theme"), "light");
+    EXPECT_TRUE(supervisor().isInStep());
+}
+
+TEST_F(SharedPreferences, What_is_sent_again_and_again_without_an_answer_is_noted_once) {
+    activateSharing({{"theme", "dark"}});
+    const QWLogCapture log;
+    const auto noted = [this] {
+        return QJsonDocument::fromJson(engine().metadataWithKey("PreferencesSent")->value().toUtf8()).array();
+    };
+    for (const char* theme : {"light", "dark"}) {
+        defaults().setObject("theme", theme);
+        pass(5.1);
+        for (int failures = 0; failures < 3; ++failures) {
+            notSent();
+            pass(10.1);
+        }
+    }
+    EXPECT_EQ(noted(), QJsonArray({QJsonObject{{"theme", "light"}}, QJsonObject{{"theme", "dark"}}}));
+    sent("rev2");
+    EXPECT_EQ(noted(), QJsonArray());
 }
 
 TEST_F(SharedPreferences, A_received_file_is_loaded_beside_the_local_copy) {
