@@ -176,8 +176,9 @@ void QWSyncSupervisor::statusChanged(quint64 status) {
             refusedBefore_ = generation_;
     } else if (status == QWDropboxSyncStatusIdle) {
         isQueryDue_ |= statusBefore_ >= QWDropboxSyncStatusDisabled;
-        const bool isLost = std::exchange(isBatchUnsaved_, false); // and comes again
-        if (!isLost && engine_->deltaEntriesToImport().isEmpty() && images_->finishBatch()) {
+        if (std::exchange(isBatchUnsaved_, false)) // it comes again, and is not finished before
+            images_->giveBatchUp();
+        if (engine_->deltaEntriesToImport().isEmpty() && images_->finishBatch()) {
             deletionGuard_->forgetAnswer();
             losingVersions_->finishBatch();
             const bool areRecordsMissed = records_->finishBatch();

@@ -47,6 +47,23 @@ TEST_F(DeletionGuardBatch, A_yes_deletes_all) {
     EXPECT_TRUE(desktop.isIdle());
 }
 
+TEST_F(DeletionGuardBatch, A_yes_counts_until_a_batch_that_could_not_be_saved_has_come_again) {
+    hold(100);
+    remove(60);
+    cloud.putRecord("Label!!!L.data",
+                    {{"dateModified", "2025-01-01 00:00:00 +0000"}}); // the model wants a text
+    receive();
+    ASSERT_EQ(questions, Questions({{60, 100}}));
+    supervisor().answerDeletionQuestion(true);
+    pass(3);
+    ASSERT_EQ(books(), 100);
+    desktop.add("Book", {{"title", "Sent meanwhile"}});
+    desktop.save();
+    pass(60);
+    EXPECT_EQ(questions.size(), 1u);
+    EXPECT_EQ(books(), 41);
+}
+
 TEST_F(DeletionGuardBatch, The_end_of_the_process_deletes_nothing) {
     openQuestionInBatch();
     engine().applicationWillClose();
