@@ -306,8 +306,8 @@ Q_SIGNALS:
     // A version of a record is about to give way to `winner` or, where that is null, to a deletion. It is the
     // host's in the main context, or one that only the running batch has received.
     void versionGivesWay(QWManagedObjectWithSyncSupport& version, QWManagedObjectWithSyncSupport* winner);
-    // The image of a record is about to be deleted, since the record was elsewhere. Who sets `mayGo` to false
-    // keeps it.
+    // The image of a record is about to be deleted, since the record was elsewhere: `mayGo` is true, and who sets it to
+    // false keeps it. Or the record is taken along by a delete rule: the image stays unless somebody sets `mayGo` to true.
     void imageGivesWay(const QWManagedObjectWithSyncSupport& object, bool* mayGo);
     // Every version that the running batch takes the place of has been told of; its save is next. Who sets
     // `mayBeSaved` to false makes that fail: the batch comes again.
@@ -382,7 +382,8 @@ private:
     // Import ------------------------------------------------------------------------------------------------
 
     void processDeleteFromDeltaEntry(const DBDeltaEntry& entry);
-    void deleteImageOfObject(const QWManagedObjectWithSyncSupport& object);
+    // `mayGo`: unless somebody who is told that it gives way says otherwise.
+    void deleteImageOfObject(const QWManagedObjectWithSyncSupport& object, bool mayGo = true);
     QWRef<ObjectWaitingSync> rowOfDeletedObject(const QString& fileName);
     // False when the file cannot be read, or placed, for now.
     bool importRecord(const QString& localPath, const DBMetadata& metadata);
@@ -399,6 +400,7 @@ private:
     // Merge -------------------------------------------------------------------------------------------------
 
     void tellOfVersionsThatGiveWay(QWManagedObjectContext& context);
+    void deleteImagesTakenAlong(QWManagedObjectContext& context);
     void tellWhichGivesWay(QWManagedObjectWithSyncSupport& received, QWManagedObjectWithSyncSupport& host);
     QWRef<QWManagedObjectWithSyncSupport> hostsVersion(const QWManagedObjectWithSyncSupport& object);
     void giveWayToMainContext(QWManagedObjectContext& context);

@@ -225,22 +225,23 @@ void QWDropboxSyncCoreData::processDeleteFromDeltaEntry(const DBDeltaEntry& entr
     }
     if (const auto unsaved = objectReferencedByFile(name, *mainManagedObjectContext_, false);
         unsaved && unsaved->isInserted()) {
-        for (const auto& record : qw::sync::deletedTogether({unsaved}))
-            if (auto* version = dynamic_cast<QWManagedObjectWithSyncSupport*>(record.data()))
+        const auto deleted = qw::sync::deletedTogether({unsaved});
+        for (const auto& record : deleted)
+            if (auto* version = dynamic_cast<QWManagedObjectWithSyncSupport*>(record.data())) {
                 Q_EMIT versionGivesWay(*version, nullptr);
-        deleteImageOfObject(*unsaved);
-        journal().forget(QWSyncedIdentity(*unsaved));
+                deleteImageOfObject(*version, version == unsaved.data());
+            }
         changeMainContextUnseen([&] { mainManagedObjectContext_->deleteObject(*unsaved); });
+        noteDeletions(deleted);
     }
     fileMetadataManager().deleteDropboxFileMetadataWithName(name);
     saveCacheContext();
 }
 
-void QWDropboxSyncCoreData::deleteImageOfObject(const QWManagedObjectWithSyncSupport& object) {
+void QWDropboxSyncCoreData::deleteImageOfObject(const QWManagedObjectWithSyncSupport& object, bool mayGo) {
     const QString imagePath = object.imageURL().toLocalFile();
     if (imagePath.isEmpty() || !environment().files().exists(imagePath))
         return;
-    bool mayGo = true;
     Q_EMIT imageGivesWay(object, &mayGo);
     if (mayGo)
         environment().files().remove(imagePath);

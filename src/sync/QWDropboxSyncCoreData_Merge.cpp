@@ -94,6 +94,7 @@ bool QWDropboxSyncCoreData::saveSyncSupportContext() {
     Q_EMIT batchWillBeSaved(&mayBeSaved);
     if (!mayBeSaved)
         return false;
+    deleteImagesTakenAlong(*context);
     const auto observation = context->observeDidSave(
         [this](const QWDidSaveNotice& notice) { syncSupportManagedObjectContextDidSave(notice); });
     if (!saveContext(*context, "saveSyncSupportContext"))
@@ -156,6 +157,19 @@ void QWDropboxSyncCoreData::tellOfVersionsThatGiveWay(QWManagedObjectContext& co
         if (auto* object = synced(record))
             if (const auto host = hosts.value(QWSyncedIdentity(*object)))
                 tellWhichGivesWay(*object, *synced(host));
+}
+
+// A delete rule takes records along whose own deletion was not listed, or comes too late to find them. Nobody may have
+// known that they go: an image that is kept nowhere else stays.
+void QWDropboxSyncCoreData::deleteImagesTakenAlong(QWManagedObjectContext& context) {
+    const Insertions madeAgain = insertionsOf(context);
+    for (const auto& record : context.deletedObjects()) {
+        const auto* object = synced(record);
+        const auto host = object ? hostsVersion(*object) : QWRef<QWManagedObjectWithSyncSupport>();
+        const bool isHosts = host && object->objectID() == host->objectID();
+        if (isHosts && !madeAgain.contains(QWSyncedIdentity(*object)))
+            deleteImageOfObject(*object, false);
+    }
 }
 
 void QWDropboxSyncCoreData::tellWhichGivesWay(QWManagedObjectWithSyncSupport& received,

@@ -299,16 +299,17 @@ void QWDropboxSyncCoreData::restClientDeletedPath(DBRestClient&, const QString& 
     const auto row = objectSyncingForFileWithName(fileName);
     if (!finishRequestOfRow(row))
         return;
-    const bool wasDropped = row && !row->managedObjectContext();
-    removeFromSyncingAndDeleteFromContextObject(row);
-    if (wasDropped)
+    if (row && !row->managedObjectContext())
         sendObjectWhoseFilesAreGone(*row);
+    else
+        removeFromSyncingAndDeleteFromContextObject(row);
     beginSyncOfObjectsWaitingSync();
 }
 
 // An import has made the object again, and dropped the row, when the deletion was on
-// its way: the cloud has lost what was imported.
+// its way: the cloud has lost what was imported. That the files are gone is saved together with what follows from it.
 void QWDropboxSyncCoreData::sendObjectWhoseFilesAreGone(const ObjectWaitingSync& row) {
+    objectsSyncing_.remove(row.objectUUID());
     const QWSyncedIdentity identity(row.objectEntityName(), row.objectUUID());
     if (const auto object = objectReferencedByWaitingObject(row))
         queueForUpload(*object);

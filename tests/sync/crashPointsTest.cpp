@@ -10,11 +10,11 @@ struct Death {};
 
 struct Worlds {
     Cloud cloud;
-    Desktop a{cloud, 1}, b{cloud, 2};
+    Desktop a, b;
     int stepsToLive = -1; // of desktop a; negative: for ever
     std::vector<QWObservation> observations;
 
-    Worlds() {
+    explicit Worlds(Desktop::Supervision supervision) : a(cloud, 1, supervision), b(cloud, 2, supervision) {
         for (int index = 0; index < 3; ++index) {
             const auto book = a.add("Book", {{"title", QStringLiteral("Old %1").arg(index)}});
             book->setUuid(QStringLiteral("BOOK-%1").arg(index));
@@ -48,11 +48,20 @@ struct Worlds {
             ASSERT_TRUE(a.world.runLoop->runNext());
         }
     }
+    void runFor(QWRunLoop::Duration time) {
+        auto& runLoop = *a.world.runLoop;
+        bool isOver = false;
+        runLoop.after(time, [&] { isOver = true; });
+        while (!isOver) {
+            step();
+            ASSERT_TRUE(runLoop.runNext());
+        }
+    }
     void syncA() {
         if (a.engine->status() >= QWDropboxSyncStatusDisabled)
             a.activate();
         else
-            a.engine->loadDeltaPotentialUpdates();
+            a.askForChanges();
         runUntilIdle();
     }
     void saveA() {
@@ -91,12 +100,13 @@ struct Worlds {
 
 // Lets desktop a die at every step of the scenario in turn, and checks what it comes to after each death.
 void dieEverywhere(const std::function<void(Worlds&)>& scenario,
-                   const std::function<void(Worlds&)>& expectation) {
+                   const std::function<void(Worlds&)>& expectation,
+                   Desktop::Supervision supervision = Desktop::Alone) {
     bool isOver = false;
     int deaths = 0;
     for (; !isOver && !testing::Test::HasFailure(); ++deaths) {
         SCOPED_TRACE("death at step " + std::to_string(deaths));
-        Worlds worlds;
+        Worlds worlds(supervision);
         worlds.stepsToLive = deaths;
         try {
             scenario(worlds);
@@ -238,4 +248,23 @@ TEST(CrashPoints, A_full_re_upload_loses_nothing) {
             EXPECT_EQ(worlds.titles().size(), 3);
             EXPECT_TRUE(!isSaved || worlds.titles().contains("A"));
         });
+}
+
+// Under a supervisor: the engine alone loses what is made again, whether it dies or not.
+TEST(CrashPoints, What_is_made_again_while_its_deletion_is_on_its_way_is_on_both_once_it_is_saved) {
+    bool isSaved = false;
+    dieEverywhere(
+        [&](Worlds& worlds) {
+            isSaved = false;
+            worlds.a.client->on(QWRestRequest::Delete).first(2).delaysAnswer(std::chrono::seconds(5));
+            worlds.a.context->deleteObject(*worlds.book(worlds.a, 1));
+            worlds.saveA();
+            worlds.runFor(std::chrono::seconds(2));
+            worlds.a.add("Book", {{"title", "Again"}})->setUuid("BOOK-1");
+            worlds.saveA();
+            isSaved = true;
+            worlds.runUntilIdle();
+        },
+        [&](Worlds& worlds) { EXPECT_TRUE(!isSaved || worlds.titles().contains("Again")); },
+        Desktop::Supervised);
 }

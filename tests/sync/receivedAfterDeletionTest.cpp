@@ -119,3 +119,25 @@ TEST_F(ReceivedAfterDeletion, A_version_of_a_batch_that_still_runs_is_sent_again
     loaded(lastOfBatch, R"({"heading":"C"})");
     EXPECT_EQ(client->count(QWRestRequest::Upload), 1);
 }
+
+TEST_F(ReceivedAfterDeletion,
+       No_save_leaves_a_record_that_came_back_unknown_and_unqueued_when_its_files_are_gone) {
+    deleteBook();
+    const auto deletions = client->requests;
+    ASSERT_EQ(client->count(QWRestRequest::Delete), 2);
+    engine().loadDeltaPotentialUpdates();
+    page({changed("Book!!!X.data", "rev2")}, "cursor-1");
+    loaded(client->requests.back(), record("Received", later), "rev2");
+    ASSERT_TRUE(desktop.find("X"));
+    int saves = 0;
+    const auto observation =
+        engine().dropboxCacheManagedObjectContext()->observeDidSave([&](const QWDidSaveNotice&) {
+            ++saves;
+            EXPECT_TRUE(desktop.fileMetadata("Book!!!X.data")
+                        || waitingAction() == QWDropboxSyncActionInsertOrUpdate);
+        });
+    for (const auto& deletion : deletions)
+        delegate().restClientDeletedPath(*client, deletion.path);
+    EXPECT_GT(saves, 0);
+    EXPECT_EQ(waitingAction(), QWDropboxSyncActionInsertOrUpdate);
+}

@@ -9,6 +9,8 @@
 #include "sync/records/QWTravellingForm.h"
 #include "sync/supervisor/QWPresentVersions_p.h"
 
+using qw::sync::hostsObject;
+
 using Origin = QWArchivedVersion::Origin;
 using Reason = QWArchivedVersion::Reason;
 
@@ -26,13 +28,15 @@ Reason reasonFor(const QDateTime& loser, const QDateTime& winner) {
 } // namespace
 
 QWLosingVersions::QWLosingVersions(QWDropboxSyncCoreData& engine, QWVersionArchive& archive)
-    : engine_(engine), archive_(archive) {
+    : engine_(engine), archive_(archive),
+      imagesTaken_(engine.dropboxCacheManagedObjectContext(), QStringLiteral("taken by a batch")) {
     connect(&engine, &QWDropboxSyncCoreData::versionGivesWay, this, &QWLosingVersions::versionGivesWay);
     connect(&engine, &QWDropboxSyncCoreData::imageGivesWay, this,
             [this](const QWManagedObjectWithSyncSupport& object, bool* mayGo) {
                 *mayGo = addDeletedImage(object);
             });
     connect(&engine, &QWDropboxSyncCoreData::batchWillBeSaved, this, [this](bool* mayBeSaved) {
+        forgetImagesMadeAgain();
         if (unsaved_ > 0)
             *mayBeSaved &= save();
     });
@@ -49,10 +53,47 @@ bool QWLosingVersions::save() {
 
 // Before, what the batch itself replaces might be dropped, and the batch not be saved.
 void QWLosingVersions::finishBatch() {
-    if (!std::exchange(isPruneDue_, false))
+    const QStringList taken = imagesTaken_.names();
+    for (const QString& fileName : taken)
+        imagesTaken_.erase(fileName);
+    if (isPruneDue_)
+        archive_.prune();
+    if (std::exchange(isPruneDue_, false) || !taken.isEmpty())
+        engine_.saveCacheContext();
+}
+
+void QWLosingVersions::giveBatchUp() {
+    const QStringList taken = imagesTaken_.names();
+    for (const QString& fileName : taken) {
+        putBackImage(fileName);
+        imagesTaken_.erase(fileName);
+    }
+    if (!taken.isEmpty())
+        engine_.saveCacheContext();
+}
+
+void QWLosingVersions::putBackImage(const QString& fileName) {
+    const auto object = hostsObject(engine_, fileName);
+    const QString path = object ? object->imageURL().toLocalFile() : QString();
+    if (path.isEmpty() || environment().files().exists(path))
         return;
-    archive_.prune();
-    engine_.saveCacheContext();
+    const auto versions = archive_.versions(object->uuid());
+    const auto image = std::find_if(versions.begin(), versions.end(), [&](const auto& version) {
+        return version.isImage() && version.entityName == object->entity().name()
+               && version.origin == Origin::Here && version.reason == Reason::Deletion;
+    });
+    QWError error;
+    if (image != versions.end() && !archive_.putBackImage(*image, path, &error))
+        qCWarning(qwSyncLog).noquote() << "the image is in the archive alone:" << path << error.message;
+}
+
+// The record is another one by then, and so is its image.
+void QWLosingVersions::forgetImagesMadeAgain() {
+    for (const QString& fileName : imagesTaken_.names())
+        if (engine_.objectReferencedWithLowerCaseFileName(fileName, false)) {
+            imagesTaken_.erase(fileName);
+            ++unsaved_;
+        }
 }
 
 void QWLosingVersions::addDeclined(const QString& fileName, const QVariantMap& received,
@@ -104,8 +145,15 @@ bool QWLosingVersions::addDeletedImage(const QWManagedObjectWithSyncSupport& obj
     image.imagePath = object.imageURL().toLocalFile();
     image.dateModified = environment().files().modificationDate(image.imagePath).value_or(QDateTime());
     image.reason = Reason::Deletion;
+    // What the host has not saved goes at once, whatever becomes of the batch.
+    const bool isOfBatch = object.managedObjectContext() != engine_.mainManagedObjectContext().get();
+    const QString fileName = engine_.fileNameWithUUID(image.uuid, image.entityName, true);
+    if (isOfBatch)
+        imagesTaken_.insert(fileName);
     QWError error;
     const bool isKept = addImage(image, &error);
+    if (!isKept && isOfBatch)
+        imagesTaken_.erase(fileName);
     if (!isKept)
         qCWarning(qwSyncLog).noquote()
             << "the image of a deleted record stays:" << image.imagePath << error.message;

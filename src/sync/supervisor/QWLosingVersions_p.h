@@ -1,6 +1,7 @@
 #pragma once
 
 #include "sync/QWDropboxSyncCoreData.h"
+#include "sync/cache/QWRememberedFiles.h"
 #include "sync/supervisor/QWVersionArchive.h"
 
 #include <QObject>
@@ -28,16 +29,22 @@ public:
 
     // The batch is saved: what is beyond the bounds of the archive goes.
     void finishBatch();
+    // The batch was given up, here or by the end of a process, and may come again as another one: what it has taken of
+    // images is put back.
+    void giveBatchUp();
 
 private:
     void versionGivesWay(QWManagedObjectWithSyncSupport& version, QWManagedObjectWithSyncSupport* winner);
     bool addDeletedImage(const QWManagedObjectWithSyncSupport& object);
+    void forgetImagesMadeAgain();
+    void putBackImage(const QString& fileName);
     bool save(); // false when the versions are in memory still
 
     QWEnvironment& environment() const { return engine_.mainManagedObjectContext()->environment(); }
 
     QWDropboxSyncCoreData& engine_;
     QWVersionArchive& archive_;
-    int unsaved_ = 0; // added since the last save here
+    QWRememberedFiles imagesTaken_; // by a batch that is not saved
+    int unsaved_ = 0;               // added since the last save here
     bool isPruneDue_ = false;
 };

@@ -21,12 +21,15 @@ using qw::sync::waitingDeletion;
 // Before an import ------------------------------------------------------------------------------------------
 
 // Another desktop has merged a conflicted copy that this one's upload had become: the engine passes over its deletion.
-// Or a file has come back whose record the batch has deleted, and whose revision an upload has made known.
+// Or the host has made a record again, and what is listed is the end of the file that it had before. Or a file has come
+// back whose record the batch has deleted, and whose revision an upload has made known.
 void QWRecordKeeper::prepareEntry(const DBDeltaEntry& entry) {
     const QString fileName = qw::text::lastPathComponent(entry.lowercasePath);
     filesLacking_.erase(fileName);
     auto& known = engine_.fileMetadataManager();
     if (!entry.metadata && known.isFileNameConflicted(fileName))
+        known.deleteDropboxFileMetadataWithName(fileName);
+    if (!entry.metadata && filesMadeAgain_.erase(fileName) && hostsObject(engine_, fileName))
         known.deleteDropboxFileMetadataWithName(fileName);
     if (entry.metadata && qw::sync::isRecordFile(fileName)
         && engine_.isDeletedByBatch(entry.metadata->filename()))
@@ -238,6 +241,7 @@ QWRecordKeeper::Order QWRecordKeeper::order(const QVariantMap& received,
 // Another desktop merges the copy that this upload became into the record's file, and somebody may delete
 // that before it is seen here: its deletion must not be passed over as that of a file that was never known.
 void QWRecordKeeper::noteUpload(const QString& fileName) {
+    filesMadeAgain_.erase(fileName);
     const auto named = qw::sync::objectNamedByFile(fileName);
     if (named && qw::sync::isRecordFile(fileName)
         && engine_.fileMetadataManager().isFileNameConflicted(qw::text::lowercase(fileName)))
@@ -266,6 +270,27 @@ bool QWRecordKeeper::finishUpload(const QString& fileName, bool isBehind) {
     if (isToBeQueued || wasNoted)
         engine_.saveCacheContext();
     return isToBeQueued;
+}
+
+void QWRecordKeeper::noteDeletion(const QString& fileName) {
+    const auto object = hostsObject(engine_, fileName);
+    if (object && !qw::sync::isConflictedName(fileName))
+        filesBehind_.insert(fileNameOf(*object));
+}
+
+void QWRecordKeeper::finishDeletion(const QString& fileName) {
+    filesMadeAgain_.erase(fileName);
+    if (const auto object = hostsObject(engine_, fileName))
+        filesBehind_.erase(fileNameOf(*object));
+}
+
+void QWRecordKeeper::noteHostInsertions(const QWManagedObjectSet& inserted) {
+    for (const auto& record : inserted) {
+        const auto* object = dynamic_cast<const QWManagedObjectWithSyncSupport*>(record.data());
+        if (object && object->isInserted()
+            && engine_.fileMetadataManager().fileMetadataForFileName(fileNameOf(*object), false))
+            filesMadeAgain_.insert(fileNameOf(*object));
+    }
 }
 
 void QWRecordKeeper::recover() {

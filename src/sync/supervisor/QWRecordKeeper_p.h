@@ -14,6 +14,7 @@ public:
     QWRecordKeeper(QWDropboxSyncCoreData& engine, QWImageKeeper& images, QWLosingVersions& losingVersions)
         : engine_(engine), images_(images), losingVersions_(losingVersions),
           filesBehind_(engine.dropboxCacheManagedObjectContext(), QStringLiteral("behind")),
+          filesMadeAgain_(engine.dropboxCacheManagedObjectContext(), QStringLiteral("made again")),
           filesLacking_(engine.dropboxCacheManagedObjectContext(), QStringLiteral("lacking")),
           filesUnlinked_(engine.dropboxCacheManagedObjectContext(), QStringLiteral("unlinked")) {}
 
@@ -36,6 +37,13 @@ public:
     bool noteBehind(const QString& fileName, const QByteArray& sent);
     // When an object's files have been sent: queues it again if it is behind. True when it did.
     bool finishUpload(const QString& fileName, bool isBehind);
+    // Before the engine is told that a file was deleted in the cloud: a record that is here all the same, having been made
+    // again, is noted, to be saved with the end of its row. After it was queued.
+    void noteDeletion(const QString& fileName);
+    void finishDeletion(const QString& fileName);
+    // After a change of the host's. A record whose file is known was deleted and made again, and the answer to its deletion
+    // has not come.
+    void noteHostInsertions(const QWManagedObjectSet& inserted);
     // Before the host's version gives way to a received deletion, its own or that of a record whose delete rules take
     // it along.
     void prepareDeletion(QWManagedObjectWithSyncSupport& version);
@@ -86,6 +94,7 @@ private:
     QWImageKeeper& images_;
     QWLosingVersions& losingVersions_;
     QWRememberedFiles filesBehind_;       // in the cloud, of rows that end
+    QWRememberedFiles filesMadeAgain_;    // whose deletion is still to be answered or listed
     QWRememberedFiles filesLacking_;      // in the latest listing from scratch
     QWRememberedFiles filesUnlinked_;     // "A/B": with A, B has lost its reference to it, undated
     QSet<QString> filesMissed_;           // of these, those that no query since has told of

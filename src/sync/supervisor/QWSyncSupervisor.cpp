@@ -72,7 +72,6 @@ QWSyncSupervisor::QWSyncSupervisor(QWDropboxSyncCoreData& engine, std::shared_pt
         isBatchUnsaved_ = engine_->syncSupportManagedObjectContextCopy()->hasChanges();
         if (*mayBeSaved && modelRefusals_->holdBackBatch()) {
             *mayBeSaved = false;
-            queryAfterPause();
             return;
         }
         records_->prepareBatchSave();
@@ -97,6 +96,7 @@ QWSyncSupervisor::QWSyncSupervisor(QWDropboxSyncCoreData& engine, std::shared_pt
     });
     preferences_->recover();
     records_->recover();
+    losingVersions_->giveBatchUp();
 }
 
 QWSyncSupervisor::~QWSyncSupervisor() {
@@ -109,6 +109,7 @@ QWSyncSupervisor::~QWSyncSupervisor() {
 void QWSyncSupervisor::hostDidChange(const QWObjectsDidChangeNotice& notice) {
     ++hostChanges_;
     images_->noteHostInsertions(notice.inserted);
+    records_->noteHostInsertions(notice.inserted);
     if (images_->noteHostChange(notice.updated))
         sendWaitingSoon();
 }
@@ -176,8 +177,10 @@ void QWSyncSupervisor::statusChanged(quint64 status) {
             refusedBefore_ = generation_;
     } else if (status == QWDropboxSyncStatusIdle) {
         isQueryDue_ |= statusBefore_ >= QWDropboxSyncStatusDisabled;
-        if (std::exchange(isBatchUnsaved_, false)) // it comes again, and is not finished before
-            images_->giveBatchUp();
+        if (std::exchange(isBatchUnsaved_, false)) { // it comes again, and is not finished before
+            giveBatchUp();
+            queryAfterPause();
+        }
         if (engine_->deltaEntriesToImport().isEmpty() && images_->finishBatch()) {
             deletionGuard_->forgetAnswer();
             losingVersions_->finishBatch();
@@ -188,6 +191,11 @@ void QWSyncSupervisor::statusChanged(quint64 status) {
         }
     }
     lookSoon();
+}
+
+void QWSyncSupervisor::giveBatchUp() {
+    images_->giveBatchUp();
+    losingVersions_->giveBatchUp();
 }
 
 void QWSyncSupervisor::stop() {
@@ -204,7 +212,8 @@ void QWSyncSupervisor::stop() {
             request.next = nullptr;
     imageCopies_.clear();
     refusals_.clear();
-    images_->giveBatchUp();
+    isBatchUnsaved_ = false;
+    giveBatchUp();
     if (!isRestarting_)
         deletionGuard_->drop();
 }
@@ -323,7 +332,7 @@ void QWSyncSupervisor::holdBackDeletions() {
             [this](const QWManagedObjectSet& records) { return modelRefusals_->refusesDeletion(records); });
     if (!deletionGuard_->holdBackIfVeryMany())
         return;
-    images_->giveBatchUp();
+    giveBatchUp();
     engine_->giveUpChangesListed();
     isQueryDue_ = true;
     if (!wasOpen)

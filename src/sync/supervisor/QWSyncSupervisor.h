@@ -214,6 +214,7 @@ private:
     void hostDidChange(const QWObjectsDidChangeNotice& notice);
     void statusChanged(quint64 status);
     void stop();
+    void giveBatchUp(); // the running one, which comes again
     void fail(const QString& path, const QWError& error);
     void sendConflictedImage(const QString& copy);
     void finishConflictedImage(const QString& copy, const std::optional<DBMetadata>& standing);

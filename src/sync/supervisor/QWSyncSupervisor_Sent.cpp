@@ -167,6 +167,7 @@ void QWSyncSupervisor::finishDeletion(const QString& path, const FileRequest& as
     std::optional<DBMetadata> listed;
     if (qw::sync::isImageFile(fileName))
         listed = listedSince(fileName, asked.revision);
+    records_->noteDeletion(fileName);
     finish([&](auto& to) {
         if (asked.generation == generation_ && engine_->objectSyncingForFileWithName(fileName)
             && !recordsInFlight_.contains(qw::sync::uuidNamedByFile(fileName)))
@@ -184,6 +185,7 @@ void QWSyncSupervisor::finishDeletion(const QString& path, const FileRequest& as
 // The host has made the record again, or taken its deletion back, when that was due or on its way: the row that was to
 // stand for it has gone with the deletion.
 void QWSyncSupervisor::sendAgainWhatIsBack(const QString& deletedFile) {
+    records_->finishDeletion(deletedFile);
     const auto row = engine_->objectSyncingForFileWithName(deletedFile);
     if ((row && !isDone(*row)) || qw::sync::isConflictedName(deletedFile))
         return;

@@ -126,10 +126,13 @@ bool QWVersionArchive::add(const QWArchivedVersion& version, QWError* error) {
     return true;
 }
 
-// An empty file stands for no image. The content comes first: a row that a crash has kept from being written is made by
+// An empty file stands for no image; one that cannot be read does not. The content comes first: a row that a crash has kept from being written is made by
 // the repetition of what the version gave way to.
 bool QWVersionArchive::addImage(const QWArchivedVersion& version, QWError* error) {
-    const auto bytes = files().read(version.imagePath);
+    QWError readError;
+    const auto bytes = files().read(version.imagePath, &readError);
+    if (!bytes && files().exists(version.imagePath))
+        return qw::fail(error, readError);
     if (!bytes || bytes->isEmpty())
         return true;
     const auto hash = QByteArray::fromHex(dropboxContentHash(*bytes).toLatin1());
@@ -332,7 +335,7 @@ QWRef<QWManagedObjectWithSyncSupport> QWVersionArchive::restoreImage(const QWArc
                            : QStringLiteral("The record of the image is not here: bring it back first."));
         return {};
     }
-    const auto bytes = files().read(version.imagePath, error);
+    const auto bytes = files().read(version.imagePath, error); // before the archive drops it for what it gets
     if (!bytes)
         return {};
     QWArchivedVersion replaced = version;
@@ -349,9 +352,19 @@ QWRef<QWManagedObjectWithSyncSupport> QWVersionArchive::restoreImage(const QWArc
     QDateTime date = laterThan(replaced.dateModified, replaced.archivedAt);
     date = laterThan(known ? known->lastModifiedDate() : QDateTime(), date);
     date = laterThan(object->dateModified(), date);
-    if (!files().makeFolder(path.section(QLatin1Char('/'), 0, -2), error)
-        || !files().write(path, *bytes, error) || !files().setModificationDate(path, date, error))
+    if (!writeImage(*bytes, path, date, error))
         return {};
     object->setDateModified(date);
     return object;
+}
+
+bool QWVersionArchive::writeImage(const QByteArray& bytes, const QString& path, const QDateTime& date,
+                                  QWError* error) {
+    return files().makeFolder(path.section(QLatin1Char('/'), 0, -2), error)
+           && files().write(path, bytes, error) && files().setModificationDate(path, date, error);
+}
+
+bool QWVersionArchive::putBackImage(const QWArchivedVersion& version, const QString& path, QWError* error) {
+    const auto bytes = files().read(version.imagePath, error);
+    return bytes && writeImage(*bytes, path, version.dateModified, error);
 }

@@ -83,12 +83,14 @@ public:
     bool takeOver(const QString& cacheStorePath, QWError* error = nullptr);
 
     // For who sees a version give way. It is written by the next save of the cache store. The content of an image is
-    // copied from `imagePath` at once, if there is any; false when it cannot be written.
+    // copied from `imagePath` at once, if there is any; false when it cannot be read or written.
     bool add(const QWArchivedVersion& version, QWError* error = nullptr);
     // The same with a version that `object` has, where and when it stands; nothing for one without a date, which
     // nobody has edited.
     void add(QWManagedObjectWithSyncSupport& object, QWArchivedVersion::Origin origin,
              QWArchivedVersion::Reason reason);
+    // Writes an image to where it was, as it was. The version stays.
+    bool putBackImage(const QWArchivedVersion& version, const QString& path, QWError* error = nullptr);
     // Drops what is beyond the bounds.
     void prune();
     void setBounds(const Bounds& bounds) { bounds_ = bounds; }
@@ -98,6 +100,7 @@ private:
     bool addImage(const QWArchivedVersion& version, QWError* error);
     void drop(QWManagedObject& row);
     void pruneImages();
+    bool writeImage(const QByteArray& bytes, const QString& path, const QDateTime& date, QWError* error);
     QWRef<QWManagedObjectWithSyncSupport> restoreRecord(const QWArchivedVersion& version);
     QWRef<QWManagedObjectWithSyncSupport> restoreImage(const QWArchivedVersion& version, QWError* error);
     QVariantMap withoutStrangers(const QVariantMap& record) const;

@@ -1,4 +1,5 @@
 #include "supervisor/DeletionGuard.h"
+#include "sync/supervisor/QWVersionArchive.h"
 
 // A batch that did not come to its end has deleted records already, as far as it alone knows, when a query is held back.
 
@@ -10,18 +11,25 @@ struct DeletionGuardBatch : DeletionGuard {
     // 40 of 100 records are deleted elsewhere, and a file has gone by the time that it is loaded. Before the batch is
     // begun anew 20 more follow.
     void openQuestionInBatch() {
-        hold(100);
-        remove(40);
-        cloud.putRecord("Book!!!Gone.data", book("Gone"));
-        desktop.client->on(QWRestRequest::LoadFile).first(1).answersWith(404).delaysAnswer(10s);
-        desktop.askForChanges();
-        pass(1);
-        ASSERT_EQ(questions, Questions());
+        beginBatch();
         remove(20, 40);
         pass(61);
         ASSERT_EQ(questions, Questions({{60, 100}}));
         ASSERT_EQ(books(), 100);
     }
+    void beginBatch() {
+        cloud.put(cover, "cover");
+        hold(100);
+        ASSERT_EQ(desktop.image(*desktop.find("N0")), "cover");
+        remove(40);
+        cloud.remove(cover);
+        cloud.putRecord("Book!!!Gone.data", book("Gone"));
+        desktop.client->on(QWRestRequest::LoadFile).first(1).answersWith(404).delaysAnswer(10s);
+        desktop.askForChanges();
+        pass(1);
+        ASSERT_EQ(questions, Questions());
+    }
+    const QString cover = "Book!!!N0.image";
 };
 
 } // namespace
@@ -31,7 +39,9 @@ TEST_F(DeletionGuardBatch, A_no_keeps_what_it_has_deleted) {
     supervisor().answerDeletionQuestion(false);
     pass(120);
     EXPECT_EQ(books(), 101);
-    EXPECT_EQ(cloud.fileNames().size(), 101);
+    EXPECT_EQ(cloud.fileNames().size(), 102);
+    EXPECT_EQ(cloud.bytes(cover), "cover");
+    EXPECT_EQ(desktop.image(*desktop.find("N0")), "cover");
     EXPECT_TRUE(desktop.isIdle());
     receive();
     EXPECT_EQ(books(), 101);
@@ -71,6 +81,62 @@ TEST_F(DeletionGuardBatch, The_end_of_the_process_deletes_nothing) {
     desktop.crash();
     desktop.start();
     EXPECT_EQ(books(), 100);
+}
+
+TEST_F(DeletionGuardBatch, The_end_of_the_process_in_it_puts_back_the_images_that_it_has_taken) {
+    beginBatch();
+    const QString path = desktop.find("N0")->imageURL().toLocalFile();
+    ASSERT_FALSE(desktop.world.files->exists(path));
+    const auto version = supervisor().versionArchive().versions("N0").at(0);
+    desktop.crash();
+    desktop.start();
+    EXPECT_EQ(desktop.image(*desktop.find("N0")), "cover");
+    EXPECT_EQ(desktop.world.files->modificationDate(path), version.dateModified);
+    desktop.activate();
+    pass(60);
+    EXPECT_FALSE(desktop.find("N0"));
+    EXPECT_FALSE(desktop.world.files->exists(path)) << "the batch has come again";
+}
+
+// A process that dies then would put back the image of the one that was deleted.
+TEST_F(DeletionGuardBatch, What_it_has_made_again_has_lost_the_image_that_it_has_taken_before_it_is_saved) {
+    cloud.put(cover, "cover");
+    hold(100);
+    cloud.remove(file(0));
+    cloud.putRecord("Book!!!N0 (Ann's conflicted copy).data", book("Again", "2025-02-02 00:00:00 +0000"));
+    cloud.put(cover, "another");
+    const QWFetchRequest taken(
+        "RememberedFile", QWPredicate::comparison("topic", QWPredicate::Operator::Equal, "taken by a batch"));
+    qint64 left = -1;
+    const auto observation = desktop.context->observeWillMerge([&](const QWDidSaveNotice&) {
+        left = engine().dropboxCacheManagedObjectContext()->count(taken).value_or(-1);
+    });
+    ASSERT_TRUE(supervisor().versionArchive().versions("N0").empty());
+    receive();
+    ASSERT_FALSE(supervisor().versionArchive().versions("N0").empty());
+    ASSERT_TRUE(desktop.find("N0"));
+    EXPECT_EQ(left, 0);
+    EXPECT_EQ(desktop.image(*desktop.find("N0")), "another");
+}
+
+TEST_F(DeletionGuardBatch, What_the_host_has_put_in_the_place_of_such_an_image_stays) {
+    beginBatch();
+    desktop.setImage(*desktop.find("N0"), "mine");
+    desktop.crash();
+    desktop.start();
+    EXPECT_EQ(desktop.image(*desktop.find("N0")), "mine");
+}
+
+TEST_F(DeletionGuardBatch,
+       An_image_that_a_saved_batch_has_taken_is_not_put_back_to_a_record_of_the_same_uuid) {
+    beginBatch();
+    pass(120);
+    ASSERT_FALSE(desktop.find("N0"));
+    desktop.add("Book", {{"title", "Another"}})->setUuid("N0");
+    desktop.save();
+    desktop.crash();
+    desktop.start();
+    EXPECT_EQ(desktop.image(*desktop.find("N0")), "");
 }
 
 struct DeletionGuardBatchAnswer : DeletionGuardBatch, testing::WithParamInterface<bool> {};

@@ -299,3 +299,92 @@ TEST_F(ImageArchiveOnFullDisk, The_image_of_a_deleted_record_stays_where_it_is) 
     EXPECT_EQ(disk->read(path), "first");
     EXPECT_EQ(images(), QList<QByteArray>());
 }
+
+TEST_F(ImageArchiveOnDisk, An_image_that_cannot_be_read_keeps_its_place_until_it_can_be_kept_elsewhere) {
+    disk->unreadable = path();
+    const QWLogCapture log;
+    receiveImage("second");
+    disk->unreadable.clear();
+    EXPECT_EQ(image(), "first");
+    EXPECT_EQ(images(), QList<QByteArray>());
+    pass(30);
+    EXPECT_EQ(image(), "second");
+    EXPECT_EQ(images(), QList<QByteArray>{"first"});
+}
+
+TEST_F(ImageArchiveOnDisk, An_image_of_a_deleted_record_that_cannot_be_read_stays_where_it_is) {
+    const QString path = disk->unreadable = this->path();
+    const QWLogCapture log;
+    cloud.remove(file);
+    cloud.remove(nameOf("X"));
+    receive();
+    ASSERT_FALSE(desktop.find("X"));
+    disk->unreadable.clear();
+    EXPECT_EQ(disk->read(path), "first");
+}
+
+TEST_F(ImageArchiveOnDisk, An_image_that_cannot_be_read_is_not_replaced_by_an_earlier_one) {
+    receiveImage("second");
+    disk->unreadable = path();
+    QWError error;
+    EXPECT_FALSE(supervisor().versionArchive().restore(versions().front(), &error));
+    EXPECT_TRUE(error.message.contains(path())) << qPrintable(error.message);
+    disk->unreadable.clear();
+    EXPECT_EQ(image(), "second");
+}
+
+// Taken along -----------------------------------------------------------------------------------------------
+
+namespace {
+
+// The book Y is an edition of X, by what this desktop alone knows, and has an image.
+struct ImageTakenAlong : ImageArchive {
+    ImageTakenAlong() {
+        cloud.putRecord("Book!!!Y.data", book("Edition"));
+        receiveImage("cover", "Y");
+    }
+    void makeEdition() {
+        desktop.find("Y")->setRelatedObject("original", desktop.find("X").data());
+        desktop.save();
+        pass(30);
+    }
+};
+
+} // namespace
+
+TEST_F(ImageTakenAlong, The_image_of_a_record_that_a_delete_rule_takes_along_is_kept_and_goes_with_it) {
+    makeEdition();
+    const QString path = this->path("Y");
+    cloud.remove(file);
+    receive();
+    ASSERT_FALSE(desktop.find("Y"));
+    EXPECT_FALSE(QFile::exists(path));
+    EXPECT_TRUE(holdsOnlyImage("cover", Origin::Here, Reason::Deletion, "Y"));
+    pass(60);
+    EXPECT_EQ(cloud.fileNames(), QStringList());
+}
+
+TEST_F(ImageTakenAlong, A_batch_that_comes_as_another_one_has_taken_no_image) {
+    makeEdition();
+    cloud.remove(file);
+    cloud.putRecord("Label!!!L.data", {{"dateModified", hourText(10)}}); // the model wants a text
+    desktop.askForChanges();
+    pass(3);
+    ASSERT_TRUE(desktop.find("Y"));
+    EXPECT_EQ(image("Y"), "cover");
+    EXPECT_TRUE(images("Y").isEmpty());
+}
+
+TEST_F(ImageTakenAlong, So_it_is_where_the_record_that_is_deleted_was_not_saved) {
+    const auto own = desktop.add("Book", {{"title", "Own"}});
+    own->setUuid("OWN");
+    pass(5);
+    desktop.find("Y")->setRelatedObject("original", own.data());
+    pass(30);
+    const QString path = this->path("Y");
+    cloud.remove("Book!!!OWN.data");
+    receive();
+    ASSERT_FALSE(desktop.find("Y"));
+    EXPECT_FALSE(QFile::exists(path));
+    EXPECT_TRUE(holdsOnlyImage("cover", Origin::Here, Reason::Deletion, "Y"));
+}

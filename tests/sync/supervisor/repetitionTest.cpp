@@ -1,4 +1,5 @@
 #include "support/EngineTest.h"
+#include "support/LockedStore.h"
 
 // Requests that fail. The engine alone repeats each after ten seconds, whatever has become of it since.
 
@@ -204,4 +205,31 @@ TEST_F(Repetition, A_failed_query_is_repeated_after_ten_seconds_by_one_timer) {
         page({}, "cursor-1");
         turn();
     }
+}
+
+TEST_F(Repetition, A_batch_that_cannot_be_saved_is_asked_for_again_every_ten_seconds) {
+    const auto receiveBatch = [this] {
+        client->forget();
+        page({changed("Author!!!A.data")}, "cursor-1");
+        loaded(client->requests.at(0), R"({"name":"Ann","dateModified":"2026-01-01 00:00:00 +0000"})");
+        turn();
+    };
+    {
+        const LockedStore other(desktop.path("library.sqlite"));
+        desktop.supervisor->syncNow();
+        for (int attempt = 0; attempt < 3; ++attempt) {
+            receiveBatch();
+            ASSERT_EQ(engine().status(), QWDropboxSyncStatusIdle);
+            EXPECT_FALSE(desktop.supervisor->isInStep());
+            client->forget();
+            pass(9.5);
+            EXPECT_EQ(client->log(), QStringList());
+            pass(1);
+            ASSERT_EQ(client->log(), QStringList{"delta"});
+            EXPECT_EQ(client->requests[0].cursor, "cursor-0");
+        }
+    }
+    receiveBatch();
+    EXPECT_TRUE(desktop.find("A", "Author"));
+    EXPECT_TRUE(desktop.supervisor->isInStep());
 }

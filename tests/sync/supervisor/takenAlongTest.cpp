@@ -126,3 +126,35 @@ TEST_F(TakenAlong, A_process_that_dies_before_the_deletion_is_sent_sends_it_late
     rest();
     EXPECT_TRUE(isThereOnBoth(false));
 }
+
+// The book Y is sent before the host saves it, and deleted elsewhere while the chapter's move to it waits to be sent.
+TEST_F(TakenAlong, What_a_book_that_was_never_saved_has_taken_along_is_the_same_on_both_after_a_death) {
+    addChapter(a);
+    sync();
+    a.client->on(QWRestRequest::Upload)
+        .where([](const QWRestRequest& request) { return request.path.contains("SLOW"); })
+        .delaysAnswer(2000s);
+    const auto addSlow = [this](int number) { a.add("Book")->setUuid(QStringLiteral("SLOW%1").arg(number)); };
+    for (int number = 0; number < 4; ++number)
+        addSlow(number);
+    a.advance(5s);
+    a.add("Book", {{"title", "Y"}})->setUuid("Y");
+    addSlow(4);
+    a.find("C", "Chapter")->setRelatedObject("book", a.find("Y").data());
+    a.advance(5s);
+    ASSERT_TRUE(cloud.fileNames().contains("Book!!!Y.data"));
+    b.sync();
+    ASSERT_EQ(b.find("C", "Chapter")->relatedObject("book")->valueForKey("uuid"), "X");
+    b.context->deleteObject(*b.find("Y"));
+    b.sync();
+    a.advance(700s); // until changes are asked for
+    ASSERT_FALSE(a.find("C", "Chapter"));
+    a.advance(2000s);
+    ASSERT_FALSE(cloud.fileNames().contains(file));
+    a.crash();
+    a.start();
+    rest();
+    EXPECT_TRUE(isThereOnBoth(false));
+    EXPECT_TRUE(areInStep());
+    EXPECT_FALSE(a.supervisor->versionArchive().versions("C").empty());
+}

@@ -92,6 +92,8 @@ std::shared_ptr<QWManagedObjectModel> desktop::model() {
     book.addAttribute("shelfMark", QWAttributeType::String); // not described
     book.addToOne("author", "Author").setInverse("books");
     book.addToMany("chapters", "Chapter").setInverse("book").setDeleteRule(QWDeleteRule::Cascade);
+    book.addToMany("editions", "Book").setInverse("original").setDeleteRule(QWDeleteRule::Cascade);
+    book.addToOne("original", "Book").setInverse("editions"); // not described
 
     auto& chapter = model->addEntity<Chapter>("Chapter");
     addSyncAttributes(chapter);

@@ -6,18 +6,21 @@
 #include <functional>
 
 // The real files, on a disk that takes no new ones while `isFull` is set, and that tells what was synced.
-// With `fullBelow` this holds of that folder alone.
+// With `fullBelow` this holds of that folder alone. The file `unreadable` cannot be read.
 class FullDisk final : public QWFileManager {
 public:
     bool isFull = true;
-    QString fullBelow;
+    QString fullBelow, unreadable;
     std::function<void(const QString& path)>
         willReplace; // before a file is removed, or another one moved over it
     QStringList log; // of what was synced and moved
 
     bool exists(const QString& path) const override { return files_.exists(path); }
     std::optional<QByteArray> read(const QString& path, QWError* error = nullptr) const override {
-        return files_.read(path, error);
+        if (path != unreadable)
+            return files_.read(path, error);
+        qw::fail(error, {"files", 5, "input/output error on " + path, {{"path", path}}});
+        return {};
     }
     bool write(const QString& path, const QByteArray& bytes, QWError* error = nullptr) override {
         return refuses(path) ? refuse(path, error) : files_.write(path, bytes, error);
