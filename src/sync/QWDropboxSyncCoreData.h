@@ -306,6 +306,8 @@ Q_SIGNALS:
     // A version of a record is about to give way to `winner` or, where that is null, to a deletion. It is the
     // host's in the main context, or one that only the running batch has received.
     void versionGivesWay(QWManagedObjectWithSyncSupport& version, QWManagedObjectWithSyncSupport* winner);
+    // A record is here again whose deletion waits to be sent, or to be answered: it is sent after that.
+    void deletionTakenBack(const QWManagedObjectWithSyncSupport& object);
     // The image of a record is about to be deleted, since the record was elsewhere: `mayGo` is true, and who sets it to
     // false keeps it. Or the record is taken along by a delete rule: the image stays unless somebody sets `mayGo` to true.
     void imageGivesWay(const QWManagedObjectWithSyncSupport& object, bool* mayGo);

@@ -33,8 +33,10 @@ void QWDropboxSyncCoreData::insertInSyncQueueManagedObject(QWManagedObjectWithSy
     if (!row)
         return;
     const bool wasDeletion = row->action() == QWDropboxSyncActionDelete;
-    if (wasDeletion && action != QWDropboxSyncActionDelete)
+    if (wasDeletion && action != QWDropboxSyncActionDelete) {
         noteBeforeInsertion(*row, object);
+        Q_EMIT deletionTakenBack(object);
+    }
     row->setAction(static_cast<qint16>(action));
     // It may be queued once more: stamped by then, or by a merge with another version.
     if (action == QWDropboxSyncActionDelete && !wasDeletion)

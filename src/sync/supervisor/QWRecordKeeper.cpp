@@ -29,7 +29,7 @@ void QWRecordKeeper::prepareEntry(const DBDeltaEntry& entry) {
     auto& known = engine_.fileMetadataManager();
     if (!entry.metadata && known.isFileNameConflicted(fileName))
         known.deleteDropboxFileMetadataWithName(fileName);
-    if (!entry.metadata && filesMadeAgain_.erase(fileName) && hostsObject(engine_, fileName))
+    if (filesMadeAgain_.erase(fileName) && !entry.metadata && hostsObject(engine_, fileName))
         known.deleteDropboxFileMetadataWithName(fileName);
     if (entry.metadata && qw::sync::isRecordFile(fileName)
         && engine_.isDeletedByBatch(entry.metadata->filename()))
@@ -279,18 +279,13 @@ void QWRecordKeeper::noteDeletion(const QString& fileName) {
 }
 
 void QWRecordKeeper::finishDeletion(const QString& fileName) {
-    filesMadeAgain_.erase(fileName);
     if (const auto object = hostsObject(engine_, fileName))
         filesBehind_.erase(fileNameOf(*object));
 }
 
-void QWRecordKeeper::noteHostInsertions(const QWManagedObjectSet& inserted) {
-    for (const auto& record : inserted) {
-        const auto* object = dynamic_cast<const QWManagedObjectWithSyncSupport*>(record.data());
-        if (object && object->isInserted()
-            && engine_.fileMetadataManager().fileMetadataForFileName(fileNameOf(*object), false))
-            filesMadeAgain_.insert(fileNameOf(*object));
-    }
+void QWRecordKeeper::noteMadeAgain(const QWManagedObjectWithSyncSupport& object) {
+    if (engine_.fileMetadataManager().fileMetadataForFileName(fileNameOf(object), false))
+        filesMadeAgain_.insert(fileNameOf(object));
 }
 
 void QWRecordKeeper::recover() {

@@ -41,9 +41,9 @@ public:
     // again, is noted, to be saved with the end of its row. After it was queued.
     void noteDeletion(const QString& fileName);
     void finishDeletion(const QString& fileName);
-    // After a change of the host's. A record whose file is known was deleted and made again, and the answer to its deletion
-    // has not come.
-    void noteHostInsertions(const QWManagedObjectSet& inserted);
+    // The host has made a record again, and its deletion waits or is out: if its file is known, the next that is heard of
+    // that may be the end which it has come to.
+    void noteMadeAgain(const QWManagedObjectWithSyncSupport& object);
     // Before the host's version gives way to a received deletion, its own or that of a record whose delete rules take
     // it along.
     void prepareDeletion(QWManagedObjectWithSyncSupport& version);
@@ -94,7 +94,7 @@ private:
     QWImageKeeper& images_;
     QWLosingVersions& losingVersions_;
     QWRememberedFiles filesBehind_;       // in the cloud, of rows that end
-    QWRememberedFiles filesMadeAgain_;    // whose deletion is still to be answered or listed
+    QWRememberedFiles filesMadeAgain_;    // and neither sent nor listed since
     QWRememberedFiles filesLacking_;      // in the latest listing from scratch
     QWRememberedFiles filesUnlinked_;     // "A/B": with A, B has lost its reference to it, undated
     QSet<QString> filesMissed_;           // of these, those that no query since has told of

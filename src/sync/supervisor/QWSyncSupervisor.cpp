@@ -59,6 +59,8 @@ QWSyncSupervisor::QWSyncSupervisor(QWDropboxSyncCoreData& engine, std::shared_pt
                 if (!winner && version.managedObjectContext() == engine_->mainManagedObjectContext().get())
                     records_->prepareDeletion(version);
             });
+    connect(engine_, &QWDropboxSyncCoreData::deletionTakenBack, this,
+            [this](const QWManagedObjectWithSyncSupport& object) { records_->noteMadeAgain(object); });
     connect(engine_, &QObject::destroyed, this, [this] { client_->setDelegate(nullptr, nullptr); });
     queueObservation_ = engine.dropboxCacheManagedObjectContext()->observeObjectsDidChange(
         [this](const QWObjectsDidChangeNotice& notice) {
@@ -109,7 +111,6 @@ QWSyncSupervisor::~QWSyncSupervisor() {
 void QWSyncSupervisor::hostDidChange(const QWObjectsDidChangeNotice& notice) {
     ++hostChanges_;
     images_->noteHostInsertions(notice.inserted);
-    records_->noteHostInsertions(notice.inserted);
     if (images_->noteHostChange(notice.updated))
         sendWaitingSoon();
 }

@@ -200,6 +200,43 @@ TEST_F(BroughtBack, What_is_made_again_has_the_image_that_was_set_since_though_t
     EXPECT_EQ(cloud.bytes("Book!!!X.image"), "another");
 }
 
+// One that comes after all that means the present record, whether this desktop has heard of its own upload or not.
+TEST_F(BroughtBack, What_is_made_again_goes_with_the_next_deletion) {
+    for (const bool hasHeard : {false, true}) {
+        beginDeletion();
+        addAgain();
+        a.save();
+        a.advance(10s);
+        ASSERT_TRUE(cloud.fileNames().contains("Book!!!X.data"));
+        if (hasHeard)
+            a.sync();
+        b.sync();
+        b.context->deleteObject(*b.find("X"));
+        b.sync();
+        synchronise();
+        EXPECT_FALSE(a.find("X"));
+        EXPECT_TRUE(areInStep());
+        addAgain();
+        synchronise();
+    }
+}
+
+// Its own version is not sent: another desktop's is later.
+TEST_F(BroughtBack, What_is_made_again_and_received_since_goes_with_the_next_deletion) {
+    beginLateDeletion();
+    addAgain();
+    a.save();
+    cloud.putRecord("Book!!!X.data", {{"title", "Theirs"}, {"dateModified", "2030-01-01 00:00:00 +0000"}});
+    a.advance(700s);
+    ASSERT_TRUE(a.find("X"));
+    synchronise();
+    b.context->deleteObject(*b.find("X"));
+    b.sync();
+    synchronise();
+    EXPECT_FALSE(a.find("X"));
+    EXPECT_TRUE(areInStep());
+}
+
 // Of an earlier activity ------------------------------------------------------------------------------------
 
 TEST_F(BroughtBack, What_is_made_again_is_sent_after_the_deletion_of_an_earlier_activity) {
