@@ -50,9 +50,8 @@ struct Worlds {
     }
     void runFor(QWRunLoop::Duration time) {
         auto& runLoop = *a.world.runLoop;
-        bool isOver = false;
-        runLoop.after(time, [&] { isOver = true; });
-        while (!isOver) {
+        const auto end = runLoop.after(time, [] {}); // a death may come before it
+        while (end.isPending()) {
             step();
             ASSERT_TRUE(runLoop.runNext());
         }

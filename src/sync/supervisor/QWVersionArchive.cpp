@@ -126,8 +126,8 @@ bool QWVersionArchive::add(const QWArchivedVersion& version, QWError* error) {
     return true;
 }
 
-// An empty file stands for no image; one that cannot be read does not. The content comes first: a row that a crash has kept from being written is made by
-// the repetition of what the version gave way to.
+// An empty file stands for no image; one that cannot be read does not. The content comes first: a row that a crash has
+// kept from being written is made by the repetition of what the version gave way to.
 bool QWVersionArchive::addImage(const QWArchivedVersion& version, QWError* error) {
     QWError readError;
     const auto bytes = files().read(version.imagePath, &readError);
