@@ -146,7 +146,13 @@ bool Context::validate(QWError* error) const {
                 if (property->isAttribute() || property->deleteRule() != QWDeleteRule::Deny)
                     continue;
                 const QVariant value = record->valueForKey(property->name());
-                const auto blocks = [](const QWRef<Record>& one) { return one && !one->isDeleted(); };
+                const auto* inverse = property->inverse();
+                const auto blocks = [&](const QWRef<Record>& one) {
+                    if (!one || one->isDeleted())
+                        return false;
+                    // A deleted record keeps its own ends, also of what was given to another one since.
+                    return !inverse || inverse->isToMany() || one->relatedObject(inverse->name()) == record;
+                };
                 const auto members = property->isToMany() ? value.value<QList<QWRef<Record>>>()
                                                           : QList{value.value<QWRef<Record>>()};
                 if (std::any_of(members.begin(), members.end(), blocks))

@@ -229,6 +229,20 @@ TEST_F(Relationship, A_denied_deletion_fails_the_save_with_the_platforms_code_un
     EXPECT_TRUE(fetch("Shelf").empty());
 }
 
+TEST_F(Relationship, A_denied_deletion_is_saved_when_the_members_have_moved_since) {
+    Ref shelf = insert("Shelf"), other = insert("Shelf"), book = insert("Book"), loose = insert("Book");
+    shelf->setRelatedObjects("books", {book, loose});
+    save();
+    context->deleteObject(*shelf);
+    context->processPendingChanges();
+    book->setRelatedObject("shelf", other.data());
+    EXPECT_FALSE(context->save());
+    loose->setRelatedObject("shelf", nullptr);
+    save();
+    EXPECT_EQ(fetch("Shelf"), QWManagedObjectSet{other});
+    EXPECT_EQ(other->relatedObjects("books"), QList<Ref>{book});
+}
+
 TEST_F(Relationship, Removing_one_record_breaks_its_many_to_many_links_only) {
     Ref one = insert("Book", {{"title", "One"}}), two = insert("Book", {{"title", "Two"}});
     Ref tag = insert("Tag", {{"name", "red"}});

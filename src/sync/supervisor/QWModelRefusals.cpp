@@ -112,9 +112,23 @@ bool QWModelRefusals::noteWhatTheHostNeeds() {
     const auto before = recordsToKeep_.size();
     const auto& host = *engine_.mainManagedObjectContext();
     for (const auto& changed : {host.insertedObjects(), host.updatedObjects()})
-        for (const auto& record : changed)
-            recordsToKeep_ |= qw::sync::neededOf(deleted, *record);
+        for (const auto& record : changed) {
+            const auto needed = qw::sync::neededOf(deleted, *record);
+            if (!needed.isEmpty() && !deleted.contains(record->objectID()) && !isReplaced(*record))
+                recordsToKeep_ |= needed;
+        }
     return recordsToKeep_.size() > before;
+}
+
+// What has lost to the host's version has no changes any more.
+bool QWModelRefusals::isReplaced(const QWManagedObject& hosts) const {
+    const auto* object = dynamic_cast<const QWManagedObjectWithSyncSupport*>(&hosts);
+    if (!object)
+        return false;
+    const auto received = QWManagedObjectWithSyncSupport::fetchObjectWithUUID(
+        object->uuid(), object->entity().name(), *engine_.syncSupportManagedObjectContextCopy());
+    return received && received->hasChanges() && qw::sync::holdsOwnChanges(*received)
+           && engine_.receivedVersionWins(*received, object->dateModified());
 }
 
 bool QWModelRefusals::refusesFile(const DBMetadata& file) const {

@@ -8,7 +8,8 @@
 // holding back all others: a batch is saved whole or not at all. One that is refused is given up, and comes again without
 // it: the file of such a record is declined until it changes, and the record stays as it is here; a deletion is refused,
 // and its record sent again. So is one that would take from a record, which the host has changed and not saved, what that
-// must not lose: the host could save nothing any more. What this knows of a batch does not outlive the process, whose next one finds it anew.
+// must not lose: the host could save nothing any more. Not where that record goes, or gives way, with the same batch.
+// What this knows of a batch does not outlive the process, whose next one finds it anew.
 class QWModelRefusals {
 public:
     explicit QWModelRefusals(QWDropboxSyncCoreData& engine) : engine_(engine) {}
@@ -33,6 +34,8 @@ private:
     void completeBareRecords(const QWError& error);
     bool note(const QWError& error);
     bool noteWhatTheHostNeeds();
+    // Whether the version that the host has changed is about to give way to one of the batch.
+    bool isReplaced(const QWManagedObject& hosts) const;
 
     using Revisions = QHash<QWSyncedIdentity, QSet<QString>>; // of files
     QWDropboxSyncCoreData& engine_;

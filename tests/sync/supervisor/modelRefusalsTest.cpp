@@ -199,16 +199,29 @@ TEST_F(ModelRefusalsOfTwo, A_deletion_that_would_take_from_a_record_what_it_requ
 }
 
 // The host edits on after that, and can save it.
-struct ModelRefusalsOfUnsaved : ModelRefusalsOfTwo, testing::WithParamInterface<const char*> {};
+struct ModelRefusalsOfUnsaved : ModelRefusalsOfTwo, testing::WithParamInterface<const char*> {
+    static QVariantMap valuesOfBearer() {
+        return GetParam() == QString("Label") ? QVariantMap{{"text", "L"}} : QVariantMap();
+    }
+    // At B, just before it hears of what A has done.
+    void edit() {
+        const auto bearer = b.find("BEARER", GetParam());
+        bearer->setRelatedObject("next", bearer.data());
+        b.supervisor->syncNow();
+        b.advance(60s);
+        EXPECT_TRUE(b.find("X"));
+        b.save();
+        rest();
+        EXPECT_TRUE(areInStep());
+    }
+};
 
 TEST_P(ModelRefusalsOfUnsaved,
        A_deletion_of_what_a_record_must_not_lose_is_refused_before_the_host_has_saved_that) {
     const QString bearerEntity = GetParam();
     addBadge("B");
-    const auto bearer = b.add(bearerEntity);
+    const auto bearer = b.add(bearerEntity, valuesOfBearer());
     bearer->setUuid("BEARER");
-    if (bearerEntity == "Label")
-        bearer->setValueForKey("text", "L");
     bearer->setRelatedObject("badge", b.find("B", "Badge").data());
     deleteAtA("B");
     receiveUnsavedAtB();
@@ -218,6 +231,35 @@ TEST_P(ModelRefusalsOfUnsaved,
     rest();
     expectBadgeIsBack(bearerEntity);
     EXPECT_TRUE(b.world.errorPresenter->errors().empty());
+}
+
+TEST_P(ModelRefusalsOfUnsaved, What_an_edited_record_must_not_lose_goes_with_the_record) {
+    addBadge("B");
+    addBearer(GetParam(), valuesOfBearer());
+    rest();
+    a.context->deleteObject(*a.find("BEARER", GetParam()));
+    deleteAtA("B");
+    edit();
+    EXPECT_EQ(cloud.fileNames(), QStringList{"Book!!!X.data"});
+    for (Desktop* desktop : {&a, &b}) {
+        EXPECT_FALSE(desktop->find("B", "Badge"));
+        EXPECT_FALSE(desktop->find("BEARER", GetParam()));
+    }
+}
+
+TEST_P(ModelRefusalsOfUnsaved, What_only_an_overtaken_edit_of_a_record_must_not_lose_goes) {
+    addBadge("B");
+    addBadge("C");
+    addBearer(GetParam(), valuesOfBearer());
+    rest();
+    a.world.clock->setOffset(1h);
+    a.find("BEARER", GetParam())->setRelatedObject("badge", a.find("C", "Badge").data());
+    deleteAtA("B");
+    edit();
+    for (Desktop* desktop : {&a, &b}) {
+        EXPECT_FALSE(desktop->find("B", "Badge"));
+        EXPECT_EQ(uuidAt(desktop->find("BEARER", GetParam()), "badge"), "C");
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, ModelRefusalsOfUnsaved, testing::Values("Ribbon", "Label"));
