@@ -214,8 +214,8 @@ public:
     void passOverFile(const QString& fileName);
     // It has loaded a file that changes nothing here: its entry is finished, and the file is known from now on.
     void declineFile(const QString& localPath, const DBMetadata& metadata);
-    // It is refused the file for good: the batch goes on without it. The file is as unknown as it was, and
-    // comes when it changes.
+    // It is refused the file for good, or cannot keep what the file replaces: the batch goes on without it. The file is as
+    // unknown as it was, and comes when it changes.
     void leaveOutFile(const QString& fileName);
     // It has ranked a received record higher than the version here, though their dates tie: applies it to its
     // object in the sync support context, drops what waited of the record (that of a conflicted copy is queued

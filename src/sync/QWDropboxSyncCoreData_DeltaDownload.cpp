@@ -11,7 +11,7 @@
 //
 // Invariants:
 // - The saved cursor is that of the last batch whose every entry was finished; no entry before it was
-//   dropped, but for files that the client was refused for good (`leaveOutFile`).
+//   dropped, but for files that the client leaves out (`leaveOutFile`).
 // - What is in process is to import, too. A file that has vanished (404) is never finished, so it
 //   holds its batch open until deactivation or a full re-upload.
 // - Nothing but a 401 ends the polling: a failed query is repeated after 10 seconds, as is a failed download.

@@ -16,6 +16,7 @@ using Reason = QWArchivedVersion::Reason;
 
 namespace {
 constexpr int mostTimesNotFound = 3;
+constexpr int mostTimesUnreadable = 6; // for a minute, then
 } // namespace
 
 QWImageKeeper::QWImageKeeper(QWDropboxSyncCoreData& engine, QWLosingVersions& losingVersions)
@@ -77,6 +78,9 @@ QWImportVerdict QWImageKeeper::decide(const QWManagedObjectWithSyncSupport& pres
         hasChangedHere && hash != receivedHash && known && known->remoteHash() == receivedHash;
     const bool receivedWins =
         !isKnownAgain && (isTie ? !hasChangedHere || hash < receivedHash : date < metadata.lastModifiedDate);
+    if (receivedWins)
+        if (const auto verdict = verdictOnUnreadable(path, localPath, metadata.filename()))
+            return *verdict;
 
     QWArchivedVersion loser;
     loser.entityName = present.entity().name();
@@ -96,6 +100,26 @@ QWImportVerdict QWImageKeeper::decide(const QWManagedObjectWithSyncSupport& pres
     return receivedWins
                ? QWImportVerdict()
                : QWImportVerdict{QStringLiteral("the image here is newer"), QWImportVerdict::Declined};
+}
+
+// Another program may have it open: it is waited for. One that can never be read must not hold up all that comes behind. (A
+// copy of a conflict stays in the cloud, for another desktop.)
+std::optional<QWImportVerdict>
+QWImageKeeper::verdictOnUnreadable(const QString& path, const QString& localPath, const QString& fileName) {
+    QWError error;
+    if (files().read(path, &error)) {
+        timesUnreadable_.remove(fileName);
+        return std::nullopt;
+    }
+    int& times = timesUnreadable_[fileName];
+    times = std::min(times + 1, mostTimesUnreadable);
+    if (times < mostTimesUnreadable)
+        return QWImportVerdict{error.message, QWImportVerdict::Later};
+    files().remove(localPath);
+    filesToCheck_.erase(fileName);
+    if (!isConflicted(fileName))
+        imagesAskedFor_.insert(fileName);
+    return QWImportVerdict{error.message, QWImportVerdict::LeftOut};
 }
 
 QString QWImageKeeper::contentHash(const QString& path) const {

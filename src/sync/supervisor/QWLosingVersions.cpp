@@ -36,10 +36,11 @@ QWLosingVersions::QWLosingVersions(QWDropboxSyncCoreData& engine, QWVersionArchi
                 *mayGo = addDeletedImage(object);
             });
     connect(&engine, &QWDropboxSyncCoreData::batchWillBeSaved, this, [this](bool* mayBeSaved) {
-        forgetImagesMadeAgain();
         if (unsaved_ > 0)
             *mayBeSaved &= save();
     });
+    hostSaveObservation_ = engine.mainManagedObjectContext()->observeDidSave(
+        [this](const QWDidSaveNotice& notice) { hostDidSave(notice); });
 }
 
 bool QWLosingVersions::save() {
@@ -54,8 +55,8 @@ bool QWLosingVersions::save() {
 // Before, what the batch itself replaces might be dropped, and the batch not be saved.
 void QWLosingVersions::finishBatch() {
     const QStringList taken = imagesTaken_.names();
-    for (const QString& fileName : taken)
-        imagesTaken_.erase(fileName);
+    for (const QString& note : taken)
+        imagesTaken_.erase(note);
     if (isPruneDue_)
         archive_.prune();
     if (std::exchange(isPruneDue_, false) || !taken.isEmpty())
@@ -64,36 +65,35 @@ void QWLosingVersions::finishBatch() {
 
 void QWLosingVersions::giveBatchUp() {
     const QStringList taken = imagesTaken_.names();
-    for (const QString& fileName : taken) {
-        putBackImage(fileName);
-        imagesTaken_.erase(fileName);
+    for (const QString& note : taken) {
+        if (const auto object = ownerOfTaken(note))
+            putBackImageOf(*object);
+        imagesTaken_.erase(note);
     }
     if (!taken.isEmpty())
         engine_.saveCacheContext();
 }
 
-void QWLosingVersions::putBackImage(const QString& fileName) {
-    const auto object = hostsObject(engine_, fileName);
-    const QString path = object ? object->imageURL().toLocalFile() : QString();
+// Null where the batch was saved after all, and the record is not here any more, or is another one.
+QWRef<QWManagedObjectWithSyncSupport> QWLosingVersions::ownerOfTaken(const QString& note) {
+    const auto object = hostsObject(engine_, note.section(QLatin1Char('/'), 0, 0));
+    const bool isSame =
+        object && QString::number(object->objectID().key) == note.section(QLatin1Char('/'), 1);
+    return isSame ? object : QWRef<QWManagedObjectWithSyncSupport>();
+}
+
+void QWLosingVersions::putBackImageOf(const QWManagedObjectWithSyncSupport& object) {
+    const QString path = object.imageURL().toLocalFile();
     if (path.isEmpty() || environment().files().exists(path))
         return;
-    const auto versions = archive_.versions(object->uuid());
+    const auto versions = archive_.versions(object.uuid());
     const auto image = std::find_if(versions.begin(), versions.end(), [&](const auto& version) {
-        return version.isImage() && version.entityName == object->entity().name()
+        return version.isImage() && version.entityName == object.entity().name()
                && version.origin == Origin::Here && version.reason == Reason::Deletion;
     });
     QWError error;
     if (image != versions.end() && !archive_.putBackImage(*image, path, &error))
         qCWarning(qwSyncLog).noquote() << "the image is in the archive alone:" << path << error.message;
-}
-
-// The record is another one by then, and so is its image.
-void QWLosingVersions::forgetImagesMadeAgain() {
-    for (const QString& fileName : imagesTaken_.names())
-        if (engine_.objectReferencedWithLowerCaseFileName(fileName, false)) {
-            imagesTaken_.erase(fileName);
-            ++unsaved_;
-        }
 }
 
 void QWLosingVersions::addDeclined(const QString& fileName, const QVariantMap& received,
@@ -138,26 +138,44 @@ bool QWLosingVersions::addImage(QWArchivedVersion image, QWError* error) {
     return archive_.add(image, error) && engine_.dropboxCacheManagedObjectContext()->save(error);
 }
 
+// What the host has not saved goes at once, whatever becomes of the batch.
 bool QWLosingVersions::addDeletedImage(const QWManagedObjectWithSyncSupport& object) {
     QWArchivedVersion image;
     image.entityName = object.entity().name();
     image.uuid = object.uuid();
     image.imagePath = object.imageURL().toLocalFile();
-    image.dateModified = environment().files().modificationDate(image.imagePath).value_or(QDateTime());
     image.reason = Reason::Deletion;
-    // What the host has not saved goes at once, whatever becomes of the batch.
-    const bool isOfBatch = object.managedObjectContext() != engine_.mainManagedObjectContext().get();
-    const QString fileName = engine_.fileNameWithUUID(image.uuid, image.entityName, true);
-    if (isOfBatch)
-        imagesTaken_.insert(fileName);
+    const bool isHosts = object.managedObjectContext() == engine_.mainManagedObjectContext().get();
+    if (isHosts && !object.isInserted()) {
+        imagesToTakeOnSave_.insert(object.objectID(), image);
+        return false;
+    }
+    const QString note = engine_.fileNameWithUUID(image.uuid, image.entityName, true) + QLatin1Char('/')
+                         + QString::number(object.objectID().key);
+    if (!isHosts)
+        imagesTaken_.insert(note);
+    const bool isKept = takeImage(image);
+    if (!isKept && !isHosts)
+        imagesTaken_.erase(note);
+    return isKept;
+}
+
+bool QWLosingVersions::takeImage(QWArchivedVersion image) {
+    image.dateModified = environment().files().modificationDate(image.imagePath).value_or(QDateTime());
     QWError error;
     const bool isKept = addImage(image, &error);
-    if (!isKept && isOfBatch)
-        imagesTaken_.erase(fileName);
     if (!isKept)
         qCWarning(qwSyncLog).noquote()
             << "the image of a deleted record stays:" << image.imagePath << error.message;
     return isKept;
+}
+
+void QWLosingVersions::hostDidSave(const QWDidSaveNotice& notice) {
+    const auto images = std::exchange(imagesToTakeOnSave_, {});
+    for (const auto& record : notice.deleted)
+        if (const auto image = images.constFind(record->objectID()); image != images.end())
+            if (environment().files().exists(image->imagePath) && takeImage(*image))
+                environment().files().remove(image->imagePath);
 }
 
 // Two versions of one second may be the same one.

@@ -36,15 +36,23 @@ public:
 private:
     void versionGivesWay(QWManagedObjectWithSyncSupport& version, QWManagedObjectWithSyncSupport* winner);
     bool addDeletedImage(const QWManagedObjectWithSyncSupport& object);
-    void forgetImagesMadeAgain();
-    void putBackImage(const QString& fileName);
+    bool takeImage(QWArchivedVersion image);
+    void hostDidSave(const QWDidSaveNotice& notice);
+    QWRef<QWManagedObjectWithSyncSupport> ownerOfTaken(const QString& note);
+    void putBackImageOf(const QWManagedObjectWithSyncSupport& object);
     bool save(); // false when the versions are in memory still
 
     QWEnvironment& environment() const { return engine_.mainManagedObjectContext()->environment(); }
 
     QWDropboxSyncCoreData& engine_;
     QWVersionArchive& archive_;
-    QWRememberedFiles imagesTaken_; // by a batch that is not saved
-    int unsaved_ = 0;               // added since the last save here
+    // By a batch that is not saved: "A/K", of the record of file A that has the key K in the host's store. It may have made
+    // way, in the same batch, for another one of that name.
+    QWRememberedFiles imagesTaken_;
+    // Of saved records that are deleted in the main context along with one that the host had not saved. A rollback brings
+    // them back.
+    QHash<QWManagedObjectID, QWArchivedVersion> imagesToTakeOnSave_;
+    QWObservation hostSaveObservation_;
+    int unsaved_ = 0; // added since the last save here
     bool isPruneDue_ = false;
 };

@@ -88,7 +88,7 @@ void QWSyncSupervisor::restClientLoadedDeltaEntries(DBRestClient&, const QList<D
     const auto kept = images_->preparePage(entries, !hasMore, ownCopies);
     for (const auto& entry : kept) {
         preferences_->prepareEntry(*entry, preferencesCopies);
-        records_->prepareEntry(*entry);
+        records_->prepareEntry(*entry, deletionsOut_.contains(entry->lowercasePath));
     }
     sendAgainWhatIsDeleted(kept);
     const bool isFirstPage = std::exchange(asksFromScratch_, false) || reset;
@@ -201,12 +201,15 @@ void QWSyncSupervisor::restClientLoadedFile(DBRestClient&, const QString& localP
     finish([&](auto& to) {
         if (verdict.what == QWImportVerdict::ForEngine)
             to.restClientLoadedFile(*this, localPath, contentType, metadata);
-        else
+        else if (verdict.what == QWImportVerdict::Declined)
             engine_->declineFile(localPath, metadata);
+        else
+            engine_->leaveOutFile(metadata.filename());
     });
-    for (const QString& path : {images_->finishImport(localPath, metadata), records_->takeDeletionDue()})
-        if (!path.isEmpty())
-            deletePath(path);
+    if (verdict.what != QWImportVerdict::LeftOut)
+        for (const QString& path : {images_->finishImport(localPath, metadata), records_->takeDeletionDue()})
+            if (!path.isEmpty())
+                deletePath(path);
     ++(reason.isEmpty() ? counts_.received : counts_.declined);
     if (reason.isEmpty())
         Q_EMIT fileReceived(metadata.filename());

@@ -1,5 +1,6 @@
 #include "support/Desktop.h"
 #include "sync/supervisor/QWVersionArchive.h"
+#include "testing/QWLogCapture.h"
 
 // Records that are made again, restored or taken back when their deletion is due, on its way or late.
 
@@ -35,10 +36,30 @@ struct BroughtBack : TwoDesktops {
         a.advance(10s);
         ASSERT_EQ(cloud.fileNames(), QStringList());
     }
+    // Desktop a does not know of the edit.
+    void makeAgainAfterEdit() {
+        b.find("X")->setValueForKey("title", "Earlier");
+        b.advance(5s);
+        ASSERT_EQ(a.find("X")->valueForKey("title"), "T");
+        deleteBook();
+        a.save();
+        a.advance(1s);
+        addAgain();
+        a.save();
+    }
+    void dieAfterDeletion() {
+        ASSERT_EQ(cloud.fileNames(), QStringList());
+        a.crash();
+        a.start();
+        expectOnBoth();
+        if (!HasFatalFailure()) {
+            EXPECT_EQ(b.find("X")->valueForKey("title"), "Again");
+        }
+    }
     void expectOnBoth() {
         synchronise();
-        EXPECT_TRUE(a.find("X"));
-        EXPECT_TRUE(b.find("X"));
+        ASSERT_TRUE(a.find("X"));
+        ASSERT_TRUE(b.find("X"));
         EXPECT_TRUE(cloud.fileNames().contains("Book!!!X.data"));
         EXPECT_TRUE(areInStep());
     }
@@ -235,6 +256,33 @@ TEST_F(BroughtBack, What_is_made_again_and_received_since_goes_with_the_next_del
     synchronise();
     EXPECT_FALSE(a.find("X"));
     EXPECT_TRUE(areInStep());
+}
+
+// The end that its file came to is listed to the next process, which must not take it for that of the present record.
+TEST_F(BroughtBack, What_is_made_again_outlives_a_death_though_an_earlier_version_was_listed_meanwhile) {
+    a.client->on(QWRestRequest::Delete).first(2).delaysRequest(20s).delaysAnswer(60s);
+    makeAgainAfterEdit();
+    a.engine->deactivateSync();
+    a.activate();
+    a.advance(10s);
+    ASSERT_FALSE(a.supervisor->versionArchive().versions("X").empty()) << "it was listed";
+    ASSERT_EQ(cloud.fileNames(), QStringList{"Book!!!X.data"});
+    a.advance(15s);
+    dieAfterDeletion();
+}
+
+TEST_F(BroughtBack, So_it_does_where_that_was_listed_before_the_deletion_was_tried_again) {
+    const QWLogCapture log;
+    const auto isOfRecord = [](const QWRestRequest& request) { return request.path.endsWith(".data"); };
+    a.client->on(QWRestRequest::Delete).where(isOfRecord).first(70).answersWith(503);
+    a.client->on(QWRestRequest::Delete).where(isOfRecord).number(71).delaysAnswer(60s);
+    makeAgainAfterEdit();
+    const auto queries = a.client->requests(QWRestRequest::LoadDelta).size();
+    a.advance(670s);
+    ASSERT_EQ(a.client->requests(QWRestRequest::LoadDelta).size(), queries + 1) << "it was listed";
+    ASSERT_EQ(cloud.fileNames(), QStringList{"Book!!!X.data"});
+    a.advance(40s);
+    dieAfterDeletion();
 }
 
 // Of an earlier activity ------------------------------------------------------------------------------------

@@ -312,6 +312,51 @@ TEST_F(ImageArchiveOnDisk, An_image_that_cannot_be_read_keeps_its_place_until_it
     EXPECT_EQ(images(), QList<QByteArray>{"first"});
 }
 
+TEST_F(ImageArchiveOnDisk, An_image_that_can_never_be_read_holds_up_nothing_else_for_more_than_a_minute) {
+    disk->unreadable = path();
+    const QWLogCapture log;
+    cloud.put(nameOf("X"), "second");
+    cloud.putRecord("Book!!!Z.data", book("Behind it"));
+    desktop.askForChanges();
+    pass(30);
+    ASSERT_FALSE(desktop.find("Z"));
+    pass(40);
+    ASSERT_TRUE(desktop.find("Z"));
+    EXPECT_TRUE(supervisor().isInStep());
+    EXPECT_EQ(QDir(desktop.path("cache")).entryList({"*.image"}, QDir::Files), QStringList());
+    EXPECT_EQ(images(), QList<QByteArray>());
+
+    cloud.putRecord("Book!!!Z.data", book("Later", hourText(12)));
+    desktop.askForChanges();
+    pass(5);
+    EXPECT_EQ(desktop.find("Z")->valueForKey("title"), "Later") << "at once";
+
+    disk->unreadable.clear();
+    ASSERT_EQ(image(), "first");
+    receive();
+    EXPECT_EQ(image(), "second") << "though nobody has announced it again";
+    EXPECT_EQ(images(), QList<QByteArray>{"first"});
+    EXPECT_EQ(cloud.bytes(nameOf("X")), "second");
+}
+
+TEST_F(ImageArchiveOnDisk, A_copy_of_a_conflict_that_would_replace_it_stays_in_the_cloud) {
+    disk->unreadable = path();
+    const QWLogCapture log;
+    const QString theirs = "Book!!!X (Ann's conflicted copy).image";
+    cloud.put(theirs, "second");
+    desktop.askForChanges();
+    pass(70);
+    EXPECT_TRUE(supervisor().isInStep());
+    disk->unreadable.clear();
+    desktop.client->forgetRequests();
+    receive();
+    EXPECT_EQ(image(), "first");
+    EXPECT_EQ(cloud.bytes(nameOf("X")), "first");
+    EXPECT_EQ(cloud.bytes(theirs), "second");
+    EXPECT_TRUE(desktop.client->requests(QWRestRequest::LoadFile).empty());
+    EXPECT_TRUE(desktop.client->requests(QWRestRequest::Upload).empty());
+}
+
 TEST_F(ImageArchiveOnDisk, An_image_of_a_deleted_record_that_cannot_be_read_stays_where_it_is) {
     const QString path = disk->unreadable = this->path();
     const QWLogCapture log;
@@ -348,6 +393,17 @@ struct ImageTakenAlong : ImageArchive {
         desktop.save();
         pass(30);
     }
+    // Y is an edition of a book that this desktop has made, and not saved, and another one has deleted.
+    void deleteUnsavedOriginal() {
+        const auto own = desktop.add("Book", {{"title", "Own"}});
+        own->setUuid("OWN");
+        pass(5);
+        desktop.find("Y")->setRelatedObject("original", own.data());
+        pass(30);
+        cloud.remove("Book!!!OWN.data");
+        receive();
+        ASSERT_FALSE(desktop.find("Y"));
+    }
 };
 
 } // namespace
@@ -375,16 +431,40 @@ TEST_F(ImageTakenAlong, A_batch_that_comes_as_another_one_has_taken_no_image) {
     EXPECT_TRUE(images("Y").isEmpty());
 }
 
-TEST_F(ImageTakenAlong, So_it_is_where_the_record_that_is_deleted_was_not_saved) {
-    const auto own = desktop.add("Book", {{"title", "Own"}});
-    own->setUuid("OWN");
-    pass(5);
-    desktop.find("Y")->setRelatedObject("original", own.data());
-    pass(30);
+TEST_F(ImageTakenAlong, So_it_is_where_the_record_that_is_deleted_was_not_saved_once_the_host_saves_that) {
     const QString path = this->path("Y");
-    cloud.remove("Book!!!OWN.data");
-    receive();
-    ASSERT_FALSE(desktop.find("Y"));
+    deleteUnsavedOriginal();
+    EXPECT_TRUE(QFile::exists(path));
+    EXPECT_TRUE(images("Y").isEmpty());
+    desktop.save();
     EXPECT_FALSE(QFile::exists(path));
     EXPECT_TRUE(holdsOnlyImage("cover", Origin::Here, Reason::Deletion, "Y"));
+    pass(60);
+    EXPECT_EQ(cloud.fileNames(), QStringList{file});
+}
+
+TEST_F(ImageTakenAlong, What_the_host_rolls_back_keeps_its_image) {
+    deleteUnsavedOriginal();
+    desktop.context->rollback();
+    desktop.find("X")->setValueForKey("title", "Another change");
+    desktop.save();
+    pass(60);
+    ASSERT_TRUE(desktop.find("Y"));
+    EXPECT_EQ(image("Y"), "cover");
+    EXPECT_EQ(cloud.bytes(nameOf("Y")), "cover");
+    EXPECT_TRUE(images("Y").isEmpty());
+}
+
+TEST_F(ImageTakenAlong, What_a_death_brings_back_before_it_is_deleted_elsewhere_keeps_its_image) {
+    desktop.client->on(QWRestRequest::Delete).answersWith(503);
+    deleteUnsavedOriginal();
+    desktop.crash();
+    desktop.start();
+    ASSERT_TRUE(desktop.find("Y"));
+    EXPECT_EQ(image("Y"), "cover");
+    desktop.activate();
+    pass(60);
+    ASSERT_TRUE(desktop.find("Y"));
+    EXPECT_EQ(image("Y"), "cover");
+    EXPECT_EQ(cloud.bytes(nameOf("Y")), "cover");
 }
