@@ -249,13 +249,16 @@ TEST(CrashPoints, A_full_re_upload_loses_nothing) {
         });
 }
 
-// Under a supervisor: the engine alone loses what is made again, whether it dies or not.
-TEST(CrashPoints, What_is_made_again_while_its_deletion_is_on_its_way_is_on_both_once_it_is_saved) {
+// Under a supervisor: the engine alone loses what is made again, whether it dies or not. The deletion is listed after it
+// was answered, or before.
+struct DeletionOnItsWay : testing::TestWithParam<std::chrono::seconds> {};
+
+TEST_P(DeletionOnItsWay, What_is_made_again_meanwhile_is_on_both_once_it_is_saved) {
     bool isSaved = false;
     dieEverywhere(
         [&](Worlds& worlds) {
             isSaved = false;
-            worlds.a.client->on(QWRestRequest::Delete).first(2).delaysAnswer(std::chrono::seconds(5));
+            worlds.a.client->on(QWRestRequest::Delete).first(2).delaysAnswer(GetParam());
             worlds.a.context->deleteObject(*worlds.book(worlds.a, 1));
             worlds.saveA();
             worlds.runFor(std::chrono::seconds(2));
@@ -267,3 +270,6 @@ TEST(CrashPoints, What_is_made_again_while_its_deletion_is_on_its_way_is_on_both
         [&](Worlds& worlds) { EXPECT_TRUE(!isSaved || worlds.titles().contains("Again")); },
         Desktop::Supervised);
 }
+
+INSTANTIATE_TEST_SUITE_P(CrashPoints, DeletionOnItsWay,
+                         testing::Values(std::chrono::seconds(5), std::chrono::seconds(700)));

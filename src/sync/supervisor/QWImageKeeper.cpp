@@ -16,7 +16,7 @@ using Reason = QWArchivedVersion::Reason;
 
 namespace {
 constexpr int mostTimesNotFound = 3;
-constexpr int mostTimesUnreadable = 6; // for a minute, then
+constexpr auto longestWaitToRead = std::chrono::seconds(50); // of all of a batch together
 } // namespace
 
 QWImageKeeper::QWImageKeeper(QWDropboxSyncCoreData& engine, QWLosingVersions& losingVersions)
@@ -79,7 +79,7 @@ QWImportVerdict QWImageKeeper::decide(const QWManagedObjectWithSyncSupport& pres
     const bool receivedWins =
         !isKnownAgain && (isTie ? !hasChangedHere || hash < receivedHash : date < metadata.lastModifiedDate);
     if (receivedWins)
-        if (const auto verdict = verdictOnUnreadable(path, localPath, metadata.filename()))
+        if (const auto verdict = verdictOnUnreadable(path, localPath, metadata))
             return *verdict;
 
     QWArchivedVersion loser;
@@ -102,24 +102,37 @@ QWImportVerdict QWImageKeeper::decide(const QWManagedObjectWithSyncSupport& pres
                : QWImportVerdict{QStringLiteral("the image here is newer"), QWImportVerdict::Declined};
 }
 
-// Another program may have it open: it is waited for. One that can never be read must not hold up all that comes behind. (A
-// copy of a conflict stays in the cloud, for another desktop.)
-std::optional<QWImportVerdict>
-QWImageKeeper::verdictOnUnreadable(const QString& path, const QString& localPath, const QString& fileName) {
+// Another program may have it open: it is waited for. One that can never be read must not hold up all that comes behind; it
+// is not sent by mistake for what is left out, and a later batch asks for that. (A copy of a conflict stays in the cloud, for
+// another desktop.)
+std::optional<QWImportVerdict> QWImageKeeper::verdictOnUnreadable(const QString& path,
+                                                                  const QString& localPath,
+                                                                  const DBMetadata& metadata) {
     QWError error;
-    if (files().read(path, &error)) {
-        timesUnreadable_.remove(fileName);
+    if (files().read(path, &error))
         return std::nullopt;
-    }
-    int& times = timesUnreadable_[fileName];
-    times = std::min(times + 1, mostTimesUnreadable);
-    if (times < mostTimesUnreadable)
+    const auto now = engine_.mainManagedObjectContext()->environment().runLoop().now();
+    if (!unreadableSince_)
+        unreadableSince_ = now;
+    if (now - *unreadableSince_ < longestWaitToRead)
         return QWImportVerdict{error.message, QWImportVerdict::Later};
     files().remove(localPath);
-    filesToCheck_.erase(fileName);
-    if (!isConflicted(fileName))
-        imagesAskedFor_.insert(fileName);
+    filesToCheck_.erase(metadata.filename());
+    auto& known = engine_.fileMetadataManager();
+    if (!isConflicted(metadata.filename())) {
+        imagesAskedFor_.insert(metadata.filename());
+        if (!known.fileMetadataForFileName(metadata.filename(), false)) {
+            known.updateFileMetadataEquivalentToDropboxFileMetadata(metadata);
+            known.fileMetadataForFileName(metadata.filename(), false)->setRemoteHash(QString());
+        }
+    }
     return QWImportVerdict{error.message, QWImportVerdict::LeftOut};
+}
+
+bool QWImageKeeper::isUnreadable(const QString& fileName) const {
+    const auto object = hostsObject(engine_, fileName);
+    const QString path = object ? object->imageURL().toLocalFile() : QString();
+    return !path.isEmpty() && files().exists(path) && !files().read(path);
 }
 
 QString QWImageKeeper::contentHash(const QString& path) const {
@@ -172,7 +185,8 @@ QList<DBDeltaEntryRef> QWImageKeeper::preparePage(const QList<DBDeltaEntryRef>& 
     isListed_ = isLast;
     if (isLast)
         for (const QString& name : imagesAskedFor_.names())
-            askForKnown(name);
+            if (!isUnreadable(name))
+                askForKnown(name);
     std::set<QString> uuidsOfRecords;
     for (const auto& entry : page)
         if (entry->metadata && qw::sync::isRecordFile(entry->lowercasePath))
@@ -255,6 +269,7 @@ QString QWImageKeeper::finishImport(const QString& localPath, const DBMetadata& 
 bool QWImageKeeper::finishBatch() {
     if (!std::exchange(isListed_, false))
         return false;
+    unreadableSince_.reset();
     QStringList names;
     for (const QString& name : filesToCheck_.names()) {
         filesToCheck_.erase(name);
@@ -394,4 +409,5 @@ QString QWImageKeeper::nameOf(const QWManagedObjectWithSyncSupport& object) cons
 // them is seen to at the end of the next batch.
 void QWImageKeeper::giveBatchUp() {
     isListed_ = false;
+    unreadableSince_.reset();
 }

@@ -69,7 +69,8 @@ private:
     using Object = QWRef<QWManagedObjectWithSyncSupport>;
 
     std::optional<QWImportVerdict> verdictOnUnreadable(const QString& path, const QString& localPath,
-                                                       const QString& fileName);
+                                                       const DBMetadata& metadata);
+    bool isUnreadable(const QString& fileName) const;
     QWImportVerdict decide(const QWManagedObjectWithSyncSupport& present, const QDateTime& date,
                            const QString& localPath, const DBMetadata& metadata);
     QString contentHash(const QString& path) const;
@@ -85,7 +86,7 @@ private:
     QWRememberedFiles imagesDeleted_; // in the cloud
     QSet<QString> imagesMissed_;      // of those, the ones whose records have outlived a batch
     bool isQueryDue_ = false;
-    QHash<QString, int> timesNotFound_;   // in a row
-    QHash<QString, int> timesUnreadable_; // the image here, by the name of the received one
-    QWRememberedFiles imagesAskedFor_;    // by a batch that was not told of them; they have not arrived
+    QHash<QString, int> timesNotFound_;                  // in a row
+    std::optional<QWRunLoop::Duration> unreadableSince_; // in this batch, an image here that is to make way
+    QWRememberedFiles imagesAskedFor_; // by a batch that was not told of them; they have not arrived
 };

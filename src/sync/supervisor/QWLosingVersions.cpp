@@ -57,6 +57,7 @@ void QWLosingVersions::finishBatch() {
     const QStringList taken = imagesTaken_.names();
     for (const QString& note : taken)
         imagesTaken_.erase(note);
+    archive_.holdImages(false);
     if (isPruneDue_)
         archive_.prune();
     if (std::exchange(isPruneDue_, false) || !taken.isEmpty())
@@ -66,20 +67,31 @@ void QWLosingVersions::finishBatch() {
 void QWLosingVersions::giveBatchUp() {
     const QStringList taken = imagesTaken_.names();
     for (const QString& note : taken) {
-        if (const auto object = ownerOfTaken(note))
+        if (const auto object = ownerOf(note))
             putBackImageOf(*object);
         imagesTaken_.erase(note);
     }
+    archive_.holdImages(false);
     if (!taken.isEmpty())
         engine_.saveCacheContext();
 }
 
-// Null where the batch was saved after all, and the record is not here any more, or is another one.
-QWRef<QWManagedObjectWithSyncSupport> QWLosingVersions::ownerOfTaken(const QString& note) {
-    const auto object = hostsObject(engine_, note.section(QLatin1Char('/'), 0, 0));
-    const bool isSame =
-        object && QString::number(object->objectID().key) == note.section(QLatin1Char('/'), 1);
-    return isSame ? object : QWRef<QWManagedObjectWithSyncSupport>();
+QString QWLosingVersions::noteOf(const QWManagedObjectWithSyncSupport& object) const {
+    return qw::text::lowercase(engine_.fileNameWithUUID(object.uuid(), object.entity().name(), true))
+           + QLatin1Char('/') + QString::number(object.objectID().key);
+}
+
+// Also one that the host has deleted and not saved. Null where the batch was saved after all, and the record is not here any
+// more, or is another one.
+QWRef<QWManagedObjectWithSyncSupport> QWLosingVersions::ownerOf(const QString& note) {
+    const auto present = hostsObject(engine_, note.section(QLatin1Char('/'), 0, 0));
+    if (present && noteOf(*present) == note)
+        return present;
+    for (const auto& record : engine_.mainManagedObjectContext()->deletedObjects())
+        if (auto* object = dynamic_cast<QWManagedObjectWithSyncSupport*>(record.data());
+            object && noteOf(*object) == note)
+            return QWRef<QWManagedObjectWithSyncSupport>(object);
+    return {};
 }
 
 void QWLosingVersions::putBackImageOf(const QWManagedObjectWithSyncSupport& object) {
@@ -150,13 +162,13 @@ bool QWLosingVersions::addDeletedImage(const QWManagedObjectWithSyncSupport& obj
         imagesToTakeOnSave_.insert(object.objectID(), image);
         return false;
     }
-    const QString note = engine_.fileNameWithUUID(image.uuid, image.entityName, true) + QLatin1Char('/')
-                         + QString::number(object.objectID().key);
-    if (!isHosts)
-        imagesTaken_.insert(note);
+    if (isHosts)
+        return takeImage(image);
+    imagesTaken_.insert(noteOf(object));
+    archive_.holdImages(true);
     const bool isKept = takeImage(image);
-    if (!isKept && !isHosts)
-        imagesTaken_.erase(note);
+    if (!isKept)
+        imagesTaken_.erase(noteOf(object));
     return isKept;
 }
 
@@ -170,12 +182,18 @@ bool QWLosingVersions::takeImage(QWArchivedVersion image) {
     return isKept;
 }
 
+// Of a record that the host has made again since, the image is there to stay.
 void QWLosingVersions::hostDidSave(const QWDidSaveNotice& notice) {
     const auto images = std::exchange(imagesToTakeOnSave_, {});
-    for (const auto& record : notice.deleted)
-        if (const auto image = images.constFind(record->objectID()); image != images.end())
-            if (environment().files().exists(image->imagePath) && takeImage(*image))
-                environment().files().remove(image->imagePath);
+    for (const auto& record : notice.deleted) {
+        const auto image = images.constFind(record->objectID());
+        if (image == images.end() || !environment().files().exists(image->imagePath)
+            || QWManagedObjectWithSyncSupport::fetchObjectWithUUID(image->uuid, image->entityName,
+                                                                   *engine_.mainManagedObjectContext()))
+            continue;
+        if (takeImage(*image))
+            environment().files().remove(image->imagePath);
+    }
 }
 
 // Two versions of one second may be the same one.

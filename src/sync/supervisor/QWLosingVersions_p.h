@@ -38,7 +38,8 @@ private:
     bool addDeletedImage(const QWManagedObjectWithSyncSupport& object);
     bool takeImage(QWArchivedVersion image);
     void hostDidSave(const QWDidSaveNotice& notice);
-    QWRef<QWManagedObjectWithSyncSupport> ownerOfTaken(const QString& note);
+    QString noteOf(const QWManagedObjectWithSyncSupport& object) const;
+    QWRef<QWManagedObjectWithSyncSupport> ownerOf(const QString& note);
     void putBackImageOf(const QWManagedObjectWithSyncSupport& object);
     bool save(); // false when the versions are in memory still
 

@@ -127,7 +127,8 @@ bool QWModelRefusals::isReplaced(const QWManagedObject& hosts) const {
         return false;
     const auto received = QWManagedObjectWithSyncSupport::fetchObjectWithUUID(
         object->uuid(), object->entity().name(), *engine_.syncSupportManagedObjectContextCopy());
-    return received && received->hasChanges() && qw::sync::holdsOwnChanges(*received)
+    return received && imported_.contains(QWSyncedIdentity(*received)) && received->hasChanges()
+           && qw::sync::holdsOwnChanges(*received)
            && engine_.receivedVersionWins(*received, object->dateModified());
 }
 

@@ -21,19 +21,24 @@ using qw::sync::waitingDeletion;
 // Before an import ------------------------------------------------------------------------------------------
 
 // Another desktop has merged a conflicted copy that this one's upload had become: the engine passes over its deletion.
-// Or the host has made a record again, and what is listed is the end of the file that it had before: a version that is
-// listed while its row is in flight, or the deletion of an earlier activity, may come before that end. Or a file has come
+// Or the host has made a record again, and what is listed is the end of the file that it had before; a version that is
+// listed while the deletion is due may come before that end. Or a file has come
 // back whose record the batch has deleted, and whose revision an upload has made known.
-void QWRecordKeeper::prepareEntry(const DBDeltaEntry& entry, bool isDeletionOut) {
+void QWRecordKeeper::prepareEntry(const DBDeltaEntry& entry, bool isDeletionDue) {
     const QString fileName = qw::text::lastPathComponent(entry.lowercasePath);
     filesLacking_.erase(fileName);
     auto& known = engine_.fileMetadataManager();
     if (!entry.metadata && known.isFileNameConflicted(fileName))
         known.deleteDropboxFileMetadataWithName(fileName);
-    const bool isOfBefore =
-        entry.metadata && (isDeletionOut || engine_.objectSyncingForFileWithName(fileName));
-    if (!isOfBefore && filesMadeAgain_.erase(fileName) && !entry.metadata && hostsObject(engine_, fileName))
+    const bool isOfBefore = entry.metadata && isDeletionDue;
+    const auto object = !isOfBefore && filesMadeAgain_.erase(fileName) && !entry.metadata
+                            ? hostsObject(engine_, fileName)
+                            : Object();
+    if (object) {
         known.deleteDropboxFileMetadataWithName(fileName);
+        if (!engine_.objectWaitingSyncForObject(*object, false)) // a received version has dropped its row
+            queue(*object);
+    }
     if (entry.metadata && qw::sync::isRecordFile(fileName)
         && engine_.isDeletedByBatch(entry.metadata->filename()))
         forgetRevision(fileName);

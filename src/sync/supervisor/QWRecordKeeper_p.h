@@ -21,8 +21,9 @@ public:
     // Queues what a process that died has noted and not queued.
     void recover();
 
-    // Before the engine has a page of changes. `isDeletionOut` says that a deletion of that file has no answer yet.
-    void prepareEntry(const DBDeltaEntry& entry, bool isDeletionOut);
+    // Before the engine has a page of changes. `isDeletionDue` says that a deletion of that file by this desktop is to be
+    // sent, or has no answer yet.
+    void prepareEntry(const DBDeltaEntry& entry, bool isDeletionDue);
     // When all pages have come, before the engine works on them.
     void noteDeletionsListed();
     // Before the engine imports a downloaded record, of an entity that there is.

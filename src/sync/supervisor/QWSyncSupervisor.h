@@ -209,6 +209,7 @@ private:
     void sendAgainWhatIsDeleted(const QList<DBDeltaEntryRef>& page);
     void sendAgainWhatIsMissing(const QStringList& fileNames, const QStringList& writtenMeanwhile);
     void sendAgainWhatIsInFlight(const QString& uuid);
+    bool isDeletionDue(const QString& lowercasePath) const; // of a record
     void sendWaiting();
     void sendWaitingSoon(); // on a turn of the run loop of its own
     void hostDidChange(const QWObjectsDidChangeNotice& notice);

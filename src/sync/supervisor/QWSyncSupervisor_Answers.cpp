@@ -88,7 +88,7 @@ void QWSyncSupervisor::restClientLoadedDeltaEntries(DBRestClient&, const QList<D
     const auto kept = images_->preparePage(entries, !hasMore, ownCopies);
     for (const auto& entry : kept) {
         preferences_->prepareEntry(*entry, preferencesCopies);
-        records_->prepareEntry(*entry, deletionsOut_.contains(entry->lowercasePath));
+        records_->prepareEntry(*entry, isDeletionDue(entry->lowercasePath));
     }
     sendAgainWhatIsDeleted(kept);
     const bool isFirstPage = std::exchange(asksFromScratch_, false) || reset;
@@ -98,6 +98,14 @@ void QWSyncSupervisor::restClientLoadedDeltaEntries(DBRestClient&, const QList<D
         sendConflictedImage(copy);
     for (const QString& copy : preferencesCopies)
         deletePath(copy);
+}
+
+// One of an earlier activity has no row any more; one that is to be repeated is not out.
+bool QWSyncSupervisor::isDeletionDue(const QString& lowercasePath) const {
+    const QString fileName = qw::text::lastPathComponent(lowercasePath);
+    return deletionsOut_.contains(lowercasePath)
+           || (engine_->objectSyncingForFileWithName(fileName)
+               && !recordsInFlight_.contains(qw::sync::uuidNamedByFile(fileName)));
 }
 
 // What is in flight may have been in the cloud before, and deleted with the sync folder. Where the engine knows the file,

@@ -143,7 +143,7 @@ bool QWVersionArchive::addImage(const QWArchivedVersion& version, QWError* error
     const auto row = addRow(version, hash);
     row->setValueForKey(imageSizeKey, static_cast<qlonglong>(bytes->size()));
     imageBytesAdded_ += bytes->size();
-    if (imageBytesAdded_ > bounds_.imageBytes / 10)
+    if (imageBytesAdded_ > bounds_.imageBytes / 10 && !areImagesHeld_)
         pruneImages();
     return true;
 }

@@ -58,7 +58,8 @@ public:
         qint64 versionsOfRecord = 20; // and as many of its image
         qint64 versions = 100000;     // a batch that replaces more keeps all of its own until it has ended
         std::chrono::hours age = std::chrono::hours(24) * 180; // since they lost, by the engine's clock
-        qint64 imageBytes = 500'000'000; // of all images; for the time of a batch they may be a tenth more
+        qint64 imageBytes =
+            500'000'000; // of all images; for the time of a batch they may be a tenth more, or what it deletes
     };
 
     explicit QWVersionArchive(QWDropboxSyncCoreData& engine) : engine_(engine) {}
@@ -91,6 +92,8 @@ public:
              QWArchivedVersion::Reason reason);
     // Writes an image to where it was, as it was. The version stays.
     bool putBackImage(const QWArchivedVersion& version, const QString& path, QWError* error = nullptr);
+    // Whether images may be put back, and none is dropped for being beyond the bounds.
+    void holdImages(bool areHeld) { areImagesHeld_ = areHeld; }
     // Drops what is beyond the bounds.
     void prune();
     void setBounds(const Bounds& bounds) { bounds_ = bounds; }
@@ -111,4 +114,5 @@ private:
     QWDropboxSyncCoreData& engine_;
     Bounds bounds_;
     qint64 imageBytesAdded_ = 0; // since they were pruned
+    bool areImagesHeld_ = false;
 };

@@ -47,13 +47,13 @@ struct BroughtBack : TwoDesktops {
         addAgain();
         a.save();
     }
-    void dieAfterDeletion() {
+    void dieAfterDeletion(const QString& title = "Again") {
         ASSERT_EQ(cloud.fileNames(), QStringList());
         a.crash();
         a.start();
         expectOnBoth();
         if (!HasFatalFailure()) {
-            EXPECT_EQ(b.find("X")->valueForKey("title"), "Again");
+            EXPECT_EQ(b.find("X")->valueForKey("title"), title);
         }
     }
     void expectOnBoth() {
@@ -269,6 +269,25 @@ TEST_F(BroughtBack, What_is_made_again_outlives_a_death_though_an_earlier_versio
     ASSERT_EQ(cloud.fileNames(), QStringList{"Book!!!X.data"});
     a.advance(15s);
     dieAfterDeletion();
+}
+
+// That has taken the place of what waited to be sent.
+TEST_F(BroughtBack, It_outlives_a_death_in_a_later_version_that_was_received_meanwhile) {
+    a.client->on(QWRestRequest::Delete).first(2).delaysRequest(20s).delaysAnswer(60s);
+    deleteBook();
+    a.save();
+    a.advance(1s);
+    addAgain();
+    a.save();
+    a.engine->deactivateSync();
+    a.advance(2s);
+    b.find("X")->setValueForKey("title", "Later");
+    b.advance(5s);
+    a.activate();
+    a.advance(5s);
+    ASSERT_EQ(a.find("X")->valueForKey("title"), "Later");
+    a.advance(15s);
+    dieAfterDeletion("Later");
 }
 
 TEST_F(BroughtBack, So_it_does_where_that_was_listed_before_the_deletion_was_tried_again) {

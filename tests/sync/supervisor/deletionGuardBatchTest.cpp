@@ -138,6 +138,16 @@ TEST_F(DeletionGuardBatch, What_it_has_made_again_gets_that_image_back_when_it_c
     EXPECT_EQ(desktop.image(*desktop.find("N0")), "cover");
 }
 
+TEST_F(DeletionGuardBatch, The_image_is_put_back_though_the_host_has_deleted_the_record_and_not_saved) {
+    beginBatch();
+    const QString path = desktop.find("N0")->imageURL().toLocalFile();
+    desktop.context->deleteObject(*desktop.find("N0"));
+    engine().deactivateSync();
+    EXPECT_TRUE(desktop.world.files->exists(path));
+    desktop.context->rollback();
+    EXPECT_EQ(desktop.image(*desktop.find("N0")), "cover");
+}
+
 TEST_F(DeletionGuardBatch, What_the_host_has_put_in_the_place_of_such_an_image_stays) {
     beginBatch();
     desktop.setImage(*desktop.find("N0"), "mine");

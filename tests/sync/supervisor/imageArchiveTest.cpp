@@ -327,14 +327,61 @@ TEST_F(ImageArchiveOnDisk, An_image_that_can_never_be_read_holds_up_nothing_else
     EXPECT_EQ(images(), QList<QByteArray>());
 
     cloud.putRecord("Book!!!Z.data", book("Later", hourText(12)));
+    desktop.client->forgetRequests();
     desktop.askForChanges();
     pass(5);
     EXPECT_EQ(desktop.find("Z")->valueForKey("title"), "Later") << "at once";
+    EXPECT_EQ(desktop.client->requests(QWRestRequest::LoadFile).size(), 1u);
 
     disk->unreadable.clear();
     ASSERT_EQ(image(), "first");
     receive();
     EXPECT_EQ(image(), "second") << "though nobody has announced it again";
+    EXPECT_EQ(images(), QList<QByteArray>{"first"});
+    EXPECT_EQ(cloud.bytes(nameOf("X")), "second");
+}
+
+TEST_F(ImageArchiveOnDisk, Many_images_that_can_never_be_read_hold_it_up_no_longer) {
+    QStringList uuids;
+    for (int number = 0; number < 12; ++number)
+        uuids.append(QStringLiteral("N%1").arg(number));
+    for (const QByteArray image : {"first", "second"}) {
+        for (const QString& uuid : uuids) {
+            cloud.putRecord("Book!!!" + uuid + ".data", book("B", hourText(image == "first" ? 11 : 12)));
+            cloud.put(nameOf(uuid), image);
+        }
+        if (image == "first")
+            receive();
+    }
+    ASSERT_EQ(this->image("N11"), "first");
+    disk->unreadable = QFileInfo(path()).path();
+    const QWLogCapture log;
+    desktop.askForChanges();
+    pass(70);
+    EXPECT_TRUE(supervisor().isInStep());
+    EXPECT_EQ(desktop.find("N11")->dateModified(), hourOf(12));
+    disk->unreadable.clear();
+    receive();
+    for (const QString& uuid : uuids)
+        EXPECT_EQ(this->image(uuid), "second");
+}
+
+// The first activity with a library that was copied here, say.
+TEST_F(ImageArchiveOnDisk, One_that_cannot_be_read_is_not_sent_for_a_later_one_that_was_left_out) {
+    engine().fileMetadataManager().deleteDropboxFileMetadataWithName(nameOf("X"));
+    disk->unreadable = path();
+    const QWLogCapture log;
+    cloud.put(nameOf("X"), "second");
+    desktop.askForChanges();
+    pass(70);
+    disk->unreadable.clear();
+    desktop.find("X")->setValueForKey("title", "Edited");
+    desktop.save();
+    pass(5);
+    ASSERT_EQ(desktop.client->requests(QWRestRequest::Upload).size(), 1u);
+    EXPECT_EQ(cloud.bytes(nameOf("X")), "second");
+    receive();
+    EXPECT_EQ(image(), "second");
     EXPECT_EQ(images(), QList<QByteArray>{"first"});
     EXPECT_EQ(cloud.bytes(nameOf("X")), "second");
 }
@@ -431,6 +478,24 @@ TEST_F(ImageTakenAlong, A_batch_that_comes_as_another_one_has_taken_no_image) {
     EXPECT_TRUE(images("Y").isEmpty());
 }
 
+// What has been put back cannot have been dropped meanwhile.
+TEST_F(ImageTakenAlong, A_batch_that_has_taken_more_than_the_archive_may_hold_has_taken_no_image) {
+    receiveImage(QByteArray(1000, 'x'));
+    QWVersionArchive::Bounds bounds;
+    bounds.imageBytes = 100;
+    supervisor().versionArchive().setBounds(bounds);
+    cloud.remove(file);
+    cloud.remove("Book!!!Y.data");
+    cloud.putRecord("Label!!!L.data", {{"dateModified", hourText(10)}}); // the model wants a text
+    desktop.askForChanges();
+    pass(3);
+    EXPECT_EQ(image("X"), QByteArray(1000, 'x'));
+    EXPECT_EQ(image("Y"), "cover");
+    pass(60);
+    ASSERT_FALSE(desktop.find("X"));
+    EXPECT_LT(files().size(), 2) << "within the bounds again";
+}
+
 TEST_F(ImageTakenAlong, So_it_is_where_the_record_that_is_deleted_was_not_saved_once_the_host_saves_that) {
     const QString path = this->path("Y");
     deleteUnsavedOriginal();
@@ -441,6 +506,16 @@ TEST_F(ImageTakenAlong, So_it_is_where_the_record_that_is_deleted_was_not_saved_
     EXPECT_TRUE(holdsOnlyImage("cover", Origin::Here, Reason::Deletion, "Y"));
     pass(60);
     EXPECT_EQ(cloud.fileNames(), QStringList{file});
+}
+
+TEST_F(ImageTakenAlong, What_the_host_makes_again_before_it_saves_keeps_its_image) {
+    deleteUnsavedOriginal();
+    desktop.add("Book", {{"title", "Again"}})->setUuid("Y");
+    desktop.save();
+    pass(60);
+    ASSERT_TRUE(desktop.find("Y"));
+    EXPECT_EQ(image("Y"), "cover");
+    EXPECT_EQ(cloud.bytes(nameOf("Y")), "cover");
 }
 
 TEST_F(ImageTakenAlong, What_the_host_rolls_back_keeps_its_image) {

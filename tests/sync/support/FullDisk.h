@@ -6,7 +6,7 @@
 #include <functional>
 
 // The real files, on a disk that takes no new ones while `isFull` is set, and that tells what was synced.
-// With `fullBelow` this holds of that folder alone. The file `unreadable` cannot be read.
+// With `fullBelow` this holds of that folder alone. The file `unreadable`, or all in that folder, cannot be read.
 class FullDisk final : public QWFileManager {
 public:
     bool isFull = true;
@@ -17,7 +17,7 @@ public:
 
     bool exists(const QString& path) const override { return files_.exists(path); }
     std::optional<QByteArray> read(const QString& path, QWError* error = nullptr) const override {
-        if (path != unreadable)
+        if (unreadable.isEmpty() || !path.startsWith(unreadable))
             return files_.read(path, error);
         qw::fail(error, {"files", 5, "input/output error on " + path, {{"path", path}}});
         return {};
