@@ -22,8 +22,8 @@ using qw::sync::waitingDeletion;
 
 // Another desktop has merged a conflicted copy that this one's upload had become: the engine passes over its deletion.
 // Or the host has made a record again, and what is listed is the end of the file that it had before; a version that is
-// listed while the deletion is due may come before that end. Or a file has come
-// back whose record the batch has deleted, and whose revision an upload has made known.
+// listed while the deletion is due may come before that end. Or a file has come back whose record the batch has deleted, and
+// whose revision an upload has made known.
 void QWRecordKeeper::prepareEntry(const DBDeltaEntry& entry, bool isDeletionDue) {
     const QString fileName = qw::text::lastPathComponent(entry.lowercasePath);
     filesLacking_.erase(fileName);
