@@ -284,6 +284,23 @@ TEST(SimulatedDeletion,
                                   9008955));
 }
 
+// It was edited while it was sent, and sent again: the next process must not send it once more.
+TEST(SimulatedDeletion,
+     A_record_that_was_sent_twice_stays_deleted_when_its_machine_dies_and_the_cursors_are_lost) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({1, 1, -2}, {"1538 3 delay-request 5 82\n"
+                                                        "8861 2 add 960 4298\n"
+                                                        "2934 1 add 768 52618\n"
+                                                        "20351 3 add 703 8485\n"
+                                                        "25606 3 add 480 34682\n"
+                                                        "3343 3 edit-author 955 2532",
+                                                        "793065 2 delete-author 368 91452\n"
+                                                        "227 3 forget-cursors 163 19178\n"
+                                                        "227318 2 delete 603 15347\n"
+                                                        "6103 3 lose-power 66 37423\n"
+                                                        "731874 3 duplicate 5 68288"}),
+                                  50133441));
+}
+
 TEST(SimulatedDeletion, An_author_whose_edit_is_sent_in_the_batch_that_deletes_it_comes_back_everywhere) {
     EXPECT_TRUE(keepsEveryPromise(scriptOf({-1, -1, 0}, {"13795 1 add 912 75600\n"
                                                          "26056 2 kill 98 319\n"

@@ -269,7 +269,10 @@ bool QWRecordKeeper::noteBehind(const QString& fileName, const QByteArray& sent)
     return true;
 }
 
+// It may have been noted by an answer before, when it was sent again in the same row.
 bool QWRecordKeeper::finishUpload(const QString& fileName, bool isBehind) {
+    if (!isBehind && filesBehind_.names().isEmpty())
+        return false;
     const auto object = hostsObject(engine_, fileName);
     const bool isToBeQueued = isBehind && object && !engine_.objectWaitingSyncForObject(*object, false);
     if (isToBeQueued)

@@ -87,7 +87,7 @@ void QWSyncSupervisor::finishUpload(const QString& destinationPath, const QStrin
     if (isActive() && (!row || isDone(*row))) {
         recordsInFlight_.remove(uuid);
         imagesInFlight_.remove(uuid);
-        if (mayHaveChanged && records_->finishUpload(fileName, isRecordBehind || isImageBehind))
+        if (records_->finishUpload(fileName, isRecordBehind || isImageBehind))
             sendWaiting();
     }
     letGoOfRow(fileName);

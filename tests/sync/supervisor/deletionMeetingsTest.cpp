@@ -295,6 +295,19 @@ TEST_F(InFlightAndDeletedHere, Comes_back_when_somebody_has_edited_it) {
     EXPECT_EQ(cloud.fileNames(), QStringList{"Book!!!X.data"});
 }
 
+TEST_F(InFlight, What_was_sent_again_is_not_sent_once_more_by_the_next_process) {
+    desktop.find("X")->setValueForKey("title", "Edited");
+    desktop.save();
+    pass(800);
+    ASSERT_TRUE(supervisor().isInStep());
+    desktop.client->forgetRequests();
+    desktop.crash();
+    desktop.start();
+    desktop.activate();
+    pass(60);
+    EXPECT_TRUE(desktop.client->requests(QWRestRequest::Upload).empty());
+}
+
 TEST_F(InFlight, A_copy_that_was_deleted_meanwhile_makes_nothing_be_sent_again) {
     cloud.putRecord("Book!!!X (Owner's conflicted copy).data", book("Old"));
     pass(0.1);
