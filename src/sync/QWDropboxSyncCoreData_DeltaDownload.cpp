@@ -44,9 +44,10 @@ void QWDropboxSyncCoreData::loadDeltaPotentialUpdates() {
     dropboxRestClient_->loadDelta(deltaNextCursor_);
 }
 
-// An answer does not tell which query it is to. While one that a deactivation has given up may still arrive,
-// before or after those to newer queries, pages are followed and entries imported, but no cursor is saved and
-// no listing completed. The first query that is asked with none out starts again.
+// An answer does not tell which query it is to. While one that a deactivation has given up may still arrive, before or after
+// those to newer queries, pages are followed and entries imported, but no cursor is saved and no listing completed. So it is
+// with a listing from scratch that comes while another query is out. The first query that is asked with none out starts
+// again.
 void QWDropboxSyncCoreData::goBackToSavedCursor() {
     isDeltaCursorInDoubt_ = false;
     deltaNextCursor_ = metadataWithKey(QWDBMetadataCursorKey)->value();
@@ -76,7 +77,10 @@ void QWDropboxSyncCoreData::restClientLoadedDeltaEntries(DBRestClient&, const QL
                                                          bool reset, const QString& cursor, bool hasMore) {
     deltaEntriesToImport_.append(entries);
     deltaNextCursor_ = cursor;
-    if (resetListing_.pageArrived(entries, reset, hasMore) && !isDeltaCursorInDoubt_)
+    const bool isListingComplete = resetListing_.pageArrived(entries, reset, hasMore);
+    // The listing that is still to come may be the older one, and hold what was deleted before this one.
+    isDeltaCursorInDoubt_ |= reset && resetListing_.unansweredQueries() > 0;
+    if (isListingComplete && !isDeltaCursorInDoubt_)
         addDeletionsOfResetListing();
     if (hasMore) {
         loadDeltaPotentialUpdates();

@@ -301,6 +301,27 @@ TEST(SimulatedDeletion,
                                   50133441));
 }
 
+TEST(SimulatedDeletion, A_record_goes_that_was_deleted_between_two_listings_which_arrive_in_the_other_order) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({0, -2}, {"5710 1 add 69 68580\n"
+                                                     "3912 1 add 973 86172\n"
+                                                     "3998 1 add 230 21547\n"
+                                                     "15986 1 add 975 47995\n"
+                                                     "91613 1 add 314 97764\n"
+                                                     "10544 1 add 532 87044",
+                                                     "7142 2 add 958 84033\n"
+                                                     "10468020 1 add 591 54737\n"
+                                                     "4687 2 forget-cursors 660 49403\n"
+                                                     "3890 1 add 165 91810\n"
+                                                     "640 1 set-image 13 57176\n"
+                                                     "437 1 add 167 38253\n"
+                                                     "214494 2 delay-answer 1 101\n"
+                                                     "7450 2 sync 258 48550\n"
+                                                     "19652 2 sync 878 9227\n"
+                                                     "3686 1 add 44 26113\n"
+                                                     "2140 1 delete 830 56114"}),
+                                  50143194));
+}
+
 TEST(SimulatedDeletion, An_author_whose_edit_is_sent_in_the_batch_that_deletes_it_comes_back_everywhere) {
     EXPECT_TRUE(keepsEveryPromise(scriptOf({-1, -1, 0}, {"13795 1 add 912 75600\n"
                                                          "26056 2 kill 98 319\n"

@@ -175,6 +175,23 @@ TEST_F(LostCursor, A_deletion_is_applied_when_the_cursor_is_lost_between_two_pag
     EXPECT_FALSE(onB(gone));
 }
 
+// The file that the late listing still holds cannot be loaded any more, which ends that batch.
+TEST_F(LostCursor, A_deletion_between_two_listings_is_applied_though_the_first_arrives_last) {
+    const QString name = "Author!!!" + keep->uuid() + ".data";
+    cloud.put(name, R"({"name":"Edited","dateModified":"2030-01-01 00:00:00 +0000"})");
+    b.client->on(QWRestRequest::LoadDelta).number(1).delaysAnswer(std::chrono::seconds(20));
+    b.engine->loadDeltaPotentialUpdates();
+    b.advance(std::chrono::seconds(1));
+    cloud.remove(name);
+    b.engine->loadDeltaPotentialUpdates();
+    b.advance(std::chrono::seconds(30));
+    ASSERT_TRUE(onB(keep));
+    b.engine->deactivateSync();
+    b.activate();
+    b.advance(std::chrono::seconds(30));
+    EXPECT_FALSE(onB(keep));
+}
+
 TEST_F(LostCursor, A_record_with_a_waiting_row_stays_and_is_uploaded) {
     onB(gone)->setValueForKey("name", "Edited");
     b.sync();
