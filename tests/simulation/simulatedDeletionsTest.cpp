@@ -352,3 +352,18 @@ TEST(SimulatedDeletion, One_of_a_version_by_a_clock_that_was_behind_gives_way_to
                                                                        "22542 1 delete-author 750 38349"}),
                           50076549));
 }
+
+TEST(SimulatedDeletion,
+     One_that_is_taken_back_leaves_no_reference_behind_of_an_edit_by_a_clock_that_was_behind) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({3022, -1, 2}, {"3884 1 add 256 14885\n"
+                                                           "9909454 3 delay-request 3 5\n"
+                                                           "1604 1 kill 83 45530\n"
+                                                           "1888 1 add 710 63487\n"
+                                                           "6128 3 delete-author 23 5250\n"
+                                                           "1074 2 sync 180 17231\n"
+                                                           "5210 3 lose-power 0 9039\n"
+                                                           "15032 2 set-image 43 90457\n"
+                                                           "9654212 3 forget-cursors 562 32742",
+                                                           ""}),
+                                  50200349));
+}

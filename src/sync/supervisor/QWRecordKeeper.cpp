@@ -177,15 +177,9 @@ bool QWRecordKeeper::isBehindDeletion(const QVariantMap& received, const QString
 // the merge sees to it.
 bool QWRecordKeeper::discardBehind(QWManagedObjectWithSyncSupport& present, const QVariantMap& received,
                                    const QString& fileName) {
-    // What a deletion in the batch has taken from it is not what a received version has changed.
-    const QStringList changed = present.changedValues().keys();
-    const bool isReceived =
-        present.isInserted() || std::any_of(changed.begin(), changed.end(), [&](const QString& key) {
-            return present.entity().property(key)->isAttribute();
-        });
     const auto host = hostsObject(engine_, fileName);
     const bool isMadeAgain = host && host->isInserted() && !present.isInserted();
-    if (isReceived || !host || !host->hasChanges() || (host->isInserted() && !isMadeAgain))
+    if (isReceived(present) || !host || !host->hasChanges() || (host->isInserted() && !isMadeAgain))
         return false;
     if (const Order place = order(received, *host); place <= Order::Same)
         return false;
@@ -193,6 +187,14 @@ bool QWRecordKeeper::discardBehind(QWManagedObjectWithSyncSupport& present, cons
     if (files().exists(host->imageURL().toLocalFile()))
         images_.checkLater(fileName);
     return true;
+}
+
+// Whether the running batch has received a version of its object. What a deletion in it has taken from that is none.
+bool QWRecordKeeper::isReceived(const QWManagedObjectWithSyncSupport& batch) {
+    const QStringList changed = batch.changedValues().keys();
+    return batch.isInserted() || std::any_of(changed.begin(), changed.end(), [&](const QString& key) {
+               return batch.entity().property(key)->isAttribute();
+           });
 }
 
 // It has not come before, though another record's reference may have made it, without a date.

@@ -260,12 +260,13 @@ bool QWRecordKeeper::prepareHostsSave() {
     return !std::exchange(filesToSendOnSave_, {}).isEmpty();
 }
 
-// One that travels, of an object that is neither deleted nor replaced by the running batch.
+// One that travels, of an object that is not deleted, and of which the running batch has received no version: the
+// received one says itself what it refers to, and the host's is queued where it wins.
 bool QWRecordKeeper::keepsReference(const QWManagedObjectWithSyncSupport& object,
                                     const QWPropertyDescription& reference) {
     if (!travels(object, reference.name()) || object.isDeleted() || !object.dateModified().isValid())
         return false;
     const auto batch = engine_.objectReferencedWithLowerCaseFileName(
         engine_.fileNameWithUUID(object.uuid(), object.entity().name(), false), false);
-    return batch ? batch->dateModified() <= object.dateModified() : object.isInserted();
+    return batch ? !isReceived(*batch) : object.isInserted();
 }

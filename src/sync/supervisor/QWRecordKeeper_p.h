@@ -68,6 +68,7 @@ private:
 
     bool discardBehind(QWManagedObjectWithSyncSupport& present, const QVariantMap& received,
                        const QString& fileName);
+    static bool isReceived(const QWManagedObjectWithSyncSupport& batch);
     void prepareNewRecord(const QString& fileName, bool isCopy);
     void queue(const QWManagedObjectWithSyncSupport& present);
     void settleMembers(QVariantMap received, const DBMetadata& metadata, bool isToBeApplied);

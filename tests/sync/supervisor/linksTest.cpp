@@ -108,6 +108,24 @@ TEST_F(OneWay, A_reference_that_is_another_one_by_then_is_not_sent_again) {
     EXPECT_TRUE(b.client->requests(QWRestRequest::Upload).empty());
 }
 
+// The cloud has the edit with the reference; it is dated before the saved version, which the batch leaves as it is.
+TEST_F(OneWay, Of_an_unsaved_edit_by_a_clock_that_is_behind_is_sent_without_what_was_deleted) {
+    label(b)->setValueForKey("text", "Edited");
+    label(b)->setDateModified(label(b)->dateModified().addSecs(-60));
+    b.advance(2s);
+    ASSERT_TRUE(cloud.bytes("Label!!!L.data").contains("Edited"));
+    ASSERT_TRUE(label(b)->hasChanges());
+    cloud.remove("Label!!!N.data");
+    b.askForChanges();
+    b.advance(5s);
+    EXPECT_FALSE(hasNext(b));
+    EXPECT_FALSE(cloud.bytes("Label!!!L.data").contains("next\":{"));
+    EXPECT_TRUE(cloud.bytes("Label!!!L.data").contains("Edited"));
+    for (int round = 0; round < 3; ++round)
+        sync();
+    EXPECT_TRUE(areInStep());
+}
+
 // The deletion does not date the record that referred to N.
 TEST_F(OneWay, A_reference_to_what_was_deleted_and_came_back_by_an_edit_elsewhere_is_the_same_on_both) {
     for (const bool dies : {false, true}) {
