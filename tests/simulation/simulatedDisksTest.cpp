@@ -257,3 +257,21 @@ TEST(SimulatedDisk, An_image_that_has_taken_the_place_of_another_one_is_not_know
                 << steps << ' ' << luck;
         }
 }
+
+TEST(SimulatedDisk, An_image_by_a_clock_that_was_behind_is_sent_though_the_disk_did_not_take_its_date) {
+    EXPECT_TRUE(keepsEveryPromise(scriptOf({1019, -698}, {"6908 2 lose-answer 1 71125\n"
+                                                          "2285 1 add 699 84587\n"
+                                                          "6190 1 add 32 394\n"
+                                                          "65 2 add 742 33106\n"
+                                                          "7642 2 add 292 36071\n"
+                                                          "502662 2 edit 593 64766\n"
+                                                          "13648 1 add 204 24766\n"
+                                                          "3912 1 set-image 275 9628\n"
+                                                          "357798 1 add 35 97223\n"
+                                                          "25384 1 add 247 99918",
+                                                          "8514 1 jump-clock -6522 22560\n"
+                                                          "2492 1 fail-disk 44 4892\n"
+                                                          "12493 1 close 747 47153\n"
+                                                          "13268 1 set-image 40 72264"}),
+                                  50252872));
+}

@@ -274,10 +274,11 @@ bool QWImageKeeper::finishBatch() {
     for (const QString& name : filesToCheck_.names()) {
         filesToCheck_.erase(name);
         const auto object = hostsObject(engine_, name);
-        if (object)
-            catchUpDate(*object, isConflicted(name));
+        const bool isBehind = object && catchUpDate(*object, isConflicted(name));
         if (object && isPending(*object))
             names.append(name);
+        else if (isBehind)
+            filesToCheck_.insert(name);
         else if (object && !object->imageURL().isEmpty() && !files().exists(object->imageURL().toLocalFile()))
             imagesAskedFor_.insert(nameOf(*object));
     }
@@ -327,11 +328,10 @@ bool QWImageKeeper::noteBehind(const QString& fileName) {
     const auto object = hostsObject(engine_, fileName);
     if (!object || engine_.isDeletedByBatch(fileName))
         return false;
-    catchUpDate(*object);
-    if (!isPending(*object))
-        return false;
-    filesToCheck_.insert(fileName);
-    return true;
+    const bool isBehind = catchUpDate(*object), isToBeSent = isPending(*object);
+    if (isBehind || isToBeSent)
+        filesToCheck_.insert(fileName);
+    return isToBeSent;
 }
 
 // The image was passed over; or the record was deleted here, with its image, and another desktop has sent it
@@ -358,7 +358,8 @@ bool QWImageKeeper::isPending(const QWManagedObjectWithSyncSupport& object) cons
 }
 
 // An image that was set here since the known one came is newer, though this machine's clock may be behind the
-// cloud's; a copy of a conflict that has taken its place, though of the same second. True when its date was to be mended.
+// cloud's; a copy of a conflict that has taken its place, though of the same second. True when its date was to be mended, though
+// the disk may not have taken that.
 bool QWImageKeeper::catchUpDate(const QWManagedObjectWithSyncSupport& object, bool isTieBehind) {
     const QString path = object.imageURL().toLocalFile();
     const auto date = path.isEmpty() ? std::nullopt : files().modificationDate(path);
@@ -371,7 +372,8 @@ bool QWImageKeeper::catchUpDate(const QWManagedObjectWithSyncSupport& object, bo
     // One that is on its way was dated in this manner, too.
     const auto sent = engine_.dateOfImageSent(path);
     const QDateTime latest = sent ? std::max(*sent, known->lastModifiedDate()) : known->lastModifiedDate();
-    return files().setModificationDate(path, latest.addSecs(1));
+    files().setModificationDate(path, latest.addSecs(1));
+    return true;
 }
 
 // The image of a record that was deleted and is made again may have gone with it, and stand in the cloud still.
@@ -385,15 +387,17 @@ void QWImageKeeper::noteHostInsertions(const QWManagedObjectSet& inserted) {
     }
 }
 
-// The engine passes over a change of the date alone while the image seems to be an old one.
+// The engine passes over a change of the date alone while the image seems to be an old one. Where the disk does not take
+// another date, the record is sent without it, and the image when it does.
 bool QWImageKeeper::noteHostChange(const QWManagedObjectSet& updated) {
     bool hasQueued = false;
     for (const auto& record : updated) {
-        const auto* object = dynamic_cast<const QWManagedObjectWithSyncSupport*>(record.data());
+        auto* object = dynamic_cast<QWManagedObjectWithSyncSupport*>(record.data());
         if (!object || object->isDeleted() || !catchUpDate(*object)
-            || engine_.objectWaitingSyncForObject(*object, false))
+            || engine_.objectWaitingSyncForObject(*object, false) || !engine_.delegate()
+            || !engine_.delegate()->shouldUploadUpdateManagedObject(*object))
             continue;
-        engine_.updateObjects({record}, object->dateModified(), QWDropboxSyncActionInsertOrUpdate, true);
+        engine_.queueForUpload(*object);
         hasQueued = true;
     }
     if (hasQueued)

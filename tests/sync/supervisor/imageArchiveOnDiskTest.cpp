@@ -2,7 +2,7 @@
 #include "support/FullDisk.h"
 #include "testing/QWLogCapture.h"
 
-// What becomes of images that give way when a disk takes no more, or gives nothing back.
+// What becomes of images, those that give way above all, when a disk takes no more, no date, or gives nothing back.
 
 namespace {
 
@@ -248,4 +248,32 @@ TEST_F(ImageArchiveOnDisk, An_image_that_cannot_be_read_is_not_replaced_by_an_ea
     EXPECT_TRUE(error.message.contains(path())) << qPrintable(error.message);
     disk->unreadable.clear();
     EXPECT_EQ(image(), "second");
+}
+
+// Set by a clock that is behind the cloud's, it seems to be an old one until it has a later date.
+TEST_F(ImageArchiveOnDisk, An_image_that_gets_no_date_is_sent_when_it_does) {
+    for (const bool dies : {false, true}) {
+        const QByteArray mine = dies ? "later" : "mine";
+        setImage(mine, dateInCloud().addSecs(-60));
+        disk->refusesDates = true;
+        const auto before = desktop.client->requests(QWRestRequest::Upload).size();
+        desktop.find("X")->setDateModified(desktop.now());
+        desktop.save();
+        pass(60);
+        EXPECT_EQ(desktop.client->requests(QWRestRequest::Upload).size(), before + 1) << "the record";
+        EXPECT_EQ(cloud.bytes(nameOf("X")), dies ? "mine" : "first");
+        desktop.askForChanges();
+        pass(60);
+        if (dies) {
+            desktop.crash();
+            desktop.start();
+            begin();
+        }
+        disk->refusesDates = false;
+        desktop.askForChanges();
+        pass(60);
+        EXPECT_EQ(image(), mine);
+        EXPECT_EQ(cloud.bytes(nameOf("X")), mine);
+        EXPECT_TRUE(supervisor().isInStep());
+    }
 }

@@ -127,6 +127,16 @@ TEST_F(ImageVersions, An_image_that_is_older_here_makes_way) {
     EXPECT_TRUE(areInStep());
 }
 
+TEST_F(ImageVersions, An_image_by_a_clock_that_is_behind_is_not_sent_against_the_will_of_the_host) {
+    const QString uuid = commonBook(*this);
+    replaceImage(a, uuid, "mine", a.fileMetadata(imageName(uuid))->lastModifiedDate().addSecs(-60));
+    a.wantsUpdate = [](const QWManagedObjectWithSyncSupport&) { return false; };
+    a.find(uuid)->setDateModified(a.now());
+    a.save();
+    a.advance(60s);
+    EXPECT_EQ(cloud.bytes(imageName(uuid)), "first");
+}
+
 TEST_F(ImageVersionsAlone, Different_images_of_the_same_date_stay_apart) {
     const QString uuid = meetingImages(*this, QByteArray(), "one", "two", 0);
     EXPECT_EQ(b.image(*b.find(uuid)), "one");

@@ -6,10 +6,10 @@
 #include <functional>
 
 // The real files, on a disk that takes no new ones while `isFull` is set, and that tells what was synced.
-// With `fullBelow` this holds of that folder alone. The file `unreadable`, or all in that folder, cannot be read.
+// With `fullBelow` this holds of that folder alone. While `refusesDates` is set no file is dated. The file `unreadable`, or all in that folder, cannot be read.
 class FullDisk final : public QWFileManager {
 public:
-    bool isFull = true;
+    bool isFull = true, refusesDates = false;
     QString fullBelow, unreadable;
     std::function<void(const QString& path)>
         willReplace; // before a file is removed, or another one moved over it
@@ -60,7 +60,7 @@ public:
         return files_.modificationDate(path);
     }
     bool setModificationDate(const QString& path, const QDateTime& date, QWError* error = nullptr) override {
-        return files_.setModificationDate(path, date, error);
+        return refusesDates ? refuse(path, error) : files_.setModificationDate(path, date, error);
     }
 
 private:
