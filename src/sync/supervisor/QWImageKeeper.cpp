@@ -121,10 +121,8 @@ std::optional<QWImportVerdict> QWImageKeeper::verdictOnUnreadable(const QString&
     auto& known = engine_.fileMetadataManager();
     if (!isConflicted(metadata.filename())) {
         imagesAskedFor_.insert(metadata.filename());
-        if (!known.fileMetadataForFileName(metadata.filename(), false)) {
-            known.updateFileMetadataEquivalentToDropboxFileMetadata(metadata);
-            known.fileMetadataForFileName(metadata.filename(), false)->setRemoteHash(QString());
-        }
+        known.updateFileMetadataEquivalentToDropboxFileMetadata(metadata);
+        known.fileMetadataForFileName(metadata.filename(), false)->setRemoteHash(QString());
     }
     return QWImportVerdict{error.message, QWImportVerdict::LeftOut};
 }

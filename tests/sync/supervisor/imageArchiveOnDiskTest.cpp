@@ -211,6 +211,28 @@ TEST_F(ImageArchiveOnDisk, One_that_cannot_be_read_is_not_sent_for_a_later_one_t
     EXPECT_EQ(cloud.bytes(nameOf("X")), "second");
 }
 
+// It waited to be sent, with an edit that is earlier as well.
+TEST_F(ImageArchiveOnDisk, One_that_cannot_be_read_does_not_win_over_a_later_one_that_was_left_out) {
+    engine().deactivateSync();
+    setImage("mine", dateInCloud().addSecs(1));
+    desktop.find("X")->setValueForKey("title", "Mine");
+    desktop.save();
+    pass(60);
+    cloud.put(nameOf("X"), "second");
+    cloud.putRecord(file, book("Theirs", hourText(23)));
+    disk->unreadable = path();
+    const QWLogCapture log;
+    desktop.activate();
+    pass(70);
+    disk->unreadable.clear();
+    pass(30);
+    receive();
+    EXPECT_EQ(image(), "second");
+    EXPECT_EQ(cloud.bytes(nameOf("X")), "second");
+    EXPECT_EQ(images(), QList<QByteArray>{"mine"});
+    EXPECT_TRUE(supervisor().isInStep());
+}
+
 TEST_F(ImageArchiveOnDisk, A_copy_of_a_conflict_that_would_replace_it_stays_in_the_cloud) {
     disk->unreadable = path();
     const QWLogCapture log;
