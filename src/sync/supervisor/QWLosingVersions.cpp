@@ -52,12 +52,23 @@ bool QWLosingVersions::save() {
     return true;
 }
 
-// Before, what the batch itself replaces might be dropped, and the batch not be saved.
+// Before, what the batch itself replaces might be dropped, and the batch not be saved. Records that are here all the same have
+// lost their image to a batch that was given up, and the disk had not taken it back: it may have gone from the cloud since.
 void QWLosingVersions::finishBatch() {
     const QStringList taken = imagesTaken_.names();
-    for (const QString& note : taken)
+    for (const QString& note : taken) {
+        const QString fileName = note.section(QLatin1Char('/'), 0, 0);
+        const auto present = hostsObject(engine_, fileName);
+        const bool isHere = present && noteOf(*present) == note;
+        if (isHere && !putBackImageOf(*present))
+            continue;
         imagesTaken_.erase(note);
-    archive_.holdImages(false);
+        if (!isHere)
+            continue;
+        engine_.fileMetadataManager().deleteDropboxFileMetadataWithName(fileName);
+        engine_.queueForUpload(*present);
+    }
+    holdImagesTaken();
     if (isPruneDue_)
         archive_.prune();
     if (std::exchange(isPruneDue_, false) || !taken.isEmpty())
@@ -66,14 +77,17 @@ void QWLosingVersions::finishBatch() {
 
 void QWLosingVersions::giveBatchUp() {
     const QStringList taken = imagesTaken_.names();
-    for (const QString& note : taken) {
-        if (const auto object = ownerOf(note))
-            putBackImageOf(*object);
-        imagesTaken_.erase(note);
-    }
-    archive_.holdImages(false);
+    for (const QString& note : taken)
+        if (const auto object = ownerOf(note); !object || putBackImageOf(*object))
+            imagesTaken_.erase(note);
+    holdImagesTaken();
     if (!taken.isEmpty())
         engine_.saveCacheContext();
+}
+
+// The archive has the only copy of them.
+void QWLosingVersions::holdImagesTaken() {
+    archive_.holdImages(!imagesTaken_.names().isEmpty());
 }
 
 QString QWLosingVersions::noteOf(const QWManagedObjectWithSyncSupport& object) const {
@@ -94,18 +108,21 @@ QWRef<QWManagedObjectWithSyncSupport> QWLosingVersions::ownerOf(const QString& n
     return {};
 }
 
-void QWLosingVersions::putBackImageOf(const QWManagedObjectWithSyncSupport& object) {
+// False when it is in the archive alone, for now.
+bool QWLosingVersions::putBackImageOf(const QWManagedObjectWithSyncSupport& object) {
     const QString path = object.imageURL().toLocalFile();
     if (path.isEmpty() || environment().files().exists(path))
-        return;
+        return true;
     const auto versions = archive_.versions(object.uuid());
     const auto image = std::find_if(versions.begin(), versions.end(), [&](const auto& version) {
         return version.isImage() && version.entityName == object.entity().name()
                && version.origin == Origin::Here && version.reason == Reason::Deletion;
     });
     QWError error;
-    if (image != versions.end() && !archive_.putBackImage(*image, path, &error))
-        qCWarning(qwSyncLog).noquote() << "the image is in the archive alone:" << path << error.message;
+    if (image == versions.end() || archive_.putBackImage(*image, path, &error))
+        return true;
+    qCWarning(qwSyncLog).noquote() << "the image is in the archive alone:" << path << error.message;
+    return false;
 }
 
 void QWLosingVersions::addDeclined(const QString& fileName, const QVariantMap& received,
@@ -165,7 +182,7 @@ bool QWLosingVersions::addDeletedImage(const QWManagedObjectWithSyncSupport& obj
     if (isHosts)
         return takeImage(image);
     imagesTaken_.insert(noteOf(object));
-    archive_.holdImages(true);
+    holdImagesTaken();
     const bool isKept = takeImage(image);
     if (!isKept)
         imagesTaken_.erase(noteOf(object));

@@ -27,7 +27,7 @@ public:
     // for now.
     bool addImage(QWArchivedVersion image, QWError* error);
 
-    // The batch is saved: what is beyond the bounds of the archive goes.
+    // The batch is saved: what is beyond the bounds of the archive goes, and what could not be put back is tried again.
     void finishBatch();
     // The batch was given up, here or by the end of a process, and may come again as another one: what it has taken of
     // images is put back.
@@ -40,14 +40,15 @@ private:
     void hostDidSave(const QWDidSaveNotice& notice);
     QString noteOf(const QWManagedObjectWithSyncSupport& object) const;
     QWRef<QWManagedObjectWithSyncSupport> ownerOf(const QString& note);
-    void putBackImageOf(const QWManagedObjectWithSyncSupport& object);
+    bool putBackImageOf(const QWManagedObjectWithSyncSupport& object);
+    void holdImagesTaken();
     bool save(); // false when the versions are in memory still
 
     QWEnvironment& environment() const { return engine_.mainManagedObjectContext()->environment(); }
 
     QWDropboxSyncCoreData& engine_;
     QWVersionArchive& archive_;
-    // By a batch that is not saved: "A/K", of the record of file A that has the key K in the host's store. It may have made
+    // By a batch that is not saved, or that was given up and has not put them back: "A/K", of the record of file A that has the key K in the host's store. It may have made
     // way, in the same batch, for another one of that name.
     QWRememberedFiles imagesTaken_;
     // Of saved records that are deleted in the main context along with one that the host had not saved. A rollback brings

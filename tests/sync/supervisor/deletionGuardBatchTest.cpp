@@ -1,5 +1,7 @@
 #include "supervisor/DeletionGuard.h"
+#include "support/FullDisk.h"
 #include "sync/supervisor/QWVersionArchive.h"
+#include "testing/QWLogCapture.h"
 
 // A batch that did not come to its end has deleted records already, as far as it alone knows, when a query is held back.
 
@@ -40,7 +42,55 @@ struct DeletionGuardBatch : DeletionGuard {
     const QString cover = "Book!!!N0.image";
 };
 
+// When the question opens the disk does not take back the image that the batch has taken, and the cloud has it no longer.
+struct DeletionGuardBatchOnFullDisk : DeletionGuardBatch {
+    DeletionGuardBatchOnFullDisk() {
+        disk->isFull = false;
+        desktop.world.files = disk;
+        startAnew();
+        beginBatch();
+        disk->fullBelow = QFileInfo(desktop.find("N0")->imageURL().toLocalFile()).path();
+        disk->isFull = true;
+        remove(20, 40);
+        pass(61);
+    }
+    void refuse() {
+        ASSERT_EQ(questions.back(), std::pair(60LL, 100LL));
+        ASSERT_EQ(desktop.image(*desktop.find("N0")), "");
+        supervisor().answerDeletionQuestion(false);
+        pass(120);
+    }
+    void expectImage() {
+        EXPECT_EQ(desktop.image(*desktop.find("N0")), "cover");
+        EXPECT_EQ(cloud.bytes(cover), "cover");
+        EXPECT_TRUE(supervisor().isInStep());
+    }
+    const std::shared_ptr<FullDisk> disk = std::make_shared<FullDisk>();
+    const QWLogCapture log;
+};
+
 } // namespace
+
+TEST_F(DeletionGuardBatchOnFullDisk, A_no_keeps_also_an_image_that_is_put_back_later) {
+    disk->isFull = false;
+    refuse();
+    expectImage();
+}
+
+TEST_F(DeletionGuardBatchOnFullDisk, A_no_keeps_also_an_image_that_another_process_puts_back) {
+    startAnew();
+    disk->isFull = false;
+    refuse();
+    expectImage();
+}
+
+TEST_F(DeletionGuardBatchOnFullDisk, A_no_keeps_also_an_image_that_is_put_back_after_its_record_was_sent) {
+    refuse();
+    ASSERT_EQ(cloud.bytes(cover), "");
+    disk->isFull = false;
+    receive();
+    expectImage();
+}
 
 TEST_F(DeletionGuardBatch, A_no_keeps_what_it_has_deleted) {
     openQuestionInBatch();
