@@ -173,6 +173,9 @@ public:
 
     // Asks the cloud for changes since the last batch.
     void loadDeltaPotentialUpdates();
+    // Answers to several queries have come, or may come, out of order: no cursor is saved, and what a listing from scratch
+    // lacks is not looked for. The first query that is asked with none out starts again.
+    bool isDeltaCursorInDoubt() const { return isDeltaCursorInDoubt_; }
     // Entries received and not yet finished.
     const QWDeltaQueue& deltaEntriesToImport() const { return deltaEntriesToImport_; }
 
@@ -501,8 +504,7 @@ private:
     QWDeltaQueue::InProcess deltaEntriesInProcess_; // always some of those to import
     bool checkForDeltaUpdateImmediatelyAfterCurrentEntriesAnalysis_ = false;
     QString deltaNextCursor_; // of the last page; what is saved when the batch ends. Read back at activation.
-    // Queries were unanswered at a deactivation: the cursors that arrive may pass over entries given up by
-    // it.
+    // What arrives may be older than what has arrived, or pass over entries given up by a deactivation.
     bool isDeltaCursorInDoubt_ = false;
     QWResetListing resetListing_;
     bool areChangesGivenUp_ = false; // while `changesListed` tells of them

@@ -187,7 +187,7 @@ void QWSyncSupervisor::statusChanged(quint64 status) {
             losingVersions_->finishBatch();
             const bool areRecordsMissed = records_->finishBatch();
             modelRefusals_->finishBatch();
-            if (images_->takeQueryDue() || areRecordsMissed)
+            if (images_->takeQueryDue() || areRecordsMissed || engine_->isDeltaCursorInDoubt())
                 queryAfterPause();
         }
     }

@@ -160,3 +160,24 @@ TEST_F(TwoListedAnew, An_image_that_was_deleted_with_its_record_before_it_comes_
     EXPECT_TRUE(areInStep());
     EXPECT_EQ(cloud.fileNames().contains("Book!!!X.data"), cloud.fileNames().contains("Book!!!X.image"));
 }
+
+// Two are out, since sync was started again, and the earlier one, which has the book still, comes last. Neither tells what
+// has gone.
+TEST_F(ListedAnew, A_listing_that_has_overtaken_another_one_is_made_again_before_all_is_in_step) {
+    cloud.folder->forgetCursors();
+    cloud.putRecord("Book!!!Y.data", book("Other"));
+    desktop.client->on(QWRestRequest::LoadDelta).first(1).delaysAnswer(5s);
+    supervisor().syncNow();
+    pass(1);
+    cloud.remove("Book!!!X.data");
+    supervisor().activate();
+    pass(1);
+    EXPECT_FALSE(supervisor().isInStep());
+    pass(20);
+    EXPECT_FALSE(desktop.find("X"));
+    EXPECT_TRUE(desktop.find("Y"));
+    EXPECT_TRUE(supervisor().isInStep());
+    const int queries = count(QWRestRequest::LoadDelta);
+    pass(300);
+    EXPECT_EQ(count(QWRestRequest::LoadDelta), queries);
+}
